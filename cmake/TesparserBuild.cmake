@@ -1,0 +1,45 @@
+# What all targets share: flags, sanitizers, ccache.
+
+find_program(TESPARSER_CCACHE ccache)
+if(TESPARSER_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  # The base directory makes paths relative, so that two checkouts share what they have compiled; the sloppiness
+  # is what ccache asks for to cache users of a precompiled header.
+  set(CMAKE_CXX_COMPILER_LAUNCHER
+      ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1
+      CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime ${TESPARSER_CCACHE})
+  set(CMAKE_C_COMPILER_LAUNCHER ${CMAKE_CXX_COMPILER_LAUNCHER})
+endif()
+
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  # A time stamp in a precompiled header would keep ccache from sharing what was compiled with it.
+  add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:SHELL:-Xclang -fno-pch-timestamp>")
+endif()
+
+# Contracted or reordered floating point would change results in the last bit.
+add_compile_options(-ffp-contract=off)
+
+if(TESPARSER_SANITIZE)
+  add_compile_options(-fsanitize=${TESPARSER_SANITIZE} -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${TESPARSER_SANITIZE})
+  if(TESPARSER_SANITIZE MATCHES "undefined")
+    # Every finding ends the program: a test that goes on after one proves nothing.
+    add_compile_options(-fno-sanitize-recover=all)
+  endif()
+endif()
+
+# Warnings for our own code; generated code goes without.
+function(tesparser_own_code target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+  if(TESPARSER_WERROR)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+endfunction()
+
+# A library that stays once it is loaded, and lacks nothing of what it calls. Sanitizers leave their own symbols open
+# until the program is linked.
+function(tesparser_resident_library target)
+  target_link_options(${target} PRIVATE -Wl,-z,nodelete)
+  if(NOT TESPARSER_SANITIZE)
+    target_link_options(${target} PRIVATE -Wl,-z,defs)
+  endif()
+endfunction()

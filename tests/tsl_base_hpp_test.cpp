@@ -1,0 +1,326 @@
+// Claim: the C++ layer reads what the C functions read, tells unset from zero, and frees what it owns.
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstdint>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "tsl_base/table.hpp"
+
+namespace {
+
+using tsl_base::BytesView;
+using tsl_base::ColumnInfo;
+using tsl_base::RowView;
+using tsl_base::Table;
+using tsl_base::TableView;
+using tsl_base::Type;
+
+Table Sample() {
+  Table table("s:s;d:d;f:f;i:i;I:I;q:q;Q:Q;h:h;H:H;c:c;C:C;b:b;n:2i;t:t;T:T;P:P;V:V;odd", 3, "sample");
+  void* t = table.get();
+  const int32_t numbers[2] = {5, 6};
+  table_set_str(t, 1, 0, "text", 1);
+  table_set_double(t, 1, 1, 0.5);
+  table_set_float(t, 1, 2, 0.25F);
+  table_set_int(t, 1, 3, -3);
+  table_set_uint(t, 1, 4, 4);
+  table_set_int64(t, 1, 5, -5);
+  table_set_uint64(t, 1, 6, 6);
+  table_set_short(t, 1, 7, 65535);
+  table_set_short(t, 1, 8, 65535);
+  table_set_int(t, 1, 9, -9);
+  table_set_int(t, 1, 10, 250);
+  table_set_binary(t, 1, 11, 3, "a\0b", 1);
+  table_set_buff(t, 1, 12, numbers, sizeof numbers, 0);
+  void* child = table_create("x:q", 1, "child");
+  table_set_int64(child, 0, 0, 77);
+  table_set_table_raw(t, 1, 13, child);
+  table_set_table(t, 2, 13, nullptr, 1);
+  table_set_uint64(t, 1, 14, 14);
+  table_set_pfloat(t, 1, 15, PFloat(-12345, 4));
+  table_set_vfloat(t, 1, 16, VFloat(25, 1));
+  return table;
+}
+
+TEST(View, GivesTheValueOfEachType) {
+  const Table table = Sample();
+  const TableView view = table.view();
+  EXPECT_EQ(view.get<std::string_view>(1, 0), "text");
+  EXPECT_EQ(view.get<double>(1, 1), 0.5);
+  EXPECT_EQ(view.get<float>(1, 2), 0.25F);
+  EXPECT_EQ(view.get<int32_t>(1, 3), -3);
+  EXPECT_EQ(view.get<uint32_t>(1, 4), 4U);
+  EXPECT_EQ(view.get<int64_t>(1, 5), -5);
+  EXPECT_EQ(view.get<long long>(1, 5), -5);
+  EXPECT_EQ(view.get<uint64_t>(1, 6), 6U);
+  EXPECT_EQ(view.get<unsigned long long>(1, 6), 6U);
+  EXPECT_EQ(view.get<int16_t>(1, 7), -1);
+  EXPECT_EQ(view.get<uint16_t>(1, 8), 65535);
+  EXPECT_EQ(view.get<int8_t>(1, 9), -9);
+  EXPECT_EQ(view.get<uint8_t>(1, 10), 250);
+  EXPECT_EQ(view.get<tsl_time_t>(1, 14)->value(), 14U);
+  EXPECT_EQ(view.get<PFloat>(1, 15)->mantissa(), -12345);
+  EXPECT_EQ(view.get<VFloat>(1, 16)->mantissa(), 25);
+}
+
+TEST(View, AnotherTypeGivesNothing) {
+  const Table table = Sample();
+  const TableView view = table.view();
+  for (int col = 0; col < view.cols(); ++col) {
+    EXPECT_EQ(view.get<double>(1, col).has_value(), col == 1) << col;
+    EXPECT_EQ(view.get<float>(1, col).has_value(), col == 2) << col;
+    EXPECT_EQ(view.get<int32_t>(1, col).has_value(), col == 3) << col;
+    EXPECT_EQ(view.get<uint32_t>(1, col).has_value(), col == 4) << col;
+    EXPECT_EQ(view.get<int64_t>(1, col).has_value(), col == 5) << col;
+    EXPECT_EQ(view.get<uint64_t>(1, col).has_value(), col == 6) << col;
+    EXPECT_EQ(view.get<std::string_view>(1, col).has_value(), col == 0) << col;
+    EXPECT_EQ(view.get<TableView>(1, col).has_value(), col == 13) << col;
+  }
+}
+
+TEST(View, UnsetAndOutsideGiveNothing) {
+  const Table table = Sample();
+  const TableView view = table.view();
+  for (const int row : {-1, 0, 3, INT_MAX}) {
+    EXPECT_FALSE(view.get<double>(row, 1).has_value());
+    EXPECT_FALSE(view.get<std::string_view>(row, 0).has_value());
+    EXPECT_FALSE(view.get<BytesView>(row, 11).has_value());
+    EXPECT_FALSE(view.get<TableView>(row, 13).has_value());
+    EXPECT_FALSE(view.is_set(row, 1));
+  }
+  EXPECT_FALSE(view.get<double>(1, -1).has_value());
+  EXPECT_FALSE(view.get<double>(1, 100).has_value());
+}
+
+TEST(View, ZeroAndEmptyAreValues) {
+  const Table table("d:d;s:s;b:b", 1);
+  table_set_double(table.get(), 0, 0, 0);
+  table_set_str(table.get(), 0, 1, "", 1);
+  table_set_binary(table.get(), 0, 2, 0, nullptr, 1);
+  EXPECT_EQ(table.view().get<double>(0, 0), 0.0);
+  EXPECT_EQ(table.view().get<std::string_view>(0, 1), "");
+  ASSERT_TRUE(table.view().get<BytesView>(0, 2).has_value());
+  EXPECT_TRUE(table.view().get<BytesView>(0, 2)->empty());
+}
+
+TEST(View, GivesBytesOfBinaryCountedAndSingleCells) {
+  const Table table = Sample();
+  const BytesView binary = *table.view().get<BytesView>(1, 11);
+  EXPECT_EQ(std::string(binary.begin(), binary.end()), std::string("a\0b", 3));
+  const BytesView counted = *table.view().get<BytesView>(1, 12);
+  ASSERT_EQ(counted.size(), 8U);
+  int32_t numbers[2];
+  memcpy(numbers, counted.data(), 8);
+  EXPECT_EQ(numbers[1], 6);
+  EXPECT_EQ(table.view().get<BytesView>(1, 9)->size(), 1U);
+  EXPECT_FALSE(table.view().get<BytesView>(1, 0).has_value());
+}
+
+TEST(View, ReadsByName) {
+  const Table table = Sample();
+  EXPECT_EQ(table.view().get<double>(1, "d"), 0.5);
+  EXPECT_FALSE(table.view().get<double>(1, "no such column").has_value());
+}
+
+TEST(View, ReadsChildren) {
+  const Table table = Sample();
+  const auto child = table.view().get<TableView>(1, "t");
+  ASSERT_TRUE(child.has_value());
+  EXPECT_EQ(child->name(), "child");
+  EXPECT_EQ(child->get<int64_t>(0, "x"), 77);
+}
+
+TEST(View, TellsAnEmptyChildFromNone) {
+  const Table table = Sample();
+  const auto empty = table.view().get<TableView>(2, 13);
+  ASSERT_TRUE(empty.has_value());
+  EXPECT_FALSE(*empty);
+  EXPECT_EQ(empty->rows(), 0);
+  EXPECT_FALSE(table.view().get<TableView>(0, 13).has_value());
+}
+
+TEST(View, DescribesTheTable) {
+  const Table table = Sample();
+  const TableView view = table.view();
+  EXPECT_EQ(view.rows(), 3);
+  EXPECT_EQ(view.cols(), 18);
+  EXPECT_EQ(view.name(), "sample");
+}
+
+TEST(View, DescribesColumns) {
+  const Table table = Sample();
+  const ColumnInfo counted = table.view().column(12);
+  EXPECT_EQ(counted.index, 12);
+  EXPECT_EQ(counted.name, "n");
+  EXPECT_EQ(counted.type, Type::kInt32);
+  EXPECT_EQ(counted.count, 2);
+  EXPECT_EQ(table.view().column(17).type, Type::kNothing);
+  EXPECT_EQ(table.view().column(17).count, 0);
+  EXPECT_EQ(table.view().column(99).name, "");
+}
+
+TEST(View, FindsColumns) {
+  const Table table = Sample();
+  EXPECT_EQ(table.view().column_index("s"), 0);
+  EXPECT_EQ(table.view().column_index("odd"), 17);
+  EXPECT_EQ(table.view().column_index("S"), std::nullopt);
+  EXPECT_EQ(table.view().column_index(std::string_view("s\0", 2)), std::nullopt);
+}
+
+TEST(View, OfNoTableIsEmpty) {
+  const TableView none;
+  EXPECT_FALSE(none);
+  EXPECT_EQ(none.rows(), 0);
+  EXPECT_EQ(none.cols(), 0);
+  EXPECT_EQ(none.name(), "");
+  EXPECT_FALSE(none.get<double>(0, 0).has_value());
+  EXPECT_EQ(none.begin(), none.end());
+}
+
+TEST(Rows, AreIteratedInOrder) {
+  const Table table("x:q", 4);
+  for (int row = 0; row < 4; ++row)
+    table_set_int64(table.get(), row, 0, row * 10LL);
+  std::vector<int64_t> values;
+  for (const RowView row : table.view()) {
+    EXPECT_EQ(row.index() * 10, row.get<int64_t>("x"));
+    values.push_back(*row.get<int64_t>(0));
+  }
+  EXPECT_EQ(values, (std::vector<int64_t>{0, 10, 20, 30}));
+}
+
+TEST(Rows, OfATableWithoutRowsAreNone) {
+  const Table table("x:q", 0);
+  for (const RowView row : table.view())
+    FAIL() << row.index();
+}
+
+TEST(Rows, ReadLikeTheTable) {
+  const Table table = Sample();
+  const RowView row = table.view().row(1);
+  EXPECT_TRUE(row.is_set(1));
+  EXPECT_TRUE(row.is_set("d"));
+  EXPECT_FALSE(row.is_set("odd"));
+  EXPECT_FALSE(row.is_set("no such column"));
+  EXPECT_EQ(row.as_double(3), -3.0);
+  EXPECT_EQ(row.table().get(), table.get());
+  std::string seen;
+  EXPECT_TRUE(row.visit(0, [&seen](auto value) {
+    if constexpr (std::is_same_v<decltype(value), std::string_view>) seen = value;
+  }));
+  EXPECT_EQ(seen, "text");
+}
+
+TEST(AsDouble, ReadsEveryNumber) {
+  const Table table = Sample();
+  const double expected[] = {0, 0.5, 0.25, -3, 4, -5, 6, -1, 65535, -9, 250};
+  for (int col = 1; col <= 10; ++col)
+    EXPECT_EQ(table.view().as_double(1, col), expected[col]) << col;
+  EXPECT_EQ(table.view().as_double(1, 15), -1.2345);
+  EXPECT_EQ(table.view().as_double(1, 16), 2.5);
+}
+
+TEST(AsDouble, GivesNothingForOtherCells) {
+  const Table table = Sample();
+  for (const int col : {0, 11, 12, 13, 14, 17})
+    EXPECT_FALSE(table.view().as_double(1, col).has_value()) << col;
+  EXPECT_FALSE(table.view().as_double(0, 1).has_value());
+}
+
+// What each cell is visited as.
+struct TypeName {
+  std::string* name;
+  void operator()(double) const { *name = "double"; }
+  void operator()(float) const { *name = "float"; }
+  void operator()(int8_t) const { *name = "int8"; }
+  void operator()(int16_t) const { *name = "int16"; }
+  void operator()(int32_t) const { *name = "int32"; }
+  void operator()(int64_t) const { *name = "int64"; }
+  void operator()(uint8_t) const { *name = "uint8"; }
+  void operator()(uint16_t) const { *name = "uint16"; }
+  void operator()(uint32_t) const { *name = "uint32"; }
+  void operator()(uint64_t) const { *name = "uint64"; }
+  void operator()(std::string_view) const { *name = "text"; }
+  void operator()(BytesView) const { *name = "bytes"; }
+  void operator()(TableView) const { *name = "table"; }
+  void operator()(tsl_time_t) const { *name = "time"; }
+  void operator()(PFloat) const { *name = "PFloat"; }
+  void operator()(VFloat) const { *name = "VFloat"; }
+};
+
+TEST(Visit, CallsWithTheColumnsType) {
+  const Table table = Sample();
+  const std::vector<std::string> expected = {"text",   "double", "float",  "int32",  "uint32", "int64",
+                                             "uint64", "int16",  "uint16", "int8",   "uint8",  "bytes",
+                                             "bytes",  "table",  "time",   "PFloat", "VFloat"};
+  for (size_t col = 0; col < expected.size(); ++col) {
+    std::string name;
+    EXPECT_TRUE(table.view().visit(1, static_cast<int>(col), TypeName{&name}));
+    EXPECT_EQ(name, expected[col]) << col;
+  }
+}
+
+TEST(Visit, IsNotCalledForUnsetCells) {
+  const Table table = Sample();
+  std::string name = "untouched";
+  EXPECT_FALSE(table.view().visit(0, 1, TypeName{&name}));
+  EXPECT_FALSE(table.view().visit(1, 17, TypeName{&name}));
+  EXPECT_EQ(name, "untouched");
+}
+
+TEST(OwnedTable, IsMovedNotCopied) {
+  EXPECT_FALSE(std::is_copy_constructible_v<Table>);
+  EXPECT_FALSE(std::is_copy_assignable_v<Table>);
+  Table first("x:q", 1);
+  void* raw = first.get();
+  Table second(std::move(first));
+  EXPECT_FALSE(first);  // NOLINT(bugprone-use-after-move): a table that was moved from is none
+  EXPECT_EQ(second.get(), raw);
+  Table third("y:q", 1);
+  third = std::move(second);
+  EXPECT_EQ(third.get(), raw);
+}
+
+TEST(OwnedTable, MovedToItselfStays) {
+  Table table("x:q", 1);
+  Table& same = table;
+  table = std::move(same);
+  ASSERT_TRUE(table);
+  EXPECT_EQ(table.view().cols(), 1);
+}
+
+TEST(OwnedTable, AdoptsAndReleases) {
+  void* raw = table_create("x:q", 1, "");
+  Table table(raw);
+  EXPECT_EQ(table.release(), raw);
+  EXPECT_FALSE(table);
+  table.reset(raw);
+  EXPECT_EQ(table.get(), raw);
+  table.reset();
+  EXPECT_FALSE(table);
+}
+
+TEST(OwnedTable, IsHandedToAParent) {
+  Table parent("t:t", 1);
+  Table child("x:q", 1, "child");
+  void* raw = child.get();
+  EXPECT_TRUE(parent.attach(0, 0, std::move(child)));
+  EXPECT_FALSE(child);  // NOLINT(bugprone-use-after-move): given away
+  EXPECT_EQ(parent.view().get<TableView>(0, 0)->get(), raw);
+}
+
+TEST(OwnedTable, StaysIfTheParentCannotTakeIt) {
+  Table parent("t:t;q:q", 1);
+  Table child("x:q", 1);
+  EXPECT_FALSE(parent.attach(0, 1, std::move(child)));
+  EXPECT_FALSE(parent.attach(5, 0, std::move(child)));  // NOLINT(bugprone-use-after-move): it was not taken
+  EXPECT_TRUE(child);                                   // NOLINT(bugprone-use-after-move): nor was it now
+  EXPECT_FALSE(parent.attach(0, 0, Table()));
+  EXPECT_FALSE(parent.view().is_set(0, 0));
+}
+
+}  // namespace

@@ -1,0 +1,461 @@
+// Claims: memory grows with the cells that are written; a table of few cells is one allocation; when memory
+// is exhausted, a setter throws std::bad_alloc, the cell keeps what it had, and nothing is lost.
+//
+// The allocation functions of this program are replaced by ones that count and can be told to fail.
+#include <gtest/gtest.h>
+#include <malloc.h>
+
+#include <climits>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "tsl_base/table.h"
+#include "tsl_base/text.h"
+
+namespace {
+
+size_t live_bytes = 0;
+long live_blocks = 0;
+long allocations = 0;
+long allocations_until_failure = -1;  // below 0: never
+
+void* CountedNew(size_t size) {
+  if (allocations_until_failure == 0) throw std::bad_alloc();
+  if (allocations_until_failure > 0) --allocations_until_failure;
+  void* block = std::malloc(size != 0 ? size : 1);
+  if (!block) throw std::bad_alloc();
+  live_bytes += malloc_usable_size(block);
+  ++live_blocks;
+  ++allocations;
+  return block;
+}
+
+void CountedDelete(void* block) noexcept {
+  if (!block) return;
+  live_bytes -= malloc_usable_size(block);
+  --live_blocks;
+  std::free(block);
+}
+
+}  // namespace
+
+void* operator new(size_t size) {
+  return CountedNew(size);
+}
+void* operator new[](size_t size) {
+  return CountedNew(size);
+}
+void operator delete(void* block) noexcept {
+  CountedDelete(block);
+}
+void operator delete[](void* block) noexcept {
+  CountedDelete(block);
+}
+void operator delete(void* block, size_t) noexcept {
+  CountedDelete(block);
+}
+void operator delete[](void* block, size_t) noexcept {
+  CountedDelete(block);
+}
+
+namespace {
+
+// The bytes that the table takes which `make` returns. A first one is made before, as the thread then knows
+// the spec and has forgotten what it could not keep beside it.
+template <typename Make>
+size_t BytesOf(Make make) {
+  table_free(make());
+  const size_t before = live_bytes;
+  void* table = make();
+  const size_t bytes = live_bytes - before;
+  table_free(table);
+  return bytes;
+}
+
+std::string ManyColumns(int columns) {
+  std::string spec;
+  for (int i = 0; i < columns; ++i)
+    spec += "column" + std::to_string(i) + ":d;";
+  return spec;
+}
+
+TEST(Counting, SeesTheAllocationsOfTheLibrary) {
+  const long before = allocations;
+  table_free(table_create("a:d", 1, ""));
+  EXPECT_GT(allocations, before);
+}
+
+TEST(Memory, ASmallTableOfAKnownSpecIsOneAllocation) {
+  const char spec[] = "a:d;b:d;c:d;d:q;e:i;f:f;g:d;h:d;i:d;j:d;k:d;l:d;m:d;n:d;o:d;p:d;q:d;r:d;s:d;t:d;u:d";
+  void* first = table_create(spec, 1, "data");
+  const long before = allocations;
+  void* second = table_create(spec, 1, "data");
+  for (int col = 0; col < 21; ++col)
+    table_set_double(second, 0, col, 1);
+  EXPECT_EQ(allocations - before, 1);
+  table_free(first);
+  table_free(second);
+}
+
+TEST(Memory, ASmallTableTakesLittleMoreThanItsCells) {
+  const char spec[] = "a:d;b:d;c:d;d:q;e:i;f:f;g:d;h:d;i:d;j:d;k:d;l:d;m:d;n:d;o:d;p:d;q:d;r:d;s:d;t:d;u:d";
+  const size_t bytes = BytesOf([&spec] { return table_create(spec, 1, ""); });
+  EXPECT_LE(bytes, 21 * 8 + 80U);
+}
+
+TEST(Memory, ColumnsThatHoldNothingCostNoCells) {
+  const std::string spec = std::string(200, ';') + "a:d";
+  EXPECT_LE(BytesOf([&spec] { return table_create(spec.c_str(), 1, ""); }), 100U);
+}
+
+TEST(Memory, AnnouncedCellsCostNothing) {
+  const std::string spec = ManyColumns(1000);
+  const size_t bytes = BytesOf([&spec] { return table_create(spec.c_str(), INT_MAX, ""); });
+  // The parsed spec: its text and a few bytes for each column.
+  EXPECT_LE(bytes, 2 * spec.size() + size_t{1000} * 32);
+}
+
+TEST(Memory, TenCellsOfAHugeTableStaySmall) {
+  const std::string spec = ManyColumns(1000);
+  const size_t bytes = BytesOf([&spec] {
+    void* table = table_create(spec.c_str(), INT_MAX, "");
+    for (int i = 0; i < 10; ++i)
+      table_set_double(table, i * 200'000'000, i * 111, 1);
+    return table;
+  });
+  EXPECT_LE(bytes, 100'000U);
+}
+
+TEST(Memory, ScatteredCellsCostAboutTheSameEach) {
+  std::vector<std::function<int(int)>> patterns = {
+      [](int i) { return i * 20; }, [](int i) { return i * 1000; },
+      [](int i) { return INT_MAX - 1 - i * 300; },
+      [](int i) { return static_cast<int>((static_cast<uint32_t>(i) * 2654435761U) >> 1); }};
+  const int cells = 50'000;
+  for (size_t pattern = 0; pattern < patterns.size(); ++pattern) {
+    const size_t bytes = BytesOf([&] {
+      void* table = table_create("x:q", INT_MAX, "");
+      for (int i = 0; i < cells; ++i)
+        table_set_int64(table, patterns[pattern](i), 0, i);
+      return table;
+    });
+    EXPECT_LE(bytes, size_t{cells} * 160) << "pattern " << pattern;
+  }
+}
+
+TEST(Memory, ThousandsOfColumnsWithOneValueEachStaySmall) {
+  const std::string spec = ManyColumns(4000);
+  const size_t of_the_spec = BytesOf([&spec] { return table_create(spec.c_str(), 1000, ""); });
+  const size_t bytes = BytesOf([&spec] {
+    void* table = table_create(spec.c_str(), 1000, "");
+    for (int col = 0; col < 4000; ++col)
+      table_set_double(table, 0, col, 1);
+    return table;
+  });
+  EXPECT_LE(bytes, of_the_spec + size_t{4000} * 250);
+}
+
+TEST(Memory, AFullColumnTakesItsOwnWidth) {
+  const struct {
+    const char* spec;
+    size_t width;
+  } cases[] = {{"x:c", 1}, {"x:h", 2}, {"x:i", 4}, {"x:f", 4}, {"x:d", 8}, {"x:q", 8}};
+  const int rows = 100'000;
+  for (const auto& c : cases) {
+    const size_t bytes = BytesOf([&c] {
+      void* table = table_create(c.spec, rows, "");
+      for (int row = 0; row < rows; ++row)
+        table_set_short(table, row, 0, 1);
+      return table;
+    });
+    EXPECT_LE(bytes, rows * c.width + rows / 8 + 2000) << c.spec;
+    EXPECT_GE(bytes, rows * c.width) << c.spec;
+  }
+}
+
+TEST(Memory, TextsTakeLittleMoreThanTheirBytes) {
+  const int rows = 20'000;
+  const size_t bytes = BytesOf([] {
+    void* table = table_create("s:s", rows, "");
+    for (int row = 0; row < rows; ++row)
+      table_set_str(table, row, 0, "ten bytes.", 1);
+    return table;
+  });
+  // The text with its end, its length, a pointer and a bit; the last chunk may be empty.
+  EXPECT_LE(bytes, size_t{rows} * (11 + 1 + 8) + rows / 8 + 40'000);
+}
+
+TEST(Memory, EmptyTextsTakeNoRoom) {
+  const size_t bytes = BytesOf([] {
+    void* table = table_create("s:s;b:b", 100, "");
+    for (int row = 0; row < 100; ++row) {
+      table_set_str(table, row, 0, "", 1);
+      table_set_binary(table, row, 1, 0, "", 1);
+    }
+    return table;
+  });
+  EXPECT_LE(bytes, 200 * 8 + 500U);
+}
+
+TEST(Memory, RewritingATextForeverStaysBounded) {
+  const std::string texts[] = {"", "short", std::string(200, 'a'), "x", std::string(1000, 'b')};
+  const size_t bytes = BytesOf([&texts] {
+    void* table = table_create("s:s;b:b", 1, "");
+    for (int i = 0; i < 100'000; ++i) {
+      const std::string& text = texts[i % 5];
+      table_set_str(table, 0, 0, text.c_str(), 1);
+      table_set_binary(table, 0, 1, static_cast<int>(text.size()), text.data(), 1);
+    }
+    return table;
+  });
+  EXPECT_LE(bytes, 10'000U);
+}
+
+TEST(Memory, AnArrayThatIsRewrittenTakesItsRoomOnce) {
+  const char bytes[424] = {};
+  const size_t taken = BytesOf([&bytes] {
+    void* table = table_create("x:53q", 1, "");
+    for (int i = 0; i < 1000; ++i)
+      table_set_buff(table, 0, 0, bytes, 424, 0);
+    return table;
+  });
+  EXPECT_LE(taken, 1500U);
+}
+
+TEST(Memory, TablesGiveBackEverything) {
+  // The thread keeps the last few specs, so that the second round starts with them.
+  long after_first = 0;
+  for (int round = 0; round < 2; ++round) {
+    void* table = table_create("s:s;b:b;n:9q;t:t;q:q", 5000, "name");
+    const char bytes[72] = {};
+    for (int row = 0; row < 5000; row += 1 + row % 40) {
+      table_set_str(table, row, 0, "some text", 1);
+      table_set_binary(table, 4999 - row, 1, 72, bytes, 1);
+      table_set_buff(table, row, 2, bytes, 72, 0);
+      table_set_table_raw(table, row, 3, table_create("a:s", 1, ""));
+      table_set_table(table, row / 2, 3, table_get_table(table, row, 3), 1);
+      table_set_int64(table, row, 4, row);
+    }
+    table_free(table);
+    if (round == 0) after_first = live_blocks;
+  }
+  EXPECT_EQ(live_blocks, after_first);
+}
+
+TEST(Memory, LongSpecsAreNotKept) {
+  const std::string spec = ManyColumns(5000);
+  const size_t before = live_bytes;
+  table_free(table_create(spec.c_str(), 1, ""));
+  EXPECT_EQ(live_bytes, before);
+}
+
+TEST(Memory, KnownSpecsAreFewAndShort) {
+  const size_t before = live_bytes;
+  for (int i = 0; i < 1000; ++i) {
+    const std::string spec = "unlike" + std::to_string(i) + ":q;" + ManyColumns(100);
+    table_free(table_create(spec.c_str(), 1, ""));
+  }
+  EXPECT_LE(live_bytes, before + 200'000);
+}
+
+TEST(Memory, ShortTextsAreTranscodedWithoutAllocation) {
+  const std::string utf8 = "\xE6\xB5\xA6\xE5\x8F\x91 123";
+  const long before = allocations;
+  const std::string text = tsl_base::text::Utf8toGb2312(utf8);
+  const std::string same = tsl_base::text::Utf8toGb2312(utf8.c_str());
+  EXPECT_EQ(allocations, before);
+  EXPECT_EQ(text.size(), 8U);
+  EXPECT_EQ(same, text);
+}
+
+// ---- exhausted memory -------------------------------------------------------------------------------------
+
+struct Operation {
+  const char* what;
+  int rows;
+  std::function<void(void* table)> prepare;
+  std::function<void(void* table)> act;
+  std::function<bool(void* table)> is_old;  // the cell reads as after `prepare`
+  std::function<bool(void* table)> is_new;  // the cell reads as after `act`
+};
+
+const char kSpec[] = "s:s;b:b;n:9q;t:t;q:q;d:d;far:q";
+const std::string kLong(5000, 'L');
+
+const char* Text(void* table, int row) {
+  const char* text = table_get_str(table, row, 0);
+  return text ? text : "(unset)";
+}
+
+std::vector<Operation> Operations() {
+  const auto nothing = [](void*) {};
+  std::vector<Operation> operations;
+  for (const int rows : {1, 20, 5000}) {
+    const int last = rows - 1;
+    operations.push_back({"a first text", rows, nothing,
+                          [last](void* t) { table_set_str(t, last, 0, "text", 1); },
+                          [last](void* t) { return table_is_set(t, last, 0) == 0; },
+                          [last](void* t) { return strcmp(Text(t, last), "text") == 0; }});
+    operations.push_back({"a longer text", rows, [last](void* t) { table_set_str(t, last, 0, "old", 1); },
+                          [last](void* t) { table_set_str(t, last, 0, kLong.c_str(), 1); },
+                          [last](void* t) { return strcmp(Text(t, last), "old") == 0; },
+                          [last](void* t) { return Text(t, last) == kLong; }});
+    operations.push_back({"bytes", rows, [last](void* t) { table_set_binary(t, last, 1, 3, "old", 1); },
+                          [last](void* t) { table_set_binary(t, last, 1, 5000, kLong.data(), 1); },
+                          [last](void* t) {
+                            int size = 0;
+                            const void* data = table_get_binary(t, last, 1, &size);
+                            return size == 3 && memcmp(data, "old", 3) == 0;
+                          },
+                          [last](void* t) {
+                            int size = 0;
+                            const void* data = table_get_binary(t, last, 1, &size);
+                            return size == 5000 && memcmp(data, kLong.data(), 5000) == 0;
+                          }});
+    operations.push_back({"an array", rows, nothing,
+                          [last](void* t) { table_set_buff(t, last, 2, kLong.data(), 72, 0); },
+                          [last](void* t) { return table_is_set(t, last, 2) == 0; },
+                          [last](void* t) {
+                            const void* data = table_get_buff(t, last, 2, nullptr);
+                            return data && memcmp(data, kLong.data(), 72) == 0;
+                          }});
+    operations.push_back({"a number", rows, nothing, [last](void* t) { table_set_int64(t, last, 4, 7); },
+                          [last](void* t) { return table_is_set(t, last, 4) == 0; },
+                          [last](void* t) { return table_get_int64(t, last, 4) == 7; }});
+    operations.push_back({"a converted number", rows, nothing,
+                          [last](void* t) { table_set_int(t, last, 5, 7); },
+                          [last](void* t) { return table_is_set(t, last, 5) == 0; },
+                          [last](void* t) { return table_get_double(t, last, 5) == 7; }});
+    operations.push_back({"an empty child", rows, nothing,
+                          [last](void* t) { table_set_table(t, last, 3, nullptr, 1); },
+                          [last](void* t) { return table_is_set(t, last, 3) == 0; },
+                          [last](void* t) { return table_is_set(t, last, 3) == 1; }});
+    operations.push_back(
+        {"a copied tree", rows,
+         [last](void* t) {
+           void* old = table_create("old:q", 1, "old");
+           table_set_table_raw(t, last, 3, old);
+           if (table_get_table(t, last, 3) != old) table_free(old);
+         },
+         [last](void* t) { table_set_table(t, last, 3, t, 1); },
+         [last](void* t) { return strcmp(table_name(table_get_table(t, last, 3)), "old") == 0; },
+         [last](void* t) {
+           const void* copy = table_get_table(t, last, 3);
+           return strcmp(table_name(copy), "root") == 0 &&
+                  strcmp(table_name(table_get_table(copy, last, 3)), "old") == 0;
+         }});
+  }
+  operations.push_back(
+      {"a column that grows", 5000,
+       [](void* t) {
+         for (int row = 0; row < 256; ++row)
+           table_set_int64(t, row, 4, row);
+       },
+       [](void* t) { table_set_int64(t, 256, 4, 256); },
+       [](void* t) {
+         return table_is_set(t, 256, 4) == 0 && table_get_int64(t, 0, 4) == 0 &&
+                table_get_int64(t, 255, 4) == 255;
+       },
+       [](void* t) { return table_get_int64(t, 256, 4) == 256 && table_get_int64(t, 255, 4) == 255; }});
+  operations.push_back(
+      {"a column that takes in far cells", 5000,
+       [](void* t) {
+         for (int row = 900; row < 963; ++row)
+           table_set_int64(t, row, 4, row);
+       },
+       [](void* t) {
+         table_set_int64(t, 963, 4, 963);
+         table_set_int64(t, 964, 4, 964);
+       },
+       [](void* t) { return table_get_int64(t, 900, 4) == 900 && table_get_int64(t, 962, 4) == 962; },
+       [](void* t) { return table_get_int64(t, 900, 4) == 900 && table_get_int64(t, 964, 4) == 964; }});
+  return operations;
+}
+
+// Lets the first, second, third ... allocation of each operation fail until one run needs none of them any
+// more.
+TEST(ExhaustedMemory, EverySetterKeepsTheCellAndLosesNothing) {
+  // Parsed now and remembered from here on, so that every run starts alike.
+  table_free(table_create("old:q", 1, ""));
+  table_free(table_create(kSpec, 1, ""));
+  int failures = 0;
+  for (const Operation& operation : Operations()) {
+    SCOPED_TRACE(operation.what + std::string(" in ") + std::to_string(operation.rows) + " rows");
+    for (long n = 0;; ++n) {
+      ASSERT_LT(n, 100);
+      const long blocks = live_blocks;
+      void* table = table_create(kSpec, operation.rows, "root");
+      operation.prepare(table);
+      ASSERT_TRUE(operation.is_old(table));
+      bool failed = false;
+      allocations_until_failure = n;
+      try {
+        operation.act(table);
+      } catch (const std::bad_alloc&) {
+        failed = true;
+      }
+      allocations_until_failure = -1;
+      EXPECT_TRUE(failed ? operation.is_old(table) : operation.is_new(table)) << "failure " << n;
+      if (failed) {
+        ++failures;
+        operation.act(table);
+        EXPECT_TRUE(operation.is_new(table)) << "again after failure " << n;
+      }
+      table_free(table);
+      EXPECT_EQ(live_blocks, blocks) << "failure " << n;
+      if (!failed) break;
+    }
+  }
+  EXPECT_GT(failures, 40);
+}
+
+TEST(ExhaustedMemory, ARefusedChildStaysTheCallers) {
+  void* table = table_create(kSpec, 5000, "");
+  void* child = table_create("old:q", 1, "");
+  const long blocks = live_blocks;
+  allocations_until_failure = 0;
+  EXPECT_THROW(table_set_table_raw(table, 0, 3, child), std::bad_alloc);
+  allocations_until_failure = -1;
+  EXPECT_EQ(table_is_set(table, 0, 3), 0);
+  table_free(child);
+  EXPECT_EQ(live_blocks, blocks - 1);
+  table_free(table);
+}
+
+TEST(ExhaustedMemory, CreatingLosesNothing) {
+  // Known from before, so that the spec itself is no part of the count.
+  const std::string known = "known:q";
+  const std::string unknown = ManyColumns(1000);
+  table_free(table_create(known.c_str(), 1, ""));
+  for (const std::string& spec : {known, unknown}) {
+    for (long n = 0;; ++n) {
+      const long blocks = live_blocks;
+      void* table = nullptr;
+      allocations_until_failure = n;
+      try {
+        table = table_create(spec.c_str(), 10, "name");
+      } catch (const std::bad_alloc&) {
+      }
+      allocations_until_failure = -1;
+      const bool made = table != nullptr;
+      table_free(table);
+      EXPECT_EQ(live_blocks, blocks) << n;
+      if (made) break;
+      ASSERT_LT(n, 10);
+    }
+  }
+}
+
+TEST(ExhaustedMemory, TranscodingThrows) {
+  const std::string utf8(10'000, 'a');
+  allocations_until_failure = 0;
+  EXPECT_THROW(tsl_base::text::Utf8toGb2312(utf8), std::bad_alloc);
+  allocations_until_failure = -1;
+}
+
+}  // namespace

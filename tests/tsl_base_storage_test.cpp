@@ -1,0 +1,212 @@
+// Claim: whatever the order of writing, a table reads like a plain map from cells to values.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdint>
+#include <map>
+#include <numeric>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tsl_base/table.hpp"
+
+namespace {
+
+using tsl_base::Table;
+
+void ExpectColumnIs(const Table& table, const std::vector<int>& rows_set, int rows) {
+  std::vector<bool> expected(static_cast<size_t>(rows), false);
+  for (const int row : rows_set)
+    expected[static_cast<size_t>(row)] = true;
+  for (int row = 0; row < rows; ++row) {
+    const bool set = expected[static_cast<size_t>(row)];
+    ASSERT_EQ(table_is_set(table.get(), row, 0), set ? 1 : 0) << row;
+    ASSERT_EQ(table_get_int64(table.get(), row, 0), set ? row * 3LL : 0) << row;
+  }
+}
+
+void WriteAndCheck(const std::vector<int>& order, int rows) {
+  const Table table("x:q", rows);
+  for (const int row : order)
+    table_set_int64(table.get(), row, 0, row * 3LL);
+  ExpectColumnIs(table, order, rows);
+}
+
+std::vector<int> Ascending(int rows) {
+  std::vector<int> order(static_cast<size_t>(rows));
+  std::iota(order.begin(), order.end(), 0);
+  return order;
+}
+
+TEST(Storage, AscendingRows) {
+  for (const int rows : {1, 63, 64, 65, 255, 256, 257, 1023, 1024, 1025, 4097, 70000})
+    WriteAndCheck(Ascending(rows), rows);
+}
+
+TEST(Storage, DescendingRows) {
+  for (const int rows : {257, 1025, 70000}) {
+    std::vector<int> order = Ascending(rows);
+    std::reverse(order.begin(), order.end());
+    WriteAndCheck(order, rows);
+  }
+}
+
+TEST(Storage, ShuffledRows) {
+  std::mt19937 random(1);  // NOLINT(cert-msc32-c,cert-msc51-cpp): a failure must come again
+  for (const int rows : {257, 1025, 70000}) {
+    std::vector<int> order = Ascending(rows);
+    std::shuffle(order.begin(), order.end(), random);
+    WriteAndCheck(order, rows);
+  }
+}
+
+TEST(Storage, EverySeventhRow) {
+  std::vector<int> order;
+  for (int row = 0; row < 200'000; row += 7)
+    order.push_back(row);
+  WriteAndCheck(order, 200'000);
+}
+
+TEST(Storage, EveryFiftiethRow) {
+  std::vector<int> order;
+  for (int row = 0; row < 500'000; row += 50)
+    order.push_back(row);
+  WriteAndCheck(order, 500'000);
+}
+
+TEST(Storage, AColumnThatBeginsLate) {
+  std::vector<int> order;
+  for (int row = 900; row < 20'000; ++row)
+    order.push_back(row);
+  WriteAndCheck(order, 20'000);
+}
+
+TEST(Storage, OneFarRowBeforeAllOthers) {
+  std::vector<int> order = Ascending(50'000);
+  order.insert(order.begin(), 49'999);
+  WriteAndCheck(order, 50'000);
+}
+
+TEST(Storage, TheLastRowOfTheLongestTable) {
+  const Table table("x:q", INT_MAX);
+  for (int row = 0; row < 2000; ++row) {
+    table_set_int64(table.get(), row, 0, row);
+    table_set_int64(table.get(), INT_MAX - 1 - row, 0, -row);
+  }
+  for (int row = 0; row < 2000; ++row) {
+    ASSERT_EQ(table_get_int64(table.get(), row, 0), row);
+    ASSERT_EQ(table_get_int64(table.get(), INT_MAX - 1 - row, 0), -row);
+  }
+  EXPECT_EQ(table_is_set(table.get(), 2000, 0), 0);
+}
+
+TEST(Storage, FarColumnsAmongThousands) {
+  std::string spec;
+  for (int i = 0; i < 3000; ++i)
+    spec += "c" + std::to_string(i) + ":i;";
+  const Table table(spec, 100);
+  for (int col = 2999; col >= 0; col -= 13)
+    table_set_int(table.get(), col % 100, col, col);
+  for (int col = 0; col < 3000; ++col) {
+    const bool set = (2999 - col) % 13 == 0;
+    ASSERT_EQ(table_is_set(table.get(), col % 100, col), set ? 1 : 0) << col;
+    ASSERT_EQ(table_get_int(table.get(), col % 100, col), set ? col : 0) << col;
+    ASSERT_EQ(table_is_set(table.get(), (col + 1) % 100, col), 0) << col;
+  }
+}
+
+TEST(Storage, ManyColumnsOfManyRows) {
+  std::string spec;
+  for (int i = 0; i < 100; ++i)
+    spec += ":d;";
+  const Table table(spec, 500);
+  for (int row = 0; row < 500; ++row) {
+    for (int col = 0; col < 100; ++col)
+      table_set_double(table.get(), row, col, row * 1000.0 + col);
+  }
+  for (int row = 0; row < 500; ++row) {
+    for (int col = 0; col < 100; ++col)
+      ASSERT_EQ(table_get_double(table.get(), row, col), row * 1000.0 + col);
+  }
+}
+
+// Cells of every width beside each other, with columns that hold nothing between them, in random order.
+class RandomWriting : public testing::TestWithParam<unsigned> {};
+
+INSTANTIATE_TEST_SUITE_P(Seeds, RandomWriting, testing::Range(1U, 13U));
+
+TEST_P(RandomWriting, ReadsLikeAMap) {
+  std::mt19937 random(GetParam());
+  const auto below = [&random](int limit) {
+    return std::uniform_int_distribution<int>(0, limit - 1)(random);
+  };
+  const int rows_of_seed[] = {3, 15, 40, 300, 5000, 2'000'000'000};
+  const int rows = rows_of_seed[GetParam() % 6];
+  const Table table("c:c;no;h:H;;i:i;q:q;:y;s:s;b:b;n:3h", rows);
+  void* t = table.get();
+
+  std::map<std::pair<int, int>, std::string> model;
+  std::vector<std::pair<int, int>> touched;
+  int next = 0;
+  for (int step = 0; step < 20'000; ++step) {
+    // Rows run ahead, start again, or jump.
+    const int kind = below(20);
+    int row = 0;
+    if (kind == 0) {
+      row = below(rows);
+    } else if (kind == 1) {
+      next = below(std::min(rows, 10'000));
+      row = next;
+    } else {
+      row = next = (next + (kind == 2 ? below(200) : kind % 2)) % rows;
+    }
+    const int columns[] = {0, 2, 4, 5, 7, 8, 9};
+    const int col = columns[below(7)];
+    const int number = below(100);
+    const std::string text(static_cast<size_t>(number % 40), static_cast<char>('a' + number % 26));
+    const uint16_t three[3] = {static_cast<uint16_t>(number), 2, 3};
+    touched.emplace_back(row, col);
+    std::string& expected = model[{row, col}];
+    switch (col) {
+      case 7:
+        table_set_str(t, row, col, text.c_str(), 1);
+        expected = text;
+        break;
+      case 8:
+        table_set_binary(t, row, col, static_cast<int>(text.size()), text.data(), 1);
+        expected = text;
+        break;
+      case 9:
+        table_set_buff(t, row, col, three, sizeof three, 0);
+        expected = std::to_string(number);
+        break;
+      default: table_set_int(t, row, col, number); expected = std::to_string(number);
+    }
+    // Cells that nobody wrote yet, near and far.
+    touched.emplace_back(below(rows), columns[below(7)]);
+  }
+
+  for (const auto& cell : touched) {
+    const auto found = model.find(cell);
+    ASSERT_EQ(table_is_set(t, cell.first, cell.second), found != model.end() ? 1 : 0);
+    if (found == model.end()) continue;
+    int size = 0;
+    std::string actual;
+    if (cell.second == 7) {
+      actual = table_get_str(t, cell.first, cell.second);
+    } else if (cell.second == 8) {
+      const void* data = table_get_binary(t, cell.first, cell.second, &size);
+      actual.assign(static_cast<const char*>(data), static_cast<size_t>(size));
+    } else {
+      const auto* data = static_cast<const unsigned char*>(table_get_buff(t, cell.first, cell.second, &size));
+      ASSERT_NE(data, nullptr);
+      actual = std::to_string(static_cast<int>(data[0]));
+    }
+    ASSERT_EQ(actual, found->second) << "row " << cell.first << " column " << cell.second;
+  }
+}
+
+}  // namespace

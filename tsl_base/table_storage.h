@@ -1,0 +1,176 @@
+// How a table keeps its cells.
+//
+// A table of few cells is one block: header, cells of 8 bytes column by column, a bit for each cell that is
+// set. Most tables of a reply are of this kind, with a single row.
+//
+// A larger table stores what is written and nothing else. Its columns are found over a directory of groups;
+// each column has a slab for its first rows, with cells of the type's own width, that grows as long as enough
+// of it is used. A cell far behind its column's slab goes to a map. At any time a cell lies in the slab if
+// its row is below the slab's capacity, and in the map otherwise.
+//
+// Texts, byte strings and arrays lie in chunks that belong to the table; their cells hold the address.
+#ifndef TSL_BASE_TABLE_STORAGE_H_
+#define TSL_BASE_TABLE_STORAGE_H_
+
+#include <stddef.h>
+#include <stdint.h>
+#include <string.h>
+
+#include <map>
+
+#include "tsl_base/table_spec.h"
+
+namespace tsl_base {
+namespace detail {
+
+constexpr uint64_t kSmallTableCells = 256;
+constexpr uint32_t kSlabsOfGroup = 16;
+
+// The bytes for cells that point elsewhere, in the order in which they were asked for.
+struct Chunk {
+  Chunk* next;
+  uint32_t used;
+  uint32_t size;  // without this header; 0 for a chunk made for a single item
+};
+
+struct Slab {
+  unsigned char* cells;
+  uint64_t* bits;      // in the same block, behind the cells
+  uint32_t capacity;   // rows
+  uint32_t known_set;  // at least so many cells of the slab are set
+  uint32_t outliers;   // cells of this column in the map
+  uint32_t patience;   // writes to the map before the set cells are counted again
+};
+
+struct CellKey {
+  uint32_t slot;
+  uint32_t row;
+  bool operator<(const CellKey& other) const {
+    return slot != other.slot ? slot < other.slot : row < other.row;
+  }
+};
+
+using OutlierMap = std::map<CellKey, uint64_t>;
+
+// Stands behind the header of a table that is not small.
+struct Large {
+  Slab** groups;
+  OutlierMap* outliers;
+  uint32_t used_slabs;
+};
+
+struct TableData {
+  Spec* spec;
+  TableData* parent;  // while a tree is freed: the next table to free
+  Chunk* chunks;      // newest first
+  uint32_t rows;
+  uint16_t small_cells;
+  bool is_large;
+  bool had_children;
+
+  unsigned char* small_cell(uint32_t index) {
+    return reinterpret_cast<unsigned char*>(this + 1) + size_t{8} * index;
+  }
+  const unsigned char* small_cell(uint32_t index) const {
+    return reinterpret_cast<const unsigned char*>(this + 1) + size_t{8} * index;
+  }
+  uint64_t* small_bits() { return reinterpret_cast<uint64_t*>(small_cell(small_cells)); }
+  const uint64_t* small_bits() const { return reinterpret_cast<const uint64_t*>(small_cell(small_cells)); }
+  Large* large() { return reinterpret_cast<Large*>(this + 1); }
+  const Large* large() const { return reinterpret_cast<const Large*>(this + 1); }
+  const char* name() const;
+};
+
+static_assert(sizeof(TableData) % 8 == 0, "cells follow the header and are aligned for 8 bytes");
+
+inline bool TestBit(const uint64_t* bits, uint32_t index) {
+  return (bits[index >> 6] >> (index & 63)) & 1;
+}
+inline void SetBit(uint64_t* bits, uint32_t index) {
+  bits[index >> 6] |= uint64_t{1} << (index & 63);
+}
+inline void ClearBit(uint64_t* bits, uint32_t index) {
+  bits[index >> 6] &= ~(uint64_t{1} << (index & 63));
+}
+
+// A value from bytes of any alignment, and back. Cells hold addresses too.
+// NOLINTBEGIN(bugprone-sizeof-expression): it is the size of the address that is meant
+template <typename T>
+inline T Load(const void* from) {
+  T value;
+  memcpy(&value, from, sizeof value);
+  return value;
+}
+template <typename T>
+inline void Save(void* to, T value) {
+  memcpy(to, &value, sizeof value);
+}
+// NOLINTEND(bugprone-sizeof-expression)
+
+// A table with a reference to `spec` of its own. Throws std::bad_alloc.
+TableData* NewTable(Spec* spec, uint32_t rows, const char* name);
+
+// Frees a table without a parent and all that hangs from it, whatever the depth.
+void FreeTree(TableData* root) noexcept;
+
+// A copy of the table and of all that hangs from it. Throws std::bad_alloc.
+TableData* CopyTree(const TableData* source);
+
+inline Slab* FindSlab(const TableData* table, uint32_t slot) {
+  Slab** groups = table->large()->groups;
+  if (!groups) return nullptr;
+  Slab* group = groups[slot / kSlabsOfGroup];
+  return group ? group + slot % kSlabsOfGroup : nullptr;
+}
+
+unsigned char* FindOutlier(const TableData* table, const Column& column, uint32_t row);
+
+// The stored bytes of a cell; null if it is unset.
+inline unsigned char* FindCell(const TableData* table, const Column& column, uint32_t row) {
+  if (!table->is_large) {
+    const uint32_t index = column.slot * table->rows + row;
+    if (!TestBit(table->small_bits(), index)) return nullptr;
+    return const_cast<unsigned char*>(table->small_cell(index));
+  }
+  const Slab* slab = FindSlab(table, column.slot);
+  if (slab && row < slab->capacity) {
+    return TestBit(slab->bits, row) ? slab->cells + size_t{row} * column.stored_width() : nullptr;
+  }
+  return FindOutlier(table, column, row);
+}
+
+// For a cell behind its column's slab. Throws std::bad_alloc and has changed nothing then.
+unsigned char* PlaceFarCell(TableData* table, const Column& column, uint32_t row);
+
+// Marks a cell as set and tells where its `width` bytes, the stored width of the column, are to be written.
+// Throws std::bad_alloc and has changed nothing then; never throws for a cell that is set already.
+inline unsigned char* PlaceCell(TableData* table, const Column& column, uint32_t row, size_t width) {
+  if (!table->is_large) {
+    const uint32_t index = column.slot * table->rows + row;
+    SetBit(table->small_bits(), index);
+    return table->small_cell(index);
+  }
+  Slab* slab = FindSlab(table, column.slot);
+  if (slab && row < slab->capacity) {
+    SetBit(slab->bits, row);
+    return slab->cells + row * width;
+  }
+  return PlaceFarCell(table, column, row);
+}
+
+void UnsetCell(TableData* table, const Column& column, uint32_t row) noexcept;
+
+// The forms of a cell that hold an address. All throw std::bad_alloc, and the cell keeps what it had then.
+void StoreText(TableData* table, const Column& column, uint32_t row, const char* text);
+void StoreBinary(TableData* table, const Column& column, uint32_t row, const void* data, int size);
+void StoreArray(TableData* table, const Column& column, uint32_t row, const void* data);
+
+// Puts a child without a parent, or null for "set and empty", into a cell and frees what was there.
+void StoreChild(TableData* table, const Column& column, uint32_t row, TableData* child);
+
+const void* BinaryBytes(const unsigned char* cell, int* size);
+
+}  // namespace detail
+}  // namespace tsl_base
+
+#endif  // TSL_BASE_TABLE_STORAGE_H_

@@ -1,0 +1,160 @@
+// UTF-8 to GB2312 in the extent of code page 936, by a table that was made while building.
+//
+// Names in replies are a few Chinese characters with digits beside them, so runs of ASCII and runs of
+// three-byte characters have their own loops, and short results are put together on the stack.
+#include "tsl_base/text.h"
+
+#include <stddef.h>
+#include <stdint.h>
+#include <string.h>
+
+namespace tsl_base {
+namespace {
+
+const uint16_t kCodes[0x10000] = {
+#include "cp936_table.inc"
+};
+
+// Longer results are written straight into the string, shorter ones are copied once into one of the right
+// size.
+constexpr size_t kOnStack = 1024;
+
+bool IsTrail(unsigned char c) {
+  return (c & 0xC0) == 0x80;
+}
+
+// The well-formed sequence at `from`, or the maximal part of one: the bytes that could still have become a
+// character.
+struct Sequence {
+  size_t length;
+  uint32_t code_point;  // 0 for what is ill-formed or beyond the basic plane
+};
+
+Sequence ReadSequence(const unsigned char* from, const unsigned char* end) {
+  const unsigned char lead = from[0];
+  const size_t left = static_cast<size_t>(end - from);
+  if (lead >= 0xC2 && lead <= 0xDF) {
+    if (left < 2 || !IsTrail(from[1])) return {1, 0};
+    return {2, (lead & 0x1FU) << 6 | (from[1] & 0x3FU)};
+  }
+  if (lead < 0xE0 || lead > 0xF4) return {1, 0};
+
+  // The second byte decides whether it is overlong, a surrogate or beyond U+10FFFF.
+  const unsigned char least = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+  const unsigned char most = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+  if (left < 2 || from[1] < least || from[1] > most) return {1, 0};
+  if (left < 3 || !IsTrail(from[2])) return {2, 0};
+  if (lead < 0xF0) return {3, (lead & 0x0FU) << 12 | (from[1] & 0x3FU) << 6 | (from[2] & 0x3FU)};
+  if (left < 4 || !IsTrail(from[3])) return {3, 0};
+  return {4, 0};
+}
+
+// Eight bytes as a number, the first one lowest.
+uint64_t LowestFirst(uint64_t word) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+  return __builtin_bswap64(word);
+#else
+  return word;
+#endif
+}
+
+uint64_t LoadEight(const unsigned char* from) {
+  uint64_t word = 0;
+  memcpy(&word, from, sizeof word);
+  return LowestFirst(word);
+}
+
+void StoreEight(unsigned char* to, uint64_t word) {
+  word = LowestFirst(word);
+  memcpy(to, &word, sizeof word);
+}
+
+void StoreCode(unsigned char* to, uint32_t code) {
+  to[0] = static_cast<unsigned char>(code >> 8);
+  to[1] = static_cast<unsigned char>(code & 0xFF);
+}
+
+// The same for the fewer than eight bytes that are left of an input; zeros stand behind them.
+uint64_t LoadRest(const unsigned char* begin, const unsigned char* from, const unsigned char* end) {
+  const size_t left = static_cast<size_t>(end - from);
+  if (end - begin >= 8) return LoadEight(end - 8) >> (64 - 8 * left);
+  uint64_t word = 0;
+  for (size_t i = 0; i < left; ++i)
+    word |= uint64_t{from[i]} << (8 * i);
+  return word;
+}
+
+// The code of a sequence of three bytes that stands lowest in the word; 0 for all that needs a closer look.
+uint32_t ThreeByteCode(uint64_t word) {
+  if ((word & 0xC0C0F0) != 0x8080E0) return 0;
+  const uint32_t code_point =
+      static_cast<uint32_t>((word & 0x0F) << 12 | (word >> 2 & 0xFC0) | (word >> 16 & 0x3F));
+  // Below U+0800 such a sequence is overlong.
+  return code_point < 0x800 ? 0 : kCodes[code_point];
+}
+
+// How far behind the result's end Convert() may write.
+constexpr size_t kSlack = 8;
+
+// `out` has room for as many bytes as the input has, and kSlack more. Returns how many were written.
+size_t Convert(const unsigned char* const begin, size_t size, unsigned char* const out) {
+  const unsigned char* const end = begin + size;
+  const unsigned char* in = begin;
+  unsigned char* to = out;
+  while (in != end) {
+    const size_t left = static_cast<size_t>(end - in);
+    const uint64_t word = left >= 8 ? LoadEight(in) : LoadRest(begin, in, end);
+    const uint64_t high = word & 0x8080808080808080;
+    if ((word & 0x80) == 0) {
+      const size_t run = high != 0 ? static_cast<size_t>(__builtin_ctzll(high)) / 8 : left < 8 ? left : 8;
+      StoreEight(to, word);
+      in += run;
+      to += run;
+      continue;
+    }
+    if (const uint32_t first = ThreeByteCode(word)) {
+      StoreCode(to, first);
+      in += 3;
+      to += 2;
+      if (const uint32_t second = ThreeByteCode(word >> 24)) {
+        StoreCode(to, second);
+        in += 3;
+        to += 2;
+      }
+      continue;
+    }
+    const Sequence sequence = ReadSequence(in, end);
+    in += sequence.length;
+    if (const uint32_t code = kCodes[sequence.code_point]) {
+      StoreCode(to, code);
+      to += 2;
+    } else {
+      *to++ = '?';
+    }
+  }
+  return static_cast<size_t>(to - out);
+}
+
+std::string ConvertAll(const char* utf8, size_t size) {
+  const unsigned char* in = reinterpret_cast<const unsigned char*>(utf8);
+  if (size <= kOnStack) {
+    unsigned char room[kOnStack + kSlack];
+    const size_t length = Convert(in, size, room);
+    return std::string(reinterpret_cast<const char*>(room), length);
+  }
+  std::string text(size + kSlack, '\0');
+  text.resize(Convert(in, size, reinterpret_cast<unsigned char*>(&text[0])));
+  return text;
+}
+
+}  // namespace
+
+std::string text::Utf8toGb2312(const char* utf8) {
+  return utf8 ? ConvertAll(utf8, strlen(utf8)) : std::string();
+}
+
+std::string text::Utf8toGb2312(const std::string& utf8) {
+  return ConvertAll(utf8.data(), utf8.size());
+}
+
+}  // namespace tsl_base
