@@ -1,0 +1,18 @@
+# Runs protoc over all schema files in IN and puts what changed into OUT, so that a change to one schema file rebuilds
+# only what it touches.
+file(GLOB protos ${IN}/*.proto)
+set(fresh ${OUT}.fresh)
+file(REMOVE_RECURSE ${fresh})
+file(MAKE_DIRECTORY ${fresh} ${OUT})
+execute_process(
+  COMMAND ${PROTOC} -I${IN} --cpp_out=${fresh} --descriptor_set_out=${fresh}/tesparser.desc ${protos}
+  RESULT_VARIABLE result
+  ERROR_VARIABLE errors)
+if(NOT result EQUAL 0)
+  message(FATAL_ERROR "protoc failed:\n${errors}")
+endif()
+file(GLOB outputs RELATIVE ${fresh} ${fresh}/*)
+foreach(name IN LISTS outputs)
+  file(COPY_FILE ${fresh}/${name} ${OUT}/${name} ONLY_IF_DIFFERENT)
+endforeach()
+file(REMOVE_RECURSE ${fresh})

@@ -1,0 +1,16 @@
+# Turns pairs of hexadecimal digits in IN into the bytes of OUT. Lines that begin with # are comments.
+# CMake itself cannot write a zero byte; printf can.
+file(STRINGS ${IN} lines)
+list(FILTER lines EXCLUDE REGEX "^#")
+string(REGEX MATCHALL "[0-9A-Fa-f][0-9A-Fa-f]" pairs "${lines}")
+set(escapes "")
+foreach(pair IN LISTS pairs)
+  math(EXPR high "0x${pair} / 64")
+  math(EXPR middle "0x${pair} / 8 % 8")
+  math(EXPR low "0x${pair} % 8")
+  string(APPEND escapes "\\${high}${middle}${low}")
+endforeach()
+execute_process(COMMAND printf ${escapes} OUTPUT_FILE ${OUT} RESULT_VARIABLE result)
+if(NOT result EQUAL 0)
+  message(FATAL_ERROR "cannot write ${OUT}")
+endif()

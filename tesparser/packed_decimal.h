@@ -1,0 +1,112 @@
+// Packed decimals and the fixed ways in which a number becomes a cell.
+//
+// The service packs a decimal into 64 bits: bits 0 to 15 and 24 to 62 are the mantissa, bits 16 to 19 a scale
+// code, bits 20 to 23 the sign, bit 63 is 0. Everything here is pure and may run on any thread.
+#ifndef TESPARSER_PACKED_DECIMAL_H_
+#define TESPARSER_PACKED_DECIMAL_H_
+
+#include <cstdint>
+#include <limits>
+
+#include "tsl_base/table.h"
+
+// What the service sends for a number that has no value: scale code 2, mantissa 0.
+constexpr int64_t PACKED_NULL = 0x20000;
+
+namespace packed_decimal {
+
+// Divisors by scale code, in the order that the wire has; 0 where a code stands for no number. Two places
+// come first because a plain small integer is a price in hundredths.
+constexpr int32_t kDivisors[16] = {100,       10,         0, 1000, 10000, 100000, 1000000, 10000000,
+                                   100000000, 1000000000, 1, 0,    0,     0,      0,       0};
+
+}  // namespace packed_decimal
+
+// The number in a packed value; 0.0 if there is none. `divisor` receives the divisor, and stays as it was if
+// there is no number; it may be null.
+inline double DecodePacked(int64_t value, int* divisor) {
+  if (value < 0) return 0.0;
+  const auto bits = static_cast<uint64_t>(value);
+  const int32_t scale = packed_decimal::kDivisors[(bits >> 16) & 0xF];
+  if (scale == 0) return 0.0;
+  const auto mantissa = static_cast<int64_t>(((bits >> 8) & ~uint64_t{0xFFFF}) | (bits & 0xFFFF));
+  // A real division: a factor of 0.01 would put the last bit wrong.
+  const double number = static_cast<double>(mantissa) / static_cast<double>(scale);
+  if (divisor != nullptr) *divisor = scale;
+  return (bits & 0xF00000) != 0 ? -number : number;
+}
+
+inline double DecodePacked(int64_t value) {
+  return DecodePacked(value, nullptr);
+}
+
+// Truncation toward zero. A number that does not fit, NaN included, gives the smallest value of the integer,
+// as the conversions of the original platform do.
+inline int32_t TruncateToInt32(double number) {
+  if (!(number > -2147483649.0 && number < 2147483648.0)) return std::numeric_limits<int32_t>::min();
+  return static_cast<int32_t>(number);
+}
+
+inline uint32_t TruncateToUint32(double number) {
+  if (!(number > -1.0 && number < 4294967296.0)) return 0;
+  return static_cast<uint32_t>(number);
+}
+
+inline int64_t TruncateToInt64(double number) {
+  if (!(number >= -9223372036854775808.0 && number < 9223372036854775808.0)) {
+    return std::numeric_limits<int64_t>::min();
+  }
+  return static_cast<int64_t>(number);
+}
+
+// The unsigned range exactly; below it the two's complement of what fits a signed number.
+inline uint64_t TruncateToUint64(double number) {
+  if (number >= 9223372036854775808.0 && number < 18446744073709551616.0)
+    return static_cast<uint64_t>(number);
+  if (!(number >= -9223372036854775808.0 && number < 9223372036854775808.0)) return 0;
+  return static_cast<uint64_t>(static_cast<int64_t>(number));
+}
+
+// The one rounding of this library: add 0.5, truncate toward zero. Not symmetric, and meant so; no rounding
+// call of the language does this.
+inline int32_t RoundToInt32(double number) {
+  return TruncateToInt32(number + 0.5);
+}
+inline uint32_t RoundToUint32(double number) {
+  return TruncateToUint32(number + 0.5);
+}
+inline int64_t RoundToInt64(double number) {
+  return TruncateToInt64(number + 0.5);
+}
+inline uint64_t RoundToUint64(double number) {
+  return TruncateToUint64(number + 0.5);
+}
+
+// Cells over a packed field: decoded, then stored as it is, truncated, or rounded. Which form a column takes
+// is a property of the column, not of its letter.
+inline void SetPackedDouble(void* table, int row, int col, int64_t packed) {
+  table_set_double(table, row, col, DecodePacked(packed));
+}
+
+inline void SetPackedInt64(void* table, int row, int col, int64_t packed) {
+  table_set_int64(table, row, col, TruncateToInt64(DecodePacked(packed)));
+}
+
+inline void SetPackedInt(void* table, int row, int col, int64_t packed) {
+  table_set_int(table, row, col, TruncateToInt32(DecodePacked(packed)));
+}
+
+inline void SetPackedUint(void* table, int row, int col, int64_t packed) {
+  table_set_uint(table, row, col, TruncateToUint32(DecodePacked(packed)));
+}
+
+inline void SetPackedIntRounded(void* table, int row, int col, int64_t packed) {
+  table_set_int(table, row, col, RoundToInt32(DecodePacked(packed)));
+}
+
+// Through 64 bits, of which the low half is kept: a negative number wraps.
+inline void SetPackedUintRounded(void* table, int row, int col, int64_t packed) {
+  table_set_uint(table, row, col, static_cast<uint32_t>(RoundToInt64(DecodePacked(packed))));
+}
+
+#endif  // TESPARSER_PACKED_DECIMAL_H_

@@ -1,0 +1,45 @@
+// Tables chosen by the reply: one converter for each Id that has a table form.
+//
+// All converters share a shape: the parsed reply in, only read; a table out that the caller owns, or null
+// where there is nothing to show. Rows stand in wire order. The class keeps no state: an instance is made for
+// one call, and any number of threads may convert at once. std::bad_alloc passes through, and the table under
+// construction is lost.
+#ifndef TESPARSER_TES2TABLE_H_
+#define TESPARSER_TES2TABLE_H_
+
+#include <string>
+
+#include "MSG.pb.h"
+
+class tes2table {
+ public:
+  // Selects on the Id alone; null for every Id without a converter.
+  void* Parse(const tessel::MSG& message);
+
+  // The spec of the nested tables of Ids 20, 21 and 321; the empty text for any other Id.
+  std::string ColumnSpecForId(int Id);
+
+  // The conversion of wire tables (tes2table_wire.cpp), used by the typed tables as well.
+  void* ParseTable(const tessel::Table& table, const google::protobuf::RepeatedPtrField<tessel::CInfo>& info);
+  std::string ColumnSpecFromInfo(const google::protobuf::RepeatedPtrField<tessel::CInfo>& info);
+  // Rows by the first column's values; 0 without data, -1 where columns and data do not fit each other.
+  int TableRowCount(const tessel::Table& table,
+                    const google::protobuf::RepeatedPtrField<tessel::CInfo>& info);
+
+ private:
+  // The literal that ColumnSpecForId gives as a string.
+  static const char* NestedColumnSpec(int Id);
+
+  // tes2table_wire.cpp
+  void* ParseTbl(const tessel::MSG& message);
+  void* ParseTableBySpec(const tessel::Table& table,
+                         const google::protobuf::RepeatedPtrField<tessel::CInfo>& info,
+                         const std::string& spec);
+  void ParseTableColumn(void* parent, int rows, int col, const tessel::CData& data);
+  // tes2table_quote.cpp
+  void* ParseQuoteDynaSingle(const tessel::MSG& message);
+  void* ParseQuoteKlineSingle(const tessel::MSG& message);
+  void* ParseStkData(const tessel::MSG& message);
+};
+
+#endif  // TESPARSER_TES2TABLE_H_

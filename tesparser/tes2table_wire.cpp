@@ -1,0 +1,84 @@
+// Wire tables (Id 3): the service's own column-oriented table, turned into a table object by the description
+// that it brings along. Columns and their data belong together by position alone.
+#include <algorithm>
+
+#include "tesparser/packed_decimal.h"
+#include "tesparser/tes2table.h"
+#include "tesparser/wire_columns.h"
+
+void* tes2table::ParseTbl(const tessel::MSG& message) {
+  const tessel::Table* payload = WirePayload(message);
+  if (payload == nullptr) return nullptr;
+  return ParseTable(*payload, payload->info());
+}
+
+std::string tes2table::ColumnSpecFromInfo(const google::protobuf::RepeatedPtrField<tessel::CInfo>& info) {
+  std::string spec;
+  for (const tessel::CInfo& column : info) {
+    spec += column.name();
+    spec += ':';
+    switch (column.type()) {
+      case tessel::Type_Int:
+      case tessel::Type_SInt:
+      case tessel::Type_Double: spec += 'd'; break;
+      case tessel::Type_Float: spec += 'f'; break;
+      case tessel::Type_String: spec += 's'; break;
+      case tessel::Type_Binary: spec += 'b'; break;
+      case tessel::Type_Table: spec += 't'; break;
+      default: spec += 'q'; break;  // a column that is never filled
+    }
+    spec += ';';
+  }
+  return spec;
+}
+
+int tes2table::TableRowCount(const tessel::Table& table,
+                             const google::protobuf::RepeatedPtrField<tessel::CInfo>& info) {
+  if (table.data().empty()) return 0;
+  if (info.empty() || info.size() != table.data_size()) return -1;
+  const tessel::CData& first = table.data(0);
+  switch (info[0].type()) {
+    case tessel::Type_Binary: return first.bvalues_size();
+    case tessel::Type_Double: return first.dvalues_size();
+    case tessel::Type_Float: return first.fvalues_size();
+    case tessel::Type_Int: return first.ivalues_size();
+    case tessel::Type_String: return first.svalues_size();
+    case tessel::Type_Table: return first.tvalues_size();
+    case tessel::Type_SInt: return first.xvalues_size();
+    default: return -1;
+  }
+}
+
+void* tes2table::ParseTable(const tessel::Table& table,
+                            const google::protobuf::RepeatedPtrField<tessel::CInfo>& info) {
+  return ParseTableBySpec(table, info, ColumnSpecFromInfo(info));
+}
+
+void* tes2table::ParseTableBySpec(const tessel::Table& table,
+                                  const google::protobuf::RepeatedPtrField<tessel::CInfo>& info,
+                                  const std::string& spec) {
+  if (info.empty()) return nullptr;
+  const int rows = TableRowCount(table, info);
+  if (rows <= 0) return nullptr;
+  void* result = table_create(spec.c_str(), rows, "");
+  for (int c = 0; c < info.size(); ++c) {
+    const tessel::CData& data = table.data(c);
+    if (info[c].type() != tessel::Type_Table) {
+      FillWireColumn(result, c, info[c], data);
+    } else if (!data.tvalues().empty()) {
+      ParseTableColumn(result, rows, c, data);
+    }
+  }
+  return result;
+}
+
+// All tables of one column share the description that stands in the first, and its spec is made once. Tables
+// beyond the parent's last row would have no cell and are not made.
+void tes2table::ParseTableColumn(void* parent, int rows, int col, const tessel::CData& data) {
+  const auto& info = data.tvalues(0).info();
+  const std::string spec = ColumnSpecFromInfo(info);
+  const int n = std::min(rows, data.tvalues_size());
+  for (int r = 0; r < n; ++r) {
+    table_set_table_raw(parent, r, col, ParseTableBySpec(data.tvalues(r), info, spec));
+  }
+}

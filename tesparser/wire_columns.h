@@ -1,0 +1,94 @@
+// What the two conversions of wire tables share: by the wire's own description (tes2table) and by the
+// caller's layout (tes2tableType).
+#ifndef TESPARSER_WIRE_COLUMNS_H_
+#define TESPARSER_WIRE_COLUMNS_H_
+
+#include <algorithm>
+#include <string>
+
+#include "MSG.pb.h"
+#include "tesparser/packed_decimal.h"
+#include "tsl_base/table.h"
+#include "tsl_base/text.h"
+
+// The table in the first cell of the wrapper that a wire reply is; null where the reply is no such wrapper.
+// The rest of the wrapper is not looked at.
+inline const tessel::Table* WirePayload(const tessel::MSG& message) {
+  const tessel::Table& wrapper = message.tbl();
+  if (wrapper.info().empty() || wrapper.info(0).type() != tessel::Type_Table) return nullptr;
+  if (wrapper.data().empty() || wrapper.data(0).tvalues().empty()) return nullptr;
+  return &wrapper.data(0).tvalues(0);
+}
+
+// Each ForEach calls store(row, value) for the values of one column; rows beyond the table's end are the
+// table's affair.
+
+// Differences: the first value is packed, each later one is a step in units of the first one's divisor.
+template <class Store>
+void ForEachDelta(const tessel::CInfo& info, const tessel::CData& data, Store store) {
+  if (data.xvalues().empty()) return;
+  int divisor = 1;
+  double running = DecodePacked(data.xvalues(0), &divisor);
+  store(0, running);
+  const double scale = divisor;
+  const double ratio = info.ratio();
+  for (int r = 1; r < data.xvalues_size(); ++r) {
+    double step = static_cast<double>(data.xvalues(r)) / scale;
+    if (info.ratio() != 0) step *= ratio;
+    running += step;
+    store(r, running);
+  }
+}
+
+template <class Store>
+void ForEachPacked(const tessel::CData& data, Store store) {
+  for (int r = 0; r < data.ivalues_size(); ++r)
+    store(r, DecodePacked(data.ivalues(r)));
+}
+
+template <class Store>
+void ForEachFloat(const tessel::CData& data, Store store) {
+  for (int r = 0; r < data.fvalues_size(); ++r)
+    store(r, data.fvalues(r));
+}
+
+// Doubles are counted by the floats beside them: a column that fills dValues alone, as a sender would, stays
+// unset. That is how the format is read, and readers rely on it.
+template <class Store>
+void ForEachDouble(const tessel::CData& data, Store store) {
+  const int n = std::min(data.fvalues_size(), data.dvalues_size());
+  for (int r = 0; r < n; ++r)
+    store(r, data.dvalues(r));
+}
+
+inline void SetWireText(void* table, int col, const tessel::CData& data) {
+  for (int r = 0; r < data.svalues_size(); ++r) {
+    table_set_str(table, r, col, tsl_base::text::Utf8toGb2312(data.svalues(r)).c_str(), 1);
+  }
+}
+
+inline void SetWireBinary(void* table, int col, const tessel::CData& data) {
+  for (int r = 0; r < data.bvalues_size(); ++r) {
+    const std::string& bytes = data.bvalues(r);
+    table_set_binary(table, r, col, static_cast<int>(bytes.size()), bytes.data(), 1);
+  }
+}
+
+// One column of plain values, in the spec that the wire's description gives. Tables are the caller's to fill,
+// and a column of any other type stays unset.
+inline void FillWireColumn(void* table, int col, const tessel::CInfo& info, const tessel::CData& data) {
+  const auto store = [table, col](int row, double value) { table_set_double(table, row, col, value); };
+  switch (info.type()) {
+    case tessel::Type_SInt: ForEachDelta(info, data, store); break;
+    case tessel::Type_Int: ForEachPacked(data, store); break;
+    case tessel::Type_Float:
+      ForEachFloat(data, [table, col](int row, float value) { table_set_float(table, row, col, value); });
+      break;
+    case tessel::Type_Double: ForEachDouble(data, store); break;
+    case tessel::Type_String: SetWireText(table, col, data); break;
+    case tessel::Type_Binary: SetWireBinary(table, col, data); break;
+    default: break;
+  }
+}
+
+#endif  // TESPARSER_WIRE_COLUMNS_H_

@@ -1,0 +1,36 @@
+# Compares what a shared library offers to others with a committed list.
+#   cmake -D NM=nm -D LIBRARY=lib.so -D EXPECTED=list.txt -P exported_symbols.cmake
+execute_process(COMMAND ${NM} -D --defined-only -C ${LIBRARY} OUTPUT_VARIABLE output RESULT_VARIABLE result)
+if(NOT result EQUAL 0)
+  message(FATAL_ERROR "cannot read ${LIBRARY}")
+endif()
+
+# "0000000000001234 T name@@VERSION": the name is what counts, a semicolon in it would split the list.
+string(REPLACE ";" "," output "${output}")
+string(REPLACE "\n" ";" lines "${output}")
+set(actual)
+foreach(line IN LISTS lines)
+  if(line MATCHES "^[0-9a-f]+ . (.*)$")
+    string(REGEX REPLACE "@@?[A-Z0-9_]+$" "" name "${CMAKE_MATCH_1}")
+    list(APPEND actual "${name}")
+  endif()
+endforeach()
+list(SORT actual)
+
+file(STRINGS ${EXPECTED} expected)
+list(FILTER expected EXCLUDE REGEX "^#")
+list(SORT expected)
+
+set(missing ${expected})
+list(REMOVE_ITEM missing ${actual})
+set(surplus ${actual})
+list(REMOVE_ITEM surplus ${expected})
+foreach(name IN LISTS missing)
+  message("missing: ${name}")
+endforeach()
+foreach(name IN LISTS surplus)
+  message("not meant to be seen: ${name}")
+endforeach()
+if(missing OR surplus OR NOT expected)
+  message(FATAL_ERROR "${LIBRARY} does not offer what it should")
+endif()

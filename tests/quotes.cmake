@@ -1,0 +1,1 @@
+tesparser_test(quote_test quote_test.cpp)
