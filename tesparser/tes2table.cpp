@@ -6,6 +6,13 @@ void* tes2table::Parse(const tessel::MSG& message) {
     case tessel::IDQuoteDynaSingle: return ParseQuoteDynaSingle(message);
     case tessel::IDQuoteKlineSingle: return ParseQuoteKlineSingle(message);
     case tessel::IDStkData: return ParseStkData(message);
+    case tessel::IDShiChangZhangDieFanHuiShuJu: return ParseShiChangZhangDieFanHuiShuJu(message);
+    case tessel::IDGeGuFengBanFanHuiShuJu: return ParseGeGuFengBanFanHuiShuJu(message);
+    case tessel::IDZhangDieTingBanKuaiShuJu: return ParseZhangDieTingBanKuaiShuJu(message);
+    case tessel::IDDaDanShuJuShuChu: return ParseDaDanShuJuShuChu(message);
+    case tessel::IDDaDanOrderResult: return ParseDaDanOrderResult(message);
+    case tessel::IDFenShiJieDuanTongJiFanHui: return ParseFenShiJieDuanTongJiFanHui(message);
+    case tessel::IDJingJiaDongCha: return ParseJingJiaDongCha(message);
     default: return nullptr;
   }
 }
@@ -24,6 +31,15 @@ const char* tes2table::NestedColumnSpec(int Id) {
       return "ShiJian:d;KaiPanJia:d;ZuiGaoJia:d;ZuiDiJia:d;ShouPanJia:d;ChengJiaoLiang:d;ChengJiaoE:d;"
              "ChengJiaoBiShu:d;ShangZhangJiaShu:q;XiaDieJiaShu:q;ChiCang:q;ZengCang:d;ZengLiang:d;"
              "JieSuanJia:d;";
+    case tessel::IDDaDanShuJuShuChu:
+      return "ShiJian:d;WeiTuoMaiRuDanShu:d;WeiTuoMaiRuDaDanShu:d;WeiTuoMaiRuDaDanBiLi:d;WeiTuoMaiChuDanShu:d;"
+             "WeiTuoMaiChuDaDanShu:d;WeiTuoMaiChuDaDanBiLi:d;ZongChengJiaoLiang:d;ZongChengJiaoE:d;"
+             "DaDanMaiRuE:d;DaDanMaiChuE:d;ZiJinLiuRuE:d;ZiJinLiuRuE5:d;ZiJinLiuRuE10:d;ZiJinLiuRuEBiLi:d;"
+             "ZiJinLiuRuEBiLi5:d;ZiJinLiuRuEBiLi10:d;DanShuCha:d;DanShuCha5:d;DanShuCha10:d;DanShuChaBiLi:d;"
+             "DanShuChaBiLi5:d;DanShuChaBiLi10:d;ZiJinLiuRuE15:d;ZiJinLiuRuE30:d;ZiJinLiuRuE60:d;"
+             "ZiJinLiuRuEBiLi15:d;ZiJinLiuRuEBiLi30:d;ZiJinLiuRuEBiLi60:d;DanShuCha15:d;DanShuCha30:d;"
+             "DanShuCha60:d;DanShuChaBiLi15:d;DanShuChaBiLi30:d;DanShuChaBiLi60:d;ZhongWenJianCheng:s;"
+             "ZuiXinJia:d;ZhangFu:d;DaDanDanShuCha:d;DaDanDanShuCha5:d;";
     default: return "";
   }
 }

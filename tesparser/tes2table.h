@@ -40,6 +40,16 @@ class tes2table {
   void* ParseQuoteDynaSingle(const tessel::MSG& message);
   void* ParseQuoteKlineSingle(const tessel::MSG& message);
   void* ParseStkData(const tessel::MSG& message);
+  // tes2table_limit_up.cpp
+  void* ParseShiChangZhangDieFanHuiShuJu(const tessel::MSG& message);
+  void* ParseGeGuFengBanFanHuiShuJu(const tessel::MSG& message);
+  void* ParseZhangDieTingBanKuaiShuJu(const tessel::MSG& message);
+  // tes2table_large_order.cpp
+  void* ParseDaDanShuJuShuChu(const tessel::MSG& message);
+  void* ParseDaDanOrderResult(const tessel::MSG& message);
+  // tes2table_auction.cpp
+  void* ParseFenShiJieDuanTongJiFanHui(const tessel::MSG& message);
+  void* ParseJingJiaDongCha(const tessel::MSG& message);
 };
 
 #endif  // TESPARSER_TES2TABLE_H_
