@@ -6,13 +6,22 @@ void* tes2table::Parse(const tessel::MSG& message) {
     case tessel::IDQuoteDynaSingle: return ParseQuoteDynaSingle(message);
     case tessel::IDQuoteKlineSingle: return ParseQuoteKlineSingle(message);
     case tessel::IDStkData: return ParseStkData(message);
+    case tessel::IDF10GsgkOutput: return ParseF10GsgkOutput(message);
+    case tessel::IDTopicPage: return ParseTopicPage(message);
     case tessel::IDShiChangZhangDieFanHuiShuJu: return ParseShiChangZhangDieFanHuiShuJu(message);
     case tessel::IDGeGuFengBanFanHuiShuJu: return ParseGeGuFengBanFanHuiShuJu(message);
     case tessel::IDZhangDieTingBanKuaiShuJu: return ParseZhangDieTingBanKuaiShuJu(message);
+    case tessel::IDPCJiBenXinXi: return ParsePCJiBenXinXi(message);
+    case tessel::IDPcZiXuanGuShuJu: return ParsePcZiXuanGuShuJu(message);
     case tessel::IDDaDanShuJuShuChu: return ParseDaDanShuJuShuChu(message);
+    case tessel::IDDsfxKLineBiaoJiFanHui: return ParseDsfxKLineBiaoJiFanHui(message);
+    case tessel::IDDongMiBaoLiaoXiaoXiFanHuiShuJu: return ParseDongMiBaoLiaoXiaoXiFanHuiShuJu(message);
+    case tessel::IDDongMiBaoLiaoZhuTiFanHuiShuJu: return ParseDongMiBaoLiaoZhuTiFanHuiShuJu(message);
     case tessel::IDDaDanOrderResult: return ParseDaDanOrderResult(message);
+    case tessel::IDDingYueTuiSongXiaoXiFanHuiShuJu: return ParseDingYueTuiSongXiaoXiFanHuiShuJu(message);
     case tessel::IDFenShiJieDuanTongJiFanHui: return ParseFenShiJieDuanTongJiFanHui(message);
     case tessel::IDJingJiaDongCha: return ParseJingJiaDongCha(message);
+    case tessel::IDPcStkData: return ParsePcStkData(message);
     default: return nullptr;
   }
 }

@@ -47,6 +47,18 @@ class tes2table {
   // tes2table_large_order.cpp
   void* ParseDaDanShuJuShuChu(const tessel::MSG& message);
   void* ParseDaDanOrderResult(const tessel::MSG& message);
+  // tes2table_terminal.cpp
+  void* ParsePCJiBenXinXi(const tessel::MSG& message);
+  void* ParsePcZiXuanGuShuJu(const tessel::MSG& message);
+  void* ParsePcStkData(const tessel::MSG& message);
+  // tes2table_disclosure.cpp
+  void* ParseDsfxKLineBiaoJiFanHui(const tessel::MSG& message);
+  void* ParseDongMiBaoLiaoXiaoXiFanHuiShuJu(const tessel::MSG& message);
+  void* ParseDongMiBaoLiaoZhuTiFanHuiShuJu(const tessel::MSG& message);
+  // tes2table_news.cpp
+  void* ParseF10GsgkOutput(const tessel::MSG& message);
+  void* ParseTopicPage(const tessel::MSG& message);
+  void* ParseDingYueTuiSongXiaoXiFanHuiShuJu(const tessel::MSG& message);
   // tes2table_auction.cpp
   void* ParseFenShiJieDuanTongJiFanHui(const tessel::MSG& message);
   void* ParseJingJiaDongCha(const tessel::MSG& message);
