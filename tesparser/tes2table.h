@@ -55,6 +55,17 @@ class tes2table {
   void* ParseDsfxKLineBiaoJiFanHui(const tessel::MSG& message);
   void* ParseDongMiBaoLiaoXiaoXiFanHuiShuJu(const tessel::MSG& message);
   void* ParseDongMiBaoLiaoZhuTiFanHuiShuJu(const tessel::MSG& message);
+  // tes2table_reference.cpp
+  void* ParseBanKuaiFenLeiFanHui(const tessel::MSG& message);
+  void* ParseCaiWuShuJuFanHui(const tessel::MSG& message);
+  void* ParseChuQuanShuJuFanHui(const tessel::MSG& message);
+  // tes2table_ranking.cpp
+  void* ParsePaiXu(const tessel::MSG& message);
+  void* ParsePaiMing(const tessel::MSG& message);
+  void* ParseZBXuanGu(const tessel::MSG& message);
+  void* ParsePcBanKuaiFuWuFanHuiShuJu(const tessel::MSG& message);
+  void* ParseZhiBiaoSort(const tessel::MSG& message);
+  void* ParseIndiCalcSortOutput(const tessel::MSG& message);
   // tes2table_news.cpp
   void* ParseF10GsgkOutput(const tessel::MSG& message);
   void* ParseTopicPage(const tessel::MSG& message);

@@ -9,6 +9,7 @@ tesparser_test(json_test json_test.cpp)
 target_link_libraries(json_test PRIVATE PkgConfig::JANSSON)
 tesparser_inner_test(message_to_json_inner_test message_to_json_inner_test.cpp)
 
+tesparser_test(dispatch_test dispatch_test.cpp)
 tesparser_test(wire_table_test wire_table_test.cpp)
 
 # Opens the library at run time, so it must not be linked with it.
