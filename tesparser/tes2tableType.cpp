@@ -2,6 +2,57 @@
 
 #include "tesparser/tes2table.h"
 
+namespace {
+
+constexpr int kWireTableId = 3;
+
+bool IsZhiBiao(TPType type) {
+  return type >= TPTypeZhiBiao1 && type <= TPTypeZhiBiao16;
+}
+
+}  // namespace
+
 void* tes2tableType::ParseTableType(const tessel::MSG& msg, TPType type) {
-  return type == TPTypeById ? tes2table().Parse(msg) : nullptr;
+  if (type == TPTypeById) return tes2table().Parse(msg);
+  const bool wire = msg.id() == kWireTableId;
+  // Indicator output has no form as a wire table.
+  if (IsZhiBiao(type)) return wire ? nullptr : ParseZhiBiaoShuChu(msg, type);
+  switch (type) {
+    case TPTypeDaDan: return wire ? ParseTypedTbl(msg, type) : ParseDaDanShuJu(msg, type);
+    case TPTypeFenLeiChiCang: return wire ? ParseTypedTbl(msg, type) : ParseFenLeiChiCang(msg, type);
+    case TPTypeBxzjStock: return wire ? ParseTypedTbl(msg, type) : ParseBxzjBasicStockInfo(msg, type);
+    case TPTypeToken: return wire ? ParseTypedTbl(msg, type) : ParseToken(msg, type);
+    default: return nullptr;  // TPTypeBxzjBlock among them: a layout, but no converter
+  }
+}
+
+std::string tes2tableType::TypedColumnSpec(TPType type) {
+  if (IsZhiBiao(type)) return ZhiBiaoColumnSpec(type);
+  switch (type) {
+    case TPTypeDaDan:
+      return "ShiJian:d;WeiTuoMaiRuDanShu:d;WeiTuoMaiRuDaDanShu:d;WeiTuoMaiRuDaDanBiLi:d;"
+             "WeiTuoMaiChuDanShu:d;WeiTuoMaiChuDaDanShu:d;WeiTuoMaiChuDaDanBiLi:d;ZongChengJiaoLiang:d;"
+             "ZongChengJiaoE:d;DaDanMaiRuE:d;DaDanMaiChuE:d;";
+    case TPTypeFenLeiChiCang:
+      return "RiQi:d;GuDongRenShu:d;SanHuChiCangBi:d;ZhongHuChiCangBi:d;DaHuChiCangBi:d;"
+             "ChaoDaHuChiCangBi:d;LiuTongGu:d;";
+    case TPTypeBxzjStock:
+      // The name that stands twice, and the three labels that it shifts, are the layout's: readers know them.
+      return "ShiJian:d;ChiGuShuLiang:d;ShouPanJia:d;ZhanLiuTongGuBiLi:d;ChiGuShiZhi:d;"
+             "ChiGuShuLiangBianHua:d;ChiGuShuLiangBianHua:d;ChiGuShiZhiBianHua:d;ChiGuZongShiZhi:d;"
+             "ChiGuZhangFu:d;";
+    case TPTypeBxzjBlock:
+      return "ShiJian:d;JingMaiRuE:d;ChiGuShuLiang:d;ZhanLiuTongGuBiLi:d;ChiGuShiZhi:d;ZengChiShuLiang:d;"
+             "WuBianHuaShuLiang:d;JianChiShuLiang:d;DaPanZengChiShuLiang:d;ZhongPanZengChiShuLiang:d;"
+             "XiaoPanZengChiShuLiang:d;";
+    case TPTypeToken: return "Result:i;Token:s;Uid:s;Device:s;";
+    default: return std::string();
+  }
+}
+
+std::string tes2tableType::ZhiBiaoColumnSpec(TPType type) {
+  std::string spec = "ShiJian:d;";
+  for (int i = 1; i + 100 <= type; ++i)
+    spec += "JieGuo" + std::to_string(i) + ":d;";
+  return spec;
 }

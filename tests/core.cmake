@@ -4,6 +4,8 @@ tesparser_inner_test(packed_decimal_inner_test packed_decimal_inner_test.cpp)
 
 tesparser_test(exports_test exports_test.cpp)
 target_link_libraries(exports_test PRIVATE PkgConfig::JANSSON)
+tesparser_test(exports_memory_test exports_memory_test.cpp)
+target_link_libraries(exports_memory_test PRIVATE PkgConfig::JANSSON)
 
 tesparser_test(json_test json_test.cpp)
 target_link_libraries(json_test PRIVATE PkgConfig::JANSSON)
