@@ -1,0 +1,371 @@
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "tools/encodings.h"
+#include "tools/render.h"
+#include "tools/text.h"
+
+namespace tesview {
+namespace {
+
+// On a screen, longer cells are cut to this many columns.
+constexpr size_t kWidestCell = 40;
+constexpr size_t kBinaryBytesShown = 16;
+constexpr std::string_view kUnset = "\xC2\xB7";  // a middle dot
+constexpr std::string_view kEmptyText = "''";
+constexpr std::string_view kTimes = " \xC3\x97 ";
+
+struct Cell {
+  std::string text;
+  bool dim = false;
+  // Of a number, the columns from its point on, so that points stand below each other.
+  size_t fraction = 0;
+};
+
+struct GridColumn {
+  std::string name;
+  bool right = false;
+  bool keep = false;  // never cut off
+  std::vector<Cell> cells;
+  size_t fraction = 0;
+  size_t width = 0;
+};
+
+struct Grid {
+  std::vector<GridColumn> columns;
+  size_t rows = 0;
+};
+
+std::string Number(const void* table, int row, const Column& column, int element) {
+  std::string text;
+  AppendNumber(&text, table, row, column, element);
+  return text;
+}
+
+std::string List(const void* table, int row, const Column& column) {
+  std::string text = "[";
+  for (int i = 0; i < column.count; ++i)
+    text += (i == 0 ? "" : ", ") + Number(table, row, column, i);
+  return text + "]";
+}
+
+std::string Binary(std::string_view bytes) {
+  std::string text = fmt::format("{} byte{}", bytes.size(), bytes.size() == 1 ? "" : "s");
+  if (bytes.empty()) return text;
+  text += ": " + EncodeHex(bytes.substr(0, kBinaryBytesShown));
+  if (bytes.size() > kBinaryBytesShown) text += "\xE2\x80\xA6";
+  return text;
+}
+
+Cell TableCell(const void* table, int row, const Column& column) {
+  void* child = table_get_table(table, row, column.index);
+  if (child == nullptr) return {"(empty)", true, 0};
+  return {fmt::format("{}{}{}", table_rows(child), kTimes, table_cols(child)), true, 0};
+}
+
+Cell NumberCell(const void* table, int row, const Column& column) {
+  // A mask of columns says more by its digits than by its value.
+  if (column.name == "HasBits" && column.type == kInt64) {
+    return {fmt::format("{:#x}", static_cast<uint64_t>(table_get_int64(table, row, column.index))), false, 0};
+  }
+  Cell cell{Number(table, row, column, 0), false, 0};
+  const size_t point = cell.text.find('.');
+  if (point != std::string::npos) cell.fraction = cell.text.size() - point;
+  return cell;
+}
+
+Cell CellOf(const void* table, int row, const Column& column) {
+  if (table_is_set(table, row, column.index) == 0) return {std::string(kUnset), true, 0};
+  if (column.counted) return {List(table, row, column), false, 0};
+  switch (column.type) {
+    case kText: {
+      const char* text = table_get_str(table, row, column.index);
+      if (text == nullptr || *text == '\0') return {std::string(kEmptyText), true, 0};
+      return {Printable(CellTextToUtf8(text)), false, 0};
+    }
+    case kBinary: return {Binary(BinaryOf(table, row, column)), false, 0};
+    case kTable: return TableCell(table, row, column);
+    default: return NumberCell(table, row, column);
+  }
+}
+
+// ---- layout
+// ----------------------------------------------------------------------------------------------------
+
+void MeasureColumn(const View& view, GridColumn* column) {
+  for (Cell& cell : column->cells) {
+    if (view.width != 0 && !column->right) cell.text = CutToWidth(cell.text, kWidestCell);
+    column->fraction = std::max(column->fraction, cell.fraction);
+  }
+  column->width = DisplayWidth(column->name);
+  for (Cell& cell : column->cells) {
+    if (column->right) cell.text.append(column->fraction - cell.fraction, ' ');
+    column->width = std::max(column->width, DisplayWidth(cell.text));
+  }
+}
+
+GridColumn RowNumbers(const std::vector<std::string>& labels) {
+  GridColumn column;
+  column.name = "#";
+  column.right = true;
+  column.keep = true;
+  for (const std::string& label : labels)
+    column.cells.push_back({label, true, 0});
+  return column;
+}
+
+// What stands between columns, and around them with boxes.
+size_t Overhead(const View& view, size_t columns) {
+  if (columns == 0) return 0;
+  return view.boxes ? columns * 3 + 1 : (columns - 1) * 2;
+}
+
+size_t TotalWidth(const View& view, const Grid& grid) {
+  size_t width = Overhead(view, grid.columns.size());
+  for (const GridColumn& column : grid.columns)
+    width += column.width;
+  return width;
+}
+
+// Cuts columns from the right until the rest fits; the row number and the first column stay.
+std::vector<std::string> CutColumns(const View& view, size_t indent, Grid* grid) {
+  std::vector<std::string> cut;
+  while (grid->columns.size() > 2 && TotalWidth(view, *grid) + indent > view.width) {
+    cut.insert(cut.begin(), grid->columns.back().name);
+    grid->columns.pop_back();
+  }
+  return cut;
+}
+
+std::string Aligned(const GridColumn& column, const std::string& text, const std::string& styled, bool last) {
+  const size_t width = DisplayWidth(text);
+  const std::string blanks(column.width > width ? column.width - width : 0, ' ');
+  if (column.right) return blanks + styled;
+  return last ? styled : styled + blanks;
+}
+
+std::string Line(const View& view, const Grid& grid, size_t indent, const std::string& left,
+                 const std::string& middle, const std::string& right) {
+  const Style style{view.color};
+  std::string line;
+  for (const GridColumn& column : grid.columns) {
+    line += line.empty() ? left : middle;
+    for (size_t i = 0; i < column.width + 2; ++i)
+      line += "\xE2\x94\x80";
+  }
+  return std::string(indent, ' ') + style.Dim(line + right) + "\n";
+}
+
+std::string GridRow(const View& view, const Grid& grid, size_t indent, const std::vector<std::string>& cells,
+                    const std::vector<std::string>& styled) {
+  const Style style{view.color};
+  const std::string bar = style.Dim("\xE2\x94\x82");
+  std::string line(indent, ' ');
+  for (size_t c = 0; c < cells.size(); ++c) {
+    const bool last = c + 1 == cells.size() && !view.boxes;
+    if (view.boxes) {
+      line += (c == 0 ? "" : " ") + bar + " ";
+    } else if (c != 0) {
+      line += "  ";
+    }
+    line += Aligned(grid.columns[c], cells[c], styled[c], last);
+  }
+  if (view.boxes) line += " " + bar;
+  // Padding behind the point of the last number.
+  while (!view.boxes && !line.empty() && line.back() == ' ')
+    line.pop_back();
+  return line + "\n";
+}
+
+std::string GridText(const View& view, const Grid& grid, size_t indent) {
+  const Style style{view.color};
+  std::vector<std::string> cells;
+  std::vector<std::string> styled;
+  for (const GridColumn& column : grid.columns) {
+    cells.push_back(column.name);
+    styled.push_back(style.Bold(column.name));
+  }
+  std::string text;
+  if (view.boxes) text += Line(view, grid, indent, "\xE2\x94\x8C", "\xE2\x94\xAC", "\xE2\x94\x90");
+  text += GridRow(view, grid, indent, cells, styled);
+  if (view.boxes) text += Line(view, grid, indent, "\xE2\x94\x9C", "\xE2\x94\xBC", "\xE2\x94\xA4");
+  for (size_t r = 0; r < grid.rows; ++r) {
+    for (size_t c = 0; c < grid.columns.size(); ++c) {
+      const Cell& cell = grid.columns[c].cells[r];
+      cells[c] = cell.text;
+      styled[c] = cell.dim ? style.Dim(cell.text) : cell.text;
+    }
+    text += GridRow(view, grid, indent, cells, styled);
+  }
+  if (view.boxes) text += Line(view, grid, indent, "\xE2\x94\x94", "\xE2\x94\xB4", "\xE2\x94\x98");
+  return text;
+}
+
+// A single row that is too wide, turned on its side.
+Grid Turned(const View& view, const Grid& grid) {
+  Grid turned;
+  turned.columns.resize(2);
+  turned.columns[0].name = "column";
+  turned.columns[1].name = "value";
+  for (const GridColumn& column : grid.columns) {
+    if (column.keep) continue;
+    turned.columns[0].cells.push_back({column.name, false, 0});
+    Cell cell = column.cells[0];
+    while (!cell.text.empty() && cell.text.back() == ' ')
+      cell.text.pop_back();
+    cell.fraction = 0;
+    turned.columns[1].cells.push_back(cell);
+  }
+  turned.rows = turned.columns[0].cells.size();
+  for (GridColumn& column : turned.columns)
+    MeasureColumn(view, &column);
+  return turned;
+}
+
+std::string FitAndPrint(const View& view, Grid grid, size_t indent) {
+  for (GridColumn& column : grid.columns)
+    MeasureColumn(view, &column);
+  const bool fits = view.width == 0 || TotalWidth(view, grid) + indent <= view.width;
+  if (fits) return GridText(view, grid, indent);
+  if (grid.rows == 1) return GridText(view, Turned(view, grid), indent);
+  const auto cut = CutColumns(view, indent, &grid);
+  std::string text = GridText(view, grid, indent);
+  if (cut.empty()) return text;
+  std::string names;
+  for (const std::string& name : cut)
+    names += (names.empty() ? "" : ", ") + name;
+  const std::string note =
+      fmt::format("{} more columns do not fit (--columns, --width 0): {}", cut.size(), names);
+  return text + std::string(indent, ' ') +
+         Style{view.color}.Dim(CutToWidth(note, view.width - std::min(indent, view.width))) + "\n";
+}
+
+// ---- the walk
+// --------------------------------------------------------------------------------------------------
+
+// Rows of tables with the same columns, one below the other.
+struct Block {
+  std::vector<Column> columns;
+  std::vector<std::string> labels;
+  std::vector<std::pair<const void*, int>> rows;
+};
+
+std::string BlockText(const View& view, const Block& block, size_t indent) {
+  Grid grid;
+  grid.rows = block.rows.size();
+  grid.columns.push_back(RowNumbers(block.labels));
+  for (const Column& column : block.columns) {
+    GridColumn shown;
+    shown.name = Printable(column.name) + (column.counted ? fmt::format("[{}]", column.count) : "");
+    shown.right = column.is_number() && !column.counted;
+    for (const auto& [table, row] : block.rows)
+      shown.cells.push_back(CellOf(table, row, column));
+    grid.columns.push_back(std::move(shown));
+  }
+  return FitAndPrint(view, std::move(grid), indent);
+}
+
+// What names a row: the first text in it.
+std::string RowCaption(const void* table, int row, const std::vector<Column>& columns) {
+  for (const Column& column : columns) {
+    if (column.type != kText) continue;
+    const char* text = table_get_str(table, row, column.index);
+    if (text != nullptr && *text != '\0') return CutToWidth(Printable(CellTextToUtf8(text)), kWidestCell);
+  }
+  return std::string();
+}
+
+std::string RowsAndName(const void* table) {
+  const int rows = table_rows(table);
+  const std::string name = Printable(CellTextToUtf8(table_name(table)));
+  return fmt::format("{} {}{}", rows, rows == 1 ? "row" : "rows", name.empty() ? "" : ", named " + name);
+}
+
+class Walk {
+ public:
+  explicit Walk(const View& view) : view_(view), style_{view.color} {}
+
+  std::string Table(void* table, const std::string& path, size_t indent) {
+    Block block;
+    block.columns = ColumnsShown(view_, table);
+    const auto [from, to] = RowsShown(view_, table);
+    for (int row = from; row < to; ++row) {
+      block.labels.push_back(fmt::format("{}", row));
+      block.rows.emplace_back(table, row);
+    }
+    std::string text = BlockText(view_, block, indent);
+    text += Hidden(table, to - from, indent);
+    for (const Column& column : block.columns) {
+      if (column.type == kTable) text += Inner(table, column, path, from, to, indent + 2);
+    }
+    return text;
+  }
+
+ private:
+  std::string Hidden(const void* table, int shown, size_t indent) {
+    const int rest = table_rows(table) - shown;
+    if (rest == 0) return std::string();
+    return std::string(indent, ' ') + style_.Dim(fmt::format("{} of {} rows", shown, table_rows(table))) +
+           "\n";
+  }
+
+  // Tables of one row each with the same columns read better as one.
+  bool Alike(const std::vector<std::pair<int, void*>>& children) const {
+    if (children.size() < 2) return false;
+    const auto columns = ColumnsOf(children[0].second);
+    return std::all_of(children.begin(), children.end(),
+                       [&](const auto& child) {
+                         return table_rows(child.second) == 1 && HasColumns(child.second, columns);
+                       }) &&
+           std::none_of(columns.begin(), columns.end(), [](const Column& c) { return c.type == kTable; });
+  }
+
+  std::string Inner(void* table, const Column& column, const std::string& path, int from, int to,
+                    size_t indent) {
+    std::vector<std::pair<int, void*>> children;
+    for (int row = from; row < to; ++row) {
+      void* child = table_get_table(table, row, column.index);
+      if (child != nullptr && (view_.columns.empty() || HasChosen(view_, child)))
+        children.emplace_back(row, child);
+    }
+    if (Alike(children) && view_.head != 0 && view_.tail != 0)
+      return Joined(children, path + "*/" + column.name, indent);
+    std::string text;
+    const auto columns = ColumnsOf(table);
+    for (const auto& [row, child] : children) {
+      const std::string here = fmt::format("{}{}/{}", path, row, column.name);
+      text += Heading(here, RowCaption(table, row, columns), RowsAndName(child), indent);
+      text += Table(child, here + "/", indent);
+    }
+    return text;
+  }
+
+  std::string Joined(const std::vector<std::pair<int, void*>>& children, const std::string& path,
+                     size_t indent) {
+    Block block;
+    block.columns = ColumnsShown(view_, children[0].second);
+    for (const auto& [row, child] : children) {
+      block.labels.push_back(fmt::format("{}", row));
+      block.rows.emplace_back(child, 0);
+    }
+    return Heading(path, "", "1 row each", indent) + BlockText(view_, block, indent);
+  }
+
+  std::string Heading(const std::string& path, const std::string& caption, const std::string& size,
+                      size_t indent) {
+    return "\n" + std::string(indent, ' ') + style_.Cyan(Printable(path)) +
+           (caption.empty() ? "" : "  " + style_.Bold(caption)) + "  " + style_.Dim(size) + "\n";
+  }
+
+  const View& view_;
+  Style style_;
+};
+
+}  // namespace
+
+std::string RenderTable(const View& view, void* table) {
+  return Walk(view).Table(table, view.path.empty() ? "" : view.path + "/", 0);
+}
+
+}  // namespace tesview

@@ -1,0 +1,41 @@
+// From the sources to the output: the replies are read one by one, shown, and written in the order of the
+// input.
+#ifndef TOOLS_RUN_H_
+#define TOOLS_RUN_H_
+
+#include <string>
+#include <vector>
+
+#include "tools/input.h"
+#include "tools/view.h"
+
+namespace tesview {
+
+// What the program ends with. Documented in the help: change both.
+enum ExitCode : int {
+  kAllShown = 0,
+  kSomeNotShown = 1,  // some reply is damaged or cannot be shown as asked
+  kWrongUsage = 2,
+  kFileTrouble = 3,  // some file cannot be read, or the output not written
+};
+
+enum class When { kAuto, kAlways, kNever };
+
+struct Job {
+  std::vector<std::string> paths;  // files, directories, "-"
+  Form from = Form::kAuto;
+  View view;
+  int jobs = 1;
+  bool strict = false;
+  When progress = When::kAuto;
+};
+
+// Ends the process itself if it is interrupted.
+ExitCode Run(const Job& job);
+
+// One line on standard error: "tesview: what".
+void Complain(const std::string& what);
+
+}  // namespace tesview
+
+#endif  // TOOLS_RUN_H_

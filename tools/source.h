@@ -1,0 +1,51 @@
+// Files, directories and standard input as sources of bytes.
+#ifndef TOOLS_SOURCE_H_
+#define TOOLS_SOURCE_H_
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tools/input.h"
+
+namespace tesview {
+
+// The files to read, in order: a directory stands for the files in it and below it, by name, without hidden
+// ones. What cannot be listed comes out in `errors`.
+std::vector<std::string> ExpandPaths(const std::vector<std::string>& paths, std::vector<std::string>* errors);
+
+class FileSource : public ByteSource {
+ public:
+  // "-" is standard input. Throws InputError.
+  explicit FileSource(const std::string& path);
+  ~FileSource() override;
+  FileSource(const FileSource&) = delete;
+  FileSource& operator=(const FileSource&) = delete;
+
+  // Throws Interrupted as well.
+  size_t Read(char* to, size_t size) override;
+
+  // How many bytes it has; 0 if nobody knows.
+  uint64_t size() const { return size_; }
+  // As messages name it.
+  const std::string& name() const { return name_; }
+  // Called before each read that may have to wait.
+  void OnWait(std::function<void()> call) { on_wait_ = std::move(call); }
+
+ private:
+  std::string name_;
+  int fd_;
+  uint64_t size_ = 0;
+  std::function<void()> on_wait_;
+};
+
+// The sizes of all files together; 0 if one of them has none.
+uint64_t TotalSize(const std::vector<std::string>& paths);
+
+// A whole file. Throws InputError.
+std::string ReadWholeFile(const std::string& path);
+
+}  // namespace tesview
+
+#endif  // TOOLS_SOURCE_H_
