@@ -1,0 +1,36 @@
+// Runs one route over one workload a fixed number of times: under callgrind, a repeatable instruction count.
+//
+//   tesparser_once WORKLOAD floor|table|json TIMES
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "bench/peers.h"
+#include "bench/workloads.h"
+#include "tsl_base/table.h"
+
+namespace {
+
+__attribute__((noinline)) void Run(const Workload& w, const std::string& route) {
+  if (route == "floor") {
+    BenchParse(w.reply);
+  } else if (route == "json") {
+    TesparserPB2Json(w.reply);
+  } else {
+    table_free(w.type == TPTypeById ? TesparserPB2Table(w.reply) : TesparserPB2TableType(w.reply, w.type));
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 4) {
+    std::fprintf(stderr, "usage: tesparser_once WORKLOAD floor|table|json TIMES\n");
+    return 2;
+  }
+  const Workload w = MakeWorkload(argv[1]);
+  for (int i = 0; i < std::atoi(argv[3]); ++i)
+    Run(w, argv[2]);
+  return 0;
+}
