@@ -50,16 +50,27 @@ void RegisterRoutes(const Workload& w) {
   Register(w, "text_format", [](const Workload& x) { benchmark::DoNotOptimize(BenchTextFormat(x.reply)); });
 }
 
-// Different replies on 1, 2 and 4 threads at once.
+// Different replies on 1, 2 and 4 threads at once, and the floor the same way: what the machine itself takes
+// away from each thread shows there.
 void RegisterThreads(const std::vector<Workload>& workloads) {
   static const std::vector<Workload>& all = workloads;
+  const auto mine = [](const benchmark::State& state) -> const Workload& {
+    return all[static_cast<size_t>(state.thread_index()) % 2 == 0 ? 1 : 3];
+  };
   for (const int threads : {1, 2, 4}) {
     benchmark::RegisterBenchmark("threads/table",
-                                 [](benchmark::State& state) {
-                                   const Workload& w =
-                                       all[static_cast<size_t>(state.thread_index()) % 2 == 0 ? 1 : 3];
+                                 [mine](benchmark::State& state) {
+                                   const Workload& w = mine(state);
                                    for (auto _ : state)
                                      table_free(Table(w));
+                                 })
+        ->Threads(threads)
+        ->UseRealTime();
+    benchmark::RegisterBenchmark("threads/floor",
+                                 [mine](benchmark::State& state) {
+                                   const Workload& w = mine(state);
+                                   for (auto _ : state)
+                                     benchmark::DoNotOptimize(BenchParse(w.reply));
                                  })
         ->Threads(threads)
         ->UseRealTime();

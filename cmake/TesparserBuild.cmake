@@ -18,6 +18,10 @@ endif()
 # Contracted or reordered floating point would change results in the last bit.
 add_compile_options(-ffp-contract=off)
 
+if(TESPARSER_COVERAGE)
+  add_link_options(-fprofile-instr-generate)
+endif()
+
 if(TESPARSER_SANITIZE)
   add_compile_options(-fsanitize=${TESPARSER_SANITIZE} -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${TESPARSER_SANITIZE})
@@ -27,9 +31,16 @@ if(TESPARSER_SANITIZE)
   endif()
 endif()
 
-# Warnings for our own code; generated code goes without.
+# Warnings for our own code; generated code goes without. Coverage is counted of our own code alone, too.
 function(tesparser_own_code target)
+  if(TESPARSER_COVERAGE)
+    target_compile_options(${target} PRIVATE -fprofile-instr-generate -fcoverage-mapping)
+  endif()
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+  if(TESPARSER_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # g++ sees uninitialised members in the standard library's own code once the sanitizers' checks stand between.
+    target_compile_options(${target} PRIVATE -Wno-maybe-uninitialized)
+  endif()
   if(TESPARSER_WERROR)
     target_compile_options(${target} PRIVATE -Werror)
   endif()
@@ -39,7 +50,13 @@ endfunction()
 # until the program is linked.
 function(tesparser_resident_library target)
   target_link_options(${target} PRIVATE -Wl,-z,nodelete)
-  if(NOT TESPARSER_SANITIZE)
+  if(NOT TESPARSER_SANITIZE AND NOT TESPARSER_COVERAGE)
     target_link_options(${target} PRIVATE -Wl,-z,defs)
   endif()
+endfunction()
+
+# Limits what a shared library offers to others to what its linker version script names.
+function(tesparser_exports_only target script)
+  target_link_options(${target} PRIVATE -Wl,--version-script=${script})
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${script})
 endfunction()

@@ -17,8 +17,23 @@ namespace packed_decimal {
 
 // Divisors by scale code, in the order that the wire has; 0 where a code stands for no number. Two places
 // come first because a plain small integer is a price in hundredths.
-constexpr int32_t kDivisors[16] = {100,       10,         0, 1000, 10000, 100000, 1000000, 10000000,
-                                   100000000, 1000000000, 1, 0,    0,     0,      0,       0};
+constexpr int kDivisors[16] = {100,       10,         0, 1000, 10000, 100000, 1000000, 10000000,
+                               100000000, 1000000000, 1, 0,    0,     0,      0,       0};
+
+// What the mantissa is divided by, for each value of the byte with sign and scale code. The sign goes with
+// the divisor: the quotient is the same to the last bit, minus zero included, and nothing is left to decide
+// behind the division.
+struct SignedDivisors {
+  double of_byte[256] = {};
+
+  constexpr SignedDivisors() {
+    for (int byte = 0; byte < 256; ++byte) {
+      const double divisor = kDivisors[byte & 0xF];
+      of_byte[byte] = byte < 16 || divisor == 0 ? divisor : -divisor;
+    }
+  }
+};
+inline constexpr SignedDivisors kSigned;
 
 }  // namespace packed_decimal
 
@@ -27,13 +42,12 @@ constexpr int32_t kDivisors[16] = {100,       10,         0, 1000, 10000, 100000
 inline double DecodePacked(int64_t value, int* divisor) {
   if (value < 0) return 0.0;
   const auto bits = static_cast<uint64_t>(value);
-  const int32_t scale = packed_decimal::kDivisors[(bits >> 16) & 0xF];
-  if (scale == 0) return 0.0;
+  const double scale = packed_decimal::kSigned.of_byte[(bits >> 16) & 0xFF];
+  if (scale == 0.0) return 0.0;
+  if (divisor != nullptr) *divisor = packed_decimal::kDivisors[(bits >> 16) & 0xF];
   const auto mantissa = static_cast<int64_t>(((bits >> 8) & ~uint64_t{0xFFFF}) | (bits & 0xFFFF));
   // A real division: a factor of 0.01 would put the last bit wrong.
-  const double number = static_cast<double>(mantissa) / static_cast<double>(scale);
-  if (divisor != nullptr) *divisor = scale;
-  return (bits & 0xF00000) != 0 ? -number : number;
+  return static_cast<double>(mantissa) / scale;
 }
 
 inline double DecodePacked(int64_t value) {

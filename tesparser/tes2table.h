@@ -34,7 +34,7 @@ class tes2table {
   void* ParseTbl(const tessel::MSG& message);
   void* ParseTableBySpec(const tessel::Table& table,
                          const google::protobuf::RepeatedPtrField<tessel::CInfo>& info,
-                         const std::string& spec);
+                         const std::string& spec, const void* model);
   void ParseTableColumn(void* parent, int rows, int col, const tessel::CData& data);
   // tes2table_quote.cpp
   void* ParseQuoteDynaSingle(const tessel::MSG& message);

@@ -6,6 +6,9 @@
 #include "tesparser/tes2table.h"
 #include "tesparser/wire_columns.h"
 
+// The one operation that a host's own base library may lack: without it, tables are made from their spec.
+extern "C" void* table_create_like(const void* model, int rows, const char* name) __attribute__((weak));
+
 void* tes2table::ParseTbl(const tessel::MSG& message) {
   const tessel::Table* payload = WirePayload(message);
   if (payload == nullptr) return nullptr;
@@ -51,16 +54,18 @@ int tes2table::TableRowCount(const tessel::Table& table,
 
 void* tes2table::ParseTable(const tessel::Table& table,
                             const google::protobuf::RepeatedPtrField<tessel::CInfo>& info) {
-  return ParseTableBySpec(table, info, ColumnSpecFromInfo(info));
+  return ParseTableBySpec(table, info, ColumnSpecFromInfo(info), nullptr);
 }
 
+// `model` is a table that has the columns of the spec already, or null.
 void* tes2table::ParseTableBySpec(const tessel::Table& table,
                                   const google::protobuf::RepeatedPtrField<tessel::CInfo>& info,
-                                  const std::string& spec) {
+                                  const std::string& spec, const void* model) {
   if (info.empty()) return nullptr;
   const int rows = TableRowCount(table, info);
   if (rows <= 0) return nullptr;
-  void* result = table_create(spec.c_str(), rows, "");
+  void* result = model != nullptr && table_create_like != nullptr ? table_create_like(model, rows, "")
+                                                                  : table_create(spec.c_str(), rows, "");
   for (int c = 0; c < info.size(); ++c) {
     const tessel::CData& data = table.data(c);
     if (info[c].type() != tessel::Type_Table) {
@@ -72,13 +77,24 @@ void* tes2table::ParseTableBySpec(const tessel::Table& table,
   return result;
 }
 
-// All tables of one column share the description that stands in the first, and its spec is made once. Tables
-// beyond the parent's last row would have no cell and are not made.
+// All tables of one column share the description that stands in the first. Tables beyond the parent's last
+// row would have no cell and are not made. The first table made is the model of the others and is attached
+// last: a column may bring tens of thousands of small tables and a description as long as all of them
+// together, which must not be read for each.
 void tes2table::ParseTableColumn(void* parent, int rows, int col, const tessel::CData& data) {
   const auto& info = data.tvalues(0).info();
   const std::string spec = ColumnSpecFromInfo(info);
-  const int n = std::min(rows, data.tvalues_size());
-  for (int r = 0; r < n; ++r) {
-    table_set_table_raw(parent, r, col, ParseTableBySpec(data.tvalues(r), info, spec));
+  void* model = nullptr;
+  int model_row = 0;
+  const int tables = std::min(rows, data.tvalues_size());
+  for (int r = 0; r < tables; ++r) {
+    void* child = ParseTableBySpec(data.tvalues(r), info, spec, model);
+    if (model == nullptr && child != nullptr) {
+      model = child;
+      model_row = r;
+    } else {
+      table_set_table_raw(parent, r, col, child);
+    }
   }
+  if (model != nullptr) table_set_table_raw(parent, model_row, col, model);
 }

@@ -23,7 +23,7 @@ class ReplyFrame {
     google::protobuf::ArenaOptions options;
     options.initial_block = block_;
     options.initial_block_size = sizeof(block_);
-    options.max_block_size = 256 * 1024;
+    options.max_block_size = size_t{256} * 1024;
     return options;
   }
 

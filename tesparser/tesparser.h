@@ -7,7 +7,7 @@
 // Caller and library share one C++ runtime: std::string crosses the boundary.
 //
 // Any bytes at all may be passed: what does not parse gives the failure value, and nothing is read or written
-// out of bounds. A call needs stack for one reply's envelope (about 16 KB) and for the walk down its nesting.
+// out of bounds. A call is content with 128 KB of stack, however deep the reply nests.
 #ifndef TESPARSER_TESPARSER_H_
 #define TESPARSER_TESPARSER_H_
 
@@ -81,26 +81,24 @@ class TESPARSER_TYPE_API j2pb_error : public std::exception {
 //
 // data     the bytes of one serialized reply, zero bytes included. Only read.
 // Returns  one line of JSON with every field that was sent, under its name in the schema: text as UTF-8,
-// bytes as
-//          base64, enumerations as numbers, packed decimals as their raw 64-bit numbers, unsigned 64-bit
-//          numbers taken as signed. The order of keys is not promised. The empty string if the bytes are no
-//          reply or lack a required field; a valid reply never gives it.
+//          bytes as base64, enumerations as numbers, packed decimals as their raw 64-bit numbers, unsigned
+//          64-bit numbers taken as signed. The order of keys is not promised. The empty string if the bytes
+//          are no reply or lack a required field; a valid reply never gives it.
 // Errors   j2pb_error as told there; std::bad_alloc when memory is exhausted.
 TESPARSER_API std::string TesparserPB2Json(const std::string& data);
 
 // Turns a reply into the table that belongs to its Id.
 //
-// data     as above.
-// Returns  a table owned by the caller, to be freed with table_free(), or null: the bytes are no reply, the
-// Id has no
-//          table form, or there is nothing to show. The causes are not told apart.
+// data     the bytes of one serialized reply. Only read.
+// Returns  a table owned by the caller, to be freed with table_free(), or null: the bytes are no reply,
+//          the Id has no table form, or there is nothing to show. The causes are not told apart.
 // Errors   std::bad_alloc when memory is exhausted; what was built up to then is lost.
 TESPARSER_API void* TesparserPB2Table(const std::string& data);
 
 // Turns a reply into the table that the caller names, from either of the two forms in which it may arrive:
 // its own message, or a wire table whose columns are matched by name.
 //
-// data     as above.
+// data     the bytes of one serialized reply. Only read.
 // type     the layout; TPTypeById gives what TesparserPB2Table gives.
 // Returns  as TesparserPB2Table; null also for a reply of another kind than `type` names.
 // Errors   as TesparserPB2Table.
@@ -109,16 +107,19 @@ TESPARSER_API void* TesparserPB2TableType(const std::string& data, TPType type);
 // Unpacks one packed decimal, as JSON shows them.
 //
 // value    the raw 64 bits.
-// divisor  receives the power of ten by which the mantissa was divided, 1 for whole numbers; left as it was
-// if there is
-//          no number in `value`. May be null. Set it to 0 before the call to tell 0.0 from no number.
+// divisor  receives the power of ten by which the mantissa was divided, 1 for whole numbers; left as it
+//          was if there is no number in `value`. May be null. Set it to 0 before the call to tell 0.0
+//          from no number.
 // Returns  the number; 0.0 if there is none: a negative value, scale code 2 or one above 10. Minus zero is
-// possible. Errors   none.
+//          possible.
+// Errors   none.
 TESPARSER_API double TesparserInt64ToDouble(long long value, int* divisor);
 
 // The same as a whole number: 0.5 is added and the fraction cut, so that halves go up for positive numbers
 // and negative ones are not rounded symmetrically (-1.2 gives 0, -1.5 gives -1, -2.5 gives -2).
 //
+// value    the raw 64 bits.
+// divisor  as for TesparserInt64ToDouble(), and not changed by the rounding.
 // Returns  the number, or -2147483648 if it is outside the range of int.
 TESPARSER_API int TesparserInt64ToInt(long long value, int* divisor);
 

@@ -17,6 +17,7 @@ tsl_base_test(tsl_base_test
   tsl_base_cells_test.cpp
   tsl_base_children_test.cpp
   tsl_base_hpp_test.cpp
+  tsl_base_like_test.cpp
   tsl_base_numbers_test.cpp
   tsl_base_spec_test.cpp
   tsl_base_storage_test.cpp

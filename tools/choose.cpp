@@ -31,6 +31,20 @@ void CollectNames(void* table, std::vector<std::string>* names) {
   }
 }
 
+// `outer` are the cells that each line repeats of the rows around it.
+void CountCells(const View& view, void* table, uint64_t outer, uint64_t* cells) {
+  const auto [from, to] = RowsShown(view, table);
+  const auto columns = static_cast<uint64_t>(table_cols(table));
+  *cells += static_cast<uint64_t>(to - from) * (view.columns.empty() ? columns + outer : 1);
+  if (*cells > kMostCells) throw TooMuch();
+  for (int col = 0; col < table_cols(table); ++col) {
+    if (table_col_type(table, col) != kTable) continue;
+    for (int row = from; row < to; ++row) {
+      if (void* child = table_get_table(table, row, col)) CountCells(view, child, outer + columns, cells);
+    }
+  }
+}
+
 // The places of a path that lead on, for an error message.
 std::string PathsBelow(void* table) {
   std::string names;
@@ -41,6 +55,11 @@ std::string PathsBelow(void* table) {
 }
 
 }  // namespace
+
+void CheckCells(const View& view, void* table) {
+  uint64_t cells = 0;
+  CountCells(view, table, 0, &cells);
+}
 
 std::pair<int, int> RowsShown(const View& view, const void* table) {
   const int rows = table_rows(table);

@@ -18,8 +18,7 @@
 namespace tesview {
 namespace {
 
-// ---- ids
-// -----------------------------------------------------------------------------------------------------------
+// ---- ids ----
 
 std::string Lower(std::string text) {
   for (char& c : text)
@@ -49,8 +48,7 @@ std::string TableForms(int32_t id) {
   return forms + ", " + types;
 }
 
-// ---- number
-// --------------------------------------------------------------------------------------------------------
+// ---- number ----
 
 int64_t RawNumber(const std::string& text) {
   std::string_view digits = text;
@@ -120,8 +118,7 @@ int64_t PackNumber(const std::string& text) {
                               (mantissa & 0xFFFF));
 }
 
-// ---- pack
-// ----------------------------------------------------------------------------------------------------------
+// ---- pack ----
 
 std::string AsVarint(uint64_t value) {
   std::string bytes;

@@ -47,11 +47,11 @@ std::nullopt_t BadAt(size_t at, size_t* bad) {
 }
 
 // The digits of one line of a dump; the offset before them is cut off, and so is the text behind them.
-std::string_view DigitsOfDumpLine(std::string_view line) {
+std::optional<std::string_view> DigitsOfDumpLine(std::string_view line) {
   size_t digits = 0;
   while (digits < line.size() && HexDigit(line[digits]) >= 0)
     ++digits;
-  if (digits < 6) return {};
+  if (digits < 6) return std::nullopt;
   std::string_view rest = line.substr(digits);
   if (!rest.empty() && rest[0] == ':') {
     rest = Trim(rest.substr(1));
@@ -105,8 +105,9 @@ std::optional<std::string> DecodeHexDump(std::string_view text) {
     const std::string_view line = Trim(text.substr(0, end));
     text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
     if (line.empty()) continue;
-    if (HexDigit(line[0]) < 0) return std::nullopt;
-    const auto decoded = DecodeHex(DigitsOfDumpLine(line));
+    const auto digits = DigitsOfDumpLine(line);
+    if (!digits) return std::nullopt;
+    const auto decoded = DecodeHex(*digits);
     if (!decoded) return std::nullopt;
     bytes += *decoded;
   }

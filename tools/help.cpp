@@ -28,8 +28,7 @@ struct Page {
   std::vector<Section> sections;
 };
 
-// ---- what is said
-// ------------------------------------------------------------------------------------------------
+// ---- what is said ----
 
 Section Introduction() {
   return {"Description",
@@ -127,8 +126,7 @@ Section Memory() {
           {}};
 }
 
-// ---- from the definition of the command line
-// -------------------------------------------------------------------------
+// ---- from the definition of the command line ----
 
 std::string Term(const CLI::Option& option) {
   std::string term;
@@ -195,8 +193,7 @@ Page PageOf(const CLI::App& app) {
   return page;
 }
 
-// ---- as help
-// ---------------------------------------------------------------------------------------------------------
+// ---- as help ----
 
 // UTF-8 with characters of one column each.
 size_t Columns(const std::string& text) {
@@ -235,8 +232,7 @@ std::string SectionText(const Section& section) {
   return text;
 }
 
-// ---- as a manual page
-// ------------------------------------------------------------------------------------------------
+// ---- as a manual page ----
 
 std::string Roff(const std::string& text) {
   std::string out;
@@ -267,8 +263,7 @@ std::string Upper(std::string text) {
   return text;
 }
 
-// ---- completions
-// -----------------------------------------------------------------------------------------------------
+// ---- completions ----
 
 std::string Joined(const std::vector<std::string>& words) {
   std::string text;

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstring>
 
 #include "tools/encodings.h"
@@ -12,7 +13,7 @@ namespace tesview {
 namespace {
 
 // What is looked at to recognise a source, and the step in which memory grows.
-constexpr size_t kBlock = 64 * 1024;
+constexpr size_t kBlock = size_t{64} * 1024;
 // The parser's own limit.
 constexpr size_t kMaxReplyBytes = 0x7FFFFFFF;
 // The same written in hexadecimal.
@@ -20,9 +21,15 @@ constexpr size_t kMaxTextBytes = 2 * kMaxReplyBytes;
 // Lines of digits that are looked at before they count as the lines of one reply.
 constexpr int kLinesLookedAt = 8;
 
-bool IsTextByte(char c) {
-  const auto byte = static_cast<unsigned char>(c);
-  return byte >= 0x20 ? byte != 0x7F : c == '\n' || c == '\r' || c == '\t';
+// Text has no control characters, and is ASCII for the most part also where there is Chinese in it.
+bool LooksLikeText(std::string_view bytes) {
+  size_t ascii = 0;
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 ? c != '\n' && c != '\r' && c != '\t' : byte == 0x7F) return false;
+    if (byte < 0x80) ++ascii;
+  }
+  return ascii * 2 > bytes.size();
 }
 
 // The first line of the text form is a field of the envelope.
@@ -52,9 +59,9 @@ std::optional<std::string> ReplyInRun(std::optional<std::string> bytes) {
 }
 
 std::optional<std::string> GuessBytesInLine(std::string_view line) {
-  const auto hex = DecodeHex(line);
+  auto hex = DecodeHex(line);
   if (hex && LooksLikeReply(*hex)) return hex;
-  const auto base64 = DecodeBase64(line);
+  auto base64 = DecodeBase64(line);
   if (base64 && LooksLikeReply(*base64)) return base64;
   if (auto found = ReplyInRun(DecodeHex(LongestHexRun(line)))) return found;
   if (auto found = ReplyInRun(DecodeBase64(LongestBase64Run(line)))) return found;
@@ -171,7 +178,7 @@ void ReplyReader::Recognise() {
   Fill(kBlock);
   guessed_ = form_ == Form::kAuto;
   const std::string_view block = Buffered();
-  if (!guessed_ || (!block.empty() && std::all_of(block.begin(), block.end(), IsTextByte))) {
+  if (!guessed_ || LooksLikeText(block)) {
     RecogniseText();
   } else {
     RecogniseBinary();
@@ -228,7 +235,7 @@ void ReplyReader::RecogniseBinary() {
   const bool raw = source_ended_ ? LooksLikeReply(block) : LooksLikeStartOfReply(block);
   form_ = !raw && LooksDelimited(block, false) ? Form::kDelimited : Form::kRaw;
   if (form_ == Form::kRaw && !raw && !source_ended_)
-    throw InputError("neither a reply nor a stream of replies");
+    throw InputError("neither a reply nor a stream of replies; if it is one, --from says which");
 }
 
 Next ReplyReader::Read(Reply* reply, std::string* error) {
@@ -278,7 +285,7 @@ Next ReplyReader::Bad(std::string* error, const std::string& what) const {
 }
 
 Next ReplyReader::ReadDelimited(Reply* reply, std::string* error) {
-  Fill(10);
+  Fill(1);
   if (Buffered().empty()) {
     done_ = true;
     return Next::kEnd;
@@ -286,9 +293,10 @@ Next ReplyReader::ReadDelimited(Reply* reply, std::string* error) {
   ++number_;
   size_t prefix = 0;
   uint64_t size = 0;
-  if (!ReadVarint(Buffered(), &prefix, &size)) {
-    return Stop(error, Buffered().size() < 10 ? "the stream ends inside its length"
-                                              : "its length is no varint; the stream is damaged here");
+  // No more is waited for than the length has, so that a slow stream is shown as it comes.
+  while (!ReadVarint(Buffered(), &prefix, &size)) {
+    if (Buffered().size() >= 10) return Stop(error, "its length is no varint; the stream is damaged here");
+    if (!Fill(Buffered().size() + 1)) return Stop(error, "the stream ends inside its length");
   }
   if (size > kMaxReplyBytes) {
     return Stop(

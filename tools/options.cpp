@@ -301,15 +301,15 @@ class CommandLine {
     std::vector<std::string> types;
     for (const TypeName& type : TypeNames())
       types.emplace_back(type.name);
-    const std::string text = Completions(app_,
-                                         {{"--to", WordsOf(kTo)},
-                                          {"--from", WordsOf(kFrom)},
-                                          {"--type", types},
-                                          {"--color", WordsOf(kWhen)},
-                                          {"--style", WordsOf(kStyle)},
-                                          {"--progress", WordsOf(kWhen)},
-                                          {"pack --to", WordsOf(kPack)}},
-                                         given_.generate);
+    std::string text = Completions(app_,
+                                   {{"--to", WordsOf(kTo)},
+                                    {"--from", WordsOf(kFrom)},
+                                    {"--type", types},
+                                    {"--color", WordsOf(kWhen)},
+                                    {"--style", WordsOf(kStyle)},
+                                    {"--progress", WordsOf(kWhen)},
+                                    {"pack --to", WordsOf(kPack)}},
+                                   given_.generate);
     if (text.empty())
       throw UsageError(
           fmt::format("unknown word \"{}\" for --generate; known: man, bash, zsh, fish", given_.generate));

@@ -11,7 +11,7 @@ namespace tesview {
 namespace {
 
 // Pieces in which lines are handed to the system.
-constexpr size_t kPiece = 64 * 1024;
+constexpr size_t kPiece = size_t{64} * 1024;
 
 volatile std::sig_atomic_t noted_signal = 0;
 

@@ -3,6 +3,7 @@
 #define TOOLS_RENDER_H_
 
 #include <cstdint>
+#include <exception>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -13,8 +14,21 @@
 
 namespace tesview {
 
-// ---- choosing (choose.cpp)
-// -----------------------------------------------------------------------------------
+// A reply can announce far more cells than it has bytes, and text that is repeated or padded grows without
+// bound. What would come out larger than this is not shown at all.
+constexpr uint64_t kMostCells = 10'000'000;
+constexpr size_t kMostOutput = size_t{512} * 1024 * 1024;
+
+class TooMuch : public std::exception {};
+
+inline void CheckSize(const std::string& out) {
+  if (out.size() > kMostOutput) throw TooMuch();
+}
+
+// The cells of all lines that the table gives; throws TooMuch.
+void CheckCells(const View& view, void* table);
+
+// ---- choosing (choose.cpp) ----
 
 // The rows of a table that --head and --tail leave.
 std::pair<int, int> RowsShown(const View& view, const void* table);
@@ -35,8 +49,7 @@ std::string MissingColumn(const View& view, void* table);
 // All names of columns in the table and inside it.
 std::vector<std::string> AllColumnNames(void* table);
 
-// ---- forms
-// ---------------------------------------------------------------------------------------------------
+// ---- forms ----
 
 // For people: the table, then the tables inside it, indented and each under its path.
 std::string RenderTable(const View& view, void* table);
@@ -57,8 +70,7 @@ std::string PrettyJson(std::string_view json, bool color);
 std::string SummaryHeader(const Item& item);
 std::string RenderSummary(const View& view, const Item& item, int32_t id);
 
-// ---- shared
-// --------------------------------------------------------------------------------------------------
+// ---- shared ----
 
 struct Style {
   bool color;

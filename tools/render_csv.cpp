@@ -119,6 +119,7 @@ class Lines {
       *out_ += fields_[i];
     }
     *out_ += '\n';
+    CheckSize(*out_);
   }
 
   const View& view_;

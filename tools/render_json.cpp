@@ -94,6 +94,7 @@ class Lines {
         *out_ += outer;
         Cells(out_, table, *plan, row);
         *out_ += "}\n";
+        CheckSize(*out_);
       }
     }
   }
@@ -126,6 +127,7 @@ class Lines {
     *out_ += cells;
     Empties(table, *plan, row);
     *out_ += "}\n";
+    CheckSize(*out_);
   }
 
   // False if there is no row in any table of this row.

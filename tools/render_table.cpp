@@ -90,8 +90,7 @@ Cell CellOf(const void* table, int row, const Column& column) {
   }
 }
 
-// ---- layout
-// ----------------------------------------------------------------------------------------------------
+// ---- layout ----
 
 void MeasureColumn(const View& view, GridColumn* column) {
   for (Cell& cell : column->cells) {
@@ -197,6 +196,7 @@ std::string GridText(const View& view, const Grid& grid, size_t indent) {
       styled[c] = cell.dim ? style.Dim(cell.text) : cell.text;
     }
     text += GridRow(view, grid, indent, cells, styled);
+    CheckSize(text);
   }
   if (view.boxes) text += Line(view, grid, indent, "\xE2\x94\x94", "\xE2\x94\xB4", "\xE2\x94\x98");
   return text;
@@ -241,8 +241,7 @@ std::string FitAndPrint(const View& view, Grid grid, size_t indent) {
          Style{view.color}.Dim(CutToWidth(note, view.width - std::min(indent, view.width))) + "\n";
 }
 
-// ---- the walk
-// --------------------------------------------------------------------------------------------------
+// ---- the walk ----
 
 // Rows of tables with the same columns, one below the other.
 struct Block {
@@ -337,6 +336,7 @@ class Walk {
       const std::string here = fmt::format("{}{}/{}", path, row, column.name);
       text += Heading(here, RowCaption(table, row, columns), RowsAndName(child), indent);
       text += Table(child, here + "/", indent);
+      CheckSize(text);
     }
     return text;
   }

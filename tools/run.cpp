@@ -26,10 +26,10 @@ namespace {
 // A batch is handed to a worker when it has this many replies or bytes: small replies would otherwise cost
 // more to hand over than to show.
 constexpr size_t kBatchReplies = 64;
-constexpr size_t kBatchBytes = 256 * 1024;
+constexpr size_t kBatchBytes = size_t{256} * 1024;
 // What may wait in memory at once; a single reply may be larger than that.
 constexpr size_t kBatchesForEachWorker = 4;
-constexpr size_t kBytesWaiting = 64 * 1024 * 1024;
+constexpr size_t kBytesWaiting = size_t{64} * 1024 * 1024;
 
 // A reply, or what stands in its place.
 struct Task {
@@ -38,8 +38,7 @@ struct Task {
   ExitCode error_code = kAllShown;
 };
 
-// ---- reading
-// -----------------------------------------------------------------------------------------------------
+// ---- reading ----
 
 // All replies of all files, one after the other.
 class Reader {
@@ -125,8 +124,7 @@ class Reader {
   uint64_t counted_ = 0;
 };
 
-// ---- writing
-// -----------------------------------------------------------------------------------------------------
+// ---- writing ----
 
 // The strict user wants no more.
 class StopAtFirst : public std::exception {};
@@ -195,8 +193,7 @@ Shown ShowTask(const Job& job, const Task& task) {
   return task.error.empty() ? Show(job.view, task.item) : Shown();
 }
 
-// ---- many at a time
-// ----------------------------------------------------------------------------------------------
+// ---- many at a time ----
 
 // The calling thread reads, workers show, one thread writes in the order of reading.
 class Pipeline {

@@ -116,8 +116,7 @@ std::vector<Payload> ReadVocabulary() {
   return payloads;
 }
 
-// ---- the smallest reply of an Id
-// ---------------------------------------------------------------------------
+// ---- the smallest reply of an Id ----
 
 void FillRequired(pb::Message* message, int depth) {
   const pb::Reflection* reflection = message->GetReflection();
@@ -165,8 +164,7 @@ std::string SmallestReply(int32_t id) {
   return bytes;
 }
 
-// ---- what is wrong with bytes
-// ------------------------------------------------------------------------------
+// ---- what is wrong with bytes ----
 
 // Where a parse of `bytes` as `type` breaks off, with the fields on the way there.
 std::optional<std::string> FindBreak(std::string_view bytes, const pb::Descriptor* type, size_t base,
@@ -221,8 +219,8 @@ std::optional<std::string> FindBreak(std::string_view bytes, const pb::Descripto
       case WireStep::kField: break;
     }
     const size_t content = base + static_cast<size_t>(field.payload.data() - bytes.data());
-    const auto found = BreakInField(field, type->FindFieldByNumber(static_cast<int>(field.number)),
-                                    field.wire_type == 2 ? content : base, path, depth);
+    auto found = BreakInField(field, type->FindFieldByNumber(static_cast<int>(field.number)),
+                              field.wire_type == 2 ? content : base, path, depth);
     if (found) return found;
   }
 }
@@ -301,8 +299,7 @@ void CollectTypes(const pb::Descriptor* type, std::vector<const pb::Descriptor*>
 
 }  // namespace
 
-// ---- the vocabulary
-// ------------------------------------------------------------------------------------------
+// ---- the vocabulary ----
 
 const std::vector<Payload>& Vocabulary() {
   static const auto* const payloads = new std::vector<Payload>(ReadVocabulary());
@@ -377,8 +374,7 @@ std::vector<TPType> TypedLayoutsOf(int32_t id) {
   return types;
 }
 
-// ---- definitions
-// ---------------------------------------------------------------------------------------------
+// ---- definitions ----
 
 std::optional<std::string> Definition(const std::string& name, bool all) {
   std::string wanted = WithoutPackage(name);
@@ -416,8 +412,7 @@ std::vector<std::string> DefinitionNames() {
   return known;
 }
 
-// ---- text form
-// -----------------------------------------------------------------------------------------------
+// ---- text form ----
 
 bool TextToBytes(const std::string& text, bool partial, std::string* bytes, std::string* error) {
   const auto reply = TheSchema().NewReply();
@@ -426,6 +421,8 @@ bool TextToBytes(const std::string& text, bool partial, std::string* bytes, std:
   pb::TextFormat::Parser parser;
   parser.RecordErrorsTo(&errors);
   parser.AllowPartialMessage(true);
+  // Deeper text would give bytes that nobody parses.
+  parser.SetRecursionLimit(kDeepest);
   if (!parser.ParseFromString(text, reply.get())) return false;
   std::vector<std::string> missing;
   if (!partial) reply->FindInitializationErrors(&missing);
@@ -444,8 +441,7 @@ bool BytesToText(const std::string& bytes, std::string* text, std::string* error
   return printer.PrintToString(*reply, text);
 }
 
-// ---- diagnosis
-// -----------------------------------------------------------------------------------------------
+// ---- diagnosis ----
 
 std::string WhyNoReply(const std::string& bytes) {
   std::string error;

@@ -27,7 +27,10 @@ void* Chosen(const View& view, void* root, std::string* error) {
   void* table = TableAt(root, view.path, error);
   if (table == nullptr) return nullptr;
   const std::string missing = MissingColumn(view, table);
-  if (missing.empty()) return table;
+  if (missing.empty()) {
+    CheckCells(view, table);
+    return table;
+  }
   *error = fmt::format("no column \"{}\" in this table", missing);
   const std::string suggestion = DidYouMean(missing, AllColumnNames(table));
   if (!suggestion.empty()) {
@@ -143,6 +146,8 @@ Shown Show(const View& view, const Item& item) {
     ShowAs(view, item, &shown);
   } catch (const j2pb_error& error) {
     shown.error = fmt::format("no JSON can hold it: {}", error.what());
+  } catch (const TooMuch&) {
+    shown.error = "too large to be shown as a whole; take --head, --columns or --path";
   } catch (const std::bad_alloc&) {
     shown.error = "not enough memory to show it";
   }

@@ -57,8 +57,9 @@ std::vector<std::string> ExpandPaths(const std::vector<std::string>& paths,
   return files;
 }
 
-FileSource::FileSource(const std::string& path) : name_(path == "-" ? "(standard input)" : path) {
-  fd_ = path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC);
+FileSource::FileSource(const std::string& path)
+    : name_(path == "-" ? "(standard input)" : path),
+      fd_(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
   if (fd_ < 0) throw InputError(fmt::format("cannot open it: {}", std::strerror(errno)));
   struct stat status {};
   if (fstat(fd_, &status) == 0 && S_ISREG(status.st_mode)) size_ = static_cast<uint64_t>(status.st_size);
@@ -94,7 +95,7 @@ std::string ReadWholeFile(const std::string& path) {
   std::string all;
   size_t used = 0;
   while (true) {
-    all.resize(used + 64 * 1024);
+    all.resize(used + size_t{64} * 1024);
     const size_t got = source.Read(all.data() + used, all.size() - used);
     used += got;
     if (got == 0) break;

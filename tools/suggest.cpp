@@ -52,7 +52,7 @@ std::vector<std::string> Nearest(std::string_view word, const std::vector<std::s
   }
   std::stable_sort(near.begin(), near.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
   std::vector<std::string> result;
-  for (size_t i = 0; i < near.size() && i < 3; ++i)
+  for (size_t i = 0; i < near.size() && i < 3 && near[i].first == near[0].first; ++i)
     result.push_back(near[i].second);
   return result;
 }

@@ -69,7 +69,9 @@ std::vector<Column> ColumnsOf(void* table) {
     Column column;
     column.index = c;
     column.name = CellTextToUtf8(table_col_name(table, c));
-    if (column.name.empty() || !taken.insert(column.name).second) column.name += fmt::format("#{}", c);
+    if (column.name.empty()) column.name = fmt::format("#{}", c);
+    while (!taken.insert(column.name).second)
+      column.name += fmt::format("#{}", c);
     column.type = table_col_type(table, c);
     column.count = table_col_count(table, c);
     const bool fixed = column.is_number();

@@ -5,6 +5,7 @@
 #include <utf8proc.h>
 
 #include <algorithm>
+#include <cstdint>
 
 namespace tesview {
 namespace {
@@ -63,7 +64,8 @@ class Cp936 {
   }
 
  private:
-  bool usable() const { return handle_ != reinterpret_cast<iconv_t>(-1); }
+  // iconv_open() says failure by -1 in the place of a pointer.
+  bool usable() const { return reinterpret_cast<intptr_t>(handle_) != -1; }
 
   iconv_t handle_;
 };

@@ -178,7 +178,7 @@ inline T GetNumber(const void* table, int row, int col, uint8_t kind) {
 // Whether `child` is `table` or one of those that it hangs from.
 bool IsAncestor(const TableData* child, const TableData* table) {
   if (child == table) return true;
-  if (!child->had_children) return false;
+  if (!child->had_children()) return false;
   for (const TableData* up = table->parent; up; up = up->parent) {
     if (up == child) return true;
   }
@@ -202,6 +202,11 @@ void* table_create(const char* spec, int rows, const char* name) {
   };
   const std::unique_ptr<Spec, Release> parsed(AcquireSpec(spec ? spec : ""));
   return NewTable(parsed.get(), rows < 0 ? 0 : static_cast<uint32_t>(rows), name ? name : "");
+}
+
+void* table_create_like(const void* model, int rows, const char* name) {
+  if (!model) return table_create("", rows, name);
+  return NewTable(AsTable(model)->spec, rows < 0 ? 0 : static_cast<uint32_t>(rows), name ? name : "");
 }
 
 void table_free(void* table) {

@@ -68,6 +68,14 @@ extern "C" {
  */
 TSL_BASE_API void* table_create(const char* spec, int rows, const char* name);
 
+/* Makes a table with the columns of another one and all cells unset, whatever the length of the spec that
+ * made that one.
+ *
+ * model    may be of any size and is only read, as in convention 7; null gives no columns.
+ * Returns  the table, owned by the caller, never null. It outlives the model.
+ */
+TSL_BASE_API void* table_create_like(const void* model, int rows, const char* name);
+
 /* Frees a table and all that hangs from it. Null is ignored, and so is a table that a parent owns. */
 TSL_BASE_API void table_free(void* table);
 

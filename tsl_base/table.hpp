@@ -10,8 +10,7 @@
 // Table is
 //            freed at the end of its statement: keep it in a variable while its views are used.
 // Errors     Reading never fails: a cell that is unset, outside the table or of another type gives an empty
-// optional.
-//            Nothing here throws, except that making a table throws std::bad_alloc.
+//            optional. Nothing here throws, except that making a table throws std::bad_alloc.
 // Threads    As the table itself: any number of readers as long as nobody writes.
 //
 // A name is looked up among the columns with every call. For many rows, look up the index once with

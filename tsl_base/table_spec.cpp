@@ -1,5 +1,6 @@
 #include "tsl_base/table_spec.h"
 
+#include <pthread.h>
 #include <string.h>
 
 #include <new>
@@ -154,22 +155,29 @@ struct Memory {
 thread_local Memory memory;
 
 // Gives back what the thread remembered when it ends.
-struct Closer {
-  bool armed = false;
-  ~Closer() {
-    memory.closed = true;
-    for (Remembered& entry : memory.entries) {
-      if (entry.spec) ReleaseSpec(entry.spec);
-      entry = Remembered{};
-    }
+void Forget(void* memory_of_thread) {
+  Memory& mine = *static_cast<Memory*>(memory_of_thread);
+  mine.closed = true;
+  for (Remembered& entry : mine.entries) {
+    if (entry.spec) ReleaseSpec(entry.spec);
+    entry = Remembered{};
   }
+}
+
+// A thread's own object with a destructor would end the process where memory for registering it is exhausted;
+// a key tells, and its destructor runs after those of such objects.
+struct Key {
+  pthread_key_t key{};
+  const bool made = pthread_key_create(&key, Forget) == 0;
 };
 
-thread_local Closer closer;
+bool WillForget(Memory& mine) {
+  static const Key key;
+  return key.made && pthread_setspecific(key.key, &mine) == 0;
+}
 
 void Remember(Memory& mine, const char* text, Spec* spec) {
-  if (mine.closed) return;
-  closer.armed = true;
+  if (mine.closed || !WillForget(mine)) return;
   Remembered& entry = mine.entries[mine.next];
   mine.next = (mine.next + 1) % kRemembered;
   if (entry.spec) ReleaseSpec(entry.spec);

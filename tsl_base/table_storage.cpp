@@ -92,18 +92,26 @@ void GrowSlab(TableData* table, const Column& column, Slab* slab, uint32_t capac
   }
 }
 
-uint32_t GroupCount(const TableData* table) {
-  return table->spec->slots / kSlabsOfGroup + (table->spec->slots % kSlabsOfGroup != 0 ? 1 : 0);
+// The directory takes in the first columns at once and then grows to where columns are written.
+constexpr uint32_t kFirstGroups = 8;
+
+void GrowDirectory(TableData* table, uint32_t index) {
+  Large* large = table->large();
+  const uint32_t all = table->spec->slots / kSlabsOfGroup + (table->spec->slots % kSlabsOfGroup != 0 ? 1 : 0);
+  const uint64_t wanted = std::max<uint64_t>({kFirstGroups, uint64_t{2} * large->group_count, index + 1});
+  const uint32_t count = static_cast<uint32_t>(std::min<uint64_t>(wanted, all));
+  void* block = Allocate(uint64_t{count} * sizeof(void*));
+  Slab** groups = static_cast<Slab**>(block);
+  std::copy_n(large->groups, large->group_count, groups);
+  std::fill_n(groups + large->group_count, count - large->group_count, nullptr);
+  ::operator delete(large->groups);
+  large->groups = groups;
+  large->group_count = count;
 }
 
 Slab* MakeSlab(TableData* table, uint32_t slot) {
   Large* large = table->large();
-  if (!large->groups) {
-    const uint32_t count = GroupCount(table);
-    void* groups = Allocate(uint64_t{count} * sizeof(void*));
-    large->groups = static_cast<Slab**>(groups);
-    std::fill_n(large->groups, count, nullptr);
-  }
+  if (slot / kSlabsOfGroup >= large->group_count) GrowDirectory(table, slot / kSlabsOfGroup);
   Slab*& group = large->groups[slot / kSlabsOfGroup];
   if (!group) {
     Slab* slabs = static_cast<Slab*>(Allocate(kSlabsOfGroup * sizeof(Slab)));
@@ -222,19 +230,21 @@ TableData* ChildOf(const unsigned char* cell) {
   return Load<TableData*>(cell);
 }
 
+void NoteChild(TableData* table, const Column& column) {
+  const auto end = static_cast<uint32_t>(&column - table->spec->columns()) + 1;
+  if (end > table->children_end) table->children_end = std::min(end, kAnyColumn) & kAnyColumn;
+}
+
 void FreeLarge(TableData* table) noexcept {
   Large* large = table->large();
-  if (large->groups) {
-    const uint32_t count = GroupCount(table);
-    for (uint32_t i = 0; i < count; ++i) {
-      Slab* group = large->groups[i];
-      if (!group) continue;
-      for (uint32_t k = 0; k < kSlabsOfGroup; ++k)
-        ::operator delete(group[k].cells);
-      ::operator delete(group);
-    }
-    ::operator delete(large->groups);
+  for (uint32_t i = 0; i < large->group_count; ++i) {
+    Slab* group = large->groups[i];
+    if (!group) continue;
+    for (uint32_t k = 0; k < kSlabsOfGroup; ++k)
+      ::operator delete(group[k].cells);
+    ::operator delete(group);
   }
+  ::operator delete(large->groups);
   delete large->outliers;
 }
 
@@ -308,11 +318,11 @@ TableData* NewTable(Spec* spec, uint32_t rows, const char* name) {
   table->parent = nullptr;
   table->chunks = nullptr;
   table->rows = rows;
-  table->small_cells = static_cast<uint16_t>(small_cells);
+  table->small_cells = small_cells & 0x1FF;
   table->is_large = is_large;
-  table->had_children = false;
+  table->children_end = 0;
   if (is_large) {
-    new (table->large()) Large{nullptr, nullptr, 0};
+    new (table->large()) Large{nullptr, nullptr, 0, 0};
   } else {
     uint64_t* bits = table->small_bits();
     for (size_t i = 0; i < words; ++i)
@@ -328,8 +338,9 @@ void FreeTree(TableData* root) noexcept {
   while (list) {
     TableData* table = list;
     list = table->parent;
-    if (table->had_children) {
-      for (uint32_t i = 0; i < table->spec->cols; ++i) {
+    if (table->had_children()) {
+      const uint32_t end = table->columns_with_children();
+      for (uint32_t i = 0; i < end; ++i) {
         const Column& column = table->spec->columns()[i];
         if (column.kind != kTable) continue;
         VisitCells(table, column, [&list](uint32_t, const unsigned char* cell) {
@@ -470,7 +481,7 @@ void StoreChild(TableData* table, const Column& column, uint32_t row, TableData*
   Save(PlaceCell(table, column, row, sizeof(uint64_t)), child);
   if (child) {
     child->parent = table;
-    table->had_children = true;
+    NoteChild(table, column);
   }
   if (old) FreeTree(old);
 }

@@ -3,10 +3,11 @@
 // A table of few cells is one block: header, cells of 8 bytes column by column, a bit for each cell that is
 // set. Most tables of a reply are of this kind, with a single row.
 //
-// A larger table stores what is written and nothing else. Its columns are found over a directory of groups;
-// each column has a slab for its first rows, with cells of the type's own width, that grows as long as enough
-// of it is used. A cell far behind its column's slab goes to a map. At any time a cell lies in the slab if
-// its row is below the slab's capacity, and in the map otherwise.
+// A larger table stores what is written and nothing else. Its columns are found over a directory of groups
+// that reaches as far as columns were written: a spec may name very many, and a reply may share it among
+// thousands of tables with a value or two. Each column has a slab for its first rows, with cells of the
+// type's own width, that grows as long as enough of it is used. A cell far behind its column's slab goes to a
+// map. At any time a cell lies in the slab if its row is below the slab's capacity, and in the map otherwise.
 //
 // Texts, byte strings and arrays lie in chunks that belong to the table; their cells hold the address.
 #ifndef TSL_BASE_TABLE_STORAGE_H_
@@ -27,7 +28,7 @@ constexpr uint64_t kSmallTableCells = 256;
 constexpr uint32_t kSlabsOfGroup = 16;
 
 // The bytes for cells that point elsewhere, in the order in which they were asked for.
-struct Chunk {
+struct alignas(8) Chunk {
   Chunk* next;
   uint32_t used;
   uint32_t size;  // without this header; 0 for a chunk made for a single item
@@ -52,22 +53,30 @@ struct CellKey {
 
 using OutlierMap = std::map<CellKey, uint64_t>;
 
+constexpr uint32_t kAnyColumn = (uint32_t{1} << 22) - 1;
+
 // Stands behind the header of a table that is not small.
 struct Large {
   Slab** groups;
   OutlierMap* outliers;
   uint32_t used_slabs;
+  uint32_t group_count;
 };
 
-struct TableData {
+struct alignas(8) TableData {
   Spec* spec;
   TableData* parent;  // while a tree is freed: the next table to free
   Chunk* chunks;      // newest first
   uint32_t rows;
-  uint16_t small_cells;
-  bool is_large;
-  bool had_children;
+  uint32_t small_cells : 9;
+  uint32_t is_large : 1;
+  // The columns that ever held a child are below this one; kAnyColumn is no limit. Freeing looks no further.
+  uint32_t children_end : 22;
 
+  bool had_children() const { return children_end != 0; }
+  uint32_t columns_with_children() const {
+    return children_end == kAnyColumn ? spec->cols : uint32_t{children_end};
+  }
   unsigned char* small_cell(uint32_t index) {
     return reinterpret_cast<unsigned char*>(this + 1) + size_t{8} * index;
   }
@@ -81,6 +90,7 @@ struct TableData {
   const char* name() const;
 };
 
+static_assert(kSmallTableCells < 1 << 9, "small_cells counts them");
 static_assert(sizeof(TableData) % 8 == 0, "cells follow the header and are aligned for 8 bytes");
 
 inline bool TestBit(const uint64_t* bits, uint32_t index) {
@@ -117,9 +127,9 @@ void FreeTree(TableData* root) noexcept;
 TableData* CopyTree(const TableData* source);
 
 inline Slab* FindSlab(const TableData* table, uint32_t slot) {
-  Slab** groups = table->large()->groups;
-  if (!groups) return nullptr;
-  Slab* group = groups[slot / kSlabsOfGroup];
+  const Large* large = table->large();
+  if (slot / kSlabsOfGroup >= large->group_count) return nullptr;
+  Slab* group = large->groups[slot / kSlabsOfGroup];
   return group ? group + slot % kSlabsOfGroup : nullptr;
 }
 

@@ -1,0 +1,16 @@
+# What the viewer is made of, without the program around it.
+add_executable(tesview_core_test tesview_core_test.cpp)
+target_link_libraries(tesview_core_test PRIVATE tesview_core test_support GTest::gtest_main)
+tesparser_own_code(tesview_core_test)
+add_test(NAME tesview_core_test COMMAND tesview_core_test)
+
+# The built program, driven as a person would.
+add_executable(tesview_test tesview_test.cpp support/program.cpp)
+target_link_libraries(tesview_test PRIVATE tesview_core test_support GTest::gtest_main Threads::Threads)
+target_compile_definitions(tesview_test PRIVATE
+  TESVIEW="$<TARGET_FILE:tesview>"
+  SOURCE_DIR="${PROJECT_SOURCE_DIR}"
+  SAMPLE_DIR="${CMAKE_BINARY_DIR}/samples")
+add_dependencies(tesview_test tesview samples)
+tesparser_own_code(tesview_test)
+add_test(NAME tesview_test COMMAND tesview_test)
