@@ -28,6 +28,8 @@ function(reliability_malloc_test name)
     reliability_program(${name} ${ARGN} reliability_malloc.cpp)
     target_link_libraries(${name} PRIVATE GTest::gtest_main PkgConfig::JANSSON)
     add_test(NAME ${name} COMMAND ${name})
+    # Times are measured: nothing else of the suite runs beside it.
+    set_tests_properties(${name} PROPERTIES RUN_SERIAL ON)
   endif()
 endfunction()
 
