@@ -147,10 +147,24 @@ inline void PutOther(TableData* table, const Column& column, int row, uint64_t v
   PutUnsigned(table, column, row, value);
 }
 
+// The usual cell of a large table is stored without a look at the spec: the slab has the column's type, and
+// its rows and columns are some of the table's. Tells whether the cell was one.
+template <typename T>
+inline bool PutInSlab(TableData* table, int row, int col, uint8_t own, T value) {
+  if (!table || !table->is_large || static_cast<uint32_t>(col) >= kSlabsOfGroup) return false;
+  const Slab& slab = table->large()->first[col];
+  const auto index = static_cast<uint32_t>(row);
+  if (slab.kind != own || index >= slab.capacity) return false;
+  SetBit(slab.bits, index);
+  Save(slab.cells + index * sizeof value, value);
+  return true;
+}
+
 // Stores in the setter's own column type, and by way of `Wide` in the others.
 template <typename Wide, typename T>
 inline void SetNumber(void* table, int row, int col, uint8_t own, T value) {
   TableData* data = AsTable(table);
+  if (PutInSlab(data, row, col, own, value)) return;
   const Column* column = ColumnOfCell(data, row, col);
   if (!column) return;
   if (column->kind == own) {
@@ -200,13 +214,15 @@ void* table_create(const char* spec, int rows, const char* name) {
   struct Release {
     void operator()(Spec* held) const noexcept { ReleaseSpec(held); }
   };
-  const std::unique_ptr<Spec, Release> parsed(AcquireSpec(spec ? spec : ""));
-  return NewTable(parsed.get(), rows < 0 ? 0 : static_cast<uint32_t>(rows), name ? name : "");
+  std::unique_ptr<Spec, Release> parsed(AcquireSpec(spec ? spec : ""));
+  TableData* table = NewTable(parsed.get(), rows < 0 ? 0 : static_cast<uint32_t>(rows), name ? name : "");
+  static_cast<void>(parsed.release());
+  return table;
 }
 
 void* table_create_like(const void* model, int rows, const char* name) {
   if (!model) return table_create("", rows, name);
-  return NewTable(AsTable(model)->spec, rows < 0 ? 0 : static_cast<uint32_t>(rows), name ? name : "");
+  return NewTableLike(AsTable(model), rows < 0 ? 0 : static_cast<uint32_t>(rows), name ? name : "");
 }
 
 void table_free(void* table) {

@@ -118,8 +118,8 @@ Spec* Parse(const char* text, size_t length) {
   Spec* spec = new (::operator new(static_cast<size_t>(bytes))) Spec;
   spec->references.store(1, std::memory_order_relaxed);
   spec->cols = cols;
+  spec->texts = 0;
   spec->text_size = static_cast<uint32_t>(text_size);
-  spec->has_tables = false;
   Column* columns = reinterpret_cast<Column*>(spec + 1);
   char* names = reinterpret_cast<char*>(columns + cols);
   memcpy(names, text, text_size);
@@ -133,16 +133,21 @@ Spec* Parse(const char* text, size_t length) {
     Column* column = new (columns + i) Column{0, 0, slot, kNothing};
     ParseEntry(names, from, to, column);
     if (column->kind != kNothing) ++slot;
-    if (column->kind == kTable) spec->has_tables = true;
+    if (column->kind == kText) ++spec->texts;
     from = to + 1;
   }
   spec->slots = slot;
   return spec;
 }
 
+// A thread takes references in bulk and hands them out and takes them back without touching the shared count,
+// as most tables are freed by the thread that made them.
+constexpr uint64_t kBulk = uint64_t{1} << 20;
+
 struct Remembered {
   const char* where;  // the text's address when it was last asked for: a guess at what will match
   Spec* spec;
+  uint64_t stock;  // the references that lie here, one or more
 };
 
 // Trivial on purpose: it can be read without a guard, and even after the thread's destructors have run.
@@ -154,14 +159,33 @@ struct Memory {
 
 thread_local Memory memory;
 
+void Drop(Spec* spec, uint64_t references) {
+  if (spec->references.fetch_sub(references, std::memory_order_acq_rel) != references) return;
+  spec->~Spec();
+  ::operator delete(spec);
+}
+
+void GiveBack(Remembered& entry) {
+  const Remembered old = entry;
+  entry = Remembered{};
+  if (old.spec) Drop(old.spec, old.stock);
+}
+
+Spec* HandOut(Remembered& entry) {
+  if (entry.stock == 1) {
+    entry.spec->references.fetch_add(kBulk, std::memory_order_relaxed);
+    entry.stock += kBulk;
+  }
+  --entry.stock;
+  return entry.spec;
+}
+
 // Gives back what the thread remembered when it ends.
 void Forget(void* memory_of_thread) {
   Memory& mine = *static_cast<Memory*>(memory_of_thread);
   mine.closed = true;
-  for (Remembered& entry : mine.entries) {
-    if (entry.spec) ReleaseSpec(entry.spec);
-    entry = Remembered{};
-  }
+  for (Remembered& entry : mine.entries)
+    GiveBack(entry);
 }
 
 // A thread's own object with a destructor would end the process where memory for registering it is exhausted;
@@ -180,9 +204,9 @@ void Remember(Memory& mine, const char* text, Spec* spec) {
   if (mine.closed || !WillForget(mine)) return;
   Remembered& entry = mine.entries[mine.next];
   mine.next = (mine.next + 1) % kRemembered;
-  if (entry.spec) ReleaseSpec(entry.spec);
+  GiveBack(entry);
   AddReference(spec);
-  entry = Remembered{text, spec};
+  entry = Remembered{text, spec, 1};
 }
 
 bool Matches(const Remembered& entry, const char* text) {
@@ -208,16 +232,12 @@ uint32_t ElementWidth(int code) {
 Spec* AcquireSpec(const char* text) {
   Memory& mine = memory;
   for (Remembered& entry : mine.entries) {
-    if (entry.where == text && Matches(entry, text)) {
-      AddReference(entry.spec);
-      return entry.spec;
-    }
+    if (entry.where == text && Matches(entry, text)) return HandOut(entry);
   }
   for (Remembered& entry : mine.entries) {
     if (Matches(entry, text)) {
       entry.where = text;
-      AddReference(entry.spec);
-      return entry.spec;
+      return HandOut(entry);
     }
   }
   const size_t length = strlen(text);
@@ -227,9 +247,13 @@ Spec* AcquireSpec(const char* text) {
 }
 
 void ReleaseSpec(Spec* spec) noexcept {
-  if (spec->references.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
-  spec->~Spec();
-  ::operator delete(spec);
+  for (Remembered& entry : memory.entries) {
+    if (entry.spec == spec) {
+      ++entry.stock;
+      return;
+    }
+  }
+  Drop(spec, 1);
 }
 
 }  // namespace detail

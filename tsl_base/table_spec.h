@@ -57,8 +57,8 @@ struct Spec {
   std::atomic<uint64_t> references;
   uint32_t cols;
   uint32_t slots;
+  uint32_t texts;      // the columns of texts
   uint32_t text_size;  // with the final zero
-  bool has_tables;
 
   const Column* columns() const { return reinterpret_cast<const Column*>(this + 1); }
   const char* text() const { return reinterpret_cast<const char*>(columns() + cols); }

@@ -27,6 +27,10 @@ constexpr uint32_t kFirstRows = 256;
 constexpr uint32_t kFirstRowsOfMany = 16;
 constexpr uint32_t kFewSlabs = 32;
 
+// What a large table has as its first group before one of these columns is written. Read only: a slab
+// without capacity takes no cell.
+const Slab kEmptyGroup[kSlabsOfGroup] = {};
+
 // A slab grows if at least this share of its new rows is set. A cell in the map takes about 64 bytes, so that
 // sparse columns cost about the same either way.
 constexpr uint32_t kLeastShare = 16;
@@ -42,7 +46,7 @@ uint32_t CountBits(const uint64_t* bits, uint32_t words) {
 uint32_t CapacityFor(const TableData* table, uint32_t first, uint32_t row) {
   uint64_t capacity = first;
   while (capacity <= row)
-    capacity *= 4;
+    capacity *= 8;
   return static_cast<uint32_t>(std::min<uint64_t>(capacity, table->rows));
 }
 
@@ -57,7 +61,7 @@ bool WorthGrowing(Slab* slab, uint32_t capacity) {
   }
   const uint32_t words = WordsFor(slab->capacity);
   slab->known_set = CountBits(slab->bits, words);
-  slab->patience = words / 8;
+  slab->patience = (words / 8) & 0xFFFFFF;
   return slab->known_set + slab->outliers >= needed;
 }
 
@@ -78,6 +82,7 @@ void GrowSlab(TableData* table, const Column& column, Slab* slab, uint32_t capac
   slab->cells = cells;
   slab->bits = bits;
   slab->capacity = capacity;
+  slab->kind = column.kind;
   slab->patience = 0;
 
   if (slab->outliers == 0) return;
@@ -109,19 +114,32 @@ void GrowDirectory(TableData* table, uint32_t index) {
   large->group_count = count;
 }
 
-Slab* MakeSlab(TableData* table, uint32_t slot) {
+Slab* NewGroup() {
+  Slab* slabs = static_cast<Slab*>(Allocate(kSlabsOfGroup * sizeof(Slab)));
+  std::fill_n(slabs, kSlabsOfGroup, Slab{});
+  return slabs;
+}
+
+Slab* MakeSlab(TableData* table, const Column& column) {
   Large* large = table->large();
+  const uint32_t index = IndexOf(table, column);
+  if (index < kSlabsOfGroup) {
+    if (large->first == kEmptyGroup) large->first = NewGroup();
+    return large->first + index;
+  }
+  const uint32_t slot = column.slot;
   if (slot / kSlabsOfGroup >= large->group_count) GrowDirectory(table, slot / kSlabsOfGroup);
   Slab*& group = large->groups[slot / kSlabsOfGroup];
-  if (!group) {
-    Slab* slabs = static_cast<Slab*>(Allocate(kSlabsOfGroup * sizeof(Slab)));
-    std::fill_n(slabs, kSlabsOfGroup, Slab{});
-    group = slabs;
-  }
+  if (!group) group = NewGroup();
   return group + slot % kSlabsOfGroup;
 }
 
 // ---- chunks -----------------------------------------------------------------------------------------------
+
+// A small table of at most so many texts has a chunk of this size for each in its own block: codes and short
+// names fit, so that such a table is one allocation.
+constexpr uint64_t kFewTexts = 4;
+constexpr uint32_t kRoomOfText = 24;
 
 constexpr size_t kFirstChunk = 256;
 constexpr size_t kLargestChunk = 32768;
@@ -131,7 +149,7 @@ constexpr size_t kLargestShared = 4096;
 
 void* NewChunk(TableData* table, size_t bytes) {
   if (bytes > kLargestShared) {
-    Chunk* chunk = new (Allocate(uint64_t{sizeof(Chunk)} + bytes)) Chunk{nullptr, 0, 0};
+    Chunk* chunk = new (Allocate(uint64_t{sizeof(Chunk)} + bytes)) Chunk{nullptr, 0, 0, 0};
     // Behind the newest, which may have room left.
     Chunk** link = table->chunks ? &table->chunks->next : &table->chunks;
     chunk->next = *link;
@@ -142,16 +160,18 @@ void* NewChunk(TableData* table, size_t bytes) {
   size_t block = std::min(std::max(2 * last, kFirstChunk), kLargestChunk);
   while (block < sizeof(Chunk) + bytes)
     block *= 2;
-  Chunk* chunk = new (Allocate(block))
-      Chunk{table->chunks, static_cast<uint32_t>(bytes), static_cast<uint32_t>(block - sizeof(Chunk))};
+  const auto size = static_cast<uint32_t>(block - sizeof(Chunk));
+  Chunk* chunk =
+      new (Allocate(block)) Chunk{table->chunks, static_cast<uint32_t>(bytes), size & kLargestSize, 0};
   table->chunks = chunk;
   return chunk + 1;
 }
 
+// `alignment` is a power of two, at most 8.
 void* ChunkBytes(TableData* table, size_t bytes, size_t alignment) {
   Chunk* chunk = table->chunks;
   if (chunk) {
-    const size_t from = (chunk->used + alignment - 1) / alignment * alignment;
+    const size_t from = (chunk->used + alignment - 1) & ~(alignment - 1);
     if (from <= chunk->size && bytes <= chunk->size - from) {
       chunk->used = static_cast<uint32_t>(from + bytes);
       return reinterpret_cast<char*>(chunk + 1) + from;
@@ -197,6 +217,25 @@ struct BinaryHead {
 
 const BinaryHead kEmptyBinary[2] = {};
 
+// ---- cells that hold an address -------------------------------------------------------------------------
+
+// The address that a set cell of that column holds; null if it is unset.
+template <typename T>
+T* HeldBy(TableData* table, const Column& column, uint32_t row, const Place& place) {
+  if (place.cell) return place.is_set() ? Load<T*>(place.cell) : nullptr;
+  const unsigned char* far = FindOutlier(table, column, row);
+  return far ? Load<T*>(far) : nullptr;
+}
+
+void Hold(TableData* table, const Column& column, uint32_t row, const Place& place, const void* address) {
+  if (!place.cell) {
+    Save(PlaceFarCell(table, column, row), address);
+    return;
+  }
+  *place.word |= place.bit;
+  Save(place.cell, address);
+}
+
 // ---- children ---------------------------------------------------------------------------------------------
 
 // Calls visit(row, cell bytes) for every set cell of the column.
@@ -208,7 +247,7 @@ void VisitCells(const TableData* table, const Column& column, Visit visit) {
     }
     return;
   }
-  const Slab* slab = FindSlab(table, column.slot);
+  const Slab* slab = FindSlab(table, column);
   if (!slab) return;
   const size_t width = column.stored_width();
   const uint32_t words = WordsFor(slab->capacity);
@@ -231,19 +270,22 @@ TableData* ChildOf(const unsigned char* cell) {
 }
 
 void NoteChild(TableData* table, const Column& column) {
-  const auto end = static_cast<uint32_t>(&column - table->spec->columns()) + 1;
+  const uint32_t end = IndexOf(table, column) + 1;
   if (end > table->children_end) table->children_end = std::min(end, kAnyColumn) & kAnyColumn;
+}
+
+void FreeGroup(Slab* group) noexcept {
+  if (!group) return;
+  for (uint32_t i = 0; i < kSlabsOfGroup; ++i)
+    ::operator delete(group[i].cells);
+  ::operator delete(group);
 }
 
 void FreeLarge(TableData* table) noexcept {
   Large* large = table->large();
-  for (uint32_t i = 0; i < large->group_count; ++i) {
-    Slab* group = large->groups[i];
-    if (!group) continue;
-    for (uint32_t k = 0; k < kSlabsOfGroup; ++k)
-      ::operator delete(group[k].cells);
-    ::operator delete(group);
-  }
+  if (large->first != kEmptyGroup) FreeGroup(large->first);
+  for (uint32_t i = 0; i < large->group_count; ++i)
+    FreeGroup(large->groups[i]);
   ::operator delete(large->groups);
   delete large->outliers;
 }
@@ -252,7 +294,7 @@ void FreeOne(TableData* table) noexcept {
   if (table->is_large) FreeLarge(table);
   for (Chunk* chunk = table->chunks; chunk;) {
     Chunk* next = chunk->next;
-    ::operator delete(chunk);
+    if (!chunk->in_table) ::operator delete(chunk);
     chunk = next;
   }
   ReleaseSpec(table->spec);
@@ -272,7 +314,7 @@ void CopyChild(TableData* to, const Column& column, uint32_t row, const TableDat
     StoreChild(to, column, row, nullptr);
     return;
   }
-  OwnedTable copy(NewTable(child->spec, child->rows, child->name()));
+  OwnedTable copy(NewTableLike(child, child->rows, child->name()));
   open->emplace_back(child, copy.get());
   StoreChild(to, column, row, copy.get());
   static_cast<void>(copy.release());
@@ -312,23 +354,33 @@ TableData* NewTable(Spec* spec, uint32_t rows, const char* name) {
   const size_t words = WordsFor(small_cells);
   const size_t body = is_large ? sizeof(Large) : 8 * (small_cells + words);
   const size_t name_size = strlen(name) + 1;
-  TableData* table = new (Allocate(uint64_t{sizeof(TableData)} + body + name_size)) TableData;
-  AddReference(spec);
+  const uint64_t texts = is_large ? 0 : uint64_t{rows} * spec->texts;
+  const uint32_t room = texts <= kFewTexts ? static_cast<uint32_t>(texts) * kRoomOfText : 0;
+  const uint64_t chunk_at = (uint64_t{sizeof(TableData)} + body + name_size + 7) & ~uint64_t{7};
+  const uint64_t size = room == 0 ? chunk_at : chunk_at + sizeof(Chunk) + room;
+  unsigned char* block = static_cast<unsigned char*>(Allocate(size));
+  TableData* table = new (block) TableData;
   table->spec = spec;
   table->parent = nullptr;
-  table->chunks = nullptr;
+  table->chunks = room == 0 ? nullptr : new (block + chunk_at) Chunk{nullptr, 0, room & kLargestSize, 1};
   table->rows = rows;
   table->small_cells = small_cells & 0x1FF;
   table->is_large = is_large;
   table->children_end = 0;
   if (is_large) {
-    new (table->large()) Large{nullptr, nullptr, 0, 0};
+    new (table->large()) Large{const_cast<Slab*>(kEmptyGroup), nullptr, nullptr, 0, 0};
   } else {
     uint64_t* bits = table->small_bits();
     for (size_t i = 0; i < words; ++i)
       bits[i] = 0;
   }
   memcpy(const_cast<char*>(table->name()), name, name_size);
+  return table;
+}
+
+TableData* NewTableLike(const TableData* model, uint32_t rows, const char* name) {
+  TableData* table = NewTable(model->spec, rows, name);
+  AddReference(model->spec);
   return table;
 }
 
@@ -356,7 +408,7 @@ void FreeTree(TableData* root) noexcept {
 }
 
 TableData* CopyTree(const TableData* source) {
-  OwnedTable root(NewTable(source->spec, source->rows, source->name()));
+  OwnedTable root(NewTableLike(source, source->rows, source->name()));
   Copies open{{source, root.get()}};
   while (!open.empty()) {
     const TableData* from = open.back().first;
@@ -384,7 +436,7 @@ unsigned char* FindOutlier(const TableData* table, const Column& column, uint32_
 unsigned char* PlaceFarCell(TableData* table, const Column& column, uint32_t row) {
   if (unsigned char* cell = FindOutlier(table, column, row)) return cell;
   Large* large = table->large();
-  Slab* slab = MakeSlab(table, column.slot);
+  Slab* slab = MakeSlab(table, column);
   const uint32_t first = large->used_slabs < kFewSlabs ? kFirstRows : kFirstRowsOfMany;
   const uint32_t capacity = CapacityFor(table, first, row);
   if (row < first || WorthGrowing(slab, capacity)) {
@@ -405,7 +457,7 @@ void UnsetCell(TableData* table, const Column& column, uint32_t row) noexcept {
     ClearBit(table->small_bits(), column.slot * table->rows + row);
     return;
   }
-  Slab* slab = FindSlab(table, column.slot);
+  Slab* slab = FindSlab(table, column);
   if (!slab) return;
   if (row < slab->capacity) {
     ClearBit(slab->bits, row);
@@ -417,9 +469,9 @@ void UnsetCell(TableData* table, const Column& column, uint32_t row) noexcept {
 
 void StoreText(TableData* table, const Column& column, uint32_t row, const char* text) {
   const size_t length = strlen(text);
+  const Place place = FindPlace(table, column, row);
   size_t old_capacity = 0;
-  if (const unsigned char* cell = FindCell(table, column, row)) {
-    char* old = Load<char*>(cell);
+  if (char* old = HeldBy<char>(table, column, row, place)) {
     old_capacity = TextCapacity(old);
     if (length <= old_capacity) {
       // May overlap: a caller can pass the cell's own text. Capacity 0 is the shared empty text.
@@ -433,7 +485,7 @@ void StoreText(TableData* table, const Column& column, uint32_t row, const char*
     memcpy(room, text, length + 1);
     stored = room;
   }
-  Save(PlaceCell(table, column, row, sizeof(uint64_t)), stored);
+  Hold(table, column, row, place, stored);
 }
 
 const void* BinaryBytes(const unsigned char* cell, int* size) {
@@ -444,9 +496,9 @@ const void* BinaryBytes(const unsigned char* cell, int* size) {
 
 void StoreBinary(TableData* table, const Column& column, uint32_t row, const void* data, int size) {
   const size_t length = static_cast<size_t>(size);
+  const Place place = FindPlace(table, column, row);
   size_t old_capacity = 0;
-  if (const unsigned char* cell = FindCell(table, column, row)) {
-    BinaryHead* old = Load<BinaryHead*>(cell);
+  if (BinaryHead* old = HeldBy<BinaryHead>(table, column, row, place)) {
     old_capacity = old->capacity;
     if (length <= old_capacity) {
       if (length != 0) memmove(old + 1, data, length);
@@ -462,23 +514,24 @@ void StoreBinary(TableData* table, const Column& column, uint32_t row, const voi
     memcpy(head + 1, data, length);
     stored = head;
   }
-  Save(PlaceCell(table, column, row, sizeof(uint64_t)), stored);
+  Hold(table, column, row, place, stored);
 }
 
 void StoreArray(TableData* table, const Column& column, uint32_t row, const void* data) {
-  if (const unsigned char* cell = FindCell(table, column, row)) {
-    memmove(Load<void*>(cell), data, column.width);
+  const Place place = FindPlace(table, column, row);
+  if (void* old = HeldBy<void>(table, column, row, place)) {
+    memmove(old, data, column.width);
     return;
   }
   void* bytes = ChunkBytes(table, column.width, 8);
   memcpy(bytes, data, column.width);
-  Save(PlaceCell(table, column, row, sizeof(uint64_t)), bytes);
+  Hold(table, column, row, place, bytes);
 }
 
 void StoreChild(TableData* table, const Column& column, uint32_t row, TableData* child) {
-  const unsigned char* cell = FindCell(table, column, row);
-  TableData* old = cell ? ChildOf(cell) : nullptr;
-  Save(PlaceCell(table, column, row, sizeof(uint64_t)), child);
+  const Place place = FindPlace(table, column, row);
+  TableData* old = HeldBy<TableData>(table, column, row, place);
+  Hold(table, column, row, place, child);
   if (child) {
     child->parent = table;
     NoteChild(table, column);

@@ -1,11 +1,13 @@
 // How a table keeps its cells.
 //
 // A table of few cells is one block: header, cells of 8 bytes column by column, a bit for each cell that is
-// set. Most tables of a reply are of this kind, with a single row.
+// set, the name, and room for its texts if these are few. Most tables of a reply are of this kind, with a
+// single row.
 //
-// A larger table stores what is written and nothing else. Its columns are found over a directory of groups
-// that reaches as far as columns were written: a spec may name very many, and a reply may share it among
-// thousands of tables with a value or two. Each column has a slab for its first rows, with cells of the
+// A larger table stores what is written and nothing else. Its first columns, which are all that most tables
+// have, lie in one group by their index; those behind are found over a directory of groups that reaches as
+// far as columns were written: a spec may name very many, and a reply may share it among thousands of tables
+// with a value or two. Each column has a slab for its first rows, with cells of the
 // type's own width, that grows as long as enough of it is used. A cell far behind its column's slab goes to a
 // map. At any time a cell lies in the slab if its row is below the slab's capacity, and in the map otherwise.
 //
@@ -31,16 +33,19 @@ constexpr uint32_t kSlabsOfGroup = 16;
 struct alignas(8) Chunk {
   Chunk* next;
   uint32_t used;
-  uint32_t size;  // without this header; 0 for a chunk made for a single item
+  uint32_t size : 31;  // without this header; 0 for a chunk made for a single item
+  uint32_t in_table : 1;
 };
+constexpr uint32_t kLargestSize = 0x7FFFFFFF;
 
 struct Slab {
   unsigned char* cells;
-  uint64_t* bits;      // in the same block, behind the cells
-  uint32_t capacity;   // rows
-  uint32_t known_set;  // at least so many cells of the slab are set
-  uint32_t outliers;   // cells of this column in the map
-  uint32_t patience;   // writes to the map before the set cells are counted again
+  uint64_t* bits;          // in the same block, behind the cells
+  uint32_t capacity;       // rows
+  uint32_t known_set;      // at least so many cells of the slab are set
+  uint32_t outliers;       // cells of this column in the map
+  uint32_t kind : 8;       // of the column, once the slab has cells
+  uint32_t patience : 24;  // writes to the map before the set cells are counted again
 };
 
 struct CellKey {
@@ -57,6 +62,7 @@ constexpr uint32_t kAnyColumn = (uint32_t{1} << 22) - 1;
 
 // Stands behind the header of a table that is not small.
 struct Large {
+  Slab* first;  // the columns below kSlabsOfGroup; slabs without capacity until one of these is written
   Slab** groups;
   OutlierMap* outliers;
   uint32_t used_slabs;
@@ -117,8 +123,12 @@ inline void Save(void* to, T value) {
 }
 // NOLINTEND(bugprone-sizeof-expression)
 
-// A table with a reference to `spec` of its own. Throws std::bad_alloc.
+// A table that takes over the caller's reference to `spec`. Throws std::bad_alloc, and the reference stays
+// the caller's then.
 TableData* NewTable(Spec* spec, uint32_t rows, const char* name);
+
+// An empty table of the same columns. Throws std::bad_alloc.
+TableData* NewTableLike(const TableData* model, uint32_t rows, const char* name);
 
 // Frees a table without a parent and all that hangs from it, whatever the depth.
 void FreeTree(TableData* root) noexcept;
@@ -126,8 +136,15 @@ void FreeTree(TableData* root) noexcept;
 // A copy of the table and of all that hangs from it. Throws std::bad_alloc.
 TableData* CopyTree(const TableData* source);
 
-inline Slab* FindSlab(const TableData* table, uint32_t slot) {
+inline uint32_t IndexOf(const TableData* table, const Column& column) {
+  return static_cast<uint32_t>(&column - table->spec->columns());
+}
+
+inline Slab* FindSlab(const TableData* table, const Column& column) {
   const Large* large = table->large();
+  const uint32_t index = IndexOf(table, column);
+  if (index < kSlabsOfGroup) return large->first + index;
+  const uint32_t slot = column.slot;
   if (slot / kSlabsOfGroup >= large->group_count) return nullptr;
   Slab* group = large->groups[slot / kSlabsOfGroup];
   return group ? group + slot % kSlabsOfGroup : nullptr;
@@ -142,7 +159,7 @@ inline unsigned char* FindCell(const TableData* table, const Column& column, uin
     if (!TestBit(table->small_bits(), index)) return nullptr;
     return const_cast<unsigned char*>(table->small_cell(index));
   }
-  const Slab* slab = FindSlab(table, column.slot);
+  const Slab* slab = FindSlab(table, column);
   if (slab && row < slab->capacity) {
     return TestBit(slab->bits, row) ? slab->cells + size_t{row} * column.stored_width() : nullptr;
   }
@@ -160,12 +177,32 @@ inline unsigned char* PlaceCell(TableData* table, const Column& column, uint32_t
     SetBit(table->small_bits(), index);
     return table->small_cell(index);
   }
-  Slab* slab = FindSlab(table, column.slot);
+  Slab* slab = FindSlab(table, column);
   if (slab && row < slab->capacity) {
     SetBit(slab->bits, row);
     return slab->cells + row * width;
   }
   return PlaceFarCell(table, column, row);
+}
+
+// Where a cell is and what tells whether it is set; nothing for a cell behind its column's slab.
+struct Place {
+  unsigned char* cell;
+  uint64_t* word;
+  uint64_t bit;
+
+  bool is_set() const { return (*word & bit) != 0; }
+};
+
+inline Place FindPlace(TableData* table, const Column& column, uint32_t row) {
+  if (!table->is_large) {
+    const uint32_t index = column.slot * table->rows + row;
+    return {table->small_cell(index), table->small_bits() + (index >> 6), uint64_t{1} << (index & 63)};
+  }
+  const Slab* slab = FindSlab(table, column);
+  if (!slab || row >= slab->capacity) return {};
+  return {slab->cells + size_t{row} * column.stored_width(), slab->bits + (row >> 6),
+          uint64_t{1} << (row & 63)};
 }
 
 void UnsetCell(TableData* table, const Column& column, uint32_t row) noexcept;
