@@ -21,15 +21,16 @@ constexpr int kDivisors[16] = {100,       10,         0, 1000, 10000, 100000, 10
                                100000000, 1000000000, 1, 0,    0,     0,      0,       0};
 
 // What the mantissa is divided by, for each value of the byte with sign and scale code. The sign goes with
-// the divisor: the quotient is the same to the last bit, minus zero included, and nothing is left to decide
-// behind the division.
+// the divisor: the quotient is the same to the last bit, minus zero included. So does a code that stands for
+// no number: a mantissa divided by infinity is the 0.0 that is wanted. Nothing is left to decide.
 struct SignedDivisors {
   double of_byte[256] = {};
 
   constexpr SignedDivisors() {
     for (int byte = 0; byte < 256; ++byte) {
       const double divisor = kDivisors[byte & 0xF];
-      of_byte[byte] = byte < 16 || divisor == 0 ? divisor : -divisor;
+      const double scale = divisor == 0 ? std::numeric_limits<double>::infinity() : divisor;
+      of_byte[byte] = byte < 16 || divisor == 0 ? scale : -scale;
     }
   }
 };
@@ -42,12 +43,13 @@ inline constexpr SignedDivisors kSigned;
 inline double DecodePacked(int64_t value, int* divisor) {
   if (value < 0) return 0.0;
   const auto bits = static_cast<uint64_t>(value);
-  const double scale = packed_decimal::kSigned.of_byte[(bits >> 16) & 0xFF];
-  if (scale == 0.0) return 0.0;
-  if (divisor != nullptr) *divisor = packed_decimal::kDivisors[(bits >> 16) & 0xF];
+  if (divisor != nullptr) {
+    const int code_divisor = packed_decimal::kDivisors[(bits >> 16) & 0xF];
+    if (code_divisor != 0) *divisor = code_divisor;
+  }
   const auto mantissa = static_cast<int64_t>(((bits >> 8) & ~uint64_t{0xFFFF}) | (bits & 0xFFFF));
   // A real division: a factor of 0.01 would put the last bit wrong.
-  return static_cast<double>(mantissa) / scale;
+  return static_cast<double>(mantissa) / packed_decimal::kSigned.of_byte[(bits >> 16) & 0xFF];
 }
 
 inline double DecodePacked(int64_t value) {

@@ -62,16 +62,15 @@ void ForEachDouble(const tessel::CData& data, Store store) {
 }
 
 inline void SetWireText(void* table, int col, const tessel::CData& data) {
-  for (int r = 0; r < data.svalues_size(); ++r) {
-    table_set_str(table, r, col, tsl_base::text::Utf8toGb2312(data.svalues(r)).c_str(), 1);
-  }
+  int row = 0;
+  for (const std::string& text : data.svalues())
+    table_set_str(table, row++, col, tsl_base::text::Utf8toGb2312(text).c_str(), 1);
 }
 
 inline void SetWireBinary(void* table, int col, const tessel::CData& data) {
-  for (int r = 0; r < data.bvalues_size(); ++r) {
-    const std::string& bytes = data.bvalues(r);
-    table_set_binary(table, r, col, static_cast<int>(bytes.size()), bytes.data(), 1);
-  }
+  int row = 0;
+  for (const std::string& bytes : data.bvalues())
+    table_set_binary(table, row++, col, static_cast<int>(bytes.size()), bytes.data(), 1);
 }
 
 // One column of plain values, in the spec that the wire's description gives. Tables are the caller's to fill,
