@@ -30,7 +30,9 @@ int main(int argc, char** argv) {
     return 2;
   }
   const Workload w = MakeWorkload(argv[1]);
-  for (int i = 0; i < std::atoi(argv[3]); ++i)
-    Run(w, argv[2]);
+  const std::string route = argv[2];
+  const int times = std::atoi(argv[3]);
+  for (int i = 0; i < times; ++i)
+    Run(w, route);
   return 0;
 }
