@@ -3,11 +3,9 @@
 #include <algorithm>
 
 #include "tesparser/packed_decimal.h"
+#include "tesparser/table_alike.h"
 #include "tesparser/tes2table.h"
 #include "tesparser/wire_columns.h"
-
-// The one operation that a host's own base library may lack: without it, tables are made from their spec.
-extern "C" void* table_create_like(const void* model, int rows, const char* name) __attribute__((weak));
 
 void* tes2table::ParseTbl(const tessel::MSG& message) {
   const tessel::Table* payload = WirePayload(message);
@@ -64,8 +62,7 @@ void* tes2table::ParseTableBySpec(const tessel::Table& table,
   if (info.empty()) return nullptr;
   const int rows = TableRowCount(table, info);
   if (rows <= 0) return nullptr;
-  void* result = model != nullptr && table_create_like != nullptr ? table_create_like(model, rows, "")
-                                                                  : table_create(spec.c_str(), rows, "");
+  void* result = CreateAlike(model, spec.c_str(), rows);
   for (int c = 0; c < info.size(); ++c) {
     const tessel::CData& data = table.data(c);
     if (info[c].type() != tessel::Type_Table) {

@@ -147,7 +147,7 @@ constexpr size_t kLargestChunk = 32768;
 // A larger item gets a chunk of its own, so that no more than this is left unused at the end of a chunk.
 constexpr size_t kLargestShared = 4096;
 
-void* NewChunk(TableData* table, size_t bytes) {
+[[gnu::noinline]] void* NewChunk(TableData* table, size_t bytes) {
   if (bytes > kLargestShared) {
     Chunk* chunk = new (Allocate(uint64_t{sizeof(Chunk)} + bytes)) Chunk{nullptr, 0, 0, 0};
     // Behind the newest, which may have room left.
@@ -168,7 +168,7 @@ void* NewChunk(TableData* table, size_t bytes) {
 }
 
 // `alignment` is a power of two, at most 8.
-void* ChunkBytes(TableData* table, size_t bytes, size_t alignment) {
+inline void* ChunkBytes(TableData* table, size_t bytes, size_t alignment) {
   Chunk* chunk = table->chunks;
   if (chunk) {
     const size_t from = (chunk->used + alignment - 1) & ~(alignment - 1);
