@@ -3,6 +3,7 @@
 #include <google/protobuf/descriptor.h>
 
 #include <cstdint>
+#include <cstring>
 #include <exception>
 #include <utility>
 #include <vector>
@@ -24,12 +25,15 @@ namespace {
 class Walk {
  public:
   json_t* Object(const Message& message);
-  json_t* Value(const Message& message, const FieldDescriptor* field, int index);
+  json_t* Value(const Message& message, const Reflection& reflection, const FieldDescriptor* field,
+                int index);
 
  private:
-  json_t* Array(const Message& message, const FieldDescriptor* field, int count);
-  json_t* SingularValue(const Message& message, const FieldDescriptor* field);
-  json_t* RepeatedValue(const Message& message, const FieldDescriptor* field, int index);
+  json_t* Array(const Message& message, const Reflection& reflection, const FieldDescriptor* field,
+                int count);
+  json_t* SingularValue(const Message& message, const Reflection& reflection, const FieldDescriptor* field);
+  json_t* RepeatedValue(const Message& message, const Reflection& reflection, const FieldDescriptor* field,
+                        int index);
 
   // Read by index only: a deeper message may move the lists.
   std::vector<std::vector<const FieldDescriptor*>> lists_;
@@ -46,8 +50,8 @@ json_t* StringValue(const FieldDescriptor* field, const std::string& bytes) {
   return json_string(bytes.c_str());
 }
 
-json_t* Walk::SingularValue(const Message& message, const FieldDescriptor* field) {
-  const Reflection& reflection = *message.GetReflection();
+json_t* Walk::SingularValue(const Message& message, const Reflection& reflection,
+                            const FieldDescriptor* field) {
   switch (field->cpp_type()) {
     case FieldDescriptor::CPPTYPE_INT32: return json_integer(reflection.GetInt32(message, field));
     case FieldDescriptor::CPPTYPE_INT64: return json_integer(reflection.GetInt64(message, field));
@@ -68,8 +72,8 @@ json_t* Walk::SingularValue(const Message& message, const FieldDescriptor* field
   }
 }
 
-json_t* Walk::RepeatedValue(const Message& message, const FieldDescriptor* field, int index) {
-  const Reflection& reflection = *message.GetReflection();
+json_t* Walk::RepeatedValue(const Message& message, const Reflection& reflection,
+                            const FieldDescriptor* field, int index) {
   switch (field->cpp_type()) {
     case FieldDescriptor::CPPTYPE_INT32:
       return json_integer(reflection.GetRepeatedInt32(message, field, index));
@@ -96,18 +100,21 @@ json_t* Walk::RepeatedValue(const Message& message, const FieldDescriptor* field
   }
 }
 
-json_t* Walk::Value(const Message& message, const FieldDescriptor* field, int index) {
-  json_t* value = field->is_repeated() ? RepeatedValue(message, field, index) : SingularValue(message, field);
+json_t* Walk::Value(const Message& message, const Reflection& reflection, const FieldDescriptor* field,
+                    int index) {
+  json_t* value = field->is_repeated() ? RepeatedValue(message, reflection, field, index)
+                                       : SingularValue(message, reflection, field);
   if (value == nullptr) throw j2pb_error(field, "Fail to convert to json");
   return value;
 }
 
 // A failed append is not looked at here nor below: it takes exhausted memory, and the element is then
 // missing.
-json_t* Walk::Array(const Message& message, const FieldDescriptor* field, int count) {
+json_t* Walk::Array(const Message& message, const Reflection& reflection, const FieldDescriptor* field,
+                    int count) {
   JsonValueGuard array(json_array());
   for (int i = 0; i < count; ++i)
-    json_array_append_new(array.get(), Value(message, field, i));
+    json_array_append_new(array.get(), Value(message, reflection, field, i));
   return array.release();
 }
 
@@ -128,10 +135,10 @@ json_t* Walk::Object(const Message& message) {
     if (field->is_repeated()) {
       const int count = reflection->FieldSize(message, field);
       if (count == 0) continue;
-      value = Array(message, field, count);
+      value = Array(message, *reflection, field, count);
     } else {
       if (!reflection->HasField(message, field)) continue;
-      value = Value(message, field, 0);
+      value = Value(message, *reflection, field, 0);
     }
     const std::string& key = field->is_extension() ? field->full_name() : field->name();
     json_object_set_new(root.get(), key.c_str(), value);
@@ -140,9 +147,26 @@ json_t* Walk::Object(const Message& message) {
   return root.release();
 }
 
+// The dump comes in pieces of a few bytes, which are gathered before the text grows by them.
 struct Output {
   std::string text;
   std::exception_ptr error;
+  size_t gathered = 0;
+  char pieces[1024];
+
+  void Flush() {
+    AppendToString(pieces, gathered, &text);
+    gathered = 0;
+  }
+  void Append(const char* buffer, size_t size) {
+    if (size > sizeof(pieces) - gathered) Flush();
+    if (size > sizeof(pieces)) {
+      AppendToString(buffer, size, &text);
+      return;
+    }
+    memcpy(pieces + gathered, buffer, size);
+    gathered += size;
+  }
 };
 
 // Exhausted memory must not unwind through the C frames of the dump, which would lose what they hold: the
@@ -150,7 +174,8 @@ struct Output {
 int AppendOrStop(const char* buffer, size_t size, void* data) {
   auto* output = static_cast<Output*>(data);
   try {
-    return AppendToString(buffer, size, &output->text);
+    output->Append(buffer, size);
+    return 0;
   } catch (...) {
     output->error = std::current_exception();
     return -1;
@@ -164,6 +189,7 @@ std::string MessageToJson(const Message& message) {
   JsonValueGuard root(MessageToObject(message));
   json_dump_callback(root.get(), AppendOrStop, &output, 0);
   if (output.error != nullptr) std::rethrow_exception(output.error);
+  output.Flush();
   return std::move(output.text);
 }
 
@@ -172,7 +198,7 @@ json_t* MessageToObject(const Message& message) {
 }
 
 json_t* FieldToValue(const Message& message, const FieldDescriptor* field, int index) {
-  return Walk().Value(message, field, index);
+  return Walk().Value(message, *message.GetReflection(), field, index);
 }
 
 std::string Base64Encode(const std::string& bytes) {
