@@ -21,8 +21,8 @@ constexpr size_t kMostOutput = size_t{512} * 1024 * 1024;
 
 class TooMuch : public std::exception {};
 
-inline void CheckSize(const std::string& out) {
-  if (out.size() > kMostOutput) throw TooMuch();
+inline void CheckSize(size_t out) {
+  if (out > kMostOutput) throw TooMuch();
 }
 
 // The cells of all lines that the table gives; throws TooMuch.

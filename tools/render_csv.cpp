@@ -49,9 +49,10 @@ void Number(Place* place, const std::string& prefix, std::vector<std::string>* n
 
 std::string NumberField(const void* table, int row, const Column& column) {
   std::string text;
-  for (int i = 0; i < column.count; ++i) {
+  const void* numbers = NumbersOf(table, row, column);
+  for (int i = 0; i < column.count && numbers != nullptr; ++i) {
     if (i != 0) text += ' ';
-    AppendNumber(&text, table, row, column, i);
+    AppendNumber(&text, column, numbers, i);
   }
   return text;
 }
@@ -119,7 +120,7 @@ class Lines {
       *out_ += fields_[i];
     }
     *out_ += '\n';
-    CheckSize(*out_);
+    CheckSize(out_->size());
   }
 
   const View& view_;

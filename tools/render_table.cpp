@@ -37,16 +37,13 @@ struct Grid {
   size_t rows = 0;
 };
 
-std::string Number(const void* table, int row, const Column& column, int element) {
-  std::string text;
-  AppendNumber(&text, table, row, column, element);
-  return text;
-}
-
 std::string List(const void* table, int row, const Column& column) {
   std::string text = "[";
-  for (int i = 0; i < column.count; ++i)
-    text += (i == 0 ? "" : ", ") + Number(table, row, column, i);
+  const void* numbers = NumbersOf(table, row, column);
+  for (int i = 0; i < column.count && numbers != nullptr; ++i) {
+    if (i != 0) text += ", ";
+    AppendNumber(&text, column, numbers, i);
+  }
   return text + "]";
 }
 
@@ -69,7 +66,8 @@ Cell NumberCell(const void* table, int row, const Column& column) {
   if (column.name == "HasBits" && column.type == kInt64) {
     return {fmt::format("{:#x}", static_cast<uint64_t>(table_get_int64(table, row, column.index))), false, 0};
   }
-  Cell cell{Number(table, row, column, 0), false, 0};
+  Cell cell;
+  if (const void* number = NumbersOf(table, row, column)) AppendNumber(&cell.text, column, number, 0);
   const size_t point = cell.text.find('.');
   if (point != std::string::npos) cell.fraction = cell.text.size() - point;
   return cell;
@@ -196,7 +194,7 @@ std::string GridText(const View& view, const Grid& grid, size_t indent) {
       styled[c] = cell.dim ? style.Dim(cell.text) : cell.text;
     }
     text += GridRow(view, grid, indent, cells, styled);
-    CheckSize(text);
+    CheckSize(text.size());
   }
   if (view.boxes) text += Line(view, grid, indent, "\xE2\x94\x94", "\xE2\x94\xB4", "\xE2\x94\x98");
   return text;
@@ -336,7 +334,7 @@ class Walk {
       const std::string here = fmt::format("{}{}/{}", path, row, column.name);
       text += Heading(here, RowCaption(table, row, columns), RowsAndName(child), indent);
       text += Table(child, here + "/", indent);
-      CheckSize(text);
+      CheckSize(text.size());
     }
     return text;
   }
