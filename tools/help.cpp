@@ -81,23 +81,26 @@ Section TableRules() {
 }
 
 Section LineRules() {
-  return {"Lines for other tools",
-          {"ndjson and csv are flat: a row with tables in it gives one line for each of their rows, with the "
-           "outer cells repeated and the "
-           "inner ones called Data.ShiJian; with several columns of tables the lines of one follow those of "
-           "the other. A row without inner "
-           "rows gives one line. A second column of the same name is called Name#5 after its index. Counted "
-           "cells are a list, in csv with blanks "
-           "between the numbers; bytes are base64.",
-           "ndjson: _file and _reply (from 1) where there are several, _id, _row (the path of the row, "
-           "\"0/Data/3\"), then the columns. A "
-           "cell that was not set is null, a cell set to no rows []. NaN and infinity are texts. A reply "
-           "without a table form is one "
-           "line with its JSON under _json.",
-           "csv: a cell that was not set is nothing, an empty text \"\". Before replies with other columns "
-           "comes an empty line and a header of their "
-           "own. A reply without a table form is an error."},
-          {}};
+  return {
+      "Lines for other tools",
+      {"ndjson and csv are flat: a row with tables in it gives one line for each of their rows, with the "
+       "outer cells repeated and the "
+       "inner ones called Data.ShiJian; with several columns of tables the lines of one follow those of "
+       "the other. A row without inner "
+       "rows gives one line. A second column of the same name is called Name#5 after its index. Counted "
+       "cells are a list, in csv with blanks "
+       "between the numbers; bytes are base64.",
+       "ndjson: _file and _reply (from 1) where there are several, _id, _row (the path of the row, "
+       "\"0/Data/3\"), then the columns. A "
+       "cell that was not set is null, one set to a table without rows []; both stand in each line of "
+       "their row. NaN and infinity are texts. A reply "
+       "without a table form is one "
+       "line with its JSON under _json.",
+       "csv: UTF-8, quoted where it has to be, lines end in a line feed. A cell that was not set is nothing, an empty text \"\"; a line of another "
+       "column of tables leaves the columns of this one empty. Before replies with other columns "
+       "comes an empty line and a header of their "
+       "own. A reply without a table form is an error."},
+      {}};
 }
 
 Section ExitCodes() {

@@ -189,37 +189,44 @@ class Lines {
   void RowWithTables(void* table, Plan* plan, int row) {
     const size_t outer = outer_.size();
     Cells(&outer_, table, *plan, row);
-    if (!InnerLines(table, plan, row)) {
+    Empties(table, *plan, row);
+    const size_t before = out_->size();
+    InnerLines(table, plan, row);
+    if (out_->size() == before) {
       Begin(row);
-      Empties(table, *plan, row);
       End();
     }
     outer_.Shorten(outer);
   }
 
-  // False if there is no row in any table of this row.
-  bool InnerLines(void* table, Plan* plan, int row) {
-    const size_t before = out_->size();
+  // The cells that give no lines: those that are not set, and tables without a row.
+  void Empties(const void* table, const Plan& plan, int row) {
+    for (size_t c = 0; c < plan.shown.size(); ++c) {
+      if (plan.shown[c].type != kTable) continue;
+      const int column = plan.shown[c].index;
+      if (HasRows(table_get_table(table, row, column))) continue;
+      outer_.Append(plan.keys[c]);
+      outer_.Append(table_is_set(table, row, column) != 0 ? "[]" : "null");
+    }
+  }
+
+  bool HasRows(const void* child) const {
+    const auto [from, to] = RowsShown(view_, child);
+    return from < to;
+  }
+
+  void InnerLines(void* table, Plan* plan, int row) {
     const size_t place = place_.size();
     for (size_t c = 0; c < plan->shown.size(); ++c) {
       const Column& column = plan->shown[c];
       if (column.type != kTable) continue;
       void* child = table_get_table(table, row, column.index);
-      if (child == nullptr || (!view_.columns.empty() && !HasChosen(view_, child))) continue;
+      if (!HasRows(child) || (!view_.columns.empty() && !HasChosen(view_, child))) continue;
       char number[kNumberRoom];
       place_.append(number, WriteInteger(number, static_cast<int64_t>(row)));
       place_ += plan->paths[c];
       Table(child, &plan->inner[c]);
       place_.resize(place);
-    }
-    return out_->size() != before;
-  }
-
-  void Empties(const void* table, const Plan& plan, int row) {
-    for (size_t c = 0; c < plan.shown.size(); ++c) {
-      if (plan.shown[c].type != kTable) continue;
-      out_->Append(plan.keys[c]);
-      out_->Append(table_is_set(table, row, plan.shown[c].index) != 0 ? "[]" : "null");
     }
   }
 

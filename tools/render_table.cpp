@@ -233,8 +233,8 @@ std::string FitAndPrint(const View& view, Grid grid, size_t indent) {
   std::string names;
   for (const std::string& name : cut)
     names += (names.empty() ? "" : ", ") + name;
-  const std::string note =
-      fmt::format("{} more columns do not fit (--columns, --width 0): {}", cut.size(), names);
+  const std::string note = fmt::format("{} more {} not fit (--columns, --width 0): {}", cut.size(),
+                                       cut.size() == 1 ? "column does" : "columns do", names);
   return text + std::string(indent, ' ') +
          Style{view.color}.Dim(CutToWidth(note, view.width - std::min(indent, view.width))) + "\n";
 }
