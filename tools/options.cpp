@@ -298,9 +298,11 @@ class CommandLine {
 
   std::string Generated() const {
     if (given_.generate == "man") return ManualPage(app_);
+    // The two that never give a layout of their own are known, but not offered.
     std::vector<std::string> types;
-    for (const TypeName& type : TypeNames())
-      types.emplace_back(type.name);
+    for (const TypeName& type : TypeNames()) {
+      if (type.type != TPTypeById && type.type != TPTypeBxzjBlock) types.emplace_back(type.name);
+    }
     std::string text = Completions(app_,
                                    {{"--to", WordsOf(kTo)},
                                     {"--from", WordsOf(kFrom)},
