@@ -216,6 +216,65 @@ TEST(Recognise, ALineForEachReplyAlsoInALog) {
       (Strings{kReply, kReply}));
 }
 
+// Id 22 and an Obj of four letters. Its first two bytes alone are a reply of Id 22.
+const std::string kLonger(
+    "\x08\x16\x12\x04"
+    "ABCD");
+
+TEST(Recognise, AReplyOverLinesOfWhichTheFirstLooksLikeOneToo) {
+  EXPECT_EQ(ReadAll("0816\n1204\n4142\n4344\n").replies, Strings{kLonger});
+  EXPECT_EQ(ReadAll("08 16\n12 04 41 42\n43 44").replies, Strings{kLonger});
+  // Lines that are replies of their own stay so.
+  EXPECT_EQ(ReadAll("0816\n0817\n").replies, (Strings{"\x08\x16", "\x08\x17"}));
+}
+
+TEST(Recognise, AReplyOverLinesBehindTheSamePrefix) {
+  for (const std::string prefix : {"> ", "2024-06-17 09:30:01.123 DEBUG [7] recv: "}) {
+    EXPECT_EQ(ReadAll(prefix + "0816\n" + prefix + "1204\n\n" + prefix + "41424344\n").replies,
+              Strings{kLonger});
+    EXPECT_EQ(ReadAll(prefix + "CBYSBE\r\n" + prefix + "FCQ0Q=\r\n").replies, Strings{kLonger});
+    EXPECT_EQ(ReadAll(prefix + "00000000  08 16 12 04  |....|\n" + prefix + "00000004  41 42 43 44  |ABCD|\n")
+                  .replies,
+              Strings{kLonger});
+    EXPECT_EQ(ReadAll(prefix + "0816\n" + prefix + "120441424344\n", Form::kHex).replies, Strings{kLonger});
+  }
+}
+
+TEST(Recognise, ALongReplyBehindPrefixesIsReadToItsEnd) {
+  const std::string reply = "\x08\x14\x12\xC0\x9A\x0C" + std::string(200000, 'x');
+  const std::string hex = EncodeHex(reply);
+  std::string text;
+  for (size_t i = 0; i < hex.size(); i += 64)
+    text += "line> " + hex.substr(i, 64) + "\n";
+  EXPECT_EQ(ReadAll(text).replies, Strings{reply});
+}
+
+TEST(Recognise, LineEndsMayBeEscaped) {
+  EXPECT_EQ(ReadAll("{\"data\": \"CBYSBE\\nFCQ0Q=\\n\"}\n").replies, Strings{kLonger});
+  EXPECT_EQ(ReadAll("got 0816\\n1204\\r\\n41424344 here\n").replies, Strings{kLonger});
+}
+
+TEST(Recognise, DumpsOfSeveralRepliesAreNotTakenForOne) {
+  EXPECT_EQ(ReadAll("0816\n1204\n41424344\n0817\n").replies,
+            (Strings{"\x08\x16", "\x12\x04", "ABCD", "\x08\x17"}));
+  EXPECT_EQ(
+      ReadAll("08161204\n41424344\n08171202\n4142\n").errors,
+      Strings{
+          "several replies one after the other over several lines; put each into a line or a file of its own"});
+}
+
+TEST(Recognise, AReplyThatGoesOnInTheNextLinesOfALogIsReported) {
+  const AllRead all =
+      ReadAll("10:00 begin\n10:01 got 0816120141\n10:01 got 1204\n10:01 got 41424344\n10:02 end\n");
+  EXPECT_EQ(all.replies.size(), 1u);
+  EXPECT_EQ(
+      all.errors,
+      Strings{"reply 1 goes on at offset 48: only its first line was read; put its lines into a file of "
+              "their own"});
+  // Digits below it that do not go on with it are not of interest.
+  EXPECT_EQ(ReadAll("10:00 begin\n10:01 got 0816120141\n10:01 put 1fff5678\n10:02 end\n").errors, Strings{});
+}
+
 TEST(Recognise, TextForm) {
   EXPECT_EQ(ReadAll("# remark\nId: 20\n").replies, Strings{"text:# remark\nId: 20\n"});
   EXPECT_EQ(ReadAll("RepDataToken { Result: 0 } Id: 44").form, Form::kText);

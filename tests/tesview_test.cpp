@@ -398,6 +398,11 @@ TEST(Choose, AWrongPathOrColumnIsToldWithWhatThereIs) {
             in + "no column \"zzzzzz\" in this table; it has: Name, Price\n");
 }
 
+TEST(Choose, BlanksBesideTheCommasDoNotCount) {
+  EXPECT_EQ(ViewBytes(SmallTable(), {"--columns", " Price, Name,", "--head", "1", "--to", "csv"}).out,
+            "Price,Name\n12.34,平安银行\n");
+}
+
 TEST(Choose, HeadAndTailOfEachTable) {
   const std::string head =
       ViewBytes(TwoKlines(), {"--head", "1", "--to", "csv", "--columns", "Obj,ShiJian"}).out;
@@ -505,8 +510,16 @@ TEST(WrongUsage, IsOneLineThatHelps) {
       {{"--json", "--head", "3"},
        "--type, --path, --columns, --head and --tail choose from a table; take --to table, ndjson or csv"},
       {{"number"}, "number needs a VALUE, such as 0x4D2"},
-      {{"number", "x"}, "\"x\" is no 64-bit number; 1234 and 0x4D2 are"},
+      {{"number", "x"}, "\"x\" is no 64-bit number, as 1234 and 0x4D2 are; --pack takes 12.34"},
       {{"number", "--pakced", "1"}, "unknown option --pakced; did you mean \"--packed\"?"},
+      {{"--type", "77"},
+       "unknown type \"77\" for --type; known: DaDan, FenLeiChiCang, BxzjStock, BxzjBlock, Token, ZhiBiao1 to "
+       "ZhiBiao16 and their numbers"},
+      {{"--head"}, "--head needs a value"},
+      {{"pack"}, "pack needs a FILE"},
+      {{"schema"}, "schema needs a NAME"},
+      {{"shema", "21"}, "no file or command is called \"shema\"; did you mean \"schema\"?"},
+      {{"help"}, "no file or command is called \"help\""},
       {{"pack", "a", "b"}, "raw holds one reply; several FILEs take --to delimited, hex or base64"},
   };
   for (const Usage& each : cases) {
@@ -645,6 +658,10 @@ TEST(Ids, AMistypedOneIsAnswered) {
   const Result result = View({"ids", "QuoteDinaSingle"});
   EXPECT_EQ(result.err, "tesview: no Id is called \"QuoteDinaSingle\"; did you mean \"QuoteDynaSingle\"?\n");
   EXPECT_EQ(result.code, 1);
+  EXPECT_EQ(View({"ids", "9999"}).err,
+            "tesview: no Id has the number \"9999\"; tesview ids lists them all\n");
+  EXPECT_EQ(View({"schema", "9999"}).err,
+            "tesview: no message or enumeration has the Id \"9999\"; tesview ids lists the payloads\n");
   EXPECT_NE(View({"ids", "21"}).out.find("   21  QuoteKlineSingle"), std::string::npos);
 }
 

@@ -88,6 +88,8 @@ class ReplyReader {
   void RecogniseText();
   void RecogniseBinary();
   bool RecogniseWhole();
+  bool RecogniseOverLines();
+  bool GoesOn(std::string_view line);
 
   Next ReadWhole(Reply* reply, std::string* error);
   Next ReadDelimited(Reply* reply, std::string* error);
@@ -107,6 +109,12 @@ class ReplyReader {
   bool done_ = false;
   bool by_line_ = false;
   bool guessed_ = false;
+  bool unrecognised_ = false;
+  size_t column_ = 0;  // where the digits begin in each line of a reply over several lines
+
+  // The last reply of a line, and the lines behind it as far as they look like a part of it.
+  std::string joined_;
+  size_t joined_column_ = 0;
 };
 
 // The bytes in one line, in the given form or, with Form::kAuto, in the form by which they look like a reply.

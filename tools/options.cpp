@@ -3,12 +3,14 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <charconv>
 #include <limits>
 #include <thread>
 
 #include <CLI/CLI.hpp>
 
+#include "tools/encodings.h"
 #include "tools/help.h"
 #include "tools/schema.h"
 #include "tools/suggest.h"
@@ -93,8 +95,14 @@ int64_t NumberOf(const std::string& given, const char* option, int64_t least, in
   return value;
 }
 
+bool IsKnown(TPType type) {
+  const auto& known = TypeNames();
+  return std::any_of(known.begin(), known.end(), [type](const TypeName& each) { return each.type == type; });
+}
+
 TPType TypeOf(const std::string& given) {
-  if (const auto type = FindType(given)) return *type;
+  const auto found = FindType(given);
+  if (found && IsKnown(*found)) return *found;
   std::vector<std::string> names;
   for (const TypeName& type : TypeNames())
     names.emplace_back(type.name);
@@ -106,12 +114,14 @@ TPType TypeOf(const std::string& given) {
                    : near));
 }
 
+// Blanks beside the commas are none of the names'.
 std::vector<std::string> SplitAtCommas(const std::string& list) {
   std::vector<std::string> parts;
   size_t begin = 0;
   while (begin <= list.size()) {
     const size_t end = std::min(list.find(',', begin), list.size());
-    if (end != begin) parts.push_back(list.substr(begin, end - begin));
+    const std::string_view part = Trim(std::string_view(list).substr(begin, end - begin));
+    if (!part.empty()) parts.emplace_back(part);
     begin = end + 1;
   }
   if (parts.empty()) throw UsageError("--columns names no column");
@@ -142,6 +152,13 @@ class CommandLine {
       return Printed("tesview " TESVIEW_VERSION "\n");
     } catch (const CLI::ExtrasError&) {
       throw UsageError(Unexpected());
+    } catch (const CLI::ArgumentMismatch& error) {
+      // "--head: 1 required N missing"
+      const std::string what = error.what();
+      throw UsageError(what.substr(0, what.find(':')) + " needs a value");
+    } catch (const CLI::RequiredError& error) {
+      const std::string what = error.what();
+      throw UsageError(app_.get_subcommands()[0]->get_name() + " needs a " + what.substr(0, what.find(' ')));
     } catch (const CLI::ParseError& error) {
       throw UsageError(error.what());
     }
@@ -373,12 +390,22 @@ class CommandLine {
       }
       job.paths.emplace_back("-");
     }
+    RefuseMistypedCommand(job.paths[0]);
     job.from = ValueOf(kFrom, given_.from, "--from");
     const int64_t cores = std::max(1U, std::thread::hardware_concurrency());
     const int64_t jobs = NumberOf(given_.jobs, "--jobs", 0, kMostJobs);
     job.jobs = static_cast<int>(jobs == 0 ? std::min<int64_t>(cores, kMostJobs) : jobs);
     job.progress = ValueOf(kWhen, given_.progress, "--progress");
     UnderstandView(&job.view);
+  }
+
+  // A word that is no file, but nearly a command.
+  static void RefuseMistypedCommand(const std::string& word) {
+    if (word == "-" || word.find_first_of("./") != std::string::npos || access(word.c_str(), F_OK) == 0)
+      return;
+    const std::string near = DidYouMean(word, {"ids", "schema", "number", "pack"});
+    if (!near.empty() || word == "help")
+      throw UsageError(fmt::format("no file or command is called \"{}\"{}", word, near));
   }
 
   void UnderstandView(View* view) {

@@ -79,9 +79,7 @@ class Reader {
     counted_ = 0;
     replies_ = std::make_unique<ReplyReader>(
         source_.get(), job_.from, [](const std::string& text, std::string* bytes, std::string* error) {
-          const bool good = TextToBytes(text, false, bytes, error);
-          if (!good) *error = "not a reply in text form: " + *error;
-          return good;
+          return TextToBytes(text, false, bytes, error);
         });
     return true;
   }

@@ -255,7 +255,10 @@ class FirstError : public pb::io::ErrorCollector {
  public:
   explicit FirstError(std::string* text) : text_(text) {}
   void AddError(int line, pb::io::ColumnNumber column, const std::string& message) override {
-    if (text_->empty()) *text_ = fmt::format("line {}, column {}: {}", line + 1, column + 1, message);
+    if (!text_->empty()) return;
+    *text_ = fmt::format("line {}, column {}: {}", line + 1, column + 1, message);
+    // It becomes a part of a sentence.
+    if (text_->back() == '.') text_->pop_back();
   }
   void AddWarning(int, pb::io::ColumnNumber, const std::string&) override {}
 
