@@ -930,6 +930,21 @@ TEST(Terminal, NothingIsWiderThanTheScreenAndWhatIsCutIsNamed) {
   EXPECT_EQ(View({"--width", "0"}, how).out.find("do not fit"), std::string::npos);
 }
 
+TEST(Terminal, ColumnsThatDoNotFitAreNamedInFullAndOnce) {
+  const std::string bar = " Data { ShiJian: " + P(20240617, 10) + " }";
+  How how = InTerminal(60);
+  how.input = Reply("Id: 21 RepDataQuoteKlineSingle { Obj: 'A'" + bar + bar +
+                    " } RepDataQuoteKlineSingle { Obj: 'B'" + bar + bar + " }");
+  const std::string out = WithoutColor(View({}, how).out);
+  EXPECT_NE(out.find("  10 more columns do not fit (--columns, --width 0):\n"
+                     "  ShouPanJia, ChengJiaoLiang, ChengJiaoE, ChengJiaoBiShu,\n"
+                     "  ShangZhangJiaShu, XiaDieJiaShu, ChiCang, ZengCang,\n"
+                     "  ZengLiang, JieSuanJia\n"),
+            std::string::npos)
+      << out;
+  EXPECT_NE(out.find("  10 more columns do not fit\n"), std::string::npos) << out;
+}
+
 TEST(Terminal, ASingleWideRowIsTurnedOnItsSide) {
   How how = InTerminal(60);
   how.input = Reply("Id: 20 RepDataQuoteDynaSingle { Obj: 'A' Data { Id: 1 ShiJian: 1 ZuiXinJia: " + P(1234) +

@@ -75,8 +75,8 @@ Section TableRules() {
            "Where the width of the screen is known, texts, lists and bytes are cut to 40 columns, a table of "
            "one row that is too wide is "
            "turned on its side, and of other tables columns are left out from the right until the rest fits; "
-           "a line below names them. "
-           "Into a pipe or a file nothing is cut."},
+           "they are named below, once for tables that lack the same. "
+           "Into a pipe or a file nothing is cut. For a pager: --style box --color always FILE | less -RS."},
           {}};
 }
 
@@ -96,7 +96,8 @@ Section LineRules() {
        "their row. NaN and infinity are texts. A reply "
        "without a table form is one "
        "line with its JSON under _json.",
-       "csv: UTF-8, quoted where it has to be, lines end in a line feed. A cell that was not set is nothing, an empty text \"\"; a line of another "
+       "csv: UTF-8, quoted where it has to be, lines end in a line feed. A cell that was not set is nothing "
+       "(with a single column the line is empty), an empty text \"\"; a line of another "
        "column of tables leaves the columns of this one empty. Before replies with other columns "
        "comes an empty line and a header of their "
        "own. A reply without a table form is an error."},

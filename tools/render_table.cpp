@@ -12,6 +12,8 @@ namespace {
 // On a screen, longer cells are cut to this many columns.
 constexpr size_t kWidestCell = 40;
 constexpr size_t kBinaryBytesShown = 16;
+// Of a line that names the columns that did not fit.
+constexpr size_t kMostNoteLines = 12;
 constexpr std::string_view kUnset = "\xC2\xB7";  // a middle dot
 constexpr std::string_view kEmptyText = "''";
 constexpr std::string_view kTimes = " \xC3\x97 ";
@@ -221,22 +223,54 @@ Grid Turned(const View& view, const Grid& grid) {
   return turned;
 }
 
-std::string FitAndPrint(const View& view, Grid grid, size_t indent) {
+// Words over as many lines as they take, up to kMostNoteLines.
+std::vector<std::string> NoteLines(std::string_view note, size_t width) {
+  std::vector<std::string> lines(1);
+  while (!note.empty()) {
+    const size_t end = std::min(note.find(' '), note.size());
+    const std::string_view word = note.substr(0, end);
+    note.remove_prefix(std::min(end + 1, note.size()));
+    std::string& line = lines.back();
+    if (line.empty() || DisplayWidth(line) + 1 + DisplayWidth(word) <= width) {
+      line.append(line.empty() ? "" : " ").append(word);
+    } else if (lines.size() == kMostNoteLines) {
+      line = CutToWidth(line + " " + std::string(word), width);
+      break;
+    } else {
+      lines.emplace_back(word);
+    }
+  }
+  for (std::string& line : lines)
+    line = CutToWidth(line, width);
+  return lines;
+}
+
+// `told` are the columns that the last note named: the same ones are not named again.
+std::string CutNote(const View& view, const std::vector<std::string>& cut, size_t indent,
+                    std::vector<std::string>* told) {
+  std::string note =
+      fmt::format("{} more {} not fit", cut.size(), cut.size() == 1 ? "column does" : "columns do");
+  if (cut != *told) {
+    note += " (--columns, --width 0): ";
+    for (const std::string& name : cut)
+      note += (&name == &cut[0] ? "" : ", ") + name;
+  }
+  *told = cut;
+  std::string text;
+  for (const std::string& line : NoteLines(note, view.width - std::min(indent, view.width)))
+    text += std::string(indent, ' ') + Style{view.color}.Dim(line) + "\n";
+  return text;
+}
+
+std::string FitAndPrint(const View& view, Grid grid, size_t indent, std::vector<std::string>* told) {
   for (GridColumn& column : grid.columns)
     MeasureColumn(view, &column);
   const bool fits = view.width == 0 || TotalWidth(view, grid) + indent <= view.width;
   if (fits) return GridText(view, grid, indent);
   if (grid.rows == 1) return GridText(view, Turned(view, grid), indent);
   const auto cut = CutColumns(view, indent, &grid);
-  std::string text = GridText(view, grid, indent);
-  if (cut.empty()) return text;
-  std::string names;
-  for (const std::string& name : cut)
-    names += (names.empty() ? "" : ", ") + name;
-  const std::string note = fmt::format("{} more {} not fit (--columns, --width 0): {}", cut.size(),
-                                       cut.size() == 1 ? "column does" : "columns do", names);
-  return text + std::string(indent, ' ') +
-         Style{view.color}.Dim(CutToWidth(note, view.width - std::min(indent, view.width))) + "\n";
+  const std::string text = GridText(view, grid, indent);
+  return cut.empty() ? text : text + CutNote(view, cut, indent, told);
 }
 
 // ---- the walk ----
@@ -248,7 +282,7 @@ struct Block {
   std::vector<std::pair<const void*, int>> rows;
 };
 
-std::string BlockText(const View& view, const Block& block, size_t indent) {
+std::string BlockText(const View& view, const Block& block, size_t indent, std::vector<std::string>* told) {
   Grid grid;
   grid.rows = block.rows.size();
   grid.columns.push_back(RowNumbers(block.labels));
@@ -260,7 +294,7 @@ std::string BlockText(const View& view, const Block& block, size_t indent) {
       shown.cells.push_back(CellOf(table, row, column));
     grid.columns.push_back(std::move(shown));
   }
-  return FitAndPrint(view, std::move(grid), indent);
+  return FitAndPrint(view, std::move(grid), indent, told);
 }
 
 // What names a row: the first text in it.
@@ -291,7 +325,7 @@ class Walk {
       block.labels.push_back(fmt::format("{}", row));
       block.rows.emplace_back(table, row);
     }
-    std::string text = BlockText(view_, block, indent);
+    std::string text = BlockText(view_, block, indent, &told_);
     text += Hidden(table, to - from, indent);
     for (const Column& column : block.columns) {
       if (column.type == kTable) text += Inner(table, column, path, from, to, indent + 2);
@@ -347,7 +381,7 @@ class Walk {
       block.labels.push_back(fmt::format("{}", row));
       block.rows.emplace_back(child, 0);
     }
-    return Heading(path, "", "1 row each", indent) + BlockText(view_, block, indent);
+    return Heading(path, "", "1 row each", indent) + BlockText(view_, block, indent, &told_);
   }
 
   std::string Heading(const std::string& path, const std::string& caption, const std::string& size,
@@ -358,6 +392,7 @@ class Walk {
 
   const View& view_;
   Style style_;
+  std::vector<std::string> told_;  // the columns that the last note named
 };
 
 }  // namespace
