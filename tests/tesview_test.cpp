@@ -394,8 +394,39 @@ TEST(Choose, AWrongPathOrColumnIsToldWithWhatThereIs) {
             in + "path \"Data\" is not row/column, as in 0/Data\n");
   EXPECT_EQ(ViewBytes(TwoKlines(), {"--columns", "ShouPanJa"}).err,
             in + "no column \"ShouPanJa\" in this table; did you mean \"ShouPanJia\"?\n");
+  EXPECT_EQ(ViewBytes(TwoKlines(), {"--path", "*/Data"}).err,
+            in + "path \"*/Data\" is that of several tables; take the number of a row for the *\n");
+  EXPECT_EQ(ViewBytes(TwoKlines(), {"--columns", "Data.ShiJian"}).err,
+            in + "no column \"Data.ShiJian\" in this table; did you mean \"ShiJian\"?\n");
   EXPECT_EQ(ViewBytes(SmallTable(), {"--columns", "zzzzzz"}).err,
             in + "no column \"zzzzzz\" in this table; it has: Name, Price\n");
+}
+
+TEST(Choose, AColumnOfTablesBringsAllThatIsInIt) {
+  const std::string inner =
+      "Info { Name: 'A' Type: 115 } Info { Name: 'B' Type: 115 } Data { Index: 0 sValues: 'a' } "
+      "Data { Index: 1 sValues: 'b' }";
+  const std::string reply = Wire(
+      "Info { Name: 'N' Type: 115 } Info { Name: 'T' Type: 116 } Data { Index: 0 sValues: 'n' sValues: 'm' }"
+      "Data { Index: 1 tValues { " +
+      inner + " } }");
+  EXPECT_EQ(ViewBytes(reply, {"--columns", "T", "--to", "csv"}).out, "T.A,T.B\na,b\n,\n");
+  EXPECT_EQ(
+      ViewBytes(reply, {"--columns", "T", "--to", "ndjson"}).out,
+      "{\"_id\":3,\"_row\":\"0/T/0\",\"T.A\":\"a\",\"T.B\":\"b\"}\n{\"_id\":3,\"_row\":\"1\",\"T\":null}\n");
+  EXPECT_NE(ViewBytes(reply, {"--columns", "T"}).out.find("  0/T  n  1 row\n  #  A  B\n  0  a  b\n"),
+            std::string::npos);
+  // Unless some of that is asked for as well.
+  EXPECT_EQ(ViewBytes(reply, {"--columns", "T,B", "--to", "csv", "--head", "1"}).out, "T.B\nb\n");
+  EXPECT_EQ(ViewBytes(reply, {"--columns", "N", "--to", "csv"}).out, "N\nn\nm\n");
+}
+
+TEST_F(Files, NamesOfFilesDoNotSteerTheTerminal) {
+  const std::string good = Write("a\n\x1b[31m.bin", Reply("Id: 22"));
+  const std::string shown = directory_ + "/a\\n\\x1b[31m.bin";
+  EXPECT_EQ(View({good + "x"}).err, "tesview: " + shown + "x: cannot open it: No such file or directory\n");
+  EXPECT_EQ(View({good, good}).out.find('\x1b'), std::string::npos);
+  EXPECT_EQ(LinesOf(View({"--to", "summary", good, good}).out)[1].substr(0, shown.size()), shown);
 }
 
 TEST(Choose, BlanksBesideTheCommasDoNotCount) {

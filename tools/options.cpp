@@ -237,7 +237,8 @@ class CommandLine {
         ->group("Choice")
         ->take_last();
     app_.add_option("--columns", given_.columns,
-                    "Show only these columns, in this order, wherever in the table they are.")
+                    "Show only these columns, in this order, wherever in the table they are; of a column of "
+                    "tables all that is in it.")
         ->type_name("NAME,...")
         ->group("Choice")
         ->take_last();

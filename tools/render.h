@@ -43,6 +43,11 @@ std::vector<Column> ColumnsShown(const View& view, void* table);
 // Whether the table, or one inside it, has one of the columns that were asked for.
 bool HasChosen(const View& view, void* table);
 
+// What is chosen of a table in this column, null if it is not shown. A column of tables that was asked for
+// shows the whole of those in which no column was asked for. `all` is the view without a choice of columns.
+const View* ViewInside(const View& view, const View& all, const Column& column, void* child);
+View WithAllColumns(View view);
+
 // The first column that was asked for and is nowhere in the table; empty if all are there.
 std::string MissingColumn(const View& view, void* table);
 

@@ -50,12 +50,14 @@ struct Plan {
   std::vector<std::string> paths;  // of columns of tables, as paths go on: "/Data/"
   std::vector<Place> inner;
   bool has_tables = false;
+  bool all = true;  // no columns are left out
 };
 
 Place::Place(std::string prefix) : prefix_(std::move(prefix)) {}
 
 Plan MakePlan(const View& view, void* table, const std::string& prefix) {
   Plan plan;
+  plan.all = view.columns.empty();
   plan.columns = ColumnsOf(table);
   plan.shown = view.columns.empty() ? plan.columns : ColumnsShown(view, table);
   for (const Column& column : plan.shown) {
@@ -70,10 +72,11 @@ Plan MakePlan(const View& view, void* table, const std::string& prefix) {
 }
 
 Plan* Place::PlanOf(const View& view, void* table) {
-  // What --columns leaves of a table depends on the tables in it.
+  // What --columns leaves of a table depends on the tables in it: such a plan serves once.
   if (!view.columns.empty()) plans_.clear();
-  const auto known = std::find_if(plans_.begin(), plans_.end(),
-                                  [&](const Plan& plan) { return HasColumns(table, plan.columns); });
+  const auto known = std::find_if(plans_.begin(), plans_.end(), [&](const Plan& plan) {
+    return plan.all && HasColumns(table, plan.columns);
+  });
   if (known != plans_.end()) return &*known;
   if (plans_.size() == kMostPlans) plans_.clear();
   plans_.push_back(MakePlan(view, table, prefix_));
@@ -84,14 +87,14 @@ class Lines {
  public:
   // `start` is what each line has up to the path of its row.
   Lines(const View& view, std::string_view start, std::string place, Buffer* out)
-      : view_(view), start_(start), place_(std::move(place)), out_(out) {}
+      : all_(WithAllColumns(view)), start_(start), place_(std::move(place)), out_(out) {}
 
-  void Table(void* table, Place* place) {
-    Plan* plan = place->PlanOf(view_, table);
-    const auto [from, to] = RowsShown(view_, table);
+  void Table(const View& view, void* table, Place* place) {
+    Plan* plan = place->PlanOf(view, table);
+    const auto [from, to] = RowsShown(view, table);
     for (int row = from; row < to; ++row) {
       if (plan->has_tables) {
-        RowWithTables(table, plan, row);
+        RowWithTables(view, table, plan, row);
       } else {
         Begin(row);
         Cells(out_, table, *plan, row);
@@ -186,12 +189,12 @@ class Lines {
     to->Append(escaped_);
   }
 
-  void RowWithTables(void* table, Plan* plan, int row) {
+  void RowWithTables(const View& view, void* table, Plan* plan, int row) {
     const size_t outer = outer_.size();
     Cells(&outer_, table, *plan, row);
     Empties(table, *plan, row);
     const size_t before = out_->size();
-    InnerLines(table, plan, row);
+    InnerLines(view, table, plan, row);
     if (out_->size() == before) {
       Begin(row);
       End();
@@ -211,26 +214,27 @@ class Lines {
   }
 
   bool HasRows(const void* child) const {
-    const auto [from, to] = RowsShown(view_, child);
+    const auto [from, to] = RowsShown(all_, child);
     return from < to;
   }
 
-  void InnerLines(void* table, Plan* plan, int row) {
+  void InnerLines(const View& view, void* table, Plan* plan, int row) {
     const size_t place = place_.size();
     for (size_t c = 0; c < plan->shown.size(); ++c) {
       const Column& column = plan->shown[c];
       if (column.type != kTable) continue;
       void* child = table_get_table(table, row, column.index);
-      if (!HasRows(child) || (!view_.columns.empty() && !HasChosen(view_, child))) continue;
+      const View* inside = HasRows(child) ? ViewInside(view, all_, column, child) : nullptr;
+      if (inside == nullptr) continue;
       char number[kNumberRoom];
       place_.append(number, WriteInteger(number, static_cast<int64_t>(row)));
       place_ += plan->paths[c];
-      Table(child, &plan->inner[c]);
+      Table(*inside, child, &plan->inner[c]);
       place_.resize(place);
     }
   }
 
-  const View& view_;
+  const View all_;
   std::string_view start_;
   std::string place_;  // of the table, as JSON has it: "0/Data/"
   Buffer outer_;       // the cells of the rows around it
@@ -265,7 +269,8 @@ void RenderNdjson(const View& view, const Item& item, int32_t id, void* table, s
   thread_local Buffer lines;
   lines.Shorten(0);
   const std::string start = "{" + Origin(item, id) + ",\"_row\":\"";
-  Lines(view, start, view.path.empty() ? "" : EscapedInJson(view.path + "/"), &lines).Table(table, place);
+  Lines(view, start, view.path.empty() ? "" : EscapedInJson(view.path + "/"), &lines)
+      .Table(view, table, place);
   out->append(lines.text());
   if (lines.capacity() > kMostKept) lines = Buffer();
 }

@@ -315,25 +315,31 @@ std::string RowsAndName(const void* table) {
 
 class Walk {
  public:
-  explicit Walk(const View& view) : view_(view), style_{view.color} {}
+  explicit Walk(const View& view) : all_(WithAllColumns(view)), style_{view.color} {}
 
-  std::string Table(void* table, const std::string& path, size_t indent) {
+  std::string Table(const View& view, void* table, const std::string& path, size_t indent) {
     Block block;
-    block.columns = ColumnsShown(view_, table);
-    const auto [from, to] = RowsShown(view_, table);
+    block.columns = ColumnsShown(view, table);
+    const auto [from, to] = RowsShown(view, table);
     for (int row = from; row < to; ++row) {
       block.labels.push_back(fmt::format("{}", row));
       block.rows.emplace_back(table, row);
     }
-    std::string text = BlockText(view_, block, indent, &told_);
+    std::string text = BlockText(view, block, indent, &told_);
     text += Hidden(table, to - from, indent);
     for (const Column& column : block.columns) {
-      if (column.type == kTable) text += Inner(table, column, path, from, to, indent + 2);
+      if (column.type == kTable) text += Inner(view, table, column, path, indent + 2);
     }
     return text;
   }
 
  private:
+  struct Child {
+    int row;
+    void* table;
+    const View* view;
+  };
+
   std::string Hidden(const void* table, int shown, size_t indent) {
     const int rest = table_rows(table) - shown;
     if (rest == 0) return std::string();
@@ -342,46 +348,48 @@ class Walk {
   }
 
   // Tables of one row each with the same columns read better as one.
-  bool Alike(const std::vector<std::pair<int, void*>>& children) const {
+  static bool Alike(const std::vector<Child>& children) {
     if (children.size() < 2) return false;
-    const auto columns = ColumnsOf(children[0].second);
+    const auto columns = ColumnsOf(children[0].table);
     return std::all_of(children.begin(), children.end(),
-                       [&](const auto& child) {
-                         return table_rows(child.second) == 1 && HasColumns(child.second, columns);
+                       [&](const Child& child) {
+                         return child.view == children[0].view && table_rows(child.table) == 1 &&
+                                HasColumns(child.table, columns);
                        }) &&
            std::none_of(columns.begin(), columns.end(), [](const Column& c) { return c.type == kTable; });
   }
 
-  std::string Inner(void* table, const Column& column, const std::string& path, int from, int to,
+  std::string Inner(const View& view, void* table, const Column& column, const std::string& path,
                     size_t indent) {
-    std::vector<std::pair<int, void*>> children;
+    std::vector<Child> children;
+    const auto [from, to] = RowsShown(view, table);
     for (int row = from; row < to; ++row) {
       void* child = table_get_table(table, row, column.index);
-      if (child != nullptr && (view_.columns.empty() || HasChosen(view_, child)))
-        children.emplace_back(row, child);
+      const View* inside = child == nullptr ? nullptr : ViewInside(view, all_, column, child);
+      if (inside != nullptr) children.push_back({row, child, inside});
     }
-    if (Alike(children) && view_.head != 0 && view_.tail != 0)
+    if (Alike(children) && view.head != 0 && view.tail != 0)
       return Joined(children, path + "*/" + column.name, indent);
     std::string text;
     const auto columns = ColumnsOf(table);
-    for (const auto& [row, child] : children) {
-      const std::string here = fmt::format("{}{}/{}", path, row, column.name);
-      text += Heading(here, RowCaption(table, row, columns), RowsAndName(child), indent);
-      text += Table(child, here + "/", indent);
+    for (const Child& child : children) {
+      const std::string here = fmt::format("{}{}/{}", path, child.row, column.name);
+      text += Heading(here, RowCaption(table, child.row, columns), RowsAndName(child.table), indent);
+      text += Table(*child.view, child.table, here + "/", indent);
       CheckSize(text.size());
     }
     return text;
   }
 
-  std::string Joined(const std::vector<std::pair<int, void*>>& children, const std::string& path,
-                     size_t indent) {
+  std::string Joined(const std::vector<Child>& children, const std::string& path, size_t indent) {
+    const View& view = *children[0].view;
     Block block;
-    block.columns = ColumnsShown(view_, children[0].second);
-    for (const auto& [row, child] : children) {
-      block.labels.push_back(fmt::format("{}", row));
-      block.rows.emplace_back(child, 0);
+    block.columns = ColumnsShown(view, children[0].table);
+    for (const Child& child : children) {
+      block.labels.push_back(fmt::format("{}", child.row));
+      block.rows.emplace_back(child.table, 0);
     }
-    return Heading(path, "", "1 row each", indent) + BlockText(view_, block, indent, &told_);
+    return Heading(path, "", "1 row each", indent) + BlockText(view, block, indent, &told_);
   }
 
   std::string Heading(const std::string& path, const std::string& caption, const std::string& size,
@@ -390,7 +398,7 @@ class Walk {
            (caption.empty() ? "" : "  " + style_.Bold(caption)) + "  " + style_.Dim(size) + "\n";
   }
 
-  const View& view_;
+  const View all_;
   Style style_;
   std::vector<std::string> told_;  // the columns that the last note named
 };
@@ -398,7 +406,7 @@ class Walk {
 }  // namespace
 
 std::string RenderTable(const View& view, void* table) {
-  return Walk(view).Table(table, view.path.empty() ? "" : view.path + "/", 0);
+  return Walk(view).Table(view, table, view.path.empty() ? "" : view.path + "/", 0);
 }
 
 }  // namespace tesview

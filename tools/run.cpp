@@ -19,6 +19,7 @@
 #include "tools/schema.h"
 #include "tools/source.h"
 #include "tools/terminal.h"
+#include "tools/text.h"
 
 namespace tesview {
 namespace {
@@ -360,7 +361,8 @@ void RunMany(Reader* reader, Pipeline* pipeline) {
 }  // namespace
 
 void Complain(const std::string& what) {
-  const std::string line = "tesview: " + what + "\n";
+  // Names of files and words of the input come in here: none of them may end the line or steer the terminal.
+  const std::string line = "tesview: " + Printable(what) + "\n";
   std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
