@@ -55,7 +55,9 @@ char* WriteFloating(char* to, double value) {
   const auto whole = static_cast<int64_t>(value);
   if (static_cast<double>(whole) == value) return WriteInteger(to, whole);
   if (size >= kMost) return WriteShortest(to, value);
-  const auto scaled = static_cast<uint64_t>(size * 10000 + 0.5);
+  // The nearest whole number, or the one beside it: then the division does not give the double back.
+  constexpr double kHalf = 0.5;
+  const auto scaled = static_cast<uint64_t>(size * 10000 + kHalf);
   if (static_cast<double>(scaled) / 10000 != size) return WriteShortest(to, value);
   if (value < 0) *to++ = '-';
   return WriteTenThousandths(to, scaled);

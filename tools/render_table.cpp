@@ -234,7 +234,7 @@ std::vector<std::string> NoteLines(std::string_view note, size_t width) {
     if (line.empty() || DisplayWidth(line) + 1 + DisplayWidth(word) <= width) {
       line.append(line.empty() ? "" : " ").append(word);
     } else if (lines.size() == kMostNoteLines) {
-      line = CutToWidth(line + " " + std::string(word), width);
+      line.append(" ").append(word);
       break;
     } else {
       lines.emplace_back(word);

@@ -256,9 +256,10 @@ class FirstError : public pb::io::ErrorCollector {
   explicit FirstError(std::string* text) : text_(text) {}
   void AddError(int line, pb::io::ColumnNumber column, const std::string& message) override {
     if (!text_->empty()) return;
-    *text_ = fmt::format("line {}, column {}: {}", line + 1, column + 1, message);
     // It becomes a part of a sentence.
-    if (text_->back() == '.') text_->pop_back();
+    const bool stop = !message.empty() && message.back() == '.';
+    *text_ = fmt::format("line {}, column {}: {}", line + 1, column + 1,
+                         std::string_view(message).substr(0, message.size() - (stop ? 1 : 0)));
   }
   void AddWarning(int, pb::io::ColumnNumber, const std::string&) override {}
 
