@@ -984,13 +984,35 @@ TEST(Terminal, ASingleWideRowIsTurnedOnItsSide) {
   EXPECT_NE(out.find("│ ZuiXinJia          │ 12.34 │\n"), std::string::npos) << out;
 }
 
-TEST(Terminal, LongCellsAreCutOnAScreenAndWholeInAPipe) {
+TEST(Terminal, LongCellsAreCutAsFarAsNeededAndWholeInAPipe) {
   const std::string text(100, 'x');
   const std::string reply = Wire("Info { Name: 'N' Type: 115 } Data { Index: 0 sValues: '" + text + "' }");
   How how = InTerminal(80);
   how.input = reply;
-  EXPECT_NE(View({}, how).out.find(std::string(39, 'x') + "…"), std::string::npos);
+  // Of 80 columns the row number and the lines take 8.
+  EXPECT_NE(View({}, how).out.find(" " + std::string(71, 'x') + "… "), std::string::npos);
+  how.columns = 108;
+  EXPECT_NE(View({}, how).out.find(" " + text + " "), std::string::npos);
   EXPECT_NE(ViewBytes(reply, {}).out.find(text), std::string::npos);
+}
+
+TEST(Terminal, LongCellsLeaveRoomForOtherColumns) {
+  // Two texts of 60 columns: 40 each and lines of 11 fit 91 columns and not 90, and what is left over is
+  // used.
+  const std::string text(60, 'x');
+  const std::string reply =
+      Wire("Info { Name: 'N' Type: 115 } Info { Name: 'M' Type: 115 } Data { Index: 0 sValues: '" + text +
+           "' sValues: '' } Data { Index: 1 sValues: '" + text + "' sValues: '' }");
+  const std::string cut = " " + std::string(39, 'x') + "… ";
+  EXPECT_NE(ViewBytes(reply, {"--style", "box", "--width", "91"}).out.find(cut + "│" + cut),
+            std::string::npos);
+  const std::string longer = " " + std::string(44, 'x') + "… ";
+  EXPECT_NE(ViewBytes(reply, {"--style", "box", "--width", "101"}).out.find(longer + "│" + longer),
+            std::string::npos);
+  const std::string narrow = ViewBytes(reply, {"--style", "box", "--width", "90"}).out;
+  EXPECT_NE(narrow.find(" " + text + " "), std::string::npos) << narrow;
+  EXPECT_NE(narrow.find("1 more column does not fit (--columns, --width 0): M\n"), std::string::npos)
+      << narrow;
 }
 
 TEST(Terminal, ProgressIsOnStandardErrorWhenTheWorkIsLong) {

@@ -72,8 +72,8 @@ Section TableRules() {
            "as UTF-8: what is well-formed UTF-8 with a character of three bytes or more is taken as it is, "
            "everything else as code page "
            "936. Characters that would steer the terminal are shown as \\n, \\x1b or \\u202e.",
-           "Where the width of the screen is known, texts, lists and bytes are cut to 40 columns, a table of "
-           "one row that is too wide is "
+           "Where the width of the screen is known, texts, lists and bytes are cut as far as the table needs "
+           "it, to 40 columns. Where that is not enough, a table of one row is "
            "turned on its side, and of other tables columns are left out from the right until the rest fits; "
            "they are named below, once for tables that lack the same. "
            "Into a pipe or a file nothing is cut. For a pager: --style box --color always FILE | less -RS."},
@@ -118,7 +118,7 @@ Section ExitCodes() {
 Section Environment() {
   return {"Environment",
           {},
-          {{"NO_COLOR", "If set to anything, no colour unless --color always asks for it."},
+          {{"NO_COLOR", "If set and not empty, no colour unless --color always asks for it."},
            {"TERM", "dumb means no colour."}}};
 }
 

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -9,8 +10,10 @@
 namespace tesview {
 namespace {
 
-// On a screen, longer cells are cut to this many columns.
-constexpr size_t kWidestCell = 40;
+// On a screen, texts, lists and bytes may be cut, but to no less than this to make room for other columns.
+constexpr size_t kRoomForText = 40;
+// And to no less than this in any case.
+constexpr size_t kLeastText = 8;
 constexpr size_t kBinaryBytesShown = 16;
 // Of a line that names the columns that did not fit.
 constexpr size_t kMostNoteLines = 12;
@@ -31,7 +34,8 @@ struct GridColumn {
   bool keep = false;  // never cut off
   std::vector<Cell> cells;
   size_t fraction = 0;
-  size_t width = 0;
+  size_t widest = 0;  // of its cells and its name
+  size_t width = 0;   // as it is shown
 };
 
 struct Grid {
@@ -92,16 +96,19 @@ Cell CellOf(const void* table, int row, const Column& column) {
 
 // ---- layout ----
 
-void MeasureColumn(const View& view, GridColumn* column) {
-  for (Cell& cell : column->cells) {
-    if (view.width != 0 && !column->right) cell.text = CutToWidth(cell.text, kWidestCell);
+void MeasureColumn(GridColumn* column) {
+  for (const Cell& cell : column->cells)
     column->fraction = std::max(column->fraction, cell.fraction);
-  }
-  column->width = DisplayWidth(column->name);
+  column->widest = DisplayWidth(column->name);
   for (Cell& cell : column->cells) {
     if (column->right) cell.text.append(column->fraction - cell.fraction, ' ');
-    column->width = std::max(column->width, DisplayWidth(cell.text));
+    column->widest = std::max(column->widest, DisplayWidth(cell.text));
   }
+}
+
+// Where all that is no number is cut to `limit`.
+size_t WidthAt(const GridColumn& column, size_t limit) {
+  return column.right ? column.widest : std::min(column.widest, limit);
 }
 
 GridColumn RowNumbers(const std::vector<std::string>& labels) {
@@ -120,17 +127,44 @@ size_t Overhead(const View& view, size_t columns) {
   return view.boxes ? columns * 3 + 1 : (columns - 1) * 2;
 }
 
-size_t TotalWidth(const View& view, const Grid& grid) {
+size_t TotalWidth(const View& view, const Grid& grid, size_t limit) {
   size_t width = Overhead(view, grid.columns.size());
   for (const GridColumn& column : grid.columns)
-    width += column.width;
+    width += WidthAt(column, limit);
   return width;
 }
 
+// The longest that cells can be for the grid to fit.
+size_t LimitFor(const View& view, const Grid& grid, size_t room) {
+  size_t most = kLeastText;
+  for (const GridColumn& column : grid.columns)
+    most = std::max(most, column.widest);
+  size_t least = kLeastText;
+  while (least < most) {
+    const size_t middle = least + (most - least + 1) / 2;
+    if (TotalWidth(view, grid, middle) <= room) {
+      least = middle;
+    } else {
+      most = middle - 1;
+    }
+  }
+  return least;
+}
+
+void CutCells(Grid* grid, size_t limit) {
+  for (GridColumn& column : grid->columns) {
+    column.width = WidthAt(column, limit);
+    if (column.right || column.widest <= limit) continue;
+    column.name = CutToWidth(column.name, limit);
+    for (Cell& cell : column.cells)
+      cell.text = CutToWidth(cell.text, limit);
+  }
+}
+
 // Cuts columns from the right until the rest fits; the row number and the first column stay.
-std::vector<std::string> CutColumns(const View& view, size_t indent, Grid* grid) {
+std::vector<std::string> CutColumns(const View& view, size_t room, Grid* grid) {
   std::vector<std::string> cut;
-  while (grid->columns.size() > 2 && TotalWidth(view, *grid) + indent > view.width) {
+  while (grid->columns.size() > 2 && TotalWidth(view, *grid, kRoomForText) > room) {
     cut.insert(cut.begin(), grid->columns.back().name);
     grid->columns.pop_back();
   }
@@ -203,7 +237,7 @@ std::string GridText(const View& view, const Grid& grid, size_t indent) {
 }
 
 // A single row that is too wide, turned on its side.
-Grid Turned(const View& view, const Grid& grid) {
+Grid Turned(const Grid& grid) {
   Grid turned;
   turned.columns.resize(2);
   turned.columns[0].name = "column";
@@ -219,7 +253,7 @@ Grid Turned(const View& view, const Grid& grid) {
   }
   turned.rows = turned.columns[0].cells.size();
   for (GridColumn& column : turned.columns)
-    MeasureColumn(view, &column);
+    MeasureColumn(&column);
   return turned;
 }
 
@@ -264,11 +298,20 @@ std::string CutNote(const View& view, const std::vector<std::string>& cut, size_
 
 std::string FitAndPrint(const View& view, Grid grid, size_t indent, std::vector<std::string>* told) {
   for (GridColumn& column : grid.columns)
-    MeasureColumn(view, &column);
-  const bool fits = view.width == 0 || TotalWidth(view, grid) + indent <= view.width;
-  if (fits) return GridText(view, grid, indent);
-  if (grid.rows == 1) return GridText(view, Turned(view, grid), indent);
-  const auto cut = CutColumns(view, indent, &grid);
+    MeasureColumn(&column);
+  std::vector<std::string> cut;
+  size_t limit = std::numeric_limits<size_t>::max();
+  if (view.width != 0) {
+    const size_t room = view.width - std::min(indent, view.width);
+    const bool fits = TotalWidth(view, grid, kRoomForText) <= room;
+    if (!fits && grid.rows == 1) {
+      grid = Turned(grid);
+    } else if (!fits) {
+      cut = CutColumns(view, room, &grid);
+    }
+    limit = LimitFor(view, grid, room);
+  }
+  CutCells(&grid, limit);
   const std::string text = GridText(view, grid, indent);
   return cut.empty() ? text : text + CutNote(view, cut, indent, told);
 }
@@ -302,7 +345,7 @@ std::string RowCaption(const void* table, int row, const std::vector<Column>& co
   for (const Column& column : columns) {
     if (column.type != kText) continue;
     const char* text = table_get_str(table, row, column.index);
-    if (text != nullptr && *text != '\0') return CutToWidth(Printable(CellTextToUtf8(text)), kWidestCell);
+    if (text != nullptr && *text != '\0') return CutToWidth(Printable(CellTextToUtf8(text)), kRoomForText);
   }
   return std::string();
 }
