@@ -216,6 +216,12 @@ TEST(Recognise, ALineForEachReplyAlsoInALog) {
       (Strings{kReply, kReply}));
 }
 
+TEST(Recognise, LinesAreLookedAtOneByOneWhereThatIsAskedFor) {
+  const AllRead all = ReadAll("0816\n1204\nwords\n" + std::string(kReplyBase64) + "\n", Form::kLines);
+  EXPECT_EQ(all.replies, (Strings{"\x08\x16", "\x12\x04", kReply}));
+  EXPECT_EQ(ReadAll("", Form::kLines).replies, Strings{});
+}
+
 // Id 22 and an Obj of four letters. Its first two bytes alone are a reply of Id 22.
 const std::string kLonger(
     "\x08\x16\x12\x04"

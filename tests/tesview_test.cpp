@@ -12,6 +12,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "tests/support/program.h"
@@ -533,7 +534,8 @@ TEST(WrongUsage, IsOneLineThatHelps) {
       {{"--colums", "A"}, "unknown option --colums; did you mean \"--columns\"?"},
       {{"--to", "jsn"},
        "unknown word \"jsn\" for --to; known: table, json, pretty, ndjson, csv, summary, text"},
-      {{"--from=xml"}, "unknown word \"xml\" for --from; known: auto, raw, delimited, hex, base64, text"},
+      {{"--from=xml"},
+       "unknown word \"xml\" for --from; known: auto, raw, delimited, hex, base64, lines, text"},
       {{"--type", "DaDn"}, "unknown type \"DaDn\" for --type; did you mean \"DaDan\"?"},
       {{"--head", "-1"}, "\"-1\" for --head is no number from 0 to 2147483647"},
       {{"--jobs", "many"}, "\"many\" for --jobs is no number from 0 to 256"},
@@ -1128,13 +1130,18 @@ TEST(Stream, AnyLengthTakesBoundedMemory) {
 }
 
 TEST(Stream, RepliesComeOutAsSoonAsTheyAreIn) {
-  for (const std::string jobs : {"1", "2"}) {
+  const std::vector<std::tuple<std::string, std::string, std::string>> cases{
+      {"delimited", Framed(Reply("Id: 22")), "1"},
+      {"delimited", Framed(Reply("Id: 22")), "2"},
+      {"lines", "10:00 something else\n10:01 got 081608160816\n", "1"},
+      {"lines", "10:00 something else\n10:01 got 081608160816\n", "2"}};
+  for (const auto& [from, reply_in_form, jobs] : cases) {
+    const std::string& reply = reply_in_form;
     // The second reply is sent only when the first one has come out.
     int ready[2];
     ASSERT_EQ(pipe(ready), 0);
     How how;
     how.feed = [&](int fd) {
-      const std::string reply = Framed(Reply("Id: 22"));
       char one = 0;
       if (write(fd, reply.data(), reply.size()) < 0 || read(ready[0], &one, 1) != 1) return;
       if (write(fd, reply.data(), reply.size()) < 0) return;
@@ -1144,7 +1151,7 @@ TEST(Stream, RepliesComeOutAsSoonAsTheyAreIn) {
       if (write(ready[1], "x", 1) != 1) std::abort();
     };
     // Without the first reply's output this would wait for ever.
-    const Result result = View({"--json", "--from", "delimited", "--jobs", jobs}, how);
+    const Result result = View({"--json", "--from", from, "--jobs", jobs}, how);
     EXPECT_EQ(result.out, "{\"Id\": 22}\n{\"Id\": 22}\n");
     close(ready[0]);
     close(ready[1]);

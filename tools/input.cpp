@@ -222,6 +222,11 @@ bool ReplyReader::TakeLine(std::string* line) {
 void ReplyReader::Recognise() {
   started_ = true;
   if (form_ == Form::kRaw || form_ == Form::kDelimited || form_ == Form::kText) return;
+  if (form_ == Form::kLines) {
+    by_line_ = true;
+    guessed_ = true;
+    return;
+  }
   Fill(kBlock);
   guessed_ = form_ == Form::kAuto;
   const std::string_view block = Buffered();

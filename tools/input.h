@@ -21,6 +21,7 @@ enum class Form {
   kDelimited,  // replies, each with its length as a varint before it
   kHex,        // one reply a line, or one reply over all lines
   kBase64,     // the same
+  kLines,      // a log: one reply in either of these forms in each line that has one
   kText,       // one reply in protobuf's text form
 };
 

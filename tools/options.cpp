@@ -30,9 +30,10 @@ struct Word {
 constexpr Word<To> kTo[] = {{"table", To::kTable},   {"json", To::kJson}, {"pretty", To::kPretty},
                             {"ndjson", To::kNdjson}, {"csv", To::kCsv},   {"summary", To::kSummary},
                             {"text", To::kText}};
-constexpr Word<Form> kFrom[] = {{"auto", Form::kAuto},           {"raw", Form::kRaw},
-                                {"delimited", Form::kDelimited}, {"hex", Form::kHex},
-                                {"base64", Form::kBase64},       {"text", Form::kText}};
+constexpr Word<Form> kFrom[] = {
+    {"auto", Form::kAuto}, {"raw", Form::kRaw},       {"delimited", Form::kDelimited},
+    {"hex", Form::kHex},   {"base64", Form::kBase64}, {"lines", Form::kLines},
+    {"text", Form::kText}};
 constexpr Word<When> kWhen[] = {{"auto", When::kAuto}, {"always", When::kAlways}, {"never", When::kNever}};
 constexpr Word<When> kStyle[] = {{"auto", When::kAuto}, {"box", When::kAlways}, {"plain", When::kNever}};
 constexpr Word<PackForm> kPack[] = {{"raw", PackForm::kRaw},
@@ -177,12 +178,13 @@ class CommandLine {
         "FILE", given_.paths,
         "Files with replies, and directories, whose files are read by name with those below them; \"-\" or "
         "no FILE is standard input. A file that is called like a command is given as ./ids.");
-    app_.add_option("--from", given_.from,
-                    "How FILE holds replies: raw (one reply), delimited (a stream, each reply with its "
-                    "length as a varint "
-                    "before it), hex, base64 (a line is a reply, or all lines together are; of a line of a "
-                    "log the longest run of "
-                    "digits), text (protobuf text form). With auto, the default, it is found out.")
+    app_.add_option(
+            "--from", given_.from,
+            "How FILE holds replies: raw (one reply), delimited (a stream, each reply with its "
+            "length as a varint before it), hex, base64 (a line is a reply, or all lines together are; "
+            "of a line of a log the longest run of digits), lines (a log, of which each line is looked "
+            "at by itself and as soon as it comes), text (protobuf text form). With auto, the default, "
+            "it is found out.")
         ->type_name("FORM")
         ->group("Input")
         ->take_last();

@@ -34,7 +34,7 @@ _tesview() {
     *)
       options="--help --version --from --to --table --json --pretty --color --style --width --type --path --columns --head --tail --jobs --strict --progress"
       case $before in
-        --from) values="auto raw delimited hex base64 text" ;;
+        --from) values="auto raw delimited hex base64 lines text" ;;
         --to) values="table json pretty ndjson csv summary text" ;;
         --color) values="auto always never" ;;
         --style) values="auto box plain" ;;

@@ -5,7 +5,7 @@ complete -c tesview -n __fish_use_subcommand -a number -d 'Unpack packed decimal
 complete -c tesview -n __fish_use_subcommand -a pack -d 'Turn replies from protobuf text form to bytes'
 complete -c tesview -n 'not __fish_seen_subcommand_from ids schema number pack' -s h -l help -d 'Print this help'
 complete -c tesview -n 'not __fish_seen_subcommand_from ids schema number pack' -l version -d 'Print the version'
-complete -c tesview -n 'not __fish_seen_subcommand_from ids schema number pack' -l from -x -a 'auto raw delimited hex base64 text' -d 'How FILE holds replies'
+complete -c tesview -n 'not __fish_seen_subcommand_from ids schema number pack' -l from -x -a 'auto raw delimited hex base64 lines text' -d 'How FILE holds replies'
 complete -c tesview -n 'not __fish_seen_subcommand_from ids schema number pack' -l to -x -a 'table json pretty ndjson csv summary text' -d 'Form of output'
 complete -c tesview -n 'not __fish_seen_subcommand_from ids schema number pack' -l table -d 'As --to table, but a reply without a table form is an error instead of JSON'
 complete -c tesview -n 'not __fish_seen_subcommand_from ids schema number pack' -l json -d 'As --to json'
