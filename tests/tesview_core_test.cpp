@@ -1,12 +1,20 @@
 // What tesview makes of bytes before any reply is decoded: forms of input, text, suggestions.
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/replies.h"
 #include "tools/encodings.h"
 #include "tools/input.h"
+#include "tools/numbers.h"
 #include "tools/suggest.h"
 #include "tools/text.h"
 #include "tools/wire.h"
@@ -208,6 +216,71 @@ TEST(Recognise, ALineForEachReplyAlsoInALog) {
       (Strings{kReply, kReply}));
 }
 
+TEST(Recognise, LinesAreLookedAtOneByOneWhereThatIsAskedFor) {
+  const AllRead all = ReadAll("0816\n1204\nwords\n" + std::string(kReplyBase64) + "\n", Form::kLines);
+  EXPECT_EQ(all.replies, (Strings{"\x08\x16", "\x12\x04", kReply}));
+  EXPECT_EQ(ReadAll("", Form::kLines).replies, Strings{});
+}
+
+// Id 22 and an Obj of four letters. Its first two bytes alone are a reply of Id 22.
+const std::string kLonger(
+    "\x08\x16\x12\x04"
+    "ABCD");
+
+TEST(Recognise, AReplyOverLinesOfWhichTheFirstLooksLikeOneToo) {
+  EXPECT_EQ(ReadAll("0816\n1204\n4142\n4344\n").replies, Strings{kLonger});
+  EXPECT_EQ(ReadAll("08 16\n12 04 41 42\n43 44").replies, Strings{kLonger});
+  // Lines that are replies of their own stay so.
+  EXPECT_EQ(ReadAll("0816\n0817\n").replies, (Strings{"\x08\x16", "\x08\x17"}));
+}
+
+TEST(Recognise, AReplyOverLinesBehindTheSamePrefix) {
+  for (const std::string prefix : {"> ", "2024-06-17 09:30:01.123 DEBUG [7] recv: "}) {
+    EXPECT_EQ(ReadAll(prefix + "0816\n" + prefix + "1204\n\n" + prefix + "41424344\n").replies,
+              Strings{kLonger});
+    EXPECT_EQ(ReadAll(prefix + "CBYSBE\r\n" + prefix + "FCQ0Q=\r\n").replies, Strings{kLonger});
+    EXPECT_EQ(ReadAll(prefix + "00000000  08 16 12 04  |....|\n" + prefix + "00000004  41 42 43 44  |ABCD|\n")
+                  .replies,
+              Strings{kLonger});
+    EXPECT_EQ(ReadAll(prefix + "0816\n" + prefix + "120441424344\n", Form::kHex).replies, Strings{kLonger});
+  }
+}
+
+TEST(Recognise, ALongReplyBehindPrefixesIsReadToItsEnd) {
+  const std::string reply = "\x08\x14\x12\xC0\x9A\x0C" + std::string(200000, 'x');
+  const std::string hex = EncodeHex(reply);
+  std::string text;
+  for (size_t i = 0; i < hex.size(); i += 64)
+    text += "line> " + hex.substr(i, 64) + "\n";
+  EXPECT_EQ(ReadAll(text).replies, Strings{reply});
+}
+
+TEST(Recognise, LineEndsMayBeEscaped) {
+  EXPECT_EQ(ReadAll("{\"data\": \"CBYSBE\\nFCQ0Q=\\n\"}\n").replies, Strings{kLonger});
+  EXPECT_EQ(ReadAll("got 0816\\n1204\\r\\n41424344 here\n").replies, Strings{kLonger});
+}
+
+TEST(Recognise, DumpsOfSeveralRepliesAreNotTakenForOne) {
+  EXPECT_EQ(ReadAll("0816\n1204\n41424344\n0817\n").replies,
+            (Strings{"\x08\x16", "\x12\x04", "ABCD", "\x08\x17"}));
+  EXPECT_EQ(
+      ReadAll("08161204\n41424344\n08171202\n4142\n").errors,
+      Strings{
+          "several replies one after the other over several lines; put each into a line or a file of its own"});
+}
+
+TEST(Recognise, AReplyThatGoesOnInTheNextLinesOfALogIsReported) {
+  const AllRead all =
+      ReadAll("10:00 begin\n10:01 got 0816120141\n10:01 got 1204\n10:01 got 41424344\n10:02 end\n");
+  EXPECT_EQ(all.replies.size(), 1u);
+  EXPECT_EQ(
+      all.errors,
+      Strings{"reply 1 goes on at offset 48: only its first line was read; put its lines into a file of "
+              "their own"});
+  // Digits below it that do not go on with it are not of interest.
+  EXPECT_EQ(ReadAll("10:00 begin\n10:01 got 0816120141\n10:01 put 1fff5678\n10:02 end\n").errors, Strings{});
+}
+
 TEST(Recognise, TextForm) {
   EXPECT_EQ(ReadAll("# remark\nId: 20\n").replies, Strings{"text:# remark\nId: 20\n"});
   EXPECT_EQ(ReadAll("RepDataToken { Result: 0 } Id: 44").form, Form::kText);
@@ -359,6 +432,132 @@ TEST(Suggest, TheNearestFirstAndNothingFar) {
   EXPECT_EQ(Nearest("klien", known), Strings{"QuoteKlineSingle"});
   EXPECT_EQ(Nearest("xyzzy", known), Strings{});
   EXPECT_EQ(DidYouMean("haed", known), "; did you mean \"head\"?");
+}
+
+// ---- numbers ----
+
+template <class T>
+std::string Written(T value) {
+  char text[kNumberRoom];
+  return std::string(text, WriteFloating(text, value));
+}
+
+// The fewest digits that read back as the same double, searched for one count after the other.
+size_t FewestDigits(double value) {
+  char text[64];
+  for (int digits = 1; digits < 17; ++digits) {
+    std::snprintf(text, sizeof text, "%.*e", digits - 1, value);
+    if (std::strtod(text, nullptr) == value) return static_cast<size_t>(digits);
+  }
+  return 17;
+}
+
+size_t DigitsIn(const std::string& text) {
+  std::string digits;
+  for (const char c : text.substr(0, text.find('e'))) {
+    if (c >= '0' && c <= '9') digits += c;
+  }
+  digits.erase(0, digits.find_first_not_of('0'));
+  const size_t last = digits.find_last_not_of('0');
+  return last == std::string::npos ? 0 : last + 1;
+}
+
+TEST(Numbers, DoublesInTheFewestDigitsThatGiveThemBack) {
+  std::mt19937_64 random(20240617);
+  for (int i = 0; i < 200000; ++i) {
+    // Any bits, then decimal numbers of up to six places and any size.
+    double value = 0;
+    const uint64_t bits = random();
+    std::memcpy(&value, &bits, sizeof value);
+    if (i % 4 != 0) {
+      const double powers[] = {1, 10, 100, 1000, 1e4, 1e5, 1e6};
+      value = static_cast<double>(static_cast<int64_t>(bits) >> random() % 60) / powers[random() % 7];
+      if (i % 4 == 3) value = std::nextafter(value, 0);
+    }
+    if (!std::isfinite(value)) continue;
+    const std::string text = Written(value);
+    ASSERT_EQ(std::strtod(text.c_str(), nullptr), value) << text;
+    ASSERT_EQ(DigitsIn(text), value == 0 ? 0 : FewestDigits(value)) << text;
+    ASSERT_LT(text.size(), 32u);
+  }
+}
+
+TEST(Numbers, FloatingNumbersAsPeopleWriteThem) {
+  const std::vector<std::pair<double, std::string>> doubles{
+      {0, "0"},
+      {-0.0, "-0"},
+      {0.1, "0.1"},
+      {-0.05, "-0.05"},
+      {0.0001, "0.0001"},
+      {0.00001, "1e-05"},
+      {12.34, "12.34"},
+      {-12.3456, "-12.3456"},
+      {8.05, "8.05"},
+      {8.005, "8.005"},
+      {8.0005, "8.0005"},
+      {1.5e9, "1500000000"},
+      {99999999999.25, "99999999999.25"},
+      {100000000000.25, "100000000000.25"},
+      {20240617150000, "20240617150000"},
+      {999999999999999, "999999999999999"},
+      {0.1 + 0.2, "0.30000000000000004"},
+      {1e300, "1e+300"},
+      {std::numeric_limits<double>::infinity(), "inf"},
+      {-std::numeric_limits<double>::infinity(), "-inf"},
+      {std::numeric_limits<double>::quiet_NaN(), "nan"}};
+  for (const auto& [value, text] : doubles)
+    EXPECT_EQ(Written(value), text);
+  EXPECT_EQ(Written(0.1F), "0.1");
+  EXPECT_EQ(Written(-3.0F), "-3");
+  EXPECT_EQ(Written(16777216.0F), "16777216");
+}
+
+TEST(Numbers, IntegersAndDecimals) {
+  char text[kNumberRoom];
+  const auto decimal = [&](int64_t mantissa, unsigned places) {
+    return std::string(text, WriteDecimal(text, mantissa, places));
+  };
+  EXPECT_EQ(decimal(1234, 2), "12.34");
+  EXPECT_EQ(decimal(-1234, 0), "-1234");
+  EXPECT_EQ(decimal(5, 3), "0.005");
+  EXPECT_EQ(decimal(-5, 1), "-0.5");
+  EXPECT_EQ(decimal(0, 2), "0.00");
+  EXPECT_EQ(decimal(-140737488355328, 30), "-0.000000000000000140737488355328");
+  EXPECT_EQ(decimal(7, 65535), "7e-65535");
+  EXPECT_EQ(std::string(text, WriteInteger(text, std::numeric_limits<int64_t>::min())),
+            "-9223372036854775808");
+  EXPECT_EQ(std::string(text, WriteInteger(text, ~uint64_t{0})), "18446744073709551615");
+}
+
+// ---- UTF-8 ----
+
+TEST(Utf8, ExactlyTheWellFormedIsTaken) {
+  const auto coded = [](uint32_t code) {
+    const auto byte = [](uint32_t bits) { return static_cast<char>(bits); };
+    if (code < 0x80) return std::string{byte(code)};
+    if (code < 0x800) return std::string{byte(0xC0 | code >> 6), byte(0x80 | (code & 63))};
+    if (code < 0x10000)
+      return std::string{byte(0xE0 | code >> 12), byte(0x80 | (code >> 6 & 63)), byte(0x80 | (code & 63))};
+    return std::string{byte(0xF0 | code >> 18), byte(0x80 | (code >> 12 & 63)), byte(0x80 | (code >> 6 & 63)),
+                       byte(0x80 | (code & 63))};
+  };
+  for (uint32_t code = 0; code < 0x120000; ++code) {
+    const bool scalar = code < 0x110000 && (code < 0xD800 || code > 0xDFFF);
+    const std::string text = coded(code);
+    ASSERT_EQ(IsUtf8(text), scalar) << code;
+    ASSERT_FALSE(text.size() > 1 && IsUtf8(text.substr(0, text.size() - 1))) << code;
+    ASSERT_FALSE(text.size() > 1 && IsUtf8(text.substr(1))) << code;
+  }
+  // Longer than needed.
+  for (const char* text :
+       {"\xC0\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF", "\xF8\x88\x80\x80\x80"})
+    EXPECT_FALSE(IsUtf8(text));
+}
+
+TEST(Utf8, JsonReplacesWhatIsIllFormedAndKeepsTheRest) {
+  std::string json;
+  AppendJsonString(&json, "a\xFF\xE9\x93\xB6\xE9\x93\"\n\x7F\xF0\x9F\x93\x88");
+  EXPECT_EQ(json, "\"a\xEF\xBF\xBD\xE9\x93\xB6\xEF\xBF\xBD\xEF\xBF\xBD\\\"\\n\\u007f\xF0\x9F\x93\x88\"");
 }
 
 }  // namespace

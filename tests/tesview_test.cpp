@@ -12,6 +12,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "tests/support/program.h"
@@ -292,6 +293,33 @@ TEST(Ndjson, InnerRowsRepeatTheOuterCells) {
       "{\"_id\":21,\"_row\":\"1\",\"Obj\":\"SZ000001\",\"Data\":null}\n");
 }
 
+TEST(Ndjson, TablesWithoutRowsStandInEachLine) {
+  // Two tables beside each other: both with a row; one without rows; one not set.
+  const std::string reply = Reply(
+      "Id: 303 RepDataPcZiXuanGuShuJu { CaoZuoJieGuo: 0 YongHuXinXi { YongHuMingCheng: 'a' } ZiXuanGuLieBiao { Obj: 'x' } }"
+      "RepDataPcZiXuanGuShuJu { CaoZuoJieGuo: 0 YongHuXinXi { YongHuMingCheng: 'b' } }"
+      "RepDataPcZiXuanGuShuJu { CaoZuoJieGuo: 0 ZiXuanGuLieBiao { Obj: 'y' } }");
+  EXPECT_EQ(
+      ViewBytes(reply, {"--to", "ndjson", "--columns", "YongHuMingCheng,Obj"}).out,
+      "{\"_id\":303,\"_row\":\"0/YongHuXinXi/0\",\"YongHuXinXi.YongHuMingCheng\":\"a\"}\n"
+      "{\"_id\":303,\"_row\":\"0/ZiXuanGuLieBiao/0\",\"ZiXuanGuLieBiao.Obj\":\"x\"}\n"
+      "{\"_id\":303,\"_row\":\"1/YongHuXinXi/0\",\"ZiXuanGuLieBiao\":[],\"YongHuXinXi.YongHuMingCheng\":\"b\"}\n"
+      "{\"_id\":303,\"_row\":\"2/ZiXuanGuLieBiao/0\",\"YongHuXinXi\":null,\"ZiXuanGuLieBiao.Obj\":\"y\"}\n");
+}
+
+TEST(Ndjson, LayoutsOfOneIdMayChangeFromReplyToReply) {
+  // More layouts than are kept, each twice, so that some are planned anew.
+  std::string stream;
+  std::string expected;
+  for (int i = 0; i < 24; ++i) {
+    const std::string name = "C" + std::to_string(i % 12);
+    stream += Framed(Wire("Info { Name: '" + name + "' Type: 115 } Data { Index: 0 sValues: 'v' }"));
+    expected +=
+        "{\"_reply\":" + std::to_string(i + 1) + ",\"_id\":3,\"_row\":\"0\",\"" + name + "\":\"v\"}\n";
+  }
+  EXPECT_EQ(ViewBytes(stream, {"--to", "ndjson"}).out, expected);
+}
+
 TEST(Ndjson, AReplyWithoutATableIsOneLine) {
   EXPECT_EQ(ViewBytes(Reply("Id: 22"), {"--to", "ndjson"}).out,
             "{\"_id\":22,\"_row\":null,\"_json\":{\"Id\": 22}}\n");
@@ -367,8 +395,44 @@ TEST(Choose, AWrongPathOrColumnIsToldWithWhatThereIs) {
             in + "path \"Data\" is not row/column, as in 0/Data\n");
   EXPECT_EQ(ViewBytes(TwoKlines(), {"--columns", "ShouPanJa"}).err,
             in + "no column \"ShouPanJa\" in this table; did you mean \"ShouPanJia\"?\n");
+  EXPECT_EQ(ViewBytes(TwoKlines(), {"--path", "*/Data"}).err,
+            in + "path \"*/Data\" is that of several tables; take the number of a row for the *\n");
+  EXPECT_EQ(ViewBytes(TwoKlines(), {"--columns", "Data.ShiJian"}).err,
+            in + "no column \"Data.ShiJian\" in this table; did you mean \"ShiJian\"?\n");
   EXPECT_EQ(ViewBytes(SmallTable(), {"--columns", "zzzzzz"}).err,
             in + "no column \"zzzzzz\" in this table; it has: Name, Price\n");
+}
+
+TEST(Choose, AColumnOfTablesBringsAllThatIsInIt) {
+  const std::string inner =
+      "Info { Name: 'A' Type: 115 } Info { Name: 'B' Type: 115 } Data { Index: 0 sValues: 'a' } "
+      "Data { Index: 1 sValues: 'b' }";
+  const std::string reply = Wire(
+      "Info { Name: 'N' Type: 115 } Info { Name: 'T' Type: 116 } Data { Index: 0 sValues: 'n' sValues: 'm' }"
+      "Data { Index: 1 tValues { " +
+      inner + " } }");
+  EXPECT_EQ(ViewBytes(reply, {"--columns", "T", "--to", "csv"}).out, "T.A,T.B\na,b\n,\n");
+  EXPECT_EQ(
+      ViewBytes(reply, {"--columns", "T", "--to", "ndjson"}).out,
+      "{\"_id\":3,\"_row\":\"0/T/0\",\"T.A\":\"a\",\"T.B\":\"b\"}\n{\"_id\":3,\"_row\":\"1\",\"T\":null}\n");
+  EXPECT_NE(ViewBytes(reply, {"--columns", "T"}).out.find("  0/T  n  1 row\n  #  A  B\n  0  a  b\n"),
+            std::string::npos);
+  // Unless some of that is asked for as well.
+  EXPECT_EQ(ViewBytes(reply, {"--columns", "T,B", "--to", "csv", "--head", "1"}).out, "T.B\nb\n");
+  EXPECT_EQ(ViewBytes(reply, {"--columns", "N", "--to", "csv"}).out, "N\nn\nm\n");
+}
+
+TEST_F(Files, NamesOfFilesDoNotSteerTheTerminal) {
+  const std::string good = Write("a\n\x1b[31m.bin", Reply("Id: 22"));
+  const std::string shown = directory_ + "/a\\n\\x1b[31m.bin";
+  EXPECT_EQ(View({good + "x"}).err, "tesview: " + shown + "x: cannot open it: No such file or directory\n");
+  EXPECT_EQ(View({good, good}).out.find('\x1b'), std::string::npos);
+  EXPECT_EQ(LinesOf(View({"--to", "summary", good, good}).out)[1].substr(0, shown.size()), shown);
+}
+
+TEST(Choose, BlanksBesideTheCommasDoNotCount) {
+  EXPECT_EQ(ViewBytes(SmallTable(), {"--columns", " Price, Name,", "--head", "1", "--to", "csv"}).out,
+            "Price,Name\n12.34,平安银行\n");
 }
 
 TEST(Choose, HeadAndTailOfEachTable) {
@@ -435,7 +499,7 @@ TEST_F(Files, OneBadFileDoesNotStopTheOthers) {
   EXPECT_EQ(result.out, "{\"Id\": 22}\n");
   EXPECT_EQ(result.err,
             "tesview: " + bad +
-                ": not a reply: the bytes end inside the field that begins at offset 0 (1 bytes read)\n"
+                ": not a reply: the bytes end inside the field that begins at offset 0 (1 byte read)\n"
                 "tesview: " +
                 directory_ + "/none.bin: cannot open it: No such file or directory\n");
   EXPECT_EQ(result.code, 3);
@@ -448,7 +512,7 @@ TEST_F(Files, ABadReplyInAStreamIsReportedAndSkipped) {
   EXPECT_EQ(result.out, "{\"Id\": 22}\n{\"Id\": 22}\n");
   EXPECT_EQ(
       result.err,
-      "tesview: (standard input): reply 2 at offset 3: not a reply: the bytes end inside the field that begins at offset 0 (1 bytes read)\n");
+      "tesview: (standard input): reply 2 at offset 3: not a reply: the bytes end inside the field that begins at offset 0 (1 byte read)\n");
   EXPECT_EQ(result.code, 1);
   const Result strict = ViewBytes(stream, {"--json", "--strict"});
   EXPECT_EQ(strict.out, "{\"Id\": 22}\n");
@@ -470,7 +534,8 @@ TEST(WrongUsage, IsOneLineThatHelps) {
       {{"--colums", "A"}, "unknown option --colums; did you mean \"--columns\"?"},
       {{"--to", "jsn"},
        "unknown word \"jsn\" for --to; known: table, json, pretty, ndjson, csv, summary, text"},
-      {{"--from=xml"}, "unknown word \"xml\" for --from; known: auto, raw, delimited, hex, base64, text"},
+      {{"--from=xml"},
+       "unknown word \"xml\" for --from; known: auto, raw, delimited, hex, base64, lines, text"},
       {{"--type", "DaDn"}, "unknown type \"DaDn\" for --type; did you mean \"DaDan\"?"},
       {{"--head", "-1"}, "\"-1\" for --head is no number from 0 to 2147483647"},
       {{"--jobs", "many"}, "\"many\" for --jobs is no number from 0 to 256"},
@@ -478,8 +543,16 @@ TEST(WrongUsage, IsOneLineThatHelps) {
       {{"--json", "--head", "3"},
        "--type, --path, --columns, --head and --tail choose from a table; take --to table, ndjson or csv"},
       {{"number"}, "number needs a VALUE, such as 0x4D2"},
-      {{"number", "x"}, "\"x\" is no 64-bit number; 1234 and 0x4D2 are"},
+      {{"number", "x"}, "\"x\" is no 64-bit number, as 1234 and 0x4D2 are; --pack takes 12.34"},
       {{"number", "--pakced", "1"}, "unknown option --pakced; did you mean \"--packed\"?"},
+      {{"--type", "77"},
+       "unknown type \"77\" for --type; known: DaDan, FenLeiChiCang, BxzjStock, BxzjBlock, Token, ZhiBiao1 to "
+       "ZhiBiao16 and their numbers"},
+      {{"--head"}, "--head needs a value"},
+      {{"pack"}, "pack needs a FILE"},
+      {{"schema"}, "schema needs a NAME"},
+      {{"shema", "21"}, "no file or command is called \"shema\"; did you mean \"schema\"?"},
+      {{"help"}, "no file or command is called \"help\""},
       {{"pack", "a", "b"}, "raw holds one reply; several FILEs take --to delimited, hex or base64"},
   };
   for (const Usage& each : cases) {
@@ -618,6 +691,10 @@ TEST(Ids, AMistypedOneIsAnswered) {
   const Result result = View({"ids", "QuoteDinaSingle"});
   EXPECT_EQ(result.err, "tesview: no Id is called \"QuoteDinaSingle\"; did you mean \"QuoteDynaSingle\"?\n");
   EXPECT_EQ(result.code, 1);
+  EXPECT_EQ(View({"ids", "9999"}).err,
+            "tesview: no Id has the number \"9999\"; tesview ids lists them all\n");
+  EXPECT_EQ(View({"schema", "9999"}).err,
+            "tesview: no message or enumeration has the Id \"9999\"; tesview ids lists the payloads\n");
   EXPECT_NE(View({"ids", "21"}).out.find("   21  QuoteKlineSingle"), std::string::npos);
 }
 
@@ -723,13 +800,76 @@ TEST(Help, ManualAndCompletionsAreWhatTheProgramSays) {
   }
 }
 
-TEST(Help, TheCompletionOfBashCompletes) {
-  const std::string script =
-      "source '" SOURCE_DIR
-      "/packaging/completions/tesview.bash'; COMP_WORDS=(tesview --to js); COMP_CWORD=2; "
-      "_tesview; echo \"${COMPREPLY[*]}\"; COMP_WORDS=(tesview --col); COMP_CWORD=1; _tesview; "
-      "echo \"${COMPREPLY[*]}\"";
-  EXPECT_EQ(program::Run({"bash", "-c", script}).out, "json\n--color --columns\n");
+// What a shell offers for the last word of a line, sorted. The line goes to the shell as an argument of its
+// own.
+Strings Offered(const std::string& shell, const std::string& line, const std::string& directory) {
+  const std::string completions = SOURCE_DIR "/packaging/completions";
+  Strings command;
+  if (shell == "bash") {
+    command = {
+        "bash",
+        "--norc",
+        "-c",
+        "source \"$1/tesview.bash\"; read -ra COMP_WORDS <<<\"$2\"; [[ $2 == *' ' ]] && COMP_WORDS+=('');"
+        "COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _tesview; printf '%s\\n' \"${COMPREPLY[@]}\"",
+        "bash",
+        completions,
+        line};
+  } else if (shell == "zsh") {
+    command = {"zsh", "-f", SOURCE_DIR "/tests/support/zsh_matches.zsh", completions, line};
+  } else {
+    command = {
+        "fish",      "--no-config",
+        "-c",        "source $argv[1]/tesview.fish; complete -C $argv[2] | string replace -r '\\t.*' ''",
+        completions, line};
+  }
+  How how;
+  how.directory = directory;
+  how.environment = {"PATH=" + fs::path(Program()).parent_path().string() + ":" + std::getenv("PATH"),
+                     "HOME=" + directory};
+  const Result result = program::Run(command, how);
+  EXPECT_EQ(result.err, "") << shell << " " << line;
+  Strings offered = LinesOf(result.out);
+  offered.erase(std::remove(offered.begin(), offered.end(), ""), offered.end());
+  std::sort(offered.begin(), offered.end());
+  return offered;
+}
+
+class Completion : public Files, public testing::WithParamInterface<std::string> {};
+
+TEST_P(Completion, OffersWhatMayStandThere) {
+  const std::string& shell = GetParam();
+  if (program::Run({"sh", "-c", "command -v " + shell}).code != 0)
+    GTEST_SKIP() << shell << " is not installed";
+  Write("a.bin", "");
+  const std::vector<std::pair<std::string, Strings>> cases{
+      {"tesview ", {"a.bin", "ids", "number", "pack", "schema"}},
+      {"tesview --to js", {"json"}},
+      {"tesview --col", {"--color", "--columns"}},
+      {"tesview a.bin --str", {"--strict"}},
+      {"tesview --type FenL", {"FenLeiChiCang"}},
+      {"tesview --columns ", {}},
+      {"tesview pack ", {"a.bin"}},
+      {"tesview pack --to ", {"base64", "delimited", "hex", "raw"}},
+      {"tesview pack --pa", {"--partial"}},
+      {"tesview pack --output ", {"a.bin"}},
+      {"tesview schema QuoteKlineS", {"QuoteKlineSingle"}},
+      {"tesview ids --ta", {"--table"}},
+      {"tesview number --pack", {"--pack", "--packed"}},
+  };
+  for (const auto& [line, expected] : cases)
+    EXPECT_EQ(Offered(shell, line, directory_), expected) << line;
+}
+
+INSTANTIATE_TEST_SUITE_P(Shells, Completion, testing::Values("bash", "zsh", "fish"),
+                         [](const auto& param) { return param.param; });
+
+// In bash --to=csv comes as three words, and a name may have blanks in it.
+TEST_F(Files, TheCompletionOfBashKnowsItsWords) {
+  Write("two words.bin", "");
+  EXPECT_EQ(Offered("bash", "tesview --to = c", directory_), Strings{"csv"});
+  EXPECT_EQ(Offered("bash", "tesview --to =", directory_).size(), 7u);
+  EXPECT_EQ(Offered("bash", "tesview two", directory_), Strings{"two words.bin"});
 }
 
 // Everything that the help shows as an example works as it stands.
@@ -823,6 +963,21 @@ TEST(Terminal, NothingIsWiderThanTheScreenAndWhatIsCutIsNamed) {
   EXPECT_EQ(View({"--width", "0"}, how).out.find("do not fit"), std::string::npos);
 }
 
+TEST(Terminal, ColumnsThatDoNotFitAreNamedInFullAndOnce) {
+  const std::string bar = " Data { ShiJian: " + P(20240617, 10) + " }";
+  How how = InTerminal(60);
+  how.input = Reply("Id: 21 RepDataQuoteKlineSingle { Obj: 'A'" + bar + bar +
+                    " } RepDataQuoteKlineSingle { Obj: 'B'" + bar + bar + " }");
+  const std::string out = WithoutColor(View({}, how).out);
+  EXPECT_NE(out.find("  10 more columns do not fit (--columns, --width 0):\n"
+                     "  ShouPanJia, ChengJiaoLiang, ChengJiaoE, ChengJiaoBiShu,\n"
+                     "  ShangZhangJiaShu, XiaDieJiaShu, ChiCang, ZengCang,\n"
+                     "  ZengLiang, JieSuanJia\n"),
+            std::string::npos)
+      << out;
+  EXPECT_NE(out.find("  10 more columns do not fit\n"), std::string::npos) << out;
+}
+
 TEST(Terminal, ASingleWideRowIsTurnedOnItsSide) {
   How how = InTerminal(60);
   how.input = Reply("Id: 20 RepDataQuoteDynaSingle { Obj: 'A' Data { Id: 1 ShiJian: 1 ZuiXinJia: " + P(1234) +
@@ -831,13 +986,35 @@ TEST(Terminal, ASingleWideRowIsTurnedOnItsSide) {
   EXPECT_NE(out.find("│ ZuiXinJia          │ 12.34 │\n"), std::string::npos) << out;
 }
 
-TEST(Terminal, LongCellsAreCutOnAScreenAndWholeInAPipe) {
+TEST(Terminal, LongCellsAreCutAsFarAsNeededAndWholeInAPipe) {
   const std::string text(100, 'x');
   const std::string reply = Wire("Info { Name: 'N' Type: 115 } Data { Index: 0 sValues: '" + text + "' }");
   How how = InTerminal(80);
   how.input = reply;
-  EXPECT_NE(View({}, how).out.find(std::string(39, 'x') + "…"), std::string::npos);
+  // Of 80 columns the row number and the lines take 8.
+  EXPECT_NE(View({}, how).out.find(" " + std::string(71, 'x') + "… "), std::string::npos);
+  how.columns = 108;
+  EXPECT_NE(View({}, how).out.find(" " + text + " "), std::string::npos);
   EXPECT_NE(ViewBytes(reply, {}).out.find(text), std::string::npos);
+}
+
+TEST(Terminal, LongCellsLeaveRoomForOtherColumns) {
+  // Two texts of 60 columns: 40 each and lines of 11 fit 91 columns and not 90, and what is left over is
+  // used.
+  const std::string text(60, 'x');
+  const std::string reply =
+      Wire("Info { Name: 'N' Type: 115 } Info { Name: 'M' Type: 115 } Data { Index: 0 sValues: '" + text +
+           "' sValues: '' } Data { Index: 1 sValues: '" + text + "' sValues: '' }");
+  const std::string cut = " " + std::string(39, 'x') + "… ";
+  EXPECT_NE(ViewBytes(reply, {"--style", "box", "--width", "91"}).out.find(cut + "│" + cut),
+            std::string::npos);
+  const std::string longer = " " + std::string(44, 'x') + "… ";
+  EXPECT_NE(ViewBytes(reply, {"--style", "box", "--width", "101"}).out.find(longer + "│" + longer),
+            std::string::npos);
+  const std::string narrow = ViewBytes(reply, {"--style", "box", "--width", "90"}).out;
+  EXPECT_NE(narrow.find(" " + text + " "), std::string::npos) << narrow;
+  EXPECT_NE(narrow.find("1 more column does not fit (--columns, --width 0): M\n"), std::string::npos)
+      << narrow;
 }
 
 TEST(Terminal, ProgressIsOnStandardErrorWhenTheWorkIsLong) {
@@ -953,13 +1130,18 @@ TEST(Stream, AnyLengthTakesBoundedMemory) {
 }
 
 TEST(Stream, RepliesComeOutAsSoonAsTheyAreIn) {
-  for (const std::string jobs : {"1", "2"}) {
+  const std::vector<std::tuple<std::string, std::string, std::string>> cases{
+      {"delimited", Framed(Reply("Id: 22")), "1"},
+      {"delimited", Framed(Reply("Id: 22")), "2"},
+      {"lines", "10:00 something else\n10:01 got 081608160816\n", "1"},
+      {"lines", "10:00 something else\n10:01 got 081608160816\n", "2"}};
+  for (const auto& [from, reply_in_form, jobs] : cases) {
+    const std::string& reply = reply_in_form;
     // The second reply is sent only when the first one has come out.
     int ready[2];
     ASSERT_EQ(pipe(ready), 0);
     How how;
     how.feed = [&](int fd) {
-      const std::string reply = Framed(Reply("Id: 22"));
       char one = 0;
       if (write(fd, reply.data(), reply.size()) < 0 || read(ready[0], &one, 1) != 1) return;
       if (write(fd, reply.data(), reply.size()) < 0) return;
@@ -969,7 +1151,7 @@ TEST(Stream, RepliesComeOutAsSoonAsTheyAreIn) {
       if (write(ready[1], "x", 1) != 1) std::abort();
     };
     // Without the first reply's output this would wait for ever.
-    const Result result = View({"--json", "--from", "delimited", "--jobs", jobs}, how);
+    const Result result = View({"--json", "--from", from, "--jobs", jobs}, how);
     EXPECT_EQ(result.out, "{\"Id\": 22}\n{\"Id\": 22}\n");
     close(ready[0]);
     close(ready[1]);
@@ -984,10 +1166,10 @@ Strings TypeOf(const std::string& sample) {
   return {"--type", sample.substr(6, sample.find('-', 6) - 6)};
 }
 
-// Long outputs are held by their first lines and their size.
+// Long outputs are held by their first lines and their size; SampleForms.SayTheSame compares the rest.
 std::string Shortened(const std::string& text) {
-  constexpr size_t kLines = 40;
-  constexpr size_t kColumns = 400;
+  constexpr size_t kLines = 100;
+  constexpr size_t kColumns = 1300;
   const Strings lines = LinesOf(text);
   std::string result;
   for (size_t i = 0; i < lines.size() && i < kLines; ++i) {
@@ -1047,6 +1229,45 @@ TEST_P(SampleForms, AreAsHeld) {
   const std::string made = EveryForm(GetParam());
   if (std::getenv("TESVIEW_UPDATE") != nullptr) std::ofstream(path) << made;
   EXPECT_EQ(Slurp(path), made);
+}
+
+// Outside of strings.
+std::string WithoutBlanks(const std::string& json) {
+  std::string result;
+  bool in_string = false;
+  for (size_t i = 0; i < json.size(); ++i) {
+    if (in_string && json[i] == '\\') result += json[i++];
+    if (json[i] == '"') in_string = !in_string;
+    if (in_string || (json[i] != ' ' && json[i] != '\n')) result += json[i];
+  }
+  return result;
+}
+
+// Pretty JSON is the JSON, the text form is the reply, and csv has the lines of ndjson.
+TEST_P(SampleForms, SayTheSame) {
+  const std::string path = Sample(GetParam());
+  const Result json = View({"--json", path});
+  if (json.code != 0) {
+    EXPECT_EQ(GetParam(), "damaged");
+    return;
+  }
+  EXPECT_EQ(WithoutBlanks(View({"--pretty", path}).out), WithoutBlanks(json.out));
+  How how;
+  how.input = View({"--to", "text", path}).out;
+  EXPECT_EQ(View({"pack", "-"}, how).out, Slurp(path));
+  Strings arguments = TypeOf(GetParam());
+  arguments.push_back(path);
+  arguments.insert(arguments.begin(), {"--to", "csv"});
+  const Result csv = View(arguments);
+  arguments[1] = "ndjson";
+  const Strings objects = LinesOf(View(arguments).out);
+  if (csv.code == 0) {
+    EXPECT_EQ(LinesOf(csv.out).size(), objects.size() + 1);
+  } else {
+    ASSERT_EQ(objects.size(), 1u);
+    EXPECT_EQ(WithoutBlanks(objects[0]),
+              "{\"_id\":22,\"_row\":null,\"_json\":" + WithoutBlanks(json.out) + "}");
+  }
 }
 
 Strings AllSamples() {

@@ -77,6 +77,10 @@ void* TableAt(void* root, const std::string& path, std::string* error) {
     const std::string_view number = rest.substr(0, slash);
     int row = -1;
     const auto [end, failure] = std::from_chars(number.data(), number.data() + number.size(), row);
+    if (number == "*") {
+      *error = fmt::format("path \"{}\" is that of several tables; take the number of a row for the *", path);
+      return nullptr;
+    }
     if (failure != std::errc() || end != number.data() + number.size() || slash == std::string_view::npos) {
       *error = fmt::format("path \"{}\" is not row/column, as in 0/Data", path);
       return nullptr;
@@ -126,6 +130,16 @@ bool HasChosen(const View& view, void* table) {
   return std::any_of(columns.begin(), columns.end(), [&](const Column& column) {
     return IsChosen(view, column.name) || LeadsToChosen(view, table, column);
   });
+}
+
+const View* ViewInside(const View& view, const View& all, const Column& column, void* child) {
+  if (view.columns.empty() || HasChosen(view, child)) return &view;
+  return IsChosen(view, column.name) ? &all : nullptr;
+}
+
+View WithAllColumns(View view) {
+  view.columns.clear();
+  return view;
 }
 
 std::vector<std::string> AllColumnNames(void* table) {

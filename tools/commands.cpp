@@ -26,12 +26,15 @@ std::string Lower(std::string text) {
   return text;
 }
 
+bool IsNumber(const std::string& word) {
+  return !word.empty() &&
+         std::all_of(word.begin(), word.end(), [](unsigned char c) { return std::isdigit(c) != 0; });
+}
+
 bool Matches(const Payload& payload, const std::vector<std::string>& words) {
   if (words.empty()) return true;
   return std::any_of(words.begin(), words.end(), [&](const std::string& word) {
-    const bool number =
-        std::all_of(word.begin(), word.end(), [](unsigned char c) { return std::isdigit(c) != 0; });
-    if (number) return std::to_string(payload.id) == word;
+    if (IsNumber(word)) return std::to_string(payload.id) == word;
     return Lower(payload.name).find(Lower(word)) != std::string::npos ||
            Lower(payload.field).find(Lower(word)) != std::string::npos;
   });
@@ -62,7 +65,8 @@ int64_t RawNumber(const std::string& text) {
   const bool whole = error == std::errc() && end == digits.data() + digits.size();
   // Hexadecimal shows the 64 bits; decimal is a number with a sign.
   if (!whole || (!hex && value > (negative ? uint64_t{1} << 63 : ~uint64_t{0} >> 1))) {
-    throw UsageError(fmt::format("\"{}\" is no 64-bit number; 1234 and 0x4D2 are", text));
+    throw UsageError(
+        fmt::format("\"{}\" is no 64-bit number, as 1234 and 0x4D2 are; --pack takes 12.34", text));
   }
   return static_cast<int64_t>(negative ? ~value + 1 : value);
 }
@@ -179,9 +183,11 @@ ExitCode RunIds(const IdsCommand& command, Output* output) {
   std::vector<std::string> names;
   for (const Payload& payload : Vocabulary())
     names.push_back(payload.name);
-  Complain(fmt::format("no Id{} is called \"{}\"{}", command.only_tables ? " with a table" : "",
-                       command.words.empty() ? "" : command.words[0],
-                       command.words.empty() ? "" : DidYouMean(command.words[0], names)));
+  const std::string word = command.words.empty() ? "" : command.words[0];
+  std::string near = DidYouMean(word, names);
+  if (near.empty()) near = "; tesview ids lists them all";
+  Complain(fmt::format("no Id{} {} \"{}\"{}", command.only_tables ? " with a table" : "",
+                       IsNumber(word) ? "has the number" : "is called", word, near));
   return kSomeNotShown;
 }
 
@@ -192,8 +198,10 @@ ExitCode RunSchema(const SchemaCommand& command, Output* output) {
     const auto definition = Definition(name, command.all);
     if (!definition) {
       output->Flush();
-      Complain(fmt::format("no message or enumeration is called \"{}\"{}", name,
-                           DidYouMean(name, DefinitionNames())));
+      std::string near = DidYouMean(name, DefinitionNames());
+      if (near.empty()) near = "; tesview ids lists the payloads";
+      Complain(fmt::format("no message or enumeration {} \"{}\"{}",
+                           IsNumber(name) ? "has the Id" : "is called", name, near));
       code = kSomeNotShown;
       continue;
     }

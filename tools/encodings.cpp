@@ -35,6 +35,12 @@ bool IsHexSeparator(char c) {
   return IsSpace(c) || c == ',' || c == ':' || c == ';' || c == '-';
 }
 
+// A line end or tabulator as logs write it inside of a string: \n.
+bool IsEscapedBlank(std::string_view text, size_t i) {
+  return i + 1 < text.size() && text[i] == '\\' &&
+         (text[i + 1] == 'n' || text[i + 1] == 'r' || text[i + 1] == 't');
+}
+
 // "0x" or "\x" in front of a digit.
 bool IsHexPrefix(std::string_view text, size_t i) {
   return i + 2 < text.size() && (text[i] == '0' || text[i] == '\\') &&
@@ -65,8 +71,8 @@ std::string_view LongestRun(std::string_view line, IsDigit is_digit) {
   std::string_view best;
   for (size_t i = 0; i < line.size();) {
     size_t end = i;
-    while (end < line.size() && is_digit(line[end]))
-      ++end;
+    while (end < line.size() && (is_digit(line[end]) || (end != i && IsEscapedBlank(line, end))))
+      end += is_digit(line[end]) ? 1U : 2U;
     if (end - i > best.size()) best = line.substr(i, end - i);
     i = end + 1;
   }
@@ -81,6 +87,10 @@ std::optional<std::string> DecodeHex(std::string_view text, size_t* bad) {
   for (size_t i = 0; i < text.size();) {
     if (IsHexSeparator(text[i])) {
       ++i;
+      continue;
+    }
+    if (IsEscapedBlank(text, i)) {
+      i += 2;
       continue;
     }
     if (text[i] == '#') {
@@ -122,6 +132,10 @@ std::optional<std::string> DecodeBase64(std::string_view text, size_t* bad) {
   bool ended = false;
   for (size_t i = 0; i < text.size(); ++i) {
     if (IsSpace(text[i])) continue;
+    if (IsEscapedBlank(text, i)) {
+      ++i;
+      continue;
+    }
     if (text[i] == '=') {
       ended = true;
       continue;

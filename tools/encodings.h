@@ -10,8 +10,8 @@
 namespace tesview {
 
 // Pairs of hexadecimal digits. Between pairs may stand blanks, line ends, ',', ':', ';' and '-', and each
-// pair may have a 0x or \x before it. Null if anything else is there or a digit has no second one; `bad` then
-// receives where.
+// pair may have a 0x or \x before it. A line end may also be written as \n. Null if anything else is there or
+// a digit has no second one; `bad` then receives where.
 std::optional<std::string> DecodeHex(std::string_view text, size_t* bad = nullptr);
 
 // The same with the lines of a dump: an offset before the digits, the bytes as text behind them.

@@ -72,32 +72,36 @@ Section TableRules() {
            "as UTF-8: what is well-formed UTF-8 with a character of three bytes or more is taken as it is, "
            "everything else as code page "
            "936. Characters that would steer the terminal are shown as \\n, \\x1b or \\u202e.",
-           "Where the width of the screen is known, texts, lists and bytes are cut to 40 columns, a table of "
-           "one row that is too wide is "
+           "Where the width of the screen is known, texts, lists and bytes are cut as far as the table needs "
+           "it, to 40 columns. Where that is not enough, a table of one row is "
            "turned on its side, and of other tables columns are left out from the right until the rest fits; "
-           "a line below names them. "
-           "Into a pipe or a file nothing is cut."},
+           "they are named below, once for tables that lack the same. "
+           "Into a pipe or a file nothing is cut. For a pager: --style box --color always FILE | less -RS."},
           {}};
 }
 
 Section LineRules() {
-  return {"Lines for other tools",
-          {"ndjson and csv are flat: a row with tables in it gives one line for each of their rows, with the "
-           "outer cells repeated and the "
-           "inner ones called Data.ShiJian; with several columns of tables the lines of one follow those of "
-           "the other. A row without inner "
-           "rows gives one line. A second column of the same name is called Name#5 after its index. Counted "
-           "cells are a list, in csv with blanks "
-           "between the numbers; bytes are base64.",
-           "ndjson: _file and _reply (from 1) where there are several, _id, _row (the path of the row, "
-           "\"0/Data/3\"), then the columns. A "
-           "cell that was not set is null, a cell set to no rows []. NaN and infinity are texts. A reply "
-           "without a table form is one "
-           "line with its JSON under _json.",
-           "csv: a cell that was not set is nothing, an empty text \"\". Before replies with other columns "
-           "comes an empty line and a header of their "
-           "own. A reply without a table form is an error."},
-          {}};
+  return {
+      "Lines for other tools",
+      {"ndjson and csv are flat: a row with tables in it gives one line for each of their rows, with the "
+       "outer cells repeated and the "
+       "inner ones called Data.ShiJian; with several columns of tables the lines of one follow those of "
+       "the other. A row without inner "
+       "rows gives one line. A second column of the same name is called Name#5 after its index. Counted "
+       "cells are a list, in csv with blanks "
+       "between the numbers; bytes are base64.",
+       "ndjson: _file and _reply (from 1) where there are several, _id, _row (the path of the row, "
+       "\"0/Data/3\"), then the columns. A "
+       "cell that was not set is null, one set to a table without rows []; both stand in each line of "
+       "their row. NaN and infinity are texts. A reply "
+       "without a table form is one "
+       "line with its JSON under _json.",
+       "csv: UTF-8, quoted where it has to be, lines end in a line feed. A cell that was not set is nothing "
+       "(with a single column the line is empty), an empty text \"\"; a line of another "
+       "column of tables leaves the columns of this one empty. Before replies with other columns "
+       "comes an empty line and a header of their "
+       "own. A reply without a table form is an error."},
+      {}};
 }
 
 Section ExitCodes() {
@@ -114,7 +118,7 @@ Section ExitCodes() {
 Section Environment() {
   return {"Environment",
           {},
-          {{"NO_COLOR", "If set to anything, no colour unless --color always asks for it."},
+          {{"NO_COLOR", "If set and not empty, no colour unless --color always asks for it."},
            {"TERM", "dumb means no colour."}}};
 }
 
@@ -263,109 +267,6 @@ std::string Upper(std::string text) {
   return text;
 }
 
-// ---- completions ----
-
-std::string Joined(const std::vector<std::string>& words) {
-  std::string text;
-  for (const std::string& word : words)
-    text += (text.empty() ? "" : " ") + word;
-  return text;
-}
-
-std::vector<std::string> LongNames(const CLI::App& app) {
-  std::vector<std::string> names;
-  for (const CLI::Option* option : app.get_options()) {
-    if (option->get_group().empty()) continue;
-    for (const std::string& name : option->get_lnames())
-      names.push_back("--" + name);
-  }
-  return names;
-}
-
-std::string FirstSentence(const std::string& text) {
-  std::string sentence = text.substr(0, text.find_first_of(".:;"));
-  sentence.erase(std::remove_if(sentence.begin(), sentence.end(),
-                                [](char c) { return c == '\'' || c == '[' || c == ']'; }),
-                 sentence.end());
-  return sentence;
-}
-
-std::string Bash(const CLI::App& app, const std::vector<Words>& words) {
-  const auto commands = app.get_subcommands([](const CLI::App*) { return true; });
-  std::string names;
-  std::string cases;
-  for (const CLI::App* command : commands) {
-    names += " " + command->get_name();
-    cases += fmt::format("    {}) options=\"{}\" ;;\n", command->get_name(), Joined(LongNames(*command)));
-  }
-  std::string text =
-      "# Completion of tesview for bash.\n_tesview() {\n"
-      "  local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD-1]} command=${COMP_WORDS[1]} "
-      "options\n"
-      "  COMPREPLY=()\n"
-      "  case \"$command $before\" in\n";
-  for (const Words& each : words) {
-    if (each.option.find(' ') != std::string::npos)
-      text += fmt::format("    \"{}\") COMPREPLY=($(compgen -W \"{}\" -- \"$word\")); return ;;\n",
-                          each.option, Joined(each.words));
-  }
-  text += "  esac\n  case \"$before\" in\n";
-  for (const Words& each : words) {
-    if (each.option.find(' ') == std::string::npos)
-      text += fmt::format("    {}) COMPREPLY=($(compgen -W \"{}\" -- \"$word\")); return ;;\n", each.option,
-                          Joined(each.words));
-  }
-  text += "  esac\n  case \"$command\" in\n" + cases +
-          fmt::format("    *) options=\"{}\" ;;\n  esac\n", Joined(LongNames(app)));
-  text += fmt::format(
-      "  if [[ $word == -* ]]; then\n    COMPREPLY=($(compgen -W \"$options\" -- \"$word\"))\n  else\n"
-      "    [[ $COMP_CWORD -eq 1 ]] && COMPREPLY=($(compgen -W \"{}\" -- \"$word\"))\n"
-      "    COMPREPLY+=($(compgen -f -- \"$word\"))\n  fi\n}}\n"
-      "complete -o filenames -F _tesview tesview\n",
-      names.substr(1));
-  return text;
-}
-
-std::string Zsh(const CLI::App& app, const std::vector<Words>& words) {
-  std::string text = "#compdef tesview\n# Completion of tesview for zsh.\n_arguments \\\n";
-  for (const CLI::Option* option : app.get_options()) {
-    if (option->get_group().empty()) continue;
-    for (const std::string& name : option->get_lnames()) {
-      std::string takes;
-      if (option->get_expected_max() > 0) takes = fmt::format(":{}:", option->get_type_name());
-      for (const Words& each : words) {
-        if (each.option == "--" + name) takes += "(" + Joined(each.words) + ")";
-      }
-      text += fmt::format("  '--{}{}[{}]{}' \\\n", name, takes.empty() ? "" : "=",
-                          FirstSentence(option->get_description()), takes);
-    }
-  }
-  std::string names;
-  for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; }))
-    names += " " + command->get_name();
-  return text + fmt::format("  '1: :{{ _values command{}; _files }}' \\\n  '*:file:_files'\n", names);
-}
-
-std::string Fish(const CLI::App& app, const std::vector<Words>& words) {
-  std::string text = "# Completion of tesview for fish.\n";
-  for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
-    text += fmt::format("complete -c tesview -n __fish_use_subcommand -a {} -d '{}'\n", command->get_name(),
-                        FirstSentence(command->get_description()));
-  }
-  for (const CLI::Option* option : app.get_options()) {
-    if (option->get_group().empty()) continue;
-    for (const std::string& name : option->get_lnames()) {
-      std::string takes = option->get_expected_max() > 0 ? " -r" : "";
-      for (const Words& each : words) {
-        if (each.option == "--" + name) takes += " -f -a '" + Joined(each.words) + "'";
-      }
-      text += fmt::format("complete -c tesview -l {}{} -d '{}'\n", name, takes,
-                          FirstSentence(option->get_description()));
-    }
-  }
-  return text;
-}
-
 }  // namespace
 
 std::string HelpText(const CLI::App& app) {
@@ -411,13 +312,6 @@ std::string ManualPage(const CLI::App& app) {
     }
   }
   return text;
-}
-
-std::string Completions(const CLI::App& app, const std::vector<Words>& words, std::string_view shell) {
-  if (shell == "bash") return Bash(app, words);
-  if (shell == "zsh") return Zsh(app, words);
-  if (shell == "fish") return Fish(app, words);
-  return std::string();
 }
 
 }  // namespace tesview

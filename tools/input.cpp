@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
+#include <vector>
 
 #include "tools/encodings.h"
 #include "tools/wire.h"
@@ -20,6 +21,10 @@ constexpr size_t kMaxReplyBytes = 0x7FFFFFFF;
 constexpr size_t kMaxTextBytes = 2 * kMaxReplyBytes;
 // Lines of digits that are looked at before they count as the lines of one reply.
 constexpr int kLinesLookedAt = 8;
+// Places of a line at which digits may begin.
+constexpr size_t kWordsLookedAt = 16;
+// Lines that may belong to one reply are put together up to this size.
+constexpr size_t kMostJoined = size_t{256} * 1024;
 
 // Text has no control characters, and is ASCII for the most part also where there is Chinese in it.
 bool LooksLikeText(std::string_view bytes) {
@@ -76,6 +81,48 @@ std::optional<std::string> DecodeWhole(std::string_view text, Form form, size_t*
   if (form == Form::kBase64) return DecodeBase64(text, bad);
   if (auto bytes = DecodeHex(text, bad)) return bytes;
   return DecodeHexDump(text);
+}
+
+std::vector<std::string_view> LinesOf(std::string_view text) {
+  std::vector<std::string_view> lines;
+  while (!text.empty()) {
+    const size_t end = text.find('\n');
+    const std::string_view line = text.substr(0, end);
+    text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
+    if (!IsBlank(line)) lines.push_back(line);
+  }
+  return lines;
+}
+
+// A reply has one Id, in front. Dumps of several, one after the other, would be read as one reply.
+bool HasSeveralIds(std::string_view bytes) {
+  size_t pos = 0;
+  WireField field;
+  int ids = 0;
+  while (ReadField(bytes, &pos, &field) == WireStep::kField)
+    ids += field.number == 1 && field.wire_type == 0 ? 1 : 0;
+  return ids > 1;
+}
+
+// Where a word begins in a line: what stands before the digits in all lines of a reply ends at one of these.
+std::vector<size_t> WordStarts(std::string_view line) {
+  std::vector<size_t> starts;
+  for (size_t i = 0; i < line.size() && starts.size() < kWordsLookedAt; ++i) {
+    const auto is_word = [&](size_t at) { return std::isalnum(static_cast<unsigned char>(line[at])) != 0; };
+    if (i == 0 || (!is_word(i - 1) && is_word(i))) starts.push_back(i);
+  }
+  return starts;
+}
+
+// The lines without their first `column` characters; null if one of them is shorter.
+std::optional<std::string> BehindColumn(const std::vector<std::string_view>& lines, size_t column) {
+  std::string text;
+  for (const std::string_view line : lines) {
+    if (line.size() <= column) return std::nullopt;
+    text += line.substr(column);
+    text += '\n';
+  }
+  return text;
 }
 
 // Every frame that lies wholly in `bytes` looks like a reply, and so does the beginning of a last one.
@@ -175,6 +222,11 @@ bool ReplyReader::TakeLine(std::string* line) {
 void ReplyReader::Recognise() {
   started_ = true;
   if (form_ == Form::kRaw || form_ == Form::kDelimited || form_ == Form::kText) return;
+  if (form_ == Form::kLines) {
+    by_line_ = true;
+    guessed_ = true;
+    return;
+  }
   Fill(kBlock);
   guessed_ = form_ == Form::kAuto;
   const std::string_view block = Buffered();
@@ -191,6 +243,7 @@ void ReplyReader::RecogniseText() {
     form_ = Form::kText;
     return;
   }
+  if (RecogniseOverLines()) return;
   int lines = 0;
   while (!rest.empty()) {
     const size_t end = rest.find('\n');
@@ -206,7 +259,37 @@ void ReplyReader::RecogniseText() {
       return;
     }
   }
-  if (guessed_ && !RecogniseWhole()) form_ = Form::kText;
+  if (guessed_ && !RecogniseWhole()) {
+    form_ = Form::kText;
+    unrecognised_ = true;
+  }
+}
+
+// One reply over all lines, each with the same width before its digits. The first of them alone often looks
+// like a reply as well; several that do are replies of their own.
+bool ReplyReader::RecogniseOverLines() {
+  std::string_view block = Buffered();
+  if (!source_ended_) block = block.substr(0, block.rfind('\n') + 1);
+  const auto lines = LinesOf(block);
+  if (lines.size() < 2) return false;
+  for (const size_t column : WordStarts(lines[0])) {
+    const auto text = BehindColumn(lines, column);
+    if (!text) continue;
+    for (const Form form : {Form::kHex, Form::kBase64}) {
+      if (!guessed_ && form != form_) continue;
+      const auto bytes = DecodeWhole(*text, form, nullptr);
+      if (!bytes || !(source_ended_ ? LooksLikeReply(*bytes) : LooksLikeStartOfReply(*bytes))) continue;
+      const auto alone = std::count_if(lines.begin(), lines.end(), [&](std::string_view line) {
+        const auto piece = DecodeWhole(line.substr(column), form, nullptr);
+        return piece && LooksLikeReply(*piece);
+      });
+      if (alone > 1) return false;
+      form_ = form;
+      column_ = column;
+      return true;
+    }
+  }
+  return false;
 }
 
 // A reply over several lines; only as much as the block holds is looked at.
@@ -258,7 +341,22 @@ Next ReplyReader::ReadWhole(Reply* reply, std::string* error) {
   }
   if (form_ == Form::kText) {
     reply->bytes.clear();
-    return text_parser_(all, &reply->bytes, error) ? Next::kReply : Next::kBad;
+    if (text_parser_(all, &reply->bytes, error)) return Next::kReply;
+    *error = unrecognised_
+                 ? fmt::format("not recognised as a reply in any form (as text: {}); --from says which it is",
+                               *error)
+                 : "not a reply in text form: " + *error;
+    return Next::kBad;
+  }
+  const auto lines = LinesOf(all);
+  const bool several_lines = lines.size() > 1;
+  if (column_ != 0) {
+    // Without what stands before the digits; a line that is too short for that has none.
+    std::string digits;
+    for (const std::string_view line : lines) {
+      if (line.size() > column_) digits.append(line.substr(column_)).append(1, '\n');
+    }
+    all = std::move(digits);
   }
   size_t bad = 0;
   auto bytes = DecodeWhole(all, form_, &bad);
@@ -267,6 +365,11 @@ Next ReplyReader::ReadWhole(Reply* reply, std::string* error) {
     *error = bad < all.size() ? fmt::format("not {}: at offset {} stands 0x{:02x}", name, bad,
                                             static_cast<unsigned char>(all[bad]))
                               : fmt::format("not {}: the last digit stands alone", name);
+    return Next::kBad;
+  }
+  if (several_lines && HasSeveralIds(*bytes)) {
+    *error =
+        "several replies one after the other over several lines; put each into a line or a file of its own";
     return Next::kBad;
   }
   reply->bytes = std::move(*bytes);
@@ -325,7 +428,13 @@ Next ReplyReader::ReadLine(Reply* reply, std::string* error) {
     }
     if (IsBlank(line)) continue;
     auto bytes = BytesInLine(line, form_);
-    if (!bytes && guessed_) continue;
+    if (guessed_ && !bytes) {
+      if (!GoesOn(line)) continue;
+      *error = fmt::format(
+          "reply {} goes on at offset {}: only its first line was read; put its lines into a file of their own",
+          number_, offset);
+      return Next::kBad;
+    }
     ++number_;
     if (!bytes) {
       *error = fmt::format("reply {} at offset {}: no {} digits in this line", number_, offset,
@@ -335,8 +444,30 @@ Next ReplyReader::ReadLine(Reply* reply, std::string* error) {
     reply->number = number_;
     reply->offset = offset;
     reply->bytes = std::move(*bytes);
+    if (guessed_) {
+      joined_ = reply->bytes;
+      const std::string_view run = LongestHexRun(line);
+      joined_column_ = run.empty() ? 0 : static_cast<size_t>(run.data() - line.data());
+    }
     return Next::kReply;
   }
+}
+
+// Whether the line has digits below those of the last reply and makes another reply together with it and the
+// lines between them: then that one was only the beginning of this.
+bool ReplyReader::GoesOn(std::string_view line) {
+  if (joined_.empty() || joined_column_ == 0) return false;
+  const std::string_view run =
+      line.size() > joined_column_ ? line.substr(joined_column_) : std::string_view();
+  const auto bytes = DecodeHex(Trim(run));
+  if (!bytes || bytes->empty() || joined_.size() > kMostJoined) {
+    joined_.clear();
+    return false;
+  }
+  joined_ += *bytes;
+  const bool whole = LooksLikeReply(joined_);
+  if (whole || !LooksLikeStartOfReply(joined_)) joined_.clear();
+  return whole;
 }
 
 }  // namespace tesview

@@ -21,6 +21,7 @@ enum class Form {
   kDelimited,  // replies, each with its length as a varint before it
   kHex,        // one reply a line, or one reply over all lines
   kBase64,     // the same
+  kLines,      // a log: one reply in either of these forms in each line that has one
   kText,       // one reply in protobuf's text form
 };
 
@@ -88,6 +89,8 @@ class ReplyReader {
   void RecogniseText();
   void RecogniseBinary();
   bool RecogniseWhole();
+  bool RecogniseOverLines();
+  bool GoesOn(std::string_view line);
 
   Next ReadWhole(Reply* reply, std::string* error);
   Next ReadDelimited(Reply* reply, std::string* error);
@@ -107,6 +110,12 @@ class ReplyReader {
   bool done_ = false;
   bool by_line_ = false;
   bool guessed_ = false;
+  bool unrecognised_ = false;
+  size_t column_ = 0;  // where the digits begin in each line of a reply over several lines
+
+  // The last reply of a line, and the lines behind it as far as they look like a part of it.
+  std::string joined_;
+  size_t joined_column_ = 0;
 };
 
 // The bytes in one line, in the given form or, with Form::kAuto, in the form by which they look like a reply.

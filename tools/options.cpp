@@ -3,12 +3,14 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <charconv>
 #include <limits>
 #include <thread>
 
 #include <CLI/CLI.hpp>
 
+#include "tools/encodings.h"
 #include "tools/help.h"
 #include "tools/schema.h"
 #include "tools/suggest.h"
@@ -28,9 +30,10 @@ struct Word {
 constexpr Word<To> kTo[] = {{"table", To::kTable},   {"json", To::kJson}, {"pretty", To::kPretty},
                             {"ndjson", To::kNdjson}, {"csv", To::kCsv},   {"summary", To::kSummary},
                             {"text", To::kText}};
-constexpr Word<Form> kFrom[] = {{"auto", Form::kAuto},           {"raw", Form::kRaw},
-                                {"delimited", Form::kDelimited}, {"hex", Form::kHex},
-                                {"base64", Form::kBase64},       {"text", Form::kText}};
+constexpr Word<Form> kFrom[] = {
+    {"auto", Form::kAuto}, {"raw", Form::kRaw},       {"delimited", Form::kDelimited},
+    {"hex", Form::kHex},   {"base64", Form::kBase64}, {"lines", Form::kLines},
+    {"text", Form::kText}};
 constexpr Word<When> kWhen[] = {{"auto", When::kAuto}, {"always", When::kAlways}, {"never", When::kNever}};
 constexpr Word<When> kStyle[] = {{"auto", When::kAuto}, {"box", When::kAlways}, {"plain", When::kNever}};
 constexpr Word<PackForm> kPack[] = {{"raw", PackForm::kRaw},
@@ -93,8 +96,14 @@ int64_t NumberOf(const std::string& given, const char* option, int64_t least, in
   return value;
 }
 
+bool IsKnown(TPType type) {
+  const auto& known = TypeNames();
+  return std::any_of(known.begin(), known.end(), [type](const TypeName& each) { return each.type == type; });
+}
+
 TPType TypeOf(const std::string& given) {
-  if (const auto type = FindType(given)) return *type;
+  const auto found = FindType(given);
+  if (found && IsKnown(*found)) return *found;
   std::vector<std::string> names;
   for (const TypeName& type : TypeNames())
     names.emplace_back(type.name);
@@ -106,12 +115,14 @@ TPType TypeOf(const std::string& given) {
                    : near));
 }
 
+// Blanks beside the commas are none of the names'.
 std::vector<std::string> SplitAtCommas(const std::string& list) {
   std::vector<std::string> parts;
   size_t begin = 0;
   while (begin <= list.size()) {
     const size_t end = std::min(list.find(',', begin), list.size());
-    if (end != begin) parts.push_back(list.substr(begin, end - begin));
+    const std::string_view part = Trim(std::string_view(list).substr(begin, end - begin));
+    if (!part.empty()) parts.emplace_back(part);
     begin = end + 1;
   }
   if (parts.empty()) throw UsageError("--columns names no column");
@@ -142,6 +153,13 @@ class CommandLine {
       return Printed("tesview " TESVIEW_VERSION "\n");
     } catch (const CLI::ExtrasError&) {
       throw UsageError(Unexpected());
+    } catch (const CLI::ArgumentMismatch& error) {
+      // "--head: 1 required N missing"
+      const std::string what = error.what();
+      throw UsageError(what.substr(0, what.find(':')) + " needs a value");
+    } catch (const CLI::RequiredError& error) {
+      const std::string what = error.what();
+      throw UsageError(app_.get_subcommands()[0]->get_name() + " needs a " + what.substr(0, what.find(' ')));
     } catch (const CLI::ParseError& error) {
       throw UsageError(error.what());
     }
@@ -160,12 +178,13 @@ class CommandLine {
         "FILE", given_.paths,
         "Files with replies, and directories, whose files are read by name with those below them; \"-\" or "
         "no FILE is standard input. A file that is called like a command is given as ./ids.");
-    app_.add_option("--from", given_.from,
-                    "How FILE holds replies: raw (one reply), delimited (a stream, each reply with its "
-                    "length as a varint "
-                    "before it), hex, base64 (a line is a reply, or all lines together are; of a line of a "
-                    "log the longest run of "
-                    "digits), text (protobuf text form). With auto, the default, it is found out.")
+    app_.add_option(
+            "--from", given_.from,
+            "How FILE holds replies: raw (one reply), delimited (a stream, each reply with its "
+            "length as a varint before it), hex, base64 (a line is a reply, or all lines together are; "
+            "of a line of a log the longest run of digits), lines (a log, of which each line is looked "
+            "at by itself and as soon as it comes), text (protobuf text form). With auto, the default, "
+            "it is found out.")
         ->type_name("FORM")
         ->group("Input")
         ->take_last();
@@ -220,7 +239,8 @@ class CommandLine {
         ->group("Choice")
         ->take_last();
     app_.add_option("--columns", given_.columns,
-                    "Show only these columns, in this order, wherever in the table they are.")
+                    "Show only these columns, in this order, wherever in the table they are; of a column of "
+                    "tables all that is in it.")
         ->type_name("NAME,...")
         ->group("Choice")
         ->take_last();
@@ -298,9 +318,11 @@ class CommandLine {
 
   std::string Generated() const {
     if (given_.generate == "man") return ManualPage(app_);
+    // The two that never give a layout of their own are known, but not offered.
     std::vector<std::string> types;
-    for (const TypeName& type : TypeNames())
-      types.emplace_back(type.name);
+    for (const TypeName& type : TypeNames()) {
+      if (type.type != TPTypeById && type.type != TPTypeBxzjBlock) types.emplace_back(type.name);
+    }
     std::string text = Completions(app_,
                                    {{"--to", WordsOf(kTo)},
                                     {"--from", WordsOf(kFrom)},
@@ -371,12 +393,22 @@ class CommandLine {
       }
       job.paths.emplace_back("-");
     }
+    RefuseMistypedCommand(job.paths[0]);
     job.from = ValueOf(kFrom, given_.from, "--from");
     const int64_t cores = std::max(1U, std::thread::hardware_concurrency());
     const int64_t jobs = NumberOf(given_.jobs, "--jobs", 0, kMostJobs);
     job.jobs = static_cast<int>(jobs == 0 ? std::min<int64_t>(cores, kMostJobs) : jobs);
     job.progress = ValueOf(kWhen, given_.progress, "--progress");
     UnderstandView(&job.view);
+  }
+
+  // A word that is no file, but nearly a command.
+  static void RefuseMistypedCommand(const std::string& word) {
+    if (word == "-" || word.find_first_of("./") != std::string::npos || access(word.c_str(), F_OK) == 0)
+      return;
+    const std::string near = DidYouMean(word, {"ids", "schema", "number", "pack"});
+    if (!near.empty() || word == "help")
+      throw UsageError(fmt::format("no file or command is called \"{}\"{}", word, near));
   }
 
   void UnderstandView(View* view) {

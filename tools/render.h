@@ -21,8 +21,8 @@ constexpr size_t kMostOutput = size_t{512} * 1024 * 1024;
 
 class TooMuch : public std::exception {};
 
-inline void CheckSize(const std::string& out) {
-  if (out.size() > kMostOutput) throw TooMuch();
+inline void CheckSize(size_t out) {
+  if (out > kMostOutput) throw TooMuch();
 }
 
 // The cells of all lines that the table gives; throws TooMuch.
@@ -42,6 +42,11 @@ std::vector<Column> ColumnsShown(const View& view, void* table);
 
 // Whether the table, or one inside it, has one of the columns that were asked for.
 bool HasChosen(const View& view, void* table);
+
+// What is chosen of a table in this column, null if it is not shown. A column of tables that was asked for
+// shows the whole of those in which no column was asked for. `all` is the view without a choice of columns.
+const View* ViewInside(const View& view, const View& all, const Column& column, void* child);
+View WithAllColumns(View view);
 
 // The first column that was asked for and is nowhere in the table; empty if all are there.
 std::string MissingColumn(const View& view, void* table);

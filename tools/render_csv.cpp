@@ -16,7 +16,7 @@ struct Place {
 };
 
 // Adds what the table has and the place does not know yet.
-void Gather(const View& view, void* table, Place* place) {
+void Gather(const View& view, const View& all, void* table, Place* place) {
   for (const Column& column : ColumnsShown(view, table)) {
     auto at = std::find_if(place->columns.begin(), place->columns.end(),
                            [&](const Column& known) { return known.name == column.name; });
@@ -29,7 +29,9 @@ void Gather(const View& view, void* table, Place* place) {
     Place* inner = &place->inner[static_cast<size_t>(at - place->columns.begin())];
     const auto [from, to] = RowsShown(view, table);
     for (int row = from; row < to; ++row) {
-      if (void* child = table_get_table(table, row, column.index)) Gather(view, child, inner);
+      void* child = table_get_table(table, row, column.index);
+      const View* inside = child == nullptr ? nullptr : ViewInside(view, all, column, child);
+      if (inside != nullptr) Gather(*inside, all, child, inner);
     }
   }
 }
@@ -49,9 +51,10 @@ void Number(Place* place, const std::string& prefix, std::vector<std::string>* n
 
 std::string NumberField(const void* table, int row, const Column& column) {
   std::string text;
-  for (int i = 0; i < column.count; ++i) {
+  const void* numbers = NumbersOf(table, row, column);
+  for (int i = 0; i < column.count && numbers != nullptr; ++i) {
     if (i != 0) text += ' ';
-    AppendNumber(&text, table, row, column, i);
+    AppendNumber(&text, column, numbers, i);
   }
   return text;
 }
@@ -75,18 +78,18 @@ std::string Field(const void* table, int row, const Column& column) {
 class Lines {
  public:
   Lines(const View& view, std::string start, size_t fields, std::string* out)
-      : view_(view), start_(std::move(start)), fields_(fields), out_(out) {}
+      : all_(WithAllColumns(view)), start_(std::move(start)), fields_(fields), out_(out) {}
 
-  void Table(void* table, const Place& place) {
+  void Table(const View& view, void* table, const Place& place) {
     const std::vector<Column> columns = ColumnsOf(table);
-    const auto [from, to] = RowsShown(view_, table);
+    const auto [from, to] = RowsShown(view, table);
     for (int row = from; row < to; ++row)
-      Row(table, columns, place, row);
+      Row(view, table, columns, place, row);
   }
 
  private:
   // The fields of this row are emptied again behind its lines, so that the next row does not inherit them.
-  void Row(void* table, const std::vector<Column>& columns, const Place& place, int row) {
+  void Row(const View& view, void* table, const std::vector<Column>& columns, const Place& place, int row) {
     std::vector<size_t> used;
     for (const Column& column : columns) {
       const auto c = Find(place, column.name);
@@ -98,7 +101,9 @@ class Lines {
     for (const Column& column : columns) {
       const auto c = Find(place, column.name);
       if (!c || column.type != kTable) continue;
-      if (void* child = table_get_table(table, row, column.index)) Table(child, place.inner[*c]);
+      void* child = table_get_table(table, row, column.index);
+      const View* inside = child == nullptr ? nullptr : ViewInside(view, all_, column, child);
+      if (inside != nullptr) Table(*inside, child, place.inner[*c]);
     }
     if (out_->size() == before) Write();
     for (const size_t field : used)
@@ -119,10 +124,10 @@ class Lines {
       *out_ += fields_[i];
     }
     *out_ += '\n';
-    CheckSize(*out_);
+    CheckSize(out_->size());
   }
 
-  const View& view_;
+  const View all_;
   std::string start_;
   std::vector<std::string> fields_;
   std::string* out_;
@@ -132,7 +137,7 @@ class Lines {
 
 void RenderCsv(const View& view, const Item& item, void* table, std::string* header, std::string* out) {
   Place place;
-  Gather(view, table, &place);
+  Gather(view, WithAllColumns(view), table, &place);
   std::vector<std::string> names;
   Number(&place, "", &names);
   std::string start;
@@ -150,7 +155,7 @@ void RenderCsv(const View& view, const Item& item, void* table, std::string* hea
     AppendCsvField(header, names[i]);
   }
   *header += '\n';
-  Lines(view, start, names.size(), out).Table(table, place);
+  Lines(view, start, names.size(), out).Table(view, table, place);
 }
 
 }  // namespace tesview

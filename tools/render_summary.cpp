@@ -71,7 +71,7 @@ std::string RenderSummary(const View& view, const Item& item, int32_t id) {
   });
 
   const Payload* payload = FindPayload(id);
-  std::string line = Start(item, item.source, fmt::format("{}", item.reply.number)) +
+  std::string line = Start(item, Printable(item.source), fmt::format("{}", item.reply.number)) +
                      fmt::format("{:>5}  {:<28}  {:>10}  ", id, payload == nullptr ? "?" : payload->name,
                                  item.reply.bytes.size());
   if (table == nullptr) {

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -9,9 +10,13 @@
 namespace tesview {
 namespace {
 
-// On a screen, longer cells are cut to this many columns.
-constexpr size_t kWidestCell = 40;
+// On a screen, texts, lists and bytes may be cut, but to no less than this to make room for other columns.
+constexpr size_t kRoomForText = 40;
+// And to no less than this in any case.
+constexpr size_t kLeastText = 8;
 constexpr size_t kBinaryBytesShown = 16;
+// Of a line that names the columns that did not fit.
+constexpr size_t kMostNoteLines = 12;
 constexpr std::string_view kUnset = "\xC2\xB7";  // a middle dot
 constexpr std::string_view kEmptyText = "''";
 constexpr std::string_view kTimes = " \xC3\x97 ";
@@ -29,7 +34,8 @@ struct GridColumn {
   bool keep = false;  // never cut off
   std::vector<Cell> cells;
   size_t fraction = 0;
-  size_t width = 0;
+  size_t widest = 0;  // of its cells and its name
+  size_t width = 0;   // as it is shown
 };
 
 struct Grid {
@@ -37,16 +43,13 @@ struct Grid {
   size_t rows = 0;
 };
 
-std::string Number(const void* table, int row, const Column& column, int element) {
-  std::string text;
-  AppendNumber(&text, table, row, column, element);
-  return text;
-}
-
 std::string List(const void* table, int row, const Column& column) {
   std::string text = "[";
-  for (int i = 0; i < column.count; ++i)
-    text += (i == 0 ? "" : ", ") + Number(table, row, column, i);
+  const void* numbers = NumbersOf(table, row, column);
+  for (int i = 0; i < column.count && numbers != nullptr; ++i) {
+    if (i != 0) text += ", ";
+    AppendNumber(&text, column, numbers, i);
+  }
   return text + "]";
 }
 
@@ -69,7 +72,8 @@ Cell NumberCell(const void* table, int row, const Column& column) {
   if (column.name == "HasBits" && column.type == kInt64) {
     return {fmt::format("{:#x}", static_cast<uint64_t>(table_get_int64(table, row, column.index))), false, 0};
   }
-  Cell cell{Number(table, row, column, 0), false, 0};
+  Cell cell;
+  if (const void* number = NumbersOf(table, row, column)) AppendNumber(&cell.text, column, number, 0);
   const size_t point = cell.text.find('.');
   if (point != std::string::npos) cell.fraction = cell.text.size() - point;
   return cell;
@@ -92,16 +96,19 @@ Cell CellOf(const void* table, int row, const Column& column) {
 
 // ---- layout ----
 
-void MeasureColumn(const View& view, GridColumn* column) {
-  for (Cell& cell : column->cells) {
-    if (view.width != 0 && !column->right) cell.text = CutToWidth(cell.text, kWidestCell);
+void MeasureColumn(GridColumn* column) {
+  for (const Cell& cell : column->cells)
     column->fraction = std::max(column->fraction, cell.fraction);
-  }
-  column->width = DisplayWidth(column->name);
+  column->widest = DisplayWidth(column->name);
   for (Cell& cell : column->cells) {
     if (column->right) cell.text.append(column->fraction - cell.fraction, ' ');
-    column->width = std::max(column->width, DisplayWidth(cell.text));
+    column->widest = std::max(column->widest, DisplayWidth(cell.text));
   }
+}
+
+// Where all that is no number is cut to `limit`.
+size_t WidthAt(const GridColumn& column, size_t limit) {
+  return column.right ? column.widest : std::min(column.widest, limit);
 }
 
 GridColumn RowNumbers(const std::vector<std::string>& labels) {
@@ -120,17 +127,44 @@ size_t Overhead(const View& view, size_t columns) {
   return view.boxes ? columns * 3 + 1 : (columns - 1) * 2;
 }
 
-size_t TotalWidth(const View& view, const Grid& grid) {
+size_t TotalWidth(const View& view, const Grid& grid, size_t limit) {
   size_t width = Overhead(view, grid.columns.size());
   for (const GridColumn& column : grid.columns)
-    width += column.width;
+    width += WidthAt(column, limit);
   return width;
 }
 
+// The longest that cells can be for the grid to fit.
+size_t LimitFor(const View& view, const Grid& grid, size_t room) {
+  size_t most = kLeastText;
+  for (const GridColumn& column : grid.columns)
+    most = std::max(most, column.widest);
+  size_t least = kLeastText;
+  while (least < most) {
+    const size_t middle = least + (most - least + 1) / 2;
+    if (TotalWidth(view, grid, middle) <= room) {
+      least = middle;
+    } else {
+      most = middle - 1;
+    }
+  }
+  return least;
+}
+
+void CutCells(Grid* grid, size_t limit) {
+  for (GridColumn& column : grid->columns) {
+    column.width = WidthAt(column, limit);
+    if (column.right || column.widest <= limit) continue;
+    column.name = CutToWidth(column.name, limit);
+    for (Cell& cell : column.cells)
+      cell.text = CutToWidth(cell.text, limit);
+  }
+}
+
 // Cuts columns from the right until the rest fits; the row number and the first column stay.
-std::vector<std::string> CutColumns(const View& view, size_t indent, Grid* grid) {
+std::vector<std::string> CutColumns(const View& view, size_t room, Grid* grid) {
   std::vector<std::string> cut;
-  while (grid->columns.size() > 2 && TotalWidth(view, *grid) + indent > view.width) {
+  while (grid->columns.size() > 2 && TotalWidth(view, *grid, kRoomForText) > room) {
     cut.insert(cut.begin(), grid->columns.back().name);
     grid->columns.pop_back();
   }
@@ -196,14 +230,14 @@ std::string GridText(const View& view, const Grid& grid, size_t indent) {
       styled[c] = cell.dim ? style.Dim(cell.text) : cell.text;
     }
     text += GridRow(view, grid, indent, cells, styled);
-    CheckSize(text);
+    CheckSize(text.size());
   }
   if (view.boxes) text += Line(view, grid, indent, "\xE2\x94\x94", "\xE2\x94\xB4", "\xE2\x94\x98");
   return text;
 }
 
 // A single row that is too wide, turned on its side.
-Grid Turned(const View& view, const Grid& grid) {
+Grid Turned(const Grid& grid) {
   Grid turned;
   turned.columns.resize(2);
   turned.columns[0].name = "column";
@@ -219,26 +253,67 @@ Grid Turned(const View& view, const Grid& grid) {
   }
   turned.rows = turned.columns[0].cells.size();
   for (GridColumn& column : turned.columns)
-    MeasureColumn(view, &column);
+    MeasureColumn(&column);
   return turned;
 }
 
-std::string FitAndPrint(const View& view, Grid grid, size_t indent) {
+// Words over as many lines as they take, up to kMostNoteLines.
+std::vector<std::string> NoteLines(std::string_view note, size_t width) {
+  std::vector<std::string> lines(1);
+  while (!note.empty()) {
+    const size_t end = std::min(note.find(' '), note.size());
+    const std::string_view word = note.substr(0, end);
+    note.remove_prefix(std::min(end + 1, note.size()));
+    std::string& line = lines.back();
+    if (line.empty() || DisplayWidth(line) + 1 + DisplayWidth(word) <= width) {
+      line.append(line.empty() ? "" : " ").append(word);
+    } else if (lines.size() == kMostNoteLines) {
+      line.append(" ").append(word);
+      break;
+    } else {
+      lines.emplace_back(word);
+    }
+  }
+  for (std::string& line : lines)
+    line = CutToWidth(line, width);
+  return lines;
+}
+
+// `told` are the columns that the last note named: the same ones are not named again.
+std::string CutNote(const View& view, const std::vector<std::string>& cut, size_t indent,
+                    std::vector<std::string>* told) {
+  std::string note =
+      fmt::format("{} more {} not fit", cut.size(), cut.size() == 1 ? "column does" : "columns do");
+  if (cut != *told) {
+    note += " (--columns, --width 0): ";
+    for (const std::string& name : cut)
+      note += (&name == &cut[0] ? "" : ", ") + name;
+  }
+  *told = cut;
+  std::string text;
+  for (const std::string& line : NoteLines(note, view.width - std::min(indent, view.width)))
+    text += std::string(indent, ' ') + Style{view.color}.Dim(line) + "\n";
+  return text;
+}
+
+std::string FitAndPrint(const View& view, Grid grid, size_t indent, std::vector<std::string>* told) {
   for (GridColumn& column : grid.columns)
-    MeasureColumn(view, &column);
-  const bool fits = view.width == 0 || TotalWidth(view, grid) + indent <= view.width;
-  if (fits) return GridText(view, grid, indent);
-  if (grid.rows == 1) return GridText(view, Turned(view, grid), indent);
-  const auto cut = CutColumns(view, indent, &grid);
-  std::string text = GridText(view, grid, indent);
-  if (cut.empty()) return text;
-  std::string names;
-  for (const std::string& name : cut)
-    names += (names.empty() ? "" : ", ") + name;
-  const std::string note =
-      fmt::format("{} more columns do not fit (--columns, --width 0): {}", cut.size(), names);
-  return text + std::string(indent, ' ') +
-         Style{view.color}.Dim(CutToWidth(note, view.width - std::min(indent, view.width))) + "\n";
+    MeasureColumn(&column);
+  std::vector<std::string> cut;
+  size_t limit = std::numeric_limits<size_t>::max();
+  if (view.width != 0) {
+    const size_t room = view.width - std::min(indent, view.width);
+    const bool fits = TotalWidth(view, grid, kRoomForText) <= room;
+    if (!fits && grid.rows == 1) {
+      grid = Turned(grid);
+    } else if (!fits) {
+      cut = CutColumns(view, room, &grid);
+    }
+    limit = LimitFor(view, grid, room);
+  }
+  CutCells(&grid, limit);
+  const std::string text = GridText(view, grid, indent);
+  return cut.empty() ? text : text + CutNote(view, cut, indent, told);
 }
 
 // ---- the walk ----
@@ -250,7 +325,7 @@ struct Block {
   std::vector<std::pair<const void*, int>> rows;
 };
 
-std::string BlockText(const View& view, const Block& block, size_t indent) {
+std::string BlockText(const View& view, const Block& block, size_t indent, std::vector<std::string>* told) {
   Grid grid;
   grid.rows = block.rows.size();
   grid.columns.push_back(RowNumbers(block.labels));
@@ -262,7 +337,7 @@ std::string BlockText(const View& view, const Block& block, size_t indent) {
       shown.cells.push_back(CellOf(table, row, column));
     grid.columns.push_back(std::move(shown));
   }
-  return FitAndPrint(view, std::move(grid), indent);
+  return FitAndPrint(view, std::move(grid), indent, told);
 }
 
 // What names a row: the first text in it.
@@ -270,7 +345,7 @@ std::string RowCaption(const void* table, int row, const std::vector<Column>& co
   for (const Column& column : columns) {
     if (column.type != kText) continue;
     const char* text = table_get_str(table, row, column.index);
-    if (text != nullptr && *text != '\0') return CutToWidth(Printable(CellTextToUtf8(text)), kWidestCell);
+    if (text != nullptr && *text != '\0') return CutToWidth(Printable(CellTextToUtf8(text)), kRoomForText);
   }
   return std::string();
 }
@@ -283,25 +358,31 @@ std::string RowsAndName(const void* table) {
 
 class Walk {
  public:
-  explicit Walk(const View& view) : view_(view), style_{view.color} {}
+  explicit Walk(const View& view) : all_(WithAllColumns(view)), style_{view.color} {}
 
-  std::string Table(void* table, const std::string& path, size_t indent) {
+  std::string Table(const View& view, void* table, const std::string& path, size_t indent) {
     Block block;
-    block.columns = ColumnsShown(view_, table);
-    const auto [from, to] = RowsShown(view_, table);
+    block.columns = ColumnsShown(view, table);
+    const auto [from, to] = RowsShown(view, table);
     for (int row = from; row < to; ++row) {
       block.labels.push_back(fmt::format("{}", row));
       block.rows.emplace_back(table, row);
     }
-    std::string text = BlockText(view_, block, indent);
+    std::string text = BlockText(view, block, indent, &told_);
     text += Hidden(table, to - from, indent);
     for (const Column& column : block.columns) {
-      if (column.type == kTable) text += Inner(table, column, path, from, to, indent + 2);
+      if (column.type == kTable) text += Inner(view, table, column, path, indent + 2);
     }
     return text;
   }
 
  private:
+  struct Child {
+    int row;
+    void* table;
+    const View* view;
+  };
+
   std::string Hidden(const void* table, int shown, size_t indent) {
     const int rest = table_rows(table) - shown;
     if (rest == 0) return std::string();
@@ -310,46 +391,48 @@ class Walk {
   }
 
   // Tables of one row each with the same columns read better as one.
-  bool Alike(const std::vector<std::pair<int, void*>>& children) const {
+  static bool Alike(const std::vector<Child>& children) {
     if (children.size() < 2) return false;
-    const auto columns = ColumnsOf(children[0].second);
+    const auto columns = ColumnsOf(children[0].table);
     return std::all_of(children.begin(), children.end(),
-                       [&](const auto& child) {
-                         return table_rows(child.second) == 1 && HasColumns(child.second, columns);
+                       [&](const Child& child) {
+                         return child.view == children[0].view && table_rows(child.table) == 1 &&
+                                HasColumns(child.table, columns);
                        }) &&
            std::none_of(columns.begin(), columns.end(), [](const Column& c) { return c.type == kTable; });
   }
 
-  std::string Inner(void* table, const Column& column, const std::string& path, int from, int to,
+  std::string Inner(const View& view, void* table, const Column& column, const std::string& path,
                     size_t indent) {
-    std::vector<std::pair<int, void*>> children;
+    std::vector<Child> children;
+    const auto [from, to] = RowsShown(view, table);
     for (int row = from; row < to; ++row) {
       void* child = table_get_table(table, row, column.index);
-      if (child != nullptr && (view_.columns.empty() || HasChosen(view_, child)))
-        children.emplace_back(row, child);
+      const View* inside = child == nullptr ? nullptr : ViewInside(view, all_, column, child);
+      if (inside != nullptr) children.push_back({row, child, inside});
     }
-    if (Alike(children) && view_.head != 0 && view_.tail != 0)
+    if (Alike(children) && view.head != 0 && view.tail != 0)
       return Joined(children, path + "*/" + column.name, indent);
     std::string text;
     const auto columns = ColumnsOf(table);
-    for (const auto& [row, child] : children) {
-      const std::string here = fmt::format("{}{}/{}", path, row, column.name);
-      text += Heading(here, RowCaption(table, row, columns), RowsAndName(child), indent);
-      text += Table(child, here + "/", indent);
-      CheckSize(text);
+    for (const Child& child : children) {
+      const std::string here = fmt::format("{}{}/{}", path, child.row, column.name);
+      text += Heading(here, RowCaption(table, child.row, columns), RowsAndName(child.table), indent);
+      text += Table(*child.view, child.table, here + "/", indent);
+      CheckSize(text.size());
     }
     return text;
   }
 
-  std::string Joined(const std::vector<std::pair<int, void*>>& children, const std::string& path,
-                     size_t indent) {
+  std::string Joined(const std::vector<Child>& children, const std::string& path, size_t indent) {
+    const View& view = *children[0].view;
     Block block;
-    block.columns = ColumnsShown(view_, children[0].second);
-    for (const auto& [row, child] : children) {
-      block.labels.push_back(fmt::format("{}", row));
-      block.rows.emplace_back(child, 0);
+    block.columns = ColumnsShown(view, children[0].table);
+    for (const Child& child : children) {
+      block.labels.push_back(fmt::format("{}", child.row));
+      block.rows.emplace_back(child.table, 0);
     }
-    return Heading(path, "", "1 row each", indent) + BlockText(view_, block, indent);
+    return Heading(path, "", "1 row each", indent) + BlockText(view, block, indent, &told_);
   }
 
   std::string Heading(const std::string& path, const std::string& caption, const std::string& size,
@@ -358,14 +441,15 @@ class Walk {
            (caption.empty() ? "" : "  " + style_.Bold(caption)) + "  " + style_.Dim(size) + "\n";
   }
 
-  const View& view_;
+  const View all_;
   Style style_;
+  std::vector<std::string> told_;  // the columns that the last note named
 };
 
 }  // namespace
 
 std::string RenderTable(const View& view, void* table) {
-  return Walk(view).Table(table, view.path.empty() ? "" : view.path + "/", 0);
+  return Walk(view).Table(view, table, view.path.empty() ? "" : view.path + "/", 0);
 }
 
 }  // namespace tesview

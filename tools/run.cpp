@@ -19,6 +19,7 @@
 #include "tools/schema.h"
 #include "tools/source.h"
 #include "tools/terminal.h"
+#include "tools/text.h"
 
 namespace tesview {
 namespace {
@@ -79,9 +80,7 @@ class Reader {
     counted_ = 0;
     replies_ = std::make_unique<ReplyReader>(
         source_.get(), job_.from, [](const std::string& text, std::string* bytes, std::string* error) {
-          const bool good = TextToBytes(text, false, bytes, error);
-          if (!good) *error = "not a reply in text form: " + *error;
-          return good;
+          return TextToBytes(text, false, bytes, error);
         });
     return true;
   }
@@ -362,7 +361,8 @@ void RunMany(Reader* reader, Pipeline* pipeline) {
 }  // namespace
 
 void Complain(const std::string& what) {
-  const std::string line = "tesview: " + what + "\n";
+  // Names of files and words of the input come in here: none of them may end the line or steer the terminal.
+  const std::string line = "tesview: " + Printable(what) + "\n";
   std::fwrite(line.data(), 1, line.size(), stderr);
 }
 

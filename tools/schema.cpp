@@ -225,6 +225,10 @@ std::optional<std::string> FindBreak(std::string_view bytes, const pb::Descripto
   }
 }
 
+std::string BytesRead(size_t size) {
+  return fmt::format(" ({} byte{} read)", size, size == 1 ? "" : "s");
+}
+
 // The reply as a message, or null and what is wrong with it.
 std::unique_ptr<pb::Message> ParseReply(const std::string& bytes, std::string* error) {
   if (bytes.empty()) {
@@ -235,7 +239,7 @@ std::unique_ptr<pb::Message> ParseReply(const std::string& bytes, std::string* e
   if (!reply->ParsePartialFromString(bytes)) {
     *error = "not a reply: " +
              FindBreak(bytes, reply->GetDescriptor(), 0, "", 0).value_or("the bytes are no message") +
-             fmt::format(" ({} bytes read)", bytes.size());
+             BytesRead(bytes.size());
     return nullptr;
   }
   std::vector<std::string> missing;
@@ -243,7 +247,7 @@ std::unique_ptr<pb::Message> ParseReply(const std::string& bytes, std::string* e
   if (missing.empty()) return reply;
   *error = fmt::format("not a reply: required field \"{}\" is missing", missing[0]);
   if (missing.size() > 1) *error += fmt::format(", and {} more", missing.size() - 1);
-  *error += fmt::format(" ({} bytes read)", bytes.size());
+  *error += BytesRead(bytes.size());
   return nullptr;
 }
 
@@ -251,7 +255,11 @@ class FirstError : public pb::io::ErrorCollector {
  public:
   explicit FirstError(std::string* text) : text_(text) {}
   void AddError(int line, pb::io::ColumnNumber column, const std::string& message) override {
-    if (text_->empty()) *text_ = fmt::format("line {}, column {}: {}", line + 1, column + 1, message);
+    if (!text_->empty()) return;
+    // It becomes a part of a sentence.
+    const bool stop = !message.empty() && message.back() == '.';
+    *text_ = fmt::format("line {}, column {}: {}", line + 1, column + 1,
+                         std::string_view(message).substr(0, message.size() - (stop ? 1 : 0)));
   }
   void AddWarning(int, pb::io::ColumnNumber, const std::string&) override {}
 

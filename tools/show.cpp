@@ -3,6 +3,7 @@
 #include "tools/render.h"
 #include "tools/schema.h"
 #include "tools/suggest.h"
+#include "tools/text.h"
 #include "tools/view.h"
 #include "tools/wire.h"
 
@@ -17,7 +18,7 @@ OwnedTable MakeTable(const View& view, const std::string& bytes) {
 std::string Title(const View& view, const Item& item, int32_t id, const std::string& rest) {
   const Style style{view.color};
   std::string title;
-  if (item.name_source) title += item.source + "  ";
+  if (item.name_source) title += Printable(item.source) + "  ";
   if (item.number_reply) title += fmt::format("reply {}  ", item.reply.number);
   return style.Bold(title + "Id " + IdWithName(id)) + "  " + style.Dim(rest) + "\n";
 }
@@ -32,7 +33,8 @@ void* Chosen(const View& view, void* root, std::string* error) {
     return table;
   }
   *error = fmt::format("no column \"{}\" in this table", missing);
-  const std::string suggestion = DidYouMean(missing, AllColumnNames(table));
+  // Columns inside are asked for without the path that ndjson and csv have before them.
+  const std::string suggestion = DidYouMean(missing.substr(missing.rfind('.') + 1), AllColumnNames(table));
   if (!suggestion.empty()) {
     *error += suggestion;
     return nullptr;

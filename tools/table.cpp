@@ -1,7 +1,5 @@
 #include "tools/table.h"
 
-#include <fmt/compile.h>
-
 #include <cmath>
 #include <cstring>
 #include <unordered_set>
@@ -12,50 +10,27 @@ namespace tesview {
 namespace {
 
 template <class T>
-T Element(const void* table, int row, const Column& column, int element) {
-  int size = 0;
-  const auto* bytes = static_cast<const char*>(table_get_buff(table, row, column.index, &size));
+T Element(const void* numbers, int element) {
   T value{};
-  const size_t at = static_cast<size_t>(element) * sizeof(T);
-  if (bytes == nullptr || at + sizeof(T) > static_cast<size_t>(size)) return value;
-  std::memcpy(&value, bytes + at, sizeof(T));
+  std::memcpy(&value, static_cast<const char*>(numbers) + static_cast<size_t>(element) * sizeof(T),
+              sizeof(T));
   return value;
 }
 
 template <class T>
-void AppendInteger(std::string* to, T value) {
-  const fmt::format_int digits(value);
-  to->append(digits.data(), digits.size());
+char* WriteSigned(char* to, const void* numbers, int element) {
+  return WriteInteger(to, static_cast<int64_t>(Element<T>(numbers, element)));
 }
 
-// Most doubles of a table are whole: those need no search for the shortest fraction.
 template <class T>
-void AppendFloating(std::string* to, T value) {
-  constexpr T kLargest = std::is_same_v<T, float> ? static_cast<T>(1 << 24) : static_cast<T>(1e15);
-  const bool plain = value > -kLargest && value < kLargest && value != 0;
-  if (plain && value == static_cast<T>(static_cast<int64_t>(value))) {
-    return AppendInteger(to, static_cast<int64_t>(value));
-  }
-  char digits[40];
-  const char* end = fmt::format_to(digits, FMT_COMPILE("{}"), value);
-  to->append(digits, static_cast<size_t>(end - digits));
+char* WriteUnsigned(char* to, const void* numbers, int element) {
+  return WriteInteger(to, static_cast<uint64_t>(Element<T>(numbers, element)));
 }
 
-// mantissa / 10^decimals, digit by digit.
 template <class Decimal>
-void AppendDecimal(std::string* to, Decimal value) {
-  const int64_t mantissa = value.mantissa();
-  // More places than this are no number that anybody shows; a hostile count must not become a long text.
-  if (value.decimals() > 30) {
-    *to += fmt::format("{}e-{}", mantissa, value.decimals());
-    return;
-  }
-  std::string digits = fmt::format("{}", mantissa < 0 ? -mantissa : mantissa);
-  const size_t places = value.decimals();
-  if (digits.size() <= places) digits.insert(0, places + 1 - digits.size(), '0');
-  if (places != 0) digits.insert(digits.size() - places, ".");
-  if (mantissa < 0) *to += '-';
-  *to += digits;
+char* WriteDecimalOf(char* to, const void* numbers, int element) {
+  const auto value = Element<Decimal>(numbers, element);
+  return WriteDecimal(to, value.mantissa(), value.decimals());
 }
 
 }  // namespace
@@ -68,7 +43,8 @@ std::vector<Column> ColumnsOf(void* table) {
   for (int c = 0; c < count; ++c) {
     Column column;
     column.index = c;
-    column.name = CellTextToUtf8(table_col_name(table, c));
+    column.raw = table_col_name(table, c);
+    column.name = CellTextToUtf8(column.raw);
     if (column.name.empty()) column.name = fmt::format("#{}", c);
     while (!taken.insert(column.name).second)
       column.name += fmt::format("#{}", c);
@@ -86,43 +62,48 @@ bool HasColumns(void* table, const std::vector<Column>& columns) {
   for (const Column& column : columns) {
     if (table_col_type(table, column.index) != column.type) return false;
     if (table_col_count(table, column.index) != column.count) return false;
-    const std::string_view name = table_col_name(table, column.index);
-    if (name == column.name) continue;
-    // Not plain ASCII, or changed to be unique: compare with what it was made of.
-    const std::string utf8 = CellTextToUtf8(name);
-    if (utf8 != column.name && utf8 + fmt::format("#{}", column.index) != column.name) return false;
+    if (std::strcmp(table_col_name(table, column.index), column.raw.c_str()) != 0) return false;
   }
   return true;
 }
 
-void AppendNumber(std::string* to, const void* table, int row, const Column& column, int element) {
+char* WriteNumber(char* to, const Column& column, const void* numbers, int element) {
   switch (column.type) {
-    case kInt8: return AppendInteger(to, static_cast<int>(Element<int8_t>(table, row, column, element)));
-    case kInt16: return AppendInteger(to, static_cast<int>(Element<int16_t>(table, row, column, element)));
-    case kInt32: return AppendInteger(to, Element<int32_t>(table, row, column, element));
-    case kInt64: return AppendInteger(to, Element<int64_t>(table, row, column, element));
-    case kFloat: return AppendFloating(to, Element<float>(table, row, column, element));
-    case kDouble: return AppendFloating(to, Element<double>(table, row, column, element));
-    case kUint8:
-      return AppendInteger(to, static_cast<unsigned>(Element<uint8_t>(table, row, column, element)));
-    case kUint16:
-      return AppendInteger(to, static_cast<unsigned>(Element<uint16_t>(table, row, column, element)));
-    case kUint32: return AppendInteger(to, Element<uint32_t>(table, row, column, element));
-    case kUint64: return AppendInteger(to, Element<uint64_t>(table, row, column, element));
-    case kTime: return AppendInteger(to, Element<tsl_time_t>(table, row, column, element).value());
-    case kPFloat: return AppendDecimal(to, Element<PFloat>(table, row, column, element));
-    case kVFloat: return AppendDecimal(to, Element<VFloat>(table, row, column, element));
-    default: return;
+    case kInt8: return WriteSigned<int8_t>(to, numbers, element);
+    case kInt16: return WriteSigned<int16_t>(to, numbers, element);
+    case kInt32: return WriteSigned<int32_t>(to, numbers, element);
+    case kInt64: return WriteSigned<int64_t>(to, numbers, element);
+    case kFloat: return WriteFloating(to, Element<float>(numbers, element));
+    case kDouble: return WriteFloating(to, Element<double>(numbers, element));
+    case kUint8: return WriteUnsigned<uint8_t>(to, numbers, element);
+    case kUint16: return WriteUnsigned<uint16_t>(to, numbers, element);
+    case kUint32: return WriteUnsigned<uint32_t>(to, numbers, element);
+    case kUint64: return WriteUnsigned<uint64_t>(to, numbers, element);
+    case kTime: return WriteInteger(to, Element<tsl_time_t>(numbers, element).value());
+    case kPFloat: return WriteDecimalOf<PFloat>(to, numbers, element);
+    case kVFloat: return WriteDecimalOf<VFloat>(to, numbers, element);
+    default: return to;
   }
 }
 
-void AppendJsonNumber(std::string* to, const void* table, int row, const Column& column, int element) {
-  bool finite = true;
-  if (column.type == kFloat) finite = std::isfinite(Element<float>(table, row, column, element));
-  if (column.type == kDouble) finite = std::isfinite(Element<double>(table, row, column, element));
-  if (!finite) *to += '"';
-  AppendNumber(to, table, row, column, element);
-  if (!finite) *to += '"';
+char* WriteJsonNumber(char* to, const Column& column, const void* numbers, int element) {
+  // Most cells are of these two types.
+  if (column.type == kInt64) return WriteSigned<int64_t>(to, numbers, element);
+  if (column.type == kDouble) {
+    const auto value = Element<double>(numbers, element);
+    if (std::isfinite(value)) return WriteFloating(to, value);
+  } else if (column.type != kFloat || std::isfinite(Element<float>(numbers, element))) {
+    return WriteNumber(to, column, numbers, element);
+  }
+  *to++ = '"';
+  to = WriteNumber(to, column, numbers, element);
+  *to++ = '"';
+  return to;
+}
+
+void AppendNumber(std::string* to, const Column& column, const void* numbers, int element) {
+  char digits[kNumberRoom];
+  to->append(digits, WriteNumber(digits, column, numbers, element));
 }
 
 std::string_view BinaryOf(const void* table, int row, const Column& column) {

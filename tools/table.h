@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tools/numbers.h"
 #include "tsl_base/table.h"
 
 namespace tesview {
@@ -42,6 +43,7 @@ enum ColumnType : int {
 struct Column {
   int index = 0;     // in the table
   std::string name;  // UTF-8; "#3" for a column without a name, "Name#3" for one whose name is taken
+  std::string raw;   // the name as the table has it
   int type = kNoType;
   int count = 0;  // elements of a cell
   bool counted = false;
@@ -51,15 +53,22 @@ struct Column {
 
 std::vector<Column> ColumnsOf(void* table);
 
-// Whether the table's columns are these; cheaper than ColumnsOf().
+// Whether the table's columns are these, all of them; cheaper than ColumnsOf().
 bool HasColumns(void* table, const std::vector<Column>& columns);
 
-// An element of a numeric cell that is set, single or counted; a double in the fewest digits that give it
-// back.
-void AppendNumber(std::string* to, const void* table, int row, const Column& column, int element);
+// The elements of a numeric cell, single or counted; null if the cell is not set.
+inline const void* NumbersOf(const void* table, int row, const Column& column) {
+  return table_get_buff(table, row, column.index, nullptr);
+}
+
+// One of those elements as text, of kNumberRoom at most; returns the end of what was written.
+char* WriteNumber(char* to, const Column& column, const void* numbers, int element);
 
 // The same in JSON, where infinite numbers and NaN are texts.
-void AppendJsonNumber(std::string* to, const void* table, int row, const Column& column, int element);
+char* WriteJsonNumber(char* to, const Column& column, const void* numbers, int element);
+
+// WriteNumber() at the end of a text.
+void AppendNumber(std::string* to, const Column& column, const void* numbers, int element);
 
 std::string_view BinaryOf(const void* table, int row, const Column& column);
 

@@ -17,12 +17,35 @@ bool IsAscii(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
+bool IsContinuation(unsigned char byte) {
+  return (byte & 0xC0) == 0x80;
+}
+
 // The length of the character at the front and its code point; 0 if it is ill-formed.
 size_t TakeCharacter(std::string_view text, utf8proc_int32_t* code) {
-  const auto* bytes = reinterpret_cast<const utf8proc_uint8_t*>(text.data());
-  const auto size =
-      utf8proc_iterate(bytes, static_cast<utf8proc_ssize_t>(std::min<size_t>(text.size(), 4)), code);
-  return size > 0 ? static_cast<size_t>(size) : 0;
+  const auto byte = [text](size_t i) { return static_cast<unsigned char>(text[i]); };
+  const auto bits = [text](size_t i) { return static_cast<unsigned char>(text[i]) & 0x3F; };
+  const unsigned first = text.empty() ? 0 : byte(0);
+  if (first < 0x80) {
+    *code = static_cast<utf8proc_int32_t>(first);
+    return text.empty() ? 0 : 1;
+  }
+  const size_t size = first < 0xC2 ? 0 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : first < 0xF5 ? 4 : 0;
+  if (size == 0 || text.size() < size) return 0;
+  for (size_t i = 1; i < size; ++i) {
+    if (!IsContinuation(byte(i))) return 0;
+  }
+  if (size == 2) {
+    *code = static_cast<utf8proc_int32_t>(first & 0x1F) << 6 | bits(1);
+    return 2;
+  }
+  if (size == 3) {
+    *code = static_cast<utf8proc_int32_t>(first & 0x0F) << 12 | bits(1) << 6 | bits(2);
+    const bool surrogate = *code >= 0xD800 && *code < 0xE000;
+    return *code < 0x800 || surrogate ? 0 : 3;
+  }
+  *code = static_cast<utf8proc_int32_t>(first & 0x07) << 18 | bits(1) << 12 | bits(2) << 6 | bits(3);
+  return *code < 0x10000 || *code > 0x10FFFF ? 0 : 4;
 }
 
 // The longest character, 0 if the text is ill-formed.
@@ -187,34 +210,27 @@ std::string CutToWidth(std::string_view utf8, size_t width) {
 }
 
 void AppendJsonString(std::string* to, std::string_view utf8) {
-  if (AppendPlainJsonString(to, utf8)) return;
   *to += '"';
-  const bool well_formed = IsUtf8(utf8);
+  size_t copied = 0;
   for (size_t i = 0; i < utf8.size();) {
     const auto c = static_cast<unsigned char>(utf8[i]);
-    if (c < 0x20 || c == '"' || c == '\\' || c == 0x7F) {
-      AppendJsonEscape(to, c);
-      ++i;
-    } else if (c < 0x80 || well_formed) {
-      *to += utf8[i++];
-    } else {
-      utf8proc_int32_t code = 0;
-      const size_t size = TakeCharacter(utf8.substr(i), &code);
-      *to += size == 0 ? kReplacement : utf8.substr(i, size);
-      i += std::max<size_t>(size, 1);
+    utf8proc_int32_t code = 0;
+    const size_t size = c < 0x80 ? 1 : TakeCharacter(utf8.substr(i), &code);
+    const bool escaped = c < 0x20 || c == '"' || c == '\\' || c == 0x7F;
+    if (size != 0 && !escaped) {
+      i += size;
+      continue;
     }
+    *to += utf8.substr(copied, i - copied);
+    if (escaped) {
+      AppendJsonEscape(to, c);
+    } else {
+      *to += kReplacement;
+    }
+    copied = ++i;
   }
+  *to += utf8.substr(copied);
   *to += '"';
-}
-
-bool AppendPlainJsonString(std::string* to, std::string_view text) {
-  const bool plain = std::all_of(text.begin(), text.end(),
-                                 [](char c) { return c >= 0x20 && c < 0x7F && c != '"' && c != '\\'; });
-  if (!plain) return false;
-  *to += '"';
-  *to += text;
-  *to += '"';
-  return true;
 }
 
 void AppendCsvField(std::string* to, std::string_view utf8) {

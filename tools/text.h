@@ -30,9 +30,6 @@ std::string CutToWidth(std::string_view utf8, size_t width);
 // A JSON string with its quotes. Ill-formed UTF-8 becomes U+FFFD.
 void AppendJsonString(std::string* to, std::string_view utf8);
 
-// Appends a text that is plain ASCII and needs no escapes; false and nothing done for any other.
-bool AppendPlainJsonString(std::string* to, std::string_view text);
-
 // A CSV field, quoted where it has to be.
 void AppendCsvField(std::string* to, std::string_view utf8);
 
