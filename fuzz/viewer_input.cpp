@@ -139,10 +139,11 @@ void CheckText(const std::string& text) {
 void viewer_input(const uint8_t* data, size_t size) {
   fuzz::Input input(data, size);
   constexpr tesview::Form kForms[] = {tesview::Form::kAuto, tesview::Form::kRaw,    tesview::Form::kDelimited,
-                                      tesview::Form::kHex,  tesview::Form::kBase64, tesview::Form::kText};
+                                      tesview::Form::kHex,  tesview::Form::kBase64, tesview::Form::kText,
+                                      tesview::Form::kLines};
   // Samples of all forms are seeds as they stand: what they begin with has to mean "find out".
   const uint8_t first = size == 0 ? uint8_t{0} : data[0];
-  const tesview::Form form = first >= 0xF8 ? kForms[first % 6] : tesview::Form::kAuto;
+  const tesview::Form form = first >= 0xF8 ? kForms[first % 7] : tesview::Form::kAuto;
   if (first >= 0xF8) input.Byte();
   const std::string bytes = input.Rest();
   CheckReader(bytes, form);
