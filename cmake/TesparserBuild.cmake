@@ -34,7 +34,8 @@ endif()
 # Warnings for our own code; generated code goes without. Coverage is counted of our own code alone, too.
 function(tesparser_own_code target)
   if(TESPARSER_COVERAGE)
-    target_compile_options(${target} PRIVATE -fprofile-instr-generate -fcoverage-mapping)
+    # What ccache shares between checkouts must not name one of them.
+    target_compile_options(${target} PRIVATE -fprofile-instr-generate -fcoverage-mapping -fcoverage-compilation-dir=.)
   endif()
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
   if(TESPARSER_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
