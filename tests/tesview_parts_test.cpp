@@ -209,7 +209,32 @@ TEST(Text, NoWidthHoldsNothing) {
   EXPECT_EQ(CutToWidth("中文", 2), "…");
 }
 
+TEST(Text, SeparatorsOfLinesAndParagraphsAreWrittenOut) {
+  EXPECT_EQ(Printable("a\xE2\x80\xA8z"), "a\\u2028z");
+  EXPECT_EQ(Printable("a\xE2\x80\xA9z"), "a\\u2029z");
+  // What is no character takes a column, as the sign in its place does; marks take none.
+  EXPECT_EQ(DisplayWidth("a\xFFz"), 3U);
+  EXPECT_EQ(DisplayWidth("e\xCC\x81"), 1U);
+}
+
 // ---- digits in a line ----
+
+TEST(Line, HexMayBeSeparatedInManyWays) {
+  const std::string reply("\x08\x14\x12\x02\x41\x42");
+  for (const std::string line :
+       {"081412024142", "08\v14\f12\t02\r41\n42", "08-14-12-02-41-42", "08:14:12:02:41:42",
+        "08,14;12, 02; 41 42", "0x08 0X14 0x12 0X02 0x41 0X42", "\\x08\\x14\\x12\\X02\\x41\\x42"})
+    EXPECT_EQ(BytesInLine(line, Form::kHex), reply) << line;
+  // Seven digits in a line of words are a number.
+  EXPECT_EQ(BytesInLine("order 1234567!", Form::kHex), std::nullopt);
+  EXPECT_EQ(BytesInLine("order 12345678!", Form::kHex), "\x12\x34\x56\x78");
+}
+
+TEST(Line, ADumpWithABadLineIsNone) {
+  EXPECT_EQ(DecodeHexDump("000000 08 14\n\n000002 12 02\n"), std::string("\x08\x14\x12\x02"));
+  EXPECT_EQ(DecodeHexDump("000000 08 14\n000002 1x 02\n"), std::nullopt);
+  EXPECT_EQ(DecodeHexDump("000000 08 14\n02 12 02\n"), std::nullopt);
+}
 
 TEST(Line, AskedForBase64IsItsLongestRun) {
   const std::string reply = replies::Reply("Id: 20 Obj: 'SH600000'");

@@ -194,6 +194,77 @@ TEST(NoReply, AListThatEndsInsideANumberIsSaid) {
   EXPECT_EQ(says(damaged('\x22', zeroes)), start + "dValues" + end);
   EXPECT_EQ(says(damaged('\x1A', zeroes)), start + "fValues" + end);
   EXPECT_EQ(says(damaged('\x12', std::string(7, '\x80'))), start + "iValues" + end);
+
+  // The same behind a list of one float and one of one double, which are whole: 10 + 4 and 2 + 8 bytes on.
+  const std::string behind = std::string("\x08\x03\x1A\x18\x1A\x16\x08\x00\x1A\x04", 10) +
+                             std::string(4, '\0') + "\x22\x08" + std::string(8, '\0') + "\x12\x02\x80\x80";
+  EXPECT_EQ(says(behind), start + "iValues\", at offset 26, ends inside a number (28 bytes read)\n");
+}
+
+TEST(NoReply, OfSeveralMissingFieldsTheFirstIsNamed) {
+  // Both elements lack their Obj.
+  EXPECT_EQ(
+      ViewBytes(Reply("Id: 27 RepDataStkData { } RepDataStkData { }"), {"--from", "raw"}).err,
+      "tesview: (standard input): not a reply: required field \"RepDataStkData[0].Obj\" is missing, and 1 "
+      "more (8 bytes read)\n");
+}
+
+TEST(NoTable, ALayoutThatFitsMayHaveNothingToShow) {
+  EXPECT_EQ(
+      ViewBytes(Reply("Id: 44"), {"--type", "Token"}).err,
+      "tesview: (standard input): Id 44 (Token) gives no table of type Token; it has nothing to show\n");
+}
+
+// ---- number ----
+
+TEST(Number, HasSixtyFourBits) {
+  const auto says = [](const Strings& values) {
+    Strings arguments{"number"};
+    arguments.insert(arguments.end(), values.begin(), values.end());
+    const Result result = View(arguments);
+    return result.out + result.err;
+  };
+  // 1234 by scale code 0 are hundredths; sign nibble 1.
+  EXPECT_EQ(says({"1234", "0x4D2", "0X4d2", "0x1004D2"}), "12.34\n12.34\n12.34\n-12.34\n");
+  EXPECT_EQ(says({"9223372036854775807"}), says({"0x7FFFFFFFFFFFFFFF"}));
+  // Bit 63: no number.
+  EXPECT_EQ(says({"-9223372036854775808", "0xFFFFFFFFFFFFFFFF"}), "none\nnone\n");
+  for (const std::string wrong :
+       {"9223372036854775808", "-9223372036854775809", "0x10000000000000000", "0x", "12a", "0xg", ""}) {
+    EXPECT_EQ(says({wrong}), "tesview: \"" + wrong +
+                                 "\" is no 64-bit number; 1234 and 0x4D2 are (tesview --help tells more)\n");
+  }
+}
+
+TEST(Number, IsPackedWithinFiftyFiveBitsAndNinePlaces) {
+  // -1.5: mantissa 15, scale code 1, sign 1. 2^55 - 1 is all of the mantissa: bits 24 to 62 and 0 to 15.
+  const Result good = View({"number", "--pack", "-1.5", "36028797018963967", "0.000000001"});
+  EXPECT_EQ(good.out, std::to_string(0x110000 | 15) + "\n" +
+                          std::to_string(int64_t{0x7FFFFFFFFF} << 24 | 0xA0000 | 0xFFFF) + "\n" +
+                          std::to_string(0x90000 | 1) + "\n");
+  for (const std::string wrong :
+       {"36028797018963968", "99999999999999999999", "0.0000000001", "1,5", "1.5x", ""}) {
+    const Result result = View({"number", "--pack", wrong});
+    EXPECT_EQ(result.err.find("tesview: \"" + wrong + "\" cannot be packed: it takes digits"), 0U)
+        << result.err;
+    EXPECT_EQ(result.code, 2) << wrong;
+  }
+}
+
+// ---- names that are not there ----
+
+TEST(Names, ThatAreNotThereAreSaid) {
+  EXPECT_EQ(View({"ids", "qqqq"}).err, "tesview: no Id is called \"qqqq\"\n");
+  const Result tables = View({"ids", "--table", "QuoteTickSingle"});
+  EXPECT_EQ(tables.err.find("tesview: no Id with a table is called \"QuoteTickSingle\""), 0U) << tables.err;
+  EXPECT_EQ(tables.code, 1);
+  // By the name of the field as well.
+  EXPECT_EQ(LinesOf(View({"ids", "repdatastkdata"}).out).size(), 2U);
+
+  const Result schemas = View({"schema", "JPBLeiXing", "qqqq", "InfoType"});
+  EXPECT_EQ(schemas.err, "tesview: no message or enumeration is called \"qqqq\"\n");
+  EXPECT_EQ(schemas.code, 1);
+  EXPECT_NE(schemas.out.find("}\n\nenum InfoType {"), std::string::npos) << schemas.out;
 }
 
 // ---- pack ----
@@ -219,7 +290,51 @@ TEST_F(Files, PackKeepsBytesFromATerminal) {
   EXPECT_EQ(View({"pack", "--to", "hex", text}, how).out, "0816\r\n");
 }
 
+TEST_F(Files, PackSaysWhatItCannotReadOrWrite) {
+  const std::string text = Write("small.txtpb", "Id: 22");
+  const Result nowhere = View({"pack", "-o", directory_ + "/none/out.bin", text});
+  EXPECT_EQ(nowhere.err,
+            "tesview: " + directory_ + "/none/out.bin: cannot write it: No such file or directory\n");
+  EXPECT_EQ(nowhere.code, 3);
+  const Result nothing = View({"pack", directory_ + "/none.txtpb"});
+  EXPECT_EQ(nothing.err,
+            "tesview: " + directory_ + "/none.txtpb: cannot open it: No such file or directory\n");
+  EXPECT_EQ(nothing.code, 3);
+  const std::string wrong = Write("wrong.txtpb", "Id: x");
+  const Result bad = View({"pack", wrong});
+  EXPECT_EQ(bad.err.find("tesview: " + wrong + ": line 1, column 5: "), 0U) << bad.err;
+  EXPECT_EQ(bad.out, "");
+  EXPECT_EQ(bad.code, 1);
+}
+
 // ---- wrong usage ----
+
+TEST(WrongUsage, ChoicesFromATableAreRefusedWhereThereIsNone) {
+  const std::string more = " (tesview --help tells more)\n";
+  for (const Strings& choice :
+       {Strings{"--path", "0/Data"}, {"--columns", "A"}, {"--head", "1"}, {"--tail", "1"}, {"--type", "1"}}) {
+    for (const std::string to : {"json", "pretty", "text", "summary"}) {
+      if (to == "summary" && choice[0] == "--type") continue;
+      Strings arguments{"--to", to};
+      arguments.insert(arguments.end(), choice.begin(), choice.end());
+      const Result result = View(arguments);
+      EXPECT_EQ(result.err,
+                (to == "summary"
+                     ? "tesview: a summary takes no --path, --columns, --head or --tail"
+                     : "tesview: --type, --path, --columns, --head and --tail choose from a table; take "
+                       "--to table, ndjson or csv") +
+                    more)
+          << to << choice[0];
+      EXPECT_EQ(result.code, 2);
+    }
+  }
+  EXPECT_EQ(View({"--columns", ","}).err, "tesview: --columns names no column" + more);
+  EXPECT_EQ(View({"--head", "3x"}).err,
+            "tesview: \"3x\" for --head is no number from 0 to 2147483647" + more);
+  EXPECT_EQ(View({"--jobs", "257"}).err, "tesview: \"257\" for --jobs is no number from 0 to 256" + more);
+  // Empty names between commas are none.
+  EXPECT_EQ(ViewBytes(Prices(), {"--columns", ",Price,", "--to", "csv"}).out, "Price\n12.34\n0.5\n");
+}
 
 TEST(WrongUsage, WhatIsMissingOrUnknownIsSaid) {
   const std::string more = " (tesview --help tells more)\n";
