@@ -33,6 +33,19 @@ TEST(ColumnSpecForId, IsEmptyForAllOthers) {
     EXPECT_EQ(tes2table().ColumnSpecForId(id), "") << id;
 }
 
+TEST(TableRowCount, WithoutDataIsZeroAndWithoutColumnsBelow) {
+  tessel::Table table;
+  EXPECT_EQ(tes2table().TableRowCount(table, table.info()), 0);
+  table.add_info()->set_type(tessel::Type_Int);
+  EXPECT_EQ(tes2table().TableRowCount(table, table.info()), 0);
+  table.add_data()->add_ivalues(7);
+  EXPECT_EQ(tes2table().TableRowCount(table, table.info()), 1);
+  table.add_data();
+  EXPECT_EQ(tes2table().TableRowCount(table, table.info()), -1);
+  table.clear_info();
+  EXPECT_EQ(tes2table().TableRowCount(table, table.info()), -1);
+}
+
 // The result code is required, so no reply that lacks it is ever parsed; the converter does without it.
 TEST(ChosenStocks, WithoutAResultCodeThereIsNoList) {
   tessel::MSG message;
