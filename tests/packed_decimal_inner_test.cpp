@@ -155,17 +155,21 @@ TEST(Round, EdgesOfTheRange) {
   EXPECT_EQ(RoundToUint64(kNaN), 0u);
 }
 
-// The same rule while the program runs as what the compiler has worked out before.
-TEST(SignedDivisors, HaveTheSignOfTheNibbleAndTheSizeOfTheCode) {
+// The rule worked out while the program runs, as the compiler has worked it out before.
+TEST(SignedDivisors, MakeTheNumberOfEachSignAndCode) {
   const double sizes[16] = {100, 10, 0, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1, 0, 0, 0, 0, 0};
   const auto made = std::make_unique<packed_decimal::SignedDivisors>();
   for (int byte = 0; byte < 256; ++byte) {
     const double size = sizes[byte % 16];
-    const bool negative = byte / 16 != 0;
-    EXPECT_EQ(made->of_byte[byte], negative ? -size : size) << byte;
+    const double quotient = 7 / made->of_byte[byte];
+    if (size == 0) {
+      // No number is zero, and not minus zero either, whatever the sign.
+      EXPECT_EQ(quotient, 0.0) << byte;
+      EXPECT_FALSE(std::signbit(quotient)) << byte;
+    } else {
+      EXPECT_EQ(quotient, byte < 16 ? 7 / size : -(7 / size)) << byte;
+    }
     EXPECT_EQ(packed_decimal::kSigned.of_byte[byte], made->of_byte[byte]) << byte;
-    // No divisor is not minus zero either: it stands for no number, whatever the sign.
-    EXPECT_FALSE(size == 0 && std::signbit(made->of_byte[byte])) << byte;
   }
 }
 
