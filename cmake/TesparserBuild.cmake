@@ -34,7 +34,10 @@ endif()
 # Warnings for our own code; generated code goes without. Coverage is counted of our own code alone, too.
 function(tesparser_own_code target)
   if(TESPARSER_COVERAGE)
-    target_compile_options(${target} PRIVATE -fprofile-instr-generate -fcoverage-mapping)
+    # What ccache shares between checkouts must not name one of them; with relocated counters (%c in LLVM_PROFILE_FILE)
+    # a process that a signal ends has counted, too. Threads that lose each other's counts would make up branches.
+    target_compile_options(${target} PRIVATE -fprofile-instr-generate -fcoverage-mapping -fcoverage-compilation-dir=.
+                                             "SHELL:-mllvm -runtime-counter-relocation" -fprofile-update=atomic)
   endif()
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
   if(TESPARSER_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")

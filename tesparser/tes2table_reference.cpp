@@ -13,7 +13,7 @@ constexpr char kBlocksName[] = "tes2tableType::ParseBanKuaiFenLeiFanHui";
 constexpr char kFinanceName[] = "tes2tableType::ParseCaiWuShuJuFanHui";
 constexpr char kRightsName[] = "tes2tableType::ParseChuQuanShuJuFanHui";
 
-constexpr int64_t Bit(int n) {
+constexpr int64_t MaskBit(int n) {
   return int64_t{1} << n;
 }
 
@@ -69,11 +69,11 @@ void FillEvent(void* table, int row, const tessel::ChuQuanShuJu& event) {
   SetRawText(table, row, 5, event.quanyitishi());
   SetPackedIntRounded(table, row, 6, event.leixing());
   int64_t bits = 0;
-  if (event.has_meigusonggu()) bits |= Bit(0);
-  if (event.has_meigupeigu()) bits |= Bit(1);
-  if (event.has_peigujiage()) bits |= Bit(2);
-  if (event.has_meiguhongli()) bits |= Bit(3);
-  if (event.has_quanyitishi()) bits |= Bit(4);
+  if (event.has_meigusonggu()) bits |= MaskBit(0);
+  if (event.has_meigupeigu()) bits |= MaskBit(1);
+  if (event.has_peigujiage()) bits |= MaskBit(2);
+  if (event.has_meiguhongli()) bits |= MaskBit(3);
+  if (event.has_quanyitishi()) bits |= MaskBit(4);
   table_set_int64(table, row, 7, bits);
 }
 
@@ -140,59 +140,59 @@ void SetFigures(void* table, int row, int col, const tessel::CaiWuShuJu& data) {
 // Which of the figures were sent: bit k belongs to element k.
 int64_t FigureBits(const tessel::CaiWuShuJu& data) {
   int64_t bits = 0;
-  if (data.has_faburiqi()) bits |= Bit(0);
-  if (data.has_baogaoriqi()) bits |= Bit(1);
-  if (data.has_shangshiriqi()) bits |= Bit(2);
-  if (data.has_meigushouyi()) bits |= Bit(3);
-  if (data.has_meigujingzhichan()) bits |= Bit(4);
-  if (data.has_jingzhichanshouyilv()) bits |= Bit(5);
-  if (data.has_meigujingyingxianjin()) bits |= Bit(6);
-  if (data.has_meigugongjijin()) bits |= Bit(7);
-  if (data.has_meiguweifenpeilirun()) bits |= Bit(8);
-  if (data.has_gudongquanyibi()) bits |= Bit(9);
-  if (data.has_jingliruntongbi()) bits |= Bit(10);
-  if (data.has_zhuyingshourutongbi()) bits |= Bit(11);
-  if (data.has_xiaoshoumaolilv()) bits |= Bit(12);
-  if (data.has_tiaozhengmeigujingzichan()) bits |= Bit(13);
-  if (data.has_zongzichan()) bits |= Bit(14);
-  if (data.has_liudongzichan()) bits |= Bit(15);
-  if (data.has_gudingzichan()) bits |= Bit(16);
-  if (data.has_wuxingzichan()) bits |= Bit(17);
-  if (data.has_liudongfuzai()) bits |= Bit(18);
-  if (data.has_changqifuzai()) bits |= Bit(19);
-  if (data.has_zongfuzai()) bits |= Bit(20);
-  if (data.has_gudongquanyi()) bits |= Bit(21);
-  if (data.has_zibengongjijin()) bits |= Bit(22);
-  if (data.has_jingyingxianjinliuliang()) bits |= Bit(23);
-  if (data.has_touzixianjinliuliang()) bits |= Bit(24);
-  if (data.has_chouzixianjinliuliang()) bits |= Bit(25);
-  if (data.has_xianjinzengjiae()) bits |= Bit(26);
-  if (data.has_zhuyingshouru()) bits |= Bit(27);
-  if (data.has_zhuyinglirun()) bits |= Bit(28);
-  if (data.has_yingyelirun()) bits |= Bit(29);
-  if (data.has_touzishouyi()) bits |= Bit(30);
-  if (data.has_yingyewaishouzhi()) bits |= Bit(31);
-  if (data.has_lirunzonge()) bits |= Bit(32);
-  if (data.has_jinglirun()) bits |= Bit(33);
-  if (data.has_weifenpeilirun()) bits |= Bit(34);
-  if (data.has_zongguben()) bits |= Bit(35);
-  if (data.has_wuxianshougufenheji()) bits |= Bit(36);
-  if (data.has_agu()) bits |= Bit(37);
-  if (data.has_bgu()) bits |= Bit(38);
-  if (data.has_jingwaishangshiwaizigu()) bits |= Bit(39);
-  if (data.has_qitaliutonggufen()) bits |= Bit(40);
-  if (data.has_xianshougufenheji()) bits |= Bit(41);
-  if (data.has_guojiachigu()) bits |= Bit(42);
-  if (data.has_guoyoufarenchigu()) bits |= Bit(43);
-  if (data.has_jingneifarenchigu()) bits |= Bit(44);
-  if (data.has_jingneiziranrenchigu()) bits |= Bit(45);
-  if (data.has_qitafaqirengufen()) bits |= Bit(46);
-  if (data.has_mujifarengufen()) bits |= Bit(47);
-  if (data.has_jingwaifarenchigu()) bits |= Bit(48);
-  if (data.has_jingwaiziranrenchigu()) bits |= Bit(49);
-  if (data.has_youxianguhuoqita()) bits |= Bit(50);
-  if (data.has_huilv()) bits |= Bit(51);
-  if (data.has_ganggubaogaoqi()) bits |= Bit(52);
+  if (data.has_faburiqi()) bits |= MaskBit(0);
+  if (data.has_baogaoriqi()) bits |= MaskBit(1);
+  if (data.has_shangshiriqi()) bits |= MaskBit(2);
+  if (data.has_meigushouyi()) bits |= MaskBit(3);
+  if (data.has_meigujingzhichan()) bits |= MaskBit(4);
+  if (data.has_jingzhichanshouyilv()) bits |= MaskBit(5);
+  if (data.has_meigujingyingxianjin()) bits |= MaskBit(6);
+  if (data.has_meigugongjijin()) bits |= MaskBit(7);
+  if (data.has_meiguweifenpeilirun()) bits |= MaskBit(8);
+  if (data.has_gudongquanyibi()) bits |= MaskBit(9);
+  if (data.has_jingliruntongbi()) bits |= MaskBit(10);
+  if (data.has_zhuyingshourutongbi()) bits |= MaskBit(11);
+  if (data.has_xiaoshoumaolilv()) bits |= MaskBit(12);
+  if (data.has_tiaozhengmeigujingzichan()) bits |= MaskBit(13);
+  if (data.has_zongzichan()) bits |= MaskBit(14);
+  if (data.has_liudongzichan()) bits |= MaskBit(15);
+  if (data.has_gudingzichan()) bits |= MaskBit(16);
+  if (data.has_wuxingzichan()) bits |= MaskBit(17);
+  if (data.has_liudongfuzai()) bits |= MaskBit(18);
+  if (data.has_changqifuzai()) bits |= MaskBit(19);
+  if (data.has_zongfuzai()) bits |= MaskBit(20);
+  if (data.has_gudongquanyi()) bits |= MaskBit(21);
+  if (data.has_zibengongjijin()) bits |= MaskBit(22);
+  if (data.has_jingyingxianjinliuliang()) bits |= MaskBit(23);
+  if (data.has_touzixianjinliuliang()) bits |= MaskBit(24);
+  if (data.has_chouzixianjinliuliang()) bits |= MaskBit(25);
+  if (data.has_xianjinzengjiae()) bits |= MaskBit(26);
+  if (data.has_zhuyingshouru()) bits |= MaskBit(27);
+  if (data.has_zhuyinglirun()) bits |= MaskBit(28);
+  if (data.has_yingyelirun()) bits |= MaskBit(29);
+  if (data.has_touzishouyi()) bits |= MaskBit(30);
+  if (data.has_yingyewaishouzhi()) bits |= MaskBit(31);
+  if (data.has_lirunzonge()) bits |= MaskBit(32);
+  if (data.has_jinglirun()) bits |= MaskBit(33);
+  if (data.has_weifenpeilirun()) bits |= MaskBit(34);
+  if (data.has_zongguben()) bits |= MaskBit(35);
+  if (data.has_wuxianshougufenheji()) bits |= MaskBit(36);
+  if (data.has_agu()) bits |= MaskBit(37);
+  if (data.has_bgu()) bits |= MaskBit(38);
+  if (data.has_jingwaishangshiwaizigu()) bits |= MaskBit(39);
+  if (data.has_qitaliutonggufen()) bits |= MaskBit(40);
+  if (data.has_xianshougufenheji()) bits |= MaskBit(41);
+  if (data.has_guojiachigu()) bits |= MaskBit(42);
+  if (data.has_guoyoufarenchigu()) bits |= MaskBit(43);
+  if (data.has_jingneifarenchigu()) bits |= MaskBit(44);
+  if (data.has_jingneiziranrenchigu()) bits |= MaskBit(45);
+  if (data.has_qitafaqirengufen()) bits |= MaskBit(46);
+  if (data.has_mujifarengufen()) bits |= MaskBit(47);
+  if (data.has_jingwaifarenchigu()) bits |= MaskBit(48);
+  if (data.has_jingwaiziranrenchigu()) bits |= MaskBit(49);
+  if (data.has_youxianguhuoqita()) bits |= MaskBit(50);
+  if (data.has_huilv()) bits |= MaskBit(51);
+  if (data.has_ganggubaogaoqi()) bits |= MaskBit(52);
   return bits;
 }
 

@@ -12,6 +12,7 @@ target_link_libraries(json_test PRIVATE PkgConfig::JANSSON)
 tesparser_inner_test(message_to_json_inner_test message_to_json_inner_test.cpp)
 
 tesparser_test(dispatch_test dispatch_test.cpp)
+tesparser_inner_test(tes2table_inner_test tes2table_inner_test.cpp support/tables.cpp)
 tesparser_test(wire_table_test wire_table_test.cpp)
 
 # Opens the library at run time, so it must not be linked with it.

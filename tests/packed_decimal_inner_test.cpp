@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <memory>
 
 #include "tesparser/packed_decimal.h"
 #include "tsl_base/table.h"
@@ -152,6 +153,24 @@ TEST(Round, EdgesOfTheRange) {
   EXPECT_EQ(RoundToUint64(Below(k2To64)), 18446744073709549568u);
   EXPECT_EQ(RoundToUint64(k2To64), 0u);
   EXPECT_EQ(RoundToUint64(kNaN), 0u);
+}
+
+// The rule worked out while the program runs, as the compiler has worked it out before.
+TEST(SignedDivisors, MakeTheNumberOfEachSignAndCode) {
+  const double sizes[16] = {100, 10, 0, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1, 0, 0, 0, 0, 0};
+  const auto made = std::make_unique<packed_decimal::SignedDivisors>();
+  for (int byte = 0; byte < 256; ++byte) {
+    const double size = sizes[byte % 16];
+    const double quotient = 7 / made->of_byte[byte];
+    if (size == 0) {
+      // No number is zero, and not minus zero either, whatever the sign.
+      EXPECT_EQ(quotient, 0.0) << byte;
+      EXPECT_FALSE(std::signbit(quotient)) << byte;
+    } else {
+      EXPECT_EQ(quotient, byte < 16 ? 7 / size : -(7 / size)) << byte;
+    }
+    EXPECT_EQ(packed_decimal::kSigned.of_byte[byte], made->of_byte[byte]) << byte;
+  }
 }
 
 TEST(DecodePacked, TheShortFormIsTheSameNumber) {

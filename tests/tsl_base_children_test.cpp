@@ -114,6 +114,7 @@ TEST_P(Child, ToBeCopiedIsRefusedByOtherColumnsAndStaysTheCallers) {
 TEST_P(Child, GivenAwayWithoutACellChangesNothing) {
   table_set_table_raw(t, row, 0, Leaf(1));
   table_set_table_raw(t, -1, 1, Leaf(1));
+  table_set_table_raw(t, -1, 1, nullptr);
   table_set_table_raw(t, row, 2, Leaf(1));
   table_set_table_raw(nullptr, 0, 0, Leaf(1));
   table_set_table(t, row, 0, Leaf(1), 0);

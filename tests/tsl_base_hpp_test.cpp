@@ -107,6 +107,30 @@ TEST(View, ZeroAndEmptyAreValues) {
   EXPECT_TRUE(table.view().get<BytesView>(0, 2)->empty());
 }
 
+// The types that a program may ask for while it runs, for instance to check a column beforehand.
+TEST(View, KnowsTheColumnTypeOfACppType) {
+  using tsl_base::detail::TypeOf;
+  EXPECT_EQ(TypeOf<int8_t>(), Type::kInt8);
+  EXPECT_EQ(TypeOf<int16_t>(), Type::kInt16);
+  EXPECT_EQ(TypeOf<int32_t>(), Type::kInt32);
+  EXPECT_EQ(TypeOf<int64_t>(), Type::kInt64);
+  EXPECT_EQ(TypeOf<long long>(), Type::kInt64);
+  EXPECT_EQ(TypeOf<float>(), Type::kFloat);
+  EXPECT_EQ(TypeOf<double>(), Type::kDouble);
+  EXPECT_EQ(TypeOf<std::string_view>(), Type::kText);
+  EXPECT_EQ(TypeOf<uint8_t>(), Type::kUint8);
+  EXPECT_EQ(TypeOf<uint16_t>(), Type::kUint16);
+  EXPECT_EQ(TypeOf<uint32_t>(), Type::kUint32);
+  EXPECT_EQ(TypeOf<uint64_t>(), Type::kUint64);
+  EXPECT_EQ(TypeOf<TableView>(), Type::kTable);
+  EXPECT_EQ(TypeOf<tsl_time_t>(), Type::kTime);
+  EXPECT_EQ(TypeOf<PFloat>(), Type::kPFloat);
+  EXPECT_EQ(TypeOf<VFloat>(), Type::kVFloat);
+  EXPECT_EQ(TypeOf<bool>(), Type::kNothing);
+  EXPECT_EQ(TypeOf<long double>(), Type::kNothing);
+  EXPECT_EQ(TypeOf<const char*>(), Type::kNothing);
+}
+
 TEST(View, GivesBytesOfBinaryCountedAndSingleCells) {
   const Table table = Sample();
   const BytesView binary = *table.view().get<BytesView>(1, 11);
@@ -191,6 +215,19 @@ TEST(Rows, AreIteratedInOrder) {
     values.push_back(*row.get<int64_t>(0));
   }
   EXPECT_EQ(values, (std::vector<int64_t>{0, 10, 20, 30}));
+}
+
+TEST(Rows, AreSteppedThroughAsIteratorsAre) {
+  const Table table("x:q", 2);
+  auto at = table.view().begin();
+  EXPECT_EQ((*at++).index(), 0);
+  EXPECT_EQ((*at).index(), 1);
+  EXPECT_FALSE(at == table.view().end());
+  at++;
+  EXPECT_TRUE(at == table.view().end());
+  const Table other("x:q", 2);
+  EXPECT_FALSE(at == other.view().end());
+  EXPECT_TRUE(at != other.view().end());
 }
 
 TEST(Rows, OfATableWithoutRowsAreNone) {
@@ -300,6 +337,9 @@ TEST(OwnedTable, AdoptsAndReleases) {
   EXPECT_FALSE(table);
   table.reset(raw);
   EXPECT_EQ(table.get(), raw);
+  table.reset(table.get());
+  EXPECT_EQ(table.get(), raw);
+  EXPECT_EQ(table.view().rows(), 1);
   table.reset();
   EXPECT_FALSE(table);
 }
@@ -317,10 +357,24 @@ TEST(OwnedTable, StaysIfTheParentCannotTakeIt) {
   Table parent("t:t;q:q", 1);
   Table child("x:q", 1);
   EXPECT_FALSE(parent.attach(0, 1, std::move(child)));
-  EXPECT_FALSE(parent.attach(5, 0, std::move(child)));  // NOLINT(bugprone-use-after-move): it was not taken
-  EXPECT_TRUE(child);                                   // NOLINT(bugprone-use-after-move): nor was it now
+  EXPECT_FALSE(parent.attach(5, 0, std::move(child)));   // NOLINT(bugprone-use-after-move): it was not taken
+  EXPECT_TRUE(child);                                    // NOLINT(bugprone-use-after-move): nor was it now
+  EXPECT_FALSE(parent.attach(-1, 0, std::move(child)));  // NOLINT(bugprone-use-after-move): still there
   EXPECT_FALSE(parent.attach(0, 0, Table()));
   EXPECT_FALSE(parent.view().is_set(0, 0));
+}
+
+TEST(OwnedTable, IsNotTakenFromItsParent) {
+  Table parent("t:t", 1);
+  Table child("x:q", 1);
+  void* raw = child.get();
+  ASSERT_TRUE(parent.attach(0, 0, std::move(child)));
+  Table thief("t:t", 1);
+  Table taken(raw);
+  EXPECT_FALSE(thief.attach(0, 0, std::move(taken)));
+  EXPECT_EQ(taken.release(), raw);  // NOLINT(bugprone-use-after-move): it was not taken
+  EXPECT_FALSE(thief.view().is_set(0, 0));
+  EXPECT_EQ(parent.view().get<TableView>(0, 0)->get(), raw);
 }
 
 }  // namespace

@@ -133,6 +133,46 @@ TEST(Storage, ManyColumnsOfManyRows) {
   }
 }
 
+// Children are what can be taken out of a cell again.
+TEST(Storage, ChildrenComeAndGoLikeInAMap) {
+  for (const int rows : {5, 300, 3000, 2'000'000'000}) {
+    const Table table("other:t;t:t", rows);
+    void* t = table.get();
+    // Nothing was ever there.
+    table_set_table_raw(t, rows / 2, 1, nullptr);
+    EXPECT_EQ(table_is_set(t, rows / 2, 1), 0) << rows;
+
+    std::mt19937 random(7);  // NOLINT(cert-msc32-c,cert-msc51-cpp): a failure must come again
+    const auto below = [&random](int limit) {
+      return std::uniform_int_distribution<int>(0, limit - 1)(random);
+    };
+    std::map<int, void*> model;
+    std::vector<int> touched;
+    // Rows from the top on, all of them, then here and there.
+    for (int row = 0; row < std::min(rows, 1000); ++row)
+      table_set_table_raw(t, row, 1, model[row] = table_create("x:q", 1, ""));
+    for (int step = 0; step < 5000; ++step) {
+      const int row = below(step % 3 == 0 ? rows : std::min(rows, 1200));
+      touched.push_back(row);
+      if (step % 2 == 0) {
+        void* child = table_create("x:q", 1, "");
+        table_set_table_raw(t, row, 1, child);
+        model[row] = child;
+      } else {
+        table_set_table_raw(t, row, 1, nullptr);
+        model.erase(row);
+      }
+    }
+    for (const int row : touched) {
+      const auto at = model.find(row);
+      ASSERT_EQ(table_is_set(t, row, 1), at != model.end() ? 1 : 0) << row << " of " << rows;
+      ASSERT_EQ(table_get_table(t, row, 1), at != model.end() ? at->second : nullptr)
+          << row << " of " << rows;
+      ASSERT_EQ(table_is_set(t, row, 0), 0);
+    }
+  }
+}
+
 // Cells of every width beside each other, with columns that hold nothing between them, in random order.
 class RandomWriting : public testing::TestWithParam<unsigned> {};
 
