@@ -151,15 +151,21 @@ json_t* Walk::Object(const Message& message) {
 struct Output {
   std::string text;
   std::exception_ptr error;
+  size_t expected;
   size_t gathered = 0;
   char pieces[1024];
+
+  explicit Output(size_t expected_size) : expected(expected_size) {}
 
   void Flush() {
     AppendToString(pieces, gathered, &text);
     gathered = 0;
   }
   void Append(const char* buffer, size_t size) {
-    if (size > sizeof(pieces) - gathered) Flush();
+    if (size > sizeof(pieces) - gathered) {
+      if (text.empty()) text.reserve(expected);
+      Flush();
+    }
     if (size > sizeof(pieces)) {
       AppendToString(buffer, size, &text);
       return;
@@ -184,8 +190,8 @@ int AppendOrStop(const char* buffer, size_t size, void* data) {
 
 }  // namespace
 
-std::string MessageToJson(const Message& message) {
-  Output output;
+std::string MessageToJson(const Message& message, size_t expected) {
+  Output output(expected);
   JsonValueGuard root(MessageToObject(message));
   json_dump_callback(root.get(), AppendOrStop, &output, 0);
   if (output.error != nullptr) std::rethrow_exception(output.error);
