@@ -184,6 +184,10 @@ TEST(Schema, AllComesWithEnumerationsAndEnclosingMessages) {
   // Its only field is of a message inside another.
   const std::string drawing = View({"schema", "--all", "ZhiBiaoHuiTuShuChu"}).out;
   EXPECT_NE(drawing.find("\nmessage ZhiBiaoShuChu {"), std::string::npos) << drawing;
+  // A message inside it has a field of an enumeration inside another one.
+  const std::string indicator = View({"schema", "--all", "ZhiBiao"}).out;
+  EXPECT_EQ(indicator.find("// tessel.zhibiao.proto\nmessage ZhiBiao {"), 0U) << indicator;
+  EXPECT_NE(indicator.find("\nmessage ZhiBiaoShuChu {"), std::string::npos) << indicator;
 }
 
 // ---- damaged lists ----

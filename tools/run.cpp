@@ -51,9 +51,6 @@ class Reader {
     std::reverse(errors_.begin(), errors_.end());
   }
 
-  const std::vector<std::string>& files() const { return files_; }
-  void set_progress(Progress* progress) { progress_ = progress; }
-
   bool Next(Task* task) {
     *task = Task();
     if (!errors_.empty()) return Trouble(task, errors_.back()), errors_.pop_back(), true;

@@ -289,20 +289,33 @@ std::string WithoutPackage(const std::string& name) {
 }
 
 void CollectTypes(const pb::Descriptor* type, std::vector<const pb::Descriptor*>* types,
+                  std::vector<const pb::EnumDescriptor*>* enums);
+
+// What the fields of the type and of those inside it are made of.
+void CollectFieldTypes(const pb::Descriptor* type, std::vector<const pb::Descriptor*>* types,
+                       std::vector<const pb::EnumDescriptor*>* enums) {
+  for (int i = 0; i < type->field_count(); ++i) {
+    if (type->field(i)->message_type() != nullptr) CollectTypes(type->field(i)->message_type(), types, enums);
+    const pb::EnumDescriptor* used = type->field(i)->enum_type();
+    if (used == nullptr) continue;
+    if (used->containing_type() != nullptr) {
+      CollectTypes(used->containing_type(), types, enums);
+    } else if (std::find(enums->begin(), enums->end(), used) == enums->end()) {
+      enums->push_back(used);
+    }
+  }
+  for (int i = 0; i < type->nested_type_count(); ++i)
+    CollectFieldTypes(type->nested_type(i), types, enums);
+}
+
+void CollectTypes(const pb::Descriptor* type, std::vector<const pb::Descriptor*>* types,
                   std::vector<const pb::EnumDescriptor*>* enums) {
   const pb::Descriptor* outermost = type;
   while (outermost->containing_type() != nullptr)
     outermost = outermost->containing_type();
   if (std::find(types->begin(), types->end(), outermost) != types->end()) return;
   types->push_back(outermost);
-  for (int i = 0; i < type->field_count(); ++i) {
-    if (type->field(i)->message_type() != nullptr) CollectTypes(type->field(i)->message_type(), types, enums);
-    const pb::EnumDescriptor* used = type->field(i)->enum_type();
-    if (used != nullptr && used->containing_type() == nullptr &&
-        std::find(enums->begin(), enums->end(), used) == enums->end()) {
-      enums->push_back(used);
-    }
-  }
+  CollectFieldTypes(outermost, types, enums);
 }
 
 }  // namespace

@@ -58,11 +58,8 @@ std::vector<std::string> ExpandPaths(const std::vector<std::string>& paths,
 }
 
 FileSource::FileSource(const std::string& path)
-    : name_(path == "-" ? "(standard input)" : path),
-      fd_(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+    : fd_(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
   if (fd_ < 0) throw InputError(fmt::format("cannot open it: {}", std::strerror(errno)));
-  struct stat status {};
-  if (fstat(fd_, &status) == 0 && S_ISREG(status.st_mode)) size_ = static_cast<uint64_t>(status.st_size);
 }
 
 FileSource::~FileSource() {

@@ -26,17 +26,11 @@ class FileSource : public ByteSource {
   // Throws Interrupted as well.
   size_t Read(char* to, size_t size) override;
 
-  // How many bytes it has; 0 if nobody knows.
-  uint64_t size() const { return size_; }
-  // As messages name it.
-  const std::string& name() const { return name_; }
   // Called before each read that may have to wait.
   void OnWait(std::function<void()> call) { on_wait_ = std::move(call); }
 
  private:
-  std::string name_;
   int fd_;
-  uint64_t size_ = 0;
   std::function<void()> on_wait_;
 };
 
