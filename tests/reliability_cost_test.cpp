@@ -328,7 +328,7 @@ constexpr double kMostNs = 20000;
 #endif
 
 // A reply of eight times the size may cost so many times as much beyond parsing: columns grow in steps of
-// four, and time needs a margin. What is quadratic costs 64 times as much.
+// eight, and time needs a margin. What is quadratic costs 64 times as much.
 constexpr size_t kSmall = 32 * 1024;
 constexpr size_t kLarger = 8;
 constexpr double kMostMemoryGrowth = 16;

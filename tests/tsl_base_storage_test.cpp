@@ -42,7 +42,7 @@ std::vector<int> Ascending(int rows) {
 }
 
 TEST(Storage, AscendingRows) {
-  for (const int rows : {1, 63, 64, 65, 255, 256, 257, 1023, 1024, 1025, 4097, 70000})
+  for (const int rows : {1, 63, 64, 65, 255, 256, 257, 2047, 2048, 2049, 16385, 70000})
     WriteAndCheck(Ascending(rows), rows);
 }
 
@@ -134,6 +134,80 @@ TEST(Storage, ManyColumnsOfManyRows) {
 }
 
 // Children are what can be taken out of a cell again.
+// The first sixteen columns are found by their index, those behind by the count of columns that hold
+// something.
+TEST(Storage, ColumnsThatHoldNothingStandBetweenOthers) {
+  std::string spec;
+  for (int col = 0; col < 40; ++col)
+    spec += col % 3 == 1 ? "none;" : "n:i;";
+  const Table table(spec.c_str(), 300);
+  void* t = table.get();
+  for (int row = 0; row < 300; row += 7) {
+    for (int col = 39; col >= 0; --col)
+      table_set_int(t, row, col, 1000 * col + row);
+  }
+  for (int row = 0; row < 300; ++row) {
+    for (int col = 0; col < 40; ++col) {
+      const bool set = row % 7 == 0 && col % 3 != 1;
+      ASSERT_EQ(table_is_set(t, row, col), set ? 1 : 0) << row << ' ' << col;
+      ASSERT_EQ(table_get_int(t, row, col), set ? 1000 * col + row : 0) << row << ' ' << col;
+    }
+  }
+}
+
+// A setter of another number type than the column's goes the long way round, also where the column has a
+// slab.
+TEST(Storage, ASlabTakesNumbersOfOtherTypes) {
+  const Table table("d:d;i:i;q:q;f:f;s:s", 300);
+  void* t = table.get();
+  for (int col = 0; col < 4; ++col) {
+    table_set_int(t, 0, col, 1);
+    table_set_int64(t, 1, col, -2);
+    table_set_double(t, 2, col, 3.0);
+    table_set_float(t, 3, col, 4.0F);
+    table_set_uint(t, 4, col, 5);
+    table_set_double(t, 5, col, 0.5);  // no integer
+  }
+  table_set_str(t, 0, 4, "text", 1);
+  table_set_int(t, 0, 4, 1);
+  table_set_int(t, 300, 1, 1);
+  table_set_int(t, -1, 1, 1);
+  table_set_int(t, 0, 5, 1);
+  table_set_int(t, 0, -1, 1);
+  for (int row = 0; row < 5; ++row) {
+    const int expected = row == 1 ? -2 : row + 1;
+    EXPECT_EQ(table_get_double(t, row, 0), expected);
+    EXPECT_EQ(table_get_int(t, row, 1), expected);
+    EXPECT_EQ(table_get_int64(t, row, 2), expected);
+    EXPECT_EQ(table_get_float(t, row, 3), static_cast<float>(expected));
+  }
+  EXPECT_EQ(table_get_double(t, 5, 0), 0.5);
+  EXPECT_EQ(table_is_set(t, 5, 1), 0);
+  EXPECT_EQ(table_is_set(t, 5, 2), 0);
+  EXPECT_EQ(table_get_float(t, 5, 3), 0.5F);
+  EXPECT_STREQ(table_get_str(t, 0, 4), "text");
+}
+
+// A few texts lie in the table's own block as long as they fit: 24 bytes each, two of which are not the
+// text's.
+TEST(Storage, FewTextsOfEveryLength) {
+  for (int rows = 1; rows <= 6; ++rows) {
+    for (const size_t length : {0, 1, 21, 22, 23, 24, 47, 94, 254, 255, 5000}) {
+      const Table table("a:s;n:i", rows, "a name");
+      void* t = table.get();
+      for (int row = 0; row < rows; ++row) {
+        table_set_str(t, row, 0, std::string(length, static_cast<char>('a' + row)).c_str(), 1);
+        table_set_int(t, row, 1, row);
+      }
+      for (int row = 0; row < rows; ++row) {
+        ASSERT_EQ(table_get_str(t, row, 0), std::string(length, static_cast<char>('a' + row)));
+        ASSERT_EQ(table_get_int(t, row, 1), row);
+      }
+      ASSERT_STREQ(table_name(t), "a name");
+    }
+  }
+}
+
 TEST(Storage, ChildrenComeAndGoLikeInAMap) {
   for (const int rows : {5, 300, 3000, 2'000'000'000}) {
     const Table table("other:t;t:t", rows);
