@@ -12,6 +12,7 @@
 
 #include "tests/support/program.h"
 #include "tests/support/replies.h"
+#include "tests/support/viewer.h"
 
 namespace {
 
@@ -20,64 +21,18 @@ using program::How;
 using program::Result;
 using replies::P;
 using replies::Reply;
-using Strings = std::vector<std::string>;
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kSanitized = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr bool kSanitized = true;
-#else
-constexpr bool kSanitized = false;
-#endif
-#else
-constexpr bool kSanitized = false;
-#endif
-
-Result View(const Strings& arguments, const How& how = How()) {
-  Strings command{TESVIEW};
-  command.insert(command.end(), arguments.begin(), arguments.end());
-  return program::Run(command, how);
-}
-
-Result ViewBytes(const std::string& bytes, const Strings& arguments) {
-  How how;
-  how.input = bytes;
-  return View(arguments, how);
-}
+using viewer::Files;
+using viewer::kSanitized;
+using viewer::LinesOf;
+using viewer::Strings;
+using viewer::View;
+using viewer::ViewBytes;
 
 // A line of shell with the program in $0; the input is `bytes`.
 Result Shell(const std::string& line, const std::string& bytes = std::string()) {
   How how;
   how.input = bytes;
   return program::Run({"sh", "-c", line, TESVIEW}, how);
-}
-
-class Files : public testing::Test {
- protected:
-  void SetUp() override {
-    std::string name = (fs::temp_directory_path() / "tesview-rare-XXXXXX").string();
-    ASSERT_NE(mkdtemp(name.data()), nullptr);
-    directory_ = name;
-  }
-  void TearDown() override { fs::remove_all(directory_); }
-
-  std::string Write(const std::string& name, const std::string& bytes) {
-    const fs::path path = fs::path(directory_) / name;
-    fs::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary) << bytes;
-    return path.string();
-  }
-
-  std::string directory_;
-};
-
-Strings LinesOf(const std::string& text) {
-  Strings lines;
-  std::stringstream in(text);
-  for (std::string line; std::getline(in, line);)
-    lines.push_back(line);
-  return lines;
 }
 
 // A reply of Id 3 that carries the given table in 0/T.

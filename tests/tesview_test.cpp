@@ -17,6 +17,7 @@
 
 #include "tests/support/program.h"
 #include "tests/support/replies.h"
+#include "tests/support/viewer.h"
 #include "tools/text.h"
 
 namespace {
@@ -26,38 +27,13 @@ using program::How;
 using program::Result;
 using replies::P;
 using replies::Reply;
-using Strings = std::vector<std::string>;
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kSanitized = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr bool kSanitized = true;
-#else
-constexpr bool kSanitized = false;
-#endif
-#else
-constexpr bool kSanitized = false;
-#endif
-
-// The built program, or another build of it.
-std::string Program() {
-  const char* other = std::getenv("TESVIEW_PROGRAM");
-  return other != nullptr ? other : TESVIEW;
-}
-
-Result View(const Strings& arguments, const How& how = How()) {
-  Strings command{Program()};
-  command.insert(command.end(), arguments.begin(), arguments.end());
-  return program::Run(command, how);
-}
-
-// The bytes on standard input.
-Result ViewBytes(const std::string& bytes, const Strings& arguments) {
-  How how;
-  how.input = bytes;
-  return View(arguments, how);
-}
+using viewer::Files;
+using viewer::kSanitized;
+using viewer::LinesOf;
+using viewer::Program;
+using viewer::Strings;
+using viewer::View;
+using viewer::ViewBytes;
 
 std::string Sample(const std::string& name) {
   return std::string(SAMPLE_DIR) + "/" + name + ".bin";
@@ -70,14 +46,6 @@ std::string Slurp(const std::string& path) {
   return all.str();
 }
 
-Strings LinesOf(const std::string& text) {
-  Strings lines;
-  std::stringstream in(text);
-  for (std::string line; std::getline(in, line);)
-    lines.push_back(line);
-  return lines;
-}
-
 std::string Varint(size_t value) {
   std::string bytes;
   for (; value > 0x7F; value >>= 7)
@@ -88,26 +56,6 @@ std::string Varint(size_t value) {
 std::string Framed(const std::string& bytes) {
   return Varint(bytes.size()) + bytes;
 }
-
-// A directory of its own for each test, gone afterwards.
-class Files : public testing::Test {
- protected:
-  void SetUp() override {
-    std::string name = (fs::temp_directory_path() / "tesview-test-XXXXXX").string();
-    ASSERT_NE(mkdtemp(name.data()), nullptr);
-    directory_ = name;
-  }
-  void TearDown() override { fs::remove_all(directory_); }
-
-  std::string Write(const std::string& name, const std::string& bytes) {
-    const fs::path path = fs::path(directory_) / name;
-    fs::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary) << bytes;
-    return path.string();
-  }
-
-  std::string directory_;
-};
 
 // A reply of Id 3 that carries the given table.
 std::string Wire(const std::string& table) {
