@@ -222,6 +222,14 @@ TEST(Recognise, LinesAreLookedAtOneByOneWhereThatIsAskedFor) {
   EXPECT_EQ(ReadAll("", Form::kLines).replies, Strings{});
 }
 
+// Looking for its end makes the buffer larger, which may move it.
+TEST(Recognise, ALastLineNeedsNoEnd) {
+  EXPECT_EQ(ReadAll("0816", Form::kLines).replies, (Strings{"\x08\x16"}));
+  EXPECT_EQ(ReadAll("0816\n1204", Form::kLines).replies, (Strings{"\x08\x16", "\x12\x04"}));
+  Dripping slow("0816\n1204");
+  EXPECT_EQ(ReadAll(&slow, Form::kLines).replies, (Strings{"\x08\x16", "\x12\x04"}));
+}
+
 // Id 22 and an Obj of four letters. Its first two bytes alone are a reply of Id 22.
 const std::string kLonger(
     "\x08\x16\x12\x04"

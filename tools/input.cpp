@@ -213,7 +213,8 @@ bool ReplyReader::TakeLine(std::string* line) {
     if (looked_at > kMaxTextBytes) throw InputError("a line is too long to hold a reply");
     if (Fill(looked_at + 1)) continue;
     if (looked_at == 0) return false;
-    line->assign(buffered);
+    // Asked for anew: filling may have moved the buffer.
+    line->assign(Buffered());
     Drop(looked_at);
     return true;
   }
