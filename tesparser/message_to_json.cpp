@@ -153,7 +153,7 @@ struct Output {
   std::exception_ptr error;
   size_t expected;
   size_t gathered = 0;
-  char pieces[1024];
+  char pieces[1024] = {};
 
   explicit Output(size_t expected_size) : expected(expected_size) {}
 
