@@ -77,6 +77,8 @@ void* NewOrThrow(size_t size, size_t alignment) {
 
 }  // namespace
 
+// The libraries have to find these too, whatever the compiler takes for the default.
+#pragma GCC visibility push(default)
 extern "C" {
 
 void* malloc(size_t size) {
@@ -114,6 +116,7 @@ void free(void* block) {
 }
 
 }  // extern "C"
+#pragma GCC visibility pop
 
 void* operator new(size_t size) {
   return NewOrThrow(size, 0);
