@@ -192,15 +192,18 @@ TEST(Storage, ASlabTakesNumbersOfOtherTypes) {
 // text's.
 TEST(Storage, FewTextsOfEveryLength) {
   for (int rows = 1; rows <= 6; ++rows) {
-    for (const size_t length : {0, 1, 21, 22, 23, 24, 47, 94, 254, 255, 5000}) {
+    for (const int length : {0, 1, 21, 22, 23, 24, 47, 94, 254, 255, 5000}) {
+      const auto text = [length](int row) {
+        return std::string(static_cast<size_t>(length), static_cast<char>('a' + row));
+      };
       const Table table("a:s;n:i", rows, "a name");
       void* t = table.get();
       for (int row = 0; row < rows; ++row) {
-        table_set_str(t, row, 0, std::string(length, static_cast<char>('a' + row)).c_str(), 1);
+        table_set_str(t, row, 0, text(row).c_str(), 1);
         table_set_int(t, row, 1, row);
       }
       for (int row = 0; row < rows; ++row) {
-        ASSERT_EQ(table_get_str(t, row, 0), std::string(length, static_cast<char>('a' + row)));
+        ASSERT_EQ(table_get_str(t, row, 0), text(row));
         ASSERT_EQ(table_get_int(t, row, 1), row);
       }
       ASSERT_STREQ(table_name(t), "a name");
