@@ -34,6 +34,15 @@ testing::AssertionResult SameColumn(const std::string& fields, const std::string
 
 // ---- values by class ------------------------------------------------------------------------------------
 
+// The text grows by pieces of about a kilobyte, longer ones at once; none of that shows.
+TEST(JsonValue, TextsOfEveryLengthStandWhole) {
+  for (const int length : {0, 1, 999, 1000, 1001, 1023, 1024, 1025, 2048, 100000}) {
+    const std::string text(static_cast<size_t>(length), 'x');
+    EXPECT_EQ(Json("Id: 20 Obj: '" + text + "' ObjCount: 7"),
+              "{\"Id\": 20, \"Obj\": \"" + text + "\", \"ObjCount\": 7}");
+  }
+}
+
 TEST(JsonValue, Int32) {
   EXPECT_TRUE(SameJson(Json("Id: -2147483648 ObjCount: 2147483647"),
                        R"({"Id": -2147483648, "ObjCount": 2147483647})"));

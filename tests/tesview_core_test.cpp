@@ -216,6 +216,21 @@ TEST(Recognise, ALineForEachReplyAlsoInALog) {
       (Strings{kReply, kReply}));
 }
 
+// The first block of so long a line is no whole reply yet.
+TEST(Recognise, OneLineOfDigitsMayBeLongerThanABlock) {
+  // Id 20 and an Obj of 100,002 letters: 0x186A2 is A2 8D 06 as a varint.
+  const std::string reply = std::string("\x08\x14\x12\xA2\x8D\x06") + std::string(100002, 'A');
+  std::string hex = "081412a28d06";
+  for (int i = 0; i < 100002; ++i)
+    hex += "41";
+  EXPECT_EQ(ReadAll(hex + "\n").replies, (Strings{reply}));
+  // Three bytes are four digits: 08 14 12, A2 8D 06, and three letters A are "QUFB".
+  std::string base64 = "CBQSoo0G";
+  for (int i = 0; i < 100002 / 3; ++i)
+    base64 += "QUFB";
+  EXPECT_EQ(ReadAll(base64).replies, (Strings{reply}));
+}
+
 TEST(Recognise, LinesAreLookedAtOneByOneWhereThatIsAskedFor) {
   const AllRead all = ReadAll("0816\n1204\nwords\n" + std::string(kReplyBase64) + "\n", Form::kLines);
   EXPECT_EQ(all.replies, (Strings{"\x08\x16", "\x12\x04", kReply}));
