@@ -7,7 +7,7 @@
 #include <limits>
 #include <memory>
 
-#include "tsl_base/table_storage.h"
+#include "tsl_base/detail/cells.h"
 
 namespace {
 

@@ -1,0 +1,17 @@
+// Any bytes through the three renderers.
+#include <memory>
+#include <string>
+
+#include "fuzz/support/renderers.h"
+#include "fuzz/support/target.h"
+
+namespace {
+
+void raw_reply(const uint8_t* data, size_t size) {
+  const auto reply = std::make_unique<std::string>(reinterpret_cast<const char*>(data), size);
+  fuzz::RenderAll(*reply);
+}
+
+}  // namespace
+
+FUZZ_TARGET(raw_reply, 4096)

@@ -1,0 +1,38 @@
+// Text on its way to people: from the encodings that cells hold to UTF-8, and its width on a screen.
+//
+// Everything here is independent of the locale and may run on any thread.
+#ifndef REPLIES_TEXT_H_
+#define REPLIES_TEXT_H_
+
+#include <string>
+#include <string_view>
+
+namespace tesview {
+
+// The text of a cell as UTF-8. Cells hold code page 936 in most columns and UTF-8 as it was received in some,
+// and nothing tells which. Taken as UTF-8 is what is well-formed UTF-8 with at least one character of three
+// bytes or more, as all Chinese ones are: two characters of code page 936 often look like UTF-8 of two bytes
+// each, but hardly ever like longer ones. Else it is code page 936; else UTF-8; else each byte that is not
+// ASCII becomes U+FFFD.
+std::string CellTextToUtf8(std::string_view cell);
+
+bool IsUtf8(std::string_view text);
+
+// With everything that a terminal would obey or that would break a line made visible: \n, \t, \x1b, \u202e.
+std::string Printable(std::string_view utf8);
+
+// Columns on a screen; East Asian wide characters take two.
+size_t DisplayWidth(std::string_view utf8);
+
+// At most `width` columns; what is cut ends in an ellipsis.
+std::string CutToWidth(std::string_view utf8, size_t width);
+
+// A JSON string with its quotes. Ill-formed UTF-8 becomes U+FFFD.
+void AppendJsonString(std::string* to, std::string_view utf8);
+
+// A CSV field, quoted where it has to be.
+void AppendCsvField(std::string* to, std::string_view utf8);
+
+}  // namespace tesview
+
+#endif  // REPLIES_TEXT_H_

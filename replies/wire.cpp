@@ -1,0 +1,107 @@
+#include "replies/wire.h"
+
+namespace tesview {
+namespace {
+
+constexpr uint64_t kMaxFieldNumber = (uint64_t{1} << 29) - 1;
+
+// A fixed or length-delimited content of `size` bytes at `pos`.
+WireStep TakeBytes(std::string_view bytes, size_t pos, uint64_t size, WireField* field, size_t* end) {
+  if (size > bytes.size() - pos) return WireStep::kCut;
+  field->payload = bytes.substr(pos, static_cast<size_t>(size));
+  *end = pos + static_cast<size_t>(size);
+  return WireStep::kField;
+}
+
+WireStep CutOrBroken(std::string_view bytes, size_t pos) {
+  return bytes.size() - pos < 10 ? WireStep::kCut : WireStep::kBroken;
+}
+
+WireStep TakeValue(std::string_view bytes, size_t pos, WireField* field, size_t* end) {
+  uint64_t size = 0;
+  switch (field->wire_type) {
+    case 0:
+      if (!ReadVarint(bytes, &pos, &field->varint)) return CutOrBroken(bytes, pos);
+      *end = pos;
+      return WireStep::kField;
+    case 1: return TakeBytes(bytes, pos, 8, field, end);
+    case 2:
+      if (!ReadVarint(bytes, &pos, &size)) return CutOrBroken(bytes, pos);
+      if (size > 0x7FFFFFFF) return WireStep::kBroken;
+      return TakeBytes(bytes, pos, size, field, end);
+    case 5: return TakeBytes(bytes, pos, 4, field, end);
+    default: return WireStep::kBroken;
+  }
+}
+
+bool LooksLikeFields(std::string_view bytes, bool may_go_on) {
+  size_t pos = 0;
+  WireField field;
+  for (bool first = true;; first = false) {
+    switch (ReadField(bytes, &pos, &field)) {
+      case WireStep::kField:
+        if (first && (field.number != 1 || field.wire_type != 0)) return false;
+        break;
+      case WireStep::kEnd: return !first;
+      case WireStep::kCut: return may_go_on && !first;
+      case WireStep::kBroken: return false;
+    }
+  }
+}
+
+}  // namespace
+
+bool ReadVarint(std::string_view bytes, size_t* pos, uint64_t* value) {
+  uint64_t result = 0;
+  size_t at = *pos;
+  for (unsigned shift = 0; shift < 70 && at < bytes.size(); shift += 7) {
+    const auto byte = static_cast<unsigned char>(bytes[at++]);
+    // The tenth byte has room for one bit; what is above it falls away, as in the parser.
+    result |= static_cast<uint64_t>(byte & 0x7F) << shift;
+    if ((byte & 0x80) == 0) {
+      *pos = at;
+      *value = result;
+      return true;
+    }
+  }
+  return false;
+}
+
+WireStep ReadField(std::string_view bytes, size_t* pos, WireField* field) {
+  if (*pos >= bytes.size()) return WireStep::kEnd;
+  size_t at = *pos;
+  uint64_t tag = 0;
+  if (!ReadVarint(bytes, &at, &tag)) return CutOrBroken(bytes, at);
+  *field = WireField();
+  field->offset = *pos;
+  field->wire_type = static_cast<unsigned>(tag & 7);
+  const uint64_t number = tag >> 3;
+  if (number == 0 || number > kMaxFieldNumber) return WireStep::kBroken;
+  field->number = static_cast<uint32_t>(number);
+  size_t end = at;
+  const WireStep step = TakeValue(bytes, at, field, &end);
+  if (step == WireStep::kField) *pos = end;
+  return step;
+}
+
+bool LooksLikeReply(std::string_view bytes) {
+  return LooksLikeFields(bytes, false);
+}
+
+bool LooksLikeStartOfReply(std::string_view bytes) {
+  return LooksLikeFields(bytes, true);
+}
+
+bool FindId(std::string_view bytes, int32_t* id) {
+  size_t pos = 0;
+  WireField field;
+  bool found = false;
+  while (ReadField(bytes, &pos, &field) == WireStep::kField) {
+    if (field.number != 1 || field.wire_type != 0) continue;
+    *id = static_cast<int32_t>(static_cast<uint32_t>(field.varint));
+    found = true;
+  }
+  return found;
+}
+
+}  // namespace tesview

@@ -1,1 +1,0 @@
-tesparser_test(quote_test quote_test.cpp)

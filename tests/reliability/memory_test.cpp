@@ -1,0 +1,303 @@
+// Claim: whichever allocation of a call fails, the call ends as its declaration tells, gives its memory back,
+// and the next call works. The JSON route loses nothing; a table route loses at most the table that it was
+// making.
+#include <google/protobuf/stubs/logging.h>
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <new>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/reliability/malloc.h"
+#include "tests/reliability/replies.h"
+#include "tests/support/json.h"
+#include "tests/support/table_text.h"
+
+namespace {
+
+using reliability::Bytes;
+using reliability::Data;
+using reliability::Failed;
+using reliability::Failing;
+using reliability::Heap;
+using reliability::Info;
+using reliability::Number;
+using reliability::Route;
+using reliability::Sample;
+
+// Damaged replies would be logged.
+const google::protobuf::LogSilencer kQuiet;
+
+// The samples, and replies that fail in each of the ways there are.
+std::vector<Sample> Replies() {
+  std::vector<Sample> replies = reliability::Samples();
+  const std::string nested = reliability::NestedTables(reliability::kDeepest);
+  replies.push_back({"nested tables", nested});
+  replies.push_back({"nested tables, cut", nested.substr(0, nested.size() - 1)});
+  replies.push_back({"nested too deep", reliability::NestedTables(reliability::kDeepest + 2)});
+  replies.push_back({"bad text", reliability::NestedBadText(reliability::kDeepest)});
+  replies.push_back({"required fields missing", reliability::NestedWithoutRequired(10)});
+  replies.push_back({"empty", ""});
+  return replies;
+}
+
+// A thread remembers the specs of the tables that it made last. Made to remember others, it holds the same
+// amount before and after a call.
+void ForgetSpecs() {
+  static int made = 1000000;
+  for (int i = 0; i < 8; ++i)
+    table_free(table_create(("column" + std::to_string(made++) + ":q").c_str(), 0, ""));
+}
+
+// Whether everything in `part` is in `whole`, in its place: keys and elements may be missing.
+bool IsPartOf(const json_t* part, const json_t* whole) {
+  if (json_is_object(part) && json_is_object(whole)) {
+    const char* key = nullptr;
+    json_t* value = nullptr;
+    json_object_foreach(const_cast<json_t*>(part), key, value) {
+      const json_t* other = json_object_get(whole, key);
+      if (other == nullptr || !IsPartOf(value, other)) return false;
+    }
+    return true;
+  }
+  if (json_is_array(part) && json_is_array(whole)) {
+    size_t next = 0;
+    for (size_t i = 0; i < json_array_size(part); ++i, ++next) {
+      while (next < json_array_size(whole) && !IsPartOf(json_array_get(part, i), json_array_get(whole, next)))
+        ++next;
+      if (next == json_array_size(whole)) return false;
+    }
+    return true;
+  }
+  return json_equal(part, whole) != 0;
+}
+
+// What may come back where jansson was refused memory: the text without some keys or elements, or its
+// beginning where the dump was.
+bool IsLessOf(const std::string& text, const std::string& whole) {
+  if (whole.compare(0, text.size(), text) == 0) return true;
+  static std::string parsed;
+  static OwnedJson all;
+  if (parsed != whole) {
+    all = ParseJson(whole);
+    parsed = whole;
+  }
+  const OwnedJson part = ParseJson(text);
+  return part != nullptr && all != nullptr && IsPartOf(part.get(), all.get());
+}
+
+enum class End { kResult, kBadAlloc, kJsonError };
+
+struct Outcome {
+  End end = End::kResult;
+  std::string text;  // the JSON, or the words of the error
+  bool is_null = true;
+  Failed failed;
+  Heap heap;  // what the call cost, and what of it is left after its result was freed
+};
+
+// With n = 0 nothing fails.
+Outcome Call(const Route& route, const std::string& reply, long n, Failing how) {
+  static std::string kept;
+  kept.reserve(1 << 20);
+  kept.clear();
+  Outcome outcome;
+  ForgetSpecs();
+  reliability::StartCounting();
+  reliability::FailAllocation(n, how);
+  try {
+    if (route.json) {
+      const std::string text = TesparserPB2Json(reply);
+      outcome.failed = reliability::StopFailing();
+      kept = text;
+    } else {
+      void* table = reliability::CallTable(route, reply);
+      outcome.failed = reliability::StopFailing();
+      outcome.is_null = table == nullptr;
+      table_free(table);
+    }
+  } catch (const std::bad_alloc&) {
+    outcome.failed = reliability::StopFailing();
+    outcome.end = End::kBadAlloc;
+  } catch (const j2pb_error& error) {
+    outcome.failed = reliability::StopFailing();
+    outcome.end = End::kJsonError;
+    kept = error.what();
+  }
+  ForgetSpecs();
+  outcome.heap = reliability::StopCounting();
+  outcome.text = kept;
+  return outcome;
+}
+
+// What the table of a call takes while it is held.
+Heap HeldByTable(const Route& route, const std::string& reply) {
+  ForgetSpecs();
+  reliability::StartCounting();
+  void* table = reliability::CallTable(route, reply);
+  ForgetSpecs();
+  const Heap held = reliability::StopCounting();
+  table_free(table);
+  return held;
+}
+
+class FailingMemory : public testing::TestWithParam<Failing> {
+ protected:
+  // Fails the first, second, third ... allocation until none is left to fail. Returns how many there were.
+  template <class Check>
+  long FailEach(const Route& route, const std::string& reply, Check check) {
+    const Outcome whole = Call(route, reply, 0, Failing::kOne);  // also fills what later calls use again
+    const Outcome again = Call(route, reply, 0, Failing::kOne);
+    EXPECT_EQ(again.heap.blocks, 0);
+    for (long n = 1;; ++n) {
+      SCOPED_TRACE("allocation " + std::to_string(n));
+      const Outcome outcome = Call(route, reply, n, GetParam());
+      if (outcome.failed.total() == 0) {
+        EXPECT_EQ(outcome.text, whole.text);
+        EXPECT_EQ(outcome.end, whole.end);
+        EXPECT_EQ(outcome.is_null, whole.is_null);
+        return n - 1;
+      }
+      check(whole, outcome);
+      // Long replies repeat themselves: deep in them it is enough to look now and then.
+      if (n > 1000 && n % 8 != 0 && !HasFailure()) continue;
+      const Outcome next = Call(route, reply, 0, Failing::kOne);
+      EXPECT_EQ(next.text, whole.text);
+      EXPECT_EQ(next.end, whole.end);
+      EXPECT_EQ(next.is_null, whole.is_null);
+      EXPECT_EQ(next.heap.calls, again.heap.calls);
+      EXPECT_EQ(next.heap.blocks, 0);
+      if (HasFailure()) return n;
+    }
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Allocations, FailingMemory, testing::Values(Failing::kOne, Failing::kAllFrom),
+                         [](const auto& how) {
+                           return how.param == Failing::kOne ? "OneFails" : "AllFailFromThere";
+                         });
+
+void CheckJson(const Outcome& whole, const Outcome& outcome) {
+  EXPECT_EQ(outcome.heap.blocks, 0) << "lost memory";
+  // Throwing takes memory too, for which the runtime keeps a reserve.
+  if (outcome.end == whole.end && outcome.text == whole.text && whole.end == End::kJsonError) return;
+  switch (outcome.end) {
+    case End::kBadAlloc: EXPECT_GT(outcome.failed.from_new, 0); break;
+    case End::kJsonError:
+      EXPECT_GT(outcome.failed.from_malloc, 0);
+      EXPECT_NE(outcome.text.find(": Fail to convert to json"), std::string::npos) << outcome.text;
+      break;
+    case End::kResult:
+      EXPECT_EQ(outcome.failed.from_new, 0) << "exhausted memory was not told";
+      EXPECT_TRUE(IsLessOf(outcome.text, whole.text)) << outcome.text << "\nis no part of\n" << whole.text;
+      break;
+  }
+}
+
+TEST_P(FailingMemory, JsonEndsAsToldAndLosesNothing) {
+  const Route& route = reliability::Routes()[0];
+  long failures = 0;
+  for (const Sample& sample : Replies()) {
+    SCOPED_TRACE(sample.name);
+    failures += FailEach(route, sample.reply, CheckJson);
+    if (HasFailure()) return;
+  }
+  std::printf("json: %ld failures\n", failures);
+  EXPECT_GT(failures, 1000);
+}
+
+TEST_P(FailingMemory, TablesEndAsToldAndLoseAtMostThemselves) {
+  long failures = 0;
+  for (const Route& route : reliability::Routes()) {
+    if (route.json) continue;
+    for (const Sample& sample : Replies()) {
+      SCOPED_TRACE(route.name + ", " + sample.name);
+      const Heap held = HeldByTable(route, sample.reply);
+      failures += FailEach(route, sample.reply, [&held](const Outcome&, const Outcome& outcome) {
+        EXPECT_EQ(outcome.end, End::kBadAlloc);
+        EXPECT_GE(outcome.heap.blocks, 0);
+        EXPECT_LE(outcome.heap.blocks, held.blocks);
+        // malloc may give a block some bytes more at one time than at another.
+        EXPECT_LE(outcome.heap.bytes, held.bytes + 32 * held.blocks);
+      });
+      if (HasFailure()) return;
+    }
+  }
+  std::printf("tables: %ld failures\n", failures);
+  EXPECT_GT(failures, 1000);
+}
+
+// What a thread sets up with its first table.
+TEST_P(FailingMemory, TheFirstTableOfAThread) {
+  const Route& route = reliability::Routes()[1];
+  long failures = 0;
+  for (const Sample& sample : reliability::Samples()) {
+    SCOPED_TRACE(sample.name);
+    const std::string whole = reliability::CallText(route, sample.reply);
+    bool failed = true;
+    for (long n = 1; failed && !HasFailure(); ++n) {
+      std::thread thread([&] {
+        bool thrown = false;
+        reliability::FailAllocation(n, GetParam());
+        try {
+          table_free(reliability::CallTable(route, sample.reply));
+        } catch (const std::bad_alloc&) {
+          thrown = true;
+        }
+        failed = reliability::StopFailing().total() != 0;
+        failures += failed ? 1 : 0;
+        EXPECT_EQ(thrown, failed);
+        EXPECT_EQ(reliability::CallText(route, sample.reply), whole);
+      });
+      thread.join();
+    }
+  }
+  EXPECT_GT(failures, 100);
+}
+
+// protobuf keeps what the schema does not know, and loses the one item that it was adding when its list of
+// them could not grow.
+TEST_P(FailingMemory, UnknownFieldsLoseAtMostOneItem) {
+  const std::string text = Bytes(100000, "a text too long to stand within the string object itself");
+  for (const std::string& reply :
+       {reliability::NestedGroups(reliability::kDeepest), Number(1, 20) + text + text}) {
+    for (const Route& route : reliability::Routes()) {
+      FailEach(route, reply, [](const Outcome&, const Outcome& outcome) {
+        EXPECT_LE(outcome.heap.blocks, 2);  // a text is two blocks
+        EXPECT_LE(outcome.heap.bytes, 128);
+      });
+    }
+  }
+}
+
+// A child that its parent cannot take is not made: names in a wire table can shift its columns, and a column
+// can bring more tables than the first one has rows.
+TEST(WireTables, LoseNoChildren) {
+  const std::string child = Bytes(7, Info("ShiJian", 'i') + Data(Bytes(2, "\1")));
+  const std::string row = Data(Bytes(2, "\1"));
+  for (const std::string& payload :
+       {Info("i", 'i') + Info("t", 't') + row + Data(child + child + child), Info("a;b", 't') + Data(child),
+        Info("i", 'i') + Info(std::string("cut\0", 4), 't') + row + Data(child),
+        Info("x:q;y:q;z", 't') + Data(child + child),
+        Info("i", 'i') + Info("t", 't') + row + Data(Bytes(7, "") + child)}) {
+    const std::string reply = reliability::WireReply(payload);
+    for (const Route& route : reliability::Routes()) {
+      Call(route, reply, 0, Failing::kOne);
+      const Outcome outcome = Call(route, reply, 0, Failing::kOne);
+      EXPECT_EQ(outcome.heap.blocks, 0) << route.name << ", " << payload;
+      EXPECT_FALSE(route.by_id && outcome.is_null) << payload;
+    }
+  }
+}
+
+TEST(Numbers, NeedNoMemory) {
+  int divisor = 0;
+  reliability::StartCounting();
+  EXPECT_EQ(TesparserInt64ToDouble(0x4D2, &divisor), 12.34);
+  EXPECT_EQ(TesparserInt64ToInt(0x4D2, &divisor), 12);
+  EXPECT_EQ(reliability::StopCounting().calls, 0);
+}
+
+}  // namespace

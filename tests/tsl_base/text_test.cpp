@@ -1,0 +1,363 @@
+// Claim: Utf8toGb2312 gives the bytes that the system's converter gives for every character, one '?' for each
+// character without a code and each maximal ill-formed sequence, and passes ASCII through.
+#include "tsl_base/text.h"
+
+#include <gtest/gtest.h>
+#include <iconv.h>
+
+#include <cstdint>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+using tsl_base::text;
+
+class Converter {
+ public:
+  Converter(const char* to, const char* from) : handle_(iconv_open(to, from)) {}
+  ~Converter() {
+    if (valid()) iconv_close(handle_);
+  }
+  Converter(const Converter&) = delete;
+  Converter& operator=(const Converter&) = delete;
+
+  bool valid() const { return reinterpret_cast<intptr_t>(handle_) != -1; }
+
+  // Empty if it cannot be converted.
+  std::string operator()(std::string input) const {
+    char output[16];
+    char* from = &input[0];
+    char* to = output;
+    size_t from_left = input.size();
+    size_t to_left = sizeof output;
+    iconv(handle_, nullptr, nullptr, nullptr, nullptr);
+    if (iconv(handle_, &from, &from_left, &to, &to_left) != 0 || from_left != 0) return std::string();
+    return std::string(output, sizeof output - to_left);
+  }
+
+ private:
+  iconv_t handle_;
+};
+
+// The bytes of a code point by the pattern of UTF-8, surrogates too.
+std::string Encode(uint32_t c) {
+  const auto byte = [](uint32_t value) { return static_cast<char>(static_cast<unsigned char>(value)); };
+  if (c < 0x80) return {byte(c)};
+  if (c < 0x800) return {byte(0xC0 | c >> 6), byte(0x80 | (c & 0x3F))};
+  if (c < 0x10000) return {byte(0xE0 | c >> 12), byte(0x80 | (c >> 6 & 0x3F)), byte(0x80 | (c & 0x3F))};
+  return {byte(0xF0 | c >> 18), byte(0x80 | (c >> 12 & 0x3F)), byte(0x80 | (c >> 6 & 0x3F)),
+          byte(0x80 | (c & 0x3F))};
+}
+
+bool IsSurrogate(uint32_t c) {
+  return c >= 0xD800 && c <= 0xDFFF;
+}
+
+class SystemConverter : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(to.valid() && back.valid()) << "iconv has no CP936"; }
+
+  // What is expected for a single code point.
+  std::string Expected(uint32_t c) const {
+    if (c < 0x80) return Encode(c);
+    if (IsSurrogate(c)) return "???";
+    const std::string bytes = to(Encode(c));
+    return bytes.size() == 2 ? bytes : "?";
+  }
+
+  const Converter to{"CP936", "UTF-8"};
+  const Converter back{"UTF-8", "CP936"};
+};
+
+TEST_F(SystemConverter, AgreesOnEveryCodePoint) {
+  int with_code = 0;
+  for (uint32_t c = 0; c <= 0x10FFFF; ++c) {
+    const std::string expected = Expected(c);
+    ASSERT_EQ(text::Utf8toGb2312(Encode(c)), expected) << "U+" << std::hex << c;
+    if (expected.size() == 2) ++with_code;
+  }
+  EXPECT_GT(with_code, 21000);
+}
+
+// The loops for runs see the characters in pairs, at every place of a word.
+TEST_F(SystemConverter, AgreesOnEveryCodePointInsideText) {
+  std::string utf8;
+  std::string expected;
+  for (uint32_t c = 1; c <= 0xFFFF; ++c) {
+    utf8 += Encode(c);
+    expected += Expected(c);
+    if (c % 3 == 0) {
+      utf8 += 'a';
+      expected += 'a';
+    }
+    if (utf8.size() < 2000 && c != 0xFFFF) continue;
+    ASSERT_EQ(text::Utf8toGb2312(utf8), expected) << "up to U+" << std::hex << c;
+    utf8.clear();
+    expected.clear();
+  }
+}
+
+TEST_F(SystemConverter, EveryTwoByteCodeComesBack) {
+  int codes = 0;
+  for (int lead = 0x81; lead <= 0xFE; ++lead) {
+    for (int trail = 0x40; trail <= 0xFE; ++trail) {
+      const std::string code = {static_cast<char>(lead), static_cast<char>(trail)};
+      const std::string utf8 = back(code);
+      if (utf8.empty() || to(utf8) != code) continue;
+      ASSERT_EQ(text::Utf8toGb2312(utf8), code) << std::hex << lead << trail;
+      ++codes;
+    }
+  }
+  EXPECT_GT(codes, 21000);
+}
+
+// ---- by hand ----------------------------------------------------------------------------------------------
+
+TEST(Gb2312, KnownCharacters) {
+  EXPECT_EQ(text::Utf8toGb2312("\u4E2D\u6587"), "\xD6\xD0\xCE\xC4");
+  EXPECT_EQ(text::Utf8toGb2312("\u554A"), "\xB0\xA1");  // the first character of GB2312's first level
+  EXPECT_EQ(text::Utf8toGb2312("\uFF01"), "\xA3\xA1");  // the full-width '!'
+  EXPECT_EQ(text::Utf8toGb2312("\u3000"), "\xA1\xA1");  // the wide blank
+}
+
+TEST(Gb2312, CharactersOfGbkBeyondGb2312) {
+  EXPECT_EQ(text::Utf8toGb2312("\u4E02"), "\x81\x40");
+}
+
+TEST(Gb2312, TwoByteUtf8) {
+  EXPECT_EQ(text::Utf8toGb2312("\u00D7"), "\xA1\xC1");  // multiplication sign
+  EXPECT_EQ(text::Utf8toGb2312("\u03B1"), "\xA6\xC1");  // alpha
+}
+
+TEST(Gb2312, AsciiPassesThrough) {
+  std::string ascii;
+  for (char c = 1; c < 127; ++c)
+    ascii += c;
+  ascii += '\x7F';
+  EXPECT_EQ(text::Utf8toGb2312(ascii.c_str()), ascii);
+}
+
+TEST(Gb2312, CharactersWithoutACodeBecomeOneQuestionMark) {
+  EXPECT_EQ(text::Utf8toGb2312("a\u00E9?"), "a\xA8\xA6?");  // this one has a code
+  EXPECT_EQ(text::Utf8toGb2312("a\u00EB?"), "a??");
+  EXPECT_EQ(text::Utf8toGb2312("\uAC00\u4E2D"), "?\xD6\xD0");
+  EXPECT_EQ(text::Utf8toGb2312("\U0001F600!"), "?!");
+  EXPECT_EQ(text::Utf8toGb2312("\U00020000"), "?");
+}
+
+TEST(Gb2312, NullIsTheEmptyText) {
+  EXPECT_EQ(text::Utf8toGb2312(static_cast<const char*>(nullptr)), "");
+}
+
+TEST(Gb2312, EmptyStaysEmpty) {
+  EXPECT_EQ(text::Utf8toGb2312(""), "");
+  EXPECT_EQ(text::Utf8toGb2312(std::string()), "");
+}
+
+TEST(Gb2312, ZeroBytesOfAStringPassThrough) {
+  EXPECT_EQ(text::Utf8toGb2312(std::string("a\0\u4E2D\0", 6)), std::string("a\0\xD6\xD0\0", 5));
+}
+
+TEST(Gb2312, AZeroEndsAPointersText) {
+  EXPECT_EQ(text::Utf8toGb2312("ab\0cd"), "ab");
+}
+
+TEST(Gb2312, TheInputMayBeAnyLength) {
+  for (size_t characters : {100U, 341U, 342U, 1000U, 100000U}) {
+    std::string utf8;
+    std::string expected;
+    for (size_t i = 0; i < characters; ++i) {
+      utf8 += "\u4E2D";
+      expected += "\xD6\xD0";
+    }
+    EXPECT_EQ(text::Utf8toGb2312(utf8), expected);
+    EXPECT_EQ(text::Utf8toGb2312(utf8.c_str()), expected);
+  }
+}
+
+struct IllFormed {
+  const char* utf8;
+  const char* expected;
+};
+
+TEST(IllFormedUtf8, EveryMaximalSequenceBecomesOneQuestionMark) {
+  const IllFormed cases[] = {
+      // Continuation bytes alone.
+      {"\x80", "?"},
+      {"\xBF\x80", "??"},
+      {"a\x80z", "a?z"},
+      // Bytes that never occur.
+      {"\xC0\x80", "??"},
+      {"\xC1\xBF", "??"},
+      {"\xF5\x80\x80\x80", "????"},
+      {"\xF8\x88\x80\x80\x80", "?????"},
+      {"\xFE\xFF", "??"},
+      // Cut off at the end.
+      {"\xC3", "?"},
+      {"\xE4", "?"},
+      {"\xE4\xB8", "?"},
+      {"\xF0", "?"},
+      {"\xF0\x9F", "?"},
+      {"\xF0\x9F\x98", "?"},
+      // Cut off by another character.
+      {"\xC3z", "?z"},
+      {"\xE4z", "?z"},
+      {"\xE4\xB8z", "?z"},
+      {"\xF0\x9F\x98z", "?z"},
+      {"\xE4\xB8\xE4\xB8\xAD", "?\xD6\xD0"},
+      {"\xF0\x9F\xE4\xB8\xAD", "?\xD6\xD0"},
+      {"\xE4\xE4\xE4\xB8\xAD", "??\xD6\xD0"},
+      // Overlong.
+      {"\xE0\x80\x80", "???"},
+      {"\xE0\x9F\xBF", "???"},
+      {"\xE0\x83\x97", "???"},
+      {"\xF0\x80\x80\x80", "????"},
+      {"\xF0\x8F\xBF\xBF", "????"},
+      // Surrogates, alone and as a pair.
+      {"\xED\xA0\x80", "???"},
+      {"\xED\xBF\xBF", "???"},
+      {"\xED\xA0\xBD\xED\xB8\x80", "??????"},
+      // Beyond U+10FFFF.
+      {"\xF4\x90\x80\x80", "????"},
+      {"\xF7\xBF\xBF\xBF", "????"},
+      // Just inside.
+      {"\xED\x9F\xBF", "?"},
+      {"\xF4\x8F\xBF\xBF", "?"},
+      {"\xF0\x90\x80\x80", "?"},
+      {"\xEF\xBF\xBF", "?"},
+  };
+  for (const IllFormed& c : cases) {
+    EXPECT_EQ(text::Utf8toGb2312(c.utf8), c.expected) << testing::PrintToString(std::string(c.utf8));
+    // The same where the loops for runs are at work.
+    const std::string around = "\u4E2D\u6587abcdefgh";
+    const std::string around_expected =
+        "\xD6\xD0\xCE\xC4"
+        "abcdefgh";
+    std::string whole = around;
+    whole.append(c.utf8).append(around);
+    std::string whole_expected = around_expected;
+    whole_expected.append(c.expected).append(around_expected);
+    EXPECT_EQ(text::Utf8toGb2312(whole), whole_expected) << testing::PrintToString(std::string(c.utf8));
+  }
+}
+
+// ---- against a plain reading of the definition ------------------------------------------------------------
+
+// Takes, at each place, the longest beginning of any character's bytes; it knows nothing of lead and trail
+// bytes.
+class Reference : public SystemConverter {
+ protected:
+  Reference() {
+    for (uint32_t c = 0; c <= 0x10FFFF; ++c) {
+      if (IsSurrogate(c)) continue;
+      const std::string bytes = Encode(c);
+      for (size_t length = 1; length < bytes.size(); ++length)
+        beginnings_.insert(bytes.substr(0, length));
+    }
+  }
+
+  std::string Convert(const std::string& utf8) const {
+    std::string result;
+    for (size_t at = 0; at < utf8.size();) {
+      size_t length = 1;
+      while (at + length < utf8.size() && beginnings_.count(utf8.substr(at, length)) != 0 &&
+             Continues(utf8.substr(at, length + 1))) {
+        ++length;
+      }
+      const std::string bytes = utf8.substr(at, length);
+      const bool whole = static_cast<unsigned char>(bytes[0]) < 0x80 || IsWhole(bytes);
+      if (!whole) {
+        result += '?';
+      } else if (length == 1) {
+        result += bytes;
+      } else {
+        const std::string code = to(bytes);
+        result += code.size() == 2 ? code : "?";
+      }
+      at += length;
+    }
+    return result;
+  }
+
+ private:
+  bool Continues(const std::string& bytes) const { return beginnings_.count(bytes) != 0 || IsWhole(bytes); }
+
+  // Whether these are all bytes of a character of several bytes: a beginning, and a last byte of 80 to BF
+  // behind it, by which it is no longer a beginning.
+  bool IsWhole(const std::string& bytes) const {
+    const unsigned char last = static_cast<unsigned char>(bytes.back());
+    return bytes.size() > 1 && last >= 0x80 && last <= 0xBF && beginnings_.count(bytes) == 0 &&
+           beginnings_.count(bytes.substr(0, bytes.size() - 1)) != 0 && !IsOutOfRange(bytes);
+  }
+
+  static bool IsOutOfRange(const std::string& bytes) {
+    const auto at = [&bytes](size_t i) {
+      return static_cast<uint32_t>(static_cast<unsigned char>(bytes[i]));
+    };
+    uint32_t c = 0;
+    if (bytes.size() == 2) c = (at(0) & 0x1F) << 6 | (at(1) & 0x3F);
+    if (bytes.size() == 3) c = (at(0) & 0x0F) << 12 | (at(1) & 0x3F) << 6 | (at(2) & 0x3F);
+    if (bytes.size() == 4) {
+      c = (at(0) & 0x07) << 18 | (at(1) & 0x3F) << 12 | (at(2) & 0x3F) << 6 | (at(3) & 0x3F);
+    }
+    return c > 0x10FFFF || IsSurrogate(c) || Encode(c) != bytes;
+  }
+
+  std::set<std::string> beginnings_;
+};
+
+TEST_F(Reference, AgreesOnMixedTextOfEveryLengthUpTo40) {
+  std::mt19937 random(7);  // NOLINT(cert-msc32-c,cert-msc51-cpp): a failure must come again
+  const std::vector<std::string> pieces = {"a",      "Z",      "\u4E2D",     "\u6587",
+                                           "\u80A1", "\u03B1", "\U0001F600", "\uAC00"};
+  for (size_t length = 0; length <= 40; ++length) {
+    for (int round = 0; round < 300; ++round) {
+      std::string utf8;
+      // Mostly ASCII, mostly Chinese, or anything.
+      const size_t from = round % 3 == 1 ? 2 : 0;
+      const size_t to_piece = round % 3 == 0 ? 3 : round % 3 == 1 ? 5 : pieces.size();
+      while (utf8.size() < length) {
+        utf8 += pieces[from + random() % (to_piece - from)];
+      }
+      utf8.resize(length);  // may cut the last character
+      const std::string expected = Convert(utf8);
+      ASSERT_EQ(text::Utf8toGb2312(utf8), expected) << testing::PrintToString(utf8);
+      ASSERT_LE(expected.size(), utf8.size());
+    }
+  }
+}
+
+TEST_F(Reference, AgreesOnRandomBytes) {
+  std::mt19937 random(11);  // NOLINT(cert-msc32-c,cert-msc51-cpp): a failure must come again
+  const unsigned char likely[] = {0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC0, 0xC2, 0xDF, 0xE0,
+                                  0xE4, 0xED, 0xEE, 0xEF, 0xF0, 0xF1, 0xF4, 0xF5, 0xFF, 'a'};
+  for (int round = 0; round < 60'000; ++round) {
+    std::string bytes(random() % 24, '\0');
+    for (char& c : bytes) {
+      const bool any = random() % 4 == 0;
+      c = static_cast<char>(any ? static_cast<unsigned char>(random() & 0xFF)
+                                : likely[random() % sizeof likely]);
+    }
+    ASSERT_EQ(text::Utf8toGb2312(bytes), Convert(bytes)) << testing::PrintToString(bytes);
+  }
+}
+
+TEST(Gb2312, ReadsNoByteBehindTheInput) {
+  // Blocks of the exact size, so that the address sanitizer sees a read behind them.
+  for (size_t length = 0; length <= 40; ++length) {
+    for (const char* piece : {"a", "\u4E2D", "a\u4E2D", "\xE4", "\xF0\x9F"}) {
+      std::string utf8;
+      while (utf8.size() < length)
+        utf8 += piece;
+      utf8.resize(length);
+      const std::vector<char> exact(utf8.begin(), utf8.end());
+      const std::string whole = text::Utf8toGb2312(utf8);
+      EXPECT_EQ(text::Utf8toGb2312(std::string(exact.begin(), exact.end())), whole);
+    }
+  }
+}
+
+}  // namespace

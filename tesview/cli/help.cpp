@@ -1,0 +1,317 @@
+#include "tesview/cli/help.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include <CLI/CLI.hpp>
+
+namespace tesview {
+namespace {
+
+constexpr size_t kHelpWidth = 80;
+
+struct Entry {
+  std::string term;
+  std::string text;
+};
+
+struct Section {
+  std::string title;
+  std::vector<std::string> paragraphs;
+  std::vector<Entry> entries;
+};
+
+struct Page {
+  std::string purpose;
+  std::vector<std::string> synopsis;
+  std::vector<Section> sections;
+};
+
+// ---- what is said ----
+
+Section Introduction() {
+  return {"Description",
+          {"Reads replies from files, directories or standard input, in whatever form they have, and shows "
+           "each one: its Id "
+           "with the name of its payload, then its table and the tables inside it, or its JSON where it has "
+           "no table form."},
+          {}};
+}
+
+// Each line can be run as it stands; a test does it.
+Section Examples() {
+  return {"Examples",
+          {},
+          {{"tesview quotes.bin", "Show the reply in a file."},
+           {"tesview --path 0/Data --columns ShiJian,ShouPanJia --tail 5 kline.bin",
+            "Of the first instrument's bars the last five closing prices."},
+           {"grep reply service.log | tesview",
+            "Show the replies that stand in the lines of a log as hexadecimal or base64."},
+           {"tesview --jobs 0 --to ndjson replies.stream | head -3",
+            "Turn a stream of replies into lines for other tools."},
+           {"tesview --to csv kline.bin > kline.csv", "The same for a spreadsheet."},
+           {"tesview --to summary replies/", "What is in a directory, and how long it takes to decode."},
+           {"tesview ids kline", "Which Ids have to do with klines, and which of them have a table."},
+           {"tesview schema QuoteKlineSingle", "What is in such a reply."},
+           {"tesview number 0x4D2", "Unpack a packed decimal: 12.34."},
+           {"tesview pack reply.txtpb | tesview --to json", "Make a reply from text and look at it."}}};
+}
+
+Section TableRules() {
+  return {"Tables",
+          {"Numbers stand with their points below each other, doubles in the fewest digits that give the "
+           "same double. In front of each "
+           "row is its number. Of a column of tables the cell says rows \xC3\x97 columns; the tables follow, "
+           "indented, each under its "
+           "path (0/Data is the cell in row 0, column Data). Tables of one row each are joined to one "
+           "(*/Data). HasBits is "
+           "hexadecimal, bytes are cut to 16.",
+           "A middle dot (\xC2\xB7) is a cell that was not set, '' an empty text, (empty) a cell that was "
+           "set to no table. Text comes "
+           "as UTF-8: what is well-formed UTF-8 with a character of three bytes or more is taken as it is, "
+           "everything else as code page "
+           "936. Characters that would steer the terminal are shown as \\n, \\x1b or \\u202e.",
+           "Where the width of the screen is known, texts, lists and bytes are cut as far as the table needs "
+           "it, to 40 columns. Where that is not enough, a table of one row is "
+           "turned on its side, and of other tables columns are left out from the right until the rest fits; "
+           "they are named below, once for tables that lack the same. "
+           "Into a pipe or a file nothing is cut. For a pager: --style box --color always FILE | less -RS."},
+          {}};
+}
+
+Section LineRules() {
+  return {
+      "Lines for other tools",
+      {"ndjson and csv are flat: a row with tables in it gives one line for each of their rows, with the "
+       "outer cells repeated and the "
+       "inner ones called Data.ShiJian; with several columns of tables the lines of one follow those of "
+       "the other. A row without inner "
+       "rows gives one line. A second column of the same name is called Name#5 after its index. Counted "
+       "cells are a list, in csv with blanks "
+       "between the numbers; bytes are base64.",
+       "ndjson: _file and _reply (from 1) where there are several, _id, _row (the path of the row, "
+       "\"0/Data/3\"), then the columns. A "
+       "cell that was not set is null, one set to a table without rows []; both stand in each line of "
+       "their row. NaN and infinity are texts. A reply "
+       "without a table form is one "
+       "line with its JSON under _json.",
+       "csv: UTF-8, quoted where it has to be, lines end in a line feed. A cell that was not set is nothing "
+       "(with a single column the line is empty), an empty text \"\"; a line of another "
+       "column of tables leaves the columns of this one empty. Before replies with other columns "
+       "comes an empty line and a header of their "
+       "own. A reply without a table form is an error."},
+      {}};
+}
+
+Section ExitCodes() {
+  return {
+      "Exit codes",
+      {},
+      {{"0", "Everything was shown, or whoever read the output had seen enough."},
+       {"1",
+        "Some reply is damaged or cannot be shown as asked, or some name is not known; the rest was shown."},
+       {"2", "Wrong usage; nothing was done."},
+       {"3", "Some file cannot be read, or the output cannot be written."}}};
+}
+
+Section Environment() {
+  return {"Environment",
+          {},
+          {{"NO_COLOR", "If set and not empty, no colour unless --color always asks for it."},
+           {"TERM", "dumb means no colour."}}};
+}
+
+Section Memory() {
+  return {"Memory",
+          {"Streams and lines are read one reply at a time, at most some 64 MB of them at once with --jobs. "
+           "One reply and its output are held as a "
+           "whole."},
+          {}};
+}
+
+// ---- from the definition of the command line ----
+
+std::string Term(const CLI::Option& option) {
+  std::string term;
+  for (const std::string& name : option.get_snames())
+    term += "-" + name + ", ";
+  for (const std::string& name : option.get_lnames())
+    term += "--" + name;
+  if (option.get_lnames().empty() && option.get_snames().empty()) return option.get_name(true);
+  if (option.get_expected_max() > 0) term += " " + option.get_type_name();
+  return term;
+}
+
+void AddOptions(const CLI::App& app, const std::string& group, std::vector<Entry>* entries) {
+  for (const CLI::Option* option : app.get_options()) {
+    const bool positional = option->get_lnames().empty() && option->get_snames().empty();
+    const std::string& of = positional ? std::string("Input") : option->get_group();
+    if (option->get_group().empty() || (!group.empty() && of != group)) continue;
+    entries->push_back({Term(*option), option->get_description()});
+  }
+}
+
+std::string SynopsisOf(const CLI::App& command) {
+  std::string line = "tesview " + command.get_name();
+  std::string positional = command.get_footer().empty() ? "" : " " + command.get_footer();
+  for (const CLI::Option* option : command.get_options()) {
+    if (option->get_name() == "--help") continue;
+    if (option->get_lnames().empty()) {
+      positional +=
+          option->get_required() ? " " + option->get_name() + "..." : " [" + option->get_name() + "...]";
+    } else {
+      const std::string term = Term(*option);
+      line += " [" +
+              term.substr(term.find("--") == std::string::npos || term[1] == '-' ? 0 : term.find("--")) + "]";
+    }
+  }
+  return line + positional;
+}
+
+Page PageOf(const CLI::App& app) {
+  Page page;
+  page.purpose = app.get_description();
+  page.synopsis.push_back("tesview [OPTION...] [FILE...]");
+  const auto commands = app.get_subcommands([](const CLI::App*) { return true; });
+  for (const CLI::App* command : commands)
+    page.synopsis.push_back(SynopsisOf(*command));
+  page.sections = {Introduction(), Examples()};
+  for (const char* group : {"Input", "Output", "Choice", "Work", "Other"}) {
+    Section section{group, {}, {}};
+    AddOptions(app, group, &section.entries);
+    page.sections.push_back(section);
+  }
+  Section all{"Commands", {}, {}};
+  for (const CLI::App* command : commands) {
+    all.entries.push_back({SynopsisOf(*command).substr(8), command->get_description()});
+    std::vector<Entry> options;
+    AddOptions(*command, "", &options);
+    for (const Entry& option : options) {
+      if (option.term != "-h, --help") all.entries.push_back({"  " + option.term, option.text});
+    }
+  }
+  page.sections.push_back(all);
+  for (const Section& section : {TableRules(), LineRules(), ExitCodes(), Environment(), Memory()})
+    page.sections.push_back(section);
+  return page;
+}
+
+// ---- as help ----
+
+// UTF-8 with characters of one column each.
+size_t Columns(const std::string& text) {
+  return static_cast<size_t>(std::count_if(
+      text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
+}
+
+std::string Wrapped(const std::string& text, size_t indent) {
+  std::string out;
+  std::string line(indent, ' ');
+  bool empty = true;
+  for (size_t begin = 0; begin < text.size();) {
+    const size_t end = std::min(text.find(' ', begin), text.size());
+    const std::string word = text.substr(begin, end - begin);
+    begin = end + 1;
+    if (!empty && Columns(line) + 1 + Columns(word) > kHelpWidth) {
+      out += line + "\n";
+      line = std::string(indent, ' ');
+      empty = true;
+    }
+    line += (empty ? "" : " ") + word;
+    empty = false;
+  }
+  return out + line + "\n";
+}
+
+std::string SectionText(const Section& section) {
+  std::string text = "\n" + section.title + ":\n";
+  bool first = true;
+  for (const std::string& paragraph : section.paragraphs) {
+    text += (first ? "" : "\n") + Wrapped(paragraph, 2);
+    first = false;
+  }
+  for (const Entry& entry : section.entries)
+    text += "  " + entry.term + "\n" + Wrapped(entry.text, entry.term[0] == ' ' ? 8 : 6);
+  return text;
+}
+
+// ---- as a manual page ----
+
+std::string Roff(const std::string& text) {
+  std::string out;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (c == '\\') {
+      out += "\\e";
+    } else if (c == '-') {
+      out += "\\-";
+    } else if (c == '\'' || (c == '.' && i == 0)) {
+      out += c == '.' ? "\\&." : "\\(aq";
+    } else if (text.compare(i, 2, "\xC3\x97") == 0) {
+      out += "\\(mu";
+      ++i;
+    } else if (text.compare(i, 2, "\xC2\xB7") == 0) {
+      out += "\\(pc";
+      ++i;
+    } else {
+      out += c;
+    }
+  }
+  return out;
+}
+
+std::string Upper(std::string text) {
+  for (char& c : text)
+    c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return text;
+}
+
+}  // namespace
+
+std::string HelpText(const CLI::App& app) {
+  const Page page = PageOf(app);
+  std::string text = "tesview " + page.purpose + "\n\n";
+  for (const std::string& line : page.synopsis)
+    text += (&line == &page.synopsis[0] ? "Usage: " : "       ") + line + "\n";
+  for (const Section& section : page.sections) {
+    if (section.title == "Description") {
+      text += "\n" + Wrapped(section.paragraphs[0], 0);
+    } else {
+      text += SectionText(section);
+    }
+  }
+  return text;
+}
+
+std::string CommandHelpText(const CLI::App& command) {
+  std::string text = Wrapped(command.get_description(), 0) + "\nUsage: " + SynopsisOf(command) + "\n";
+  Section options{"Options", {}, {}};
+  AddOptions(command, "", &options.entries);
+  return text + SectionText(options);
+}
+
+std::string ManualPage(const CLI::App& app) {
+  const Page page = PageOf(app);
+  std::string text = ".TH TESVIEW 1\n.SH NAME\ntesview \\- " + Roff(page.purpose) + "\n.SH SYNOPSIS\n.nf\n";
+  for (const std::string& line : page.synopsis)
+    text += Roff(line) + "\n";
+  text += ".fi\n";
+  for (const Section& section : page.sections) {
+    text += ".SH " + Upper(section.title) + "\n";
+    bool first = true;
+    for (const std::string& paragraph : section.paragraphs) {
+      text += (first ? "" : ".PP\n") + Roff(paragraph) + "\n";
+      first = false;
+    }
+    for (const Entry& entry : section.entries) {
+      const bool inner = entry.term[0] == ' ';
+      text += inner ? ".RS\n" : "";
+      text += ".TP\n.B " + Roff(entry.term.substr(inner ? 2 : 0)) + "\n" + Roff(entry.text) + "\n";
+      text += inner ? ".RE\n" : "";
+    }
+  }
+  return text;
+}
+
+}  // namespace tesview

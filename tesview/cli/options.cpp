@@ -1,0 +1,465 @@
+#include "tesview/cli/options.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <charconv>
+#include <limits>
+#include <thread>
+
+#include <CLI/CLI.hpp>
+
+#include "replies/encodings.h"
+#include "replies/schema.h"
+#include "tesview/cli/help.h"
+#include "tesview/cli/suggest.h"
+#include "tesview/terminal/terminal.h"
+
+namespace tesview {
+namespace {
+
+constexpr int kMostJobs = 256;
+
+template <class T>
+struct Word {
+  const char* word;
+  T value;
+};
+
+constexpr Word<To> kTo[] = {{"table", To::kTable},   {"json", To::kJson}, {"pretty", To::kPretty},
+                            {"ndjson", To::kNdjson}, {"csv", To::kCsv},   {"summary", To::kSummary},
+                            {"text", To::kText}};
+constexpr Word<Form> kFrom[] = {
+    {"auto", Form::kAuto}, {"raw", Form::kRaw},       {"delimited", Form::kDelimited},
+    {"hex", Form::kHex},   {"base64", Form::kBase64}, {"lines", Form::kLines},
+    {"text", Form::kText}};
+constexpr Word<When> kWhen[] = {{"auto", When::kAuto}, {"always", When::kAlways}, {"never", When::kNever}};
+constexpr Word<When> kStyle[] = {{"auto", When::kAuto}, {"box", When::kAlways}, {"plain", When::kNever}};
+constexpr Word<PackForm> kPack[] = {{"raw", PackForm::kRaw},
+                                    {"delimited", PackForm::kDelimited},
+                                    {"hex", PackForm::kHex},
+                                    {"base64", PackForm::kBase64}};
+
+template <class T, size_t N>
+std::vector<std::string> WordsOf(const Word<T> (&words)[N]) {
+  std::vector<std::string> all;
+  for (const Word<T>& each : words)
+    all.emplace_back(each.word);
+  return all;
+}
+
+std::string Listed(const std::vector<std::string>& words) {
+  std::string list;
+  for (const std::string& word : words)
+    list += (list.empty() ? "" : ", ") + word;
+  return list;
+}
+
+template <class T, size_t N>
+T ValueOf(const Word<T> (&words)[N], const std::string& given, const char* option) {
+  for (const Word<T>& each : words) {
+    if (given == each.word) return each.value;
+  }
+  throw UsageError(
+      fmt::format("unknown word \"{}\" for {}; known: {}", given, option, Listed(WordsOf(words))));
+}
+
+// The options as they were given, before they are understood.
+struct Given {
+  std::vector<std::string> paths;
+  std::string to = "table";
+  std::string from = "auto";
+  std::string type;
+  std::string path;
+  std::string columns;
+  std::string head;
+  std::string tail;
+  std::string width;
+  std::string jobs = "1";
+  std::string color = "auto";
+  std::string style = "auto";
+  std::string progress = "auto";
+  std::string pack_to = "raw";
+  std::string generate;
+  bool table = false;
+  bool json = false;
+  bool pretty = false;
+};
+
+int64_t NumberOf(const std::string& given, const char* option, int64_t least, int64_t most) {
+  int64_t value = 0;
+  const auto [end, error] = std::from_chars(given.data(), given.data() + given.size(), value);
+  if (error != std::errc() || end != given.data() + given.size() || value < least || value > most) {
+    throw UsageError(fmt::format("\"{}\" for {} is no number from {} to {}", given, option, least, most));
+  }
+  return value;
+}
+
+bool IsKnown(TPType type) {
+  const auto& known = TypeNames();
+  return std::any_of(known.begin(), known.end(), [type](const TypeName& each) { return each.type == type; });
+}
+
+TPType TypeOf(const std::string& given) {
+  const auto found = FindType(given);
+  if (found && IsKnown(*found)) return *found;
+  std::vector<std::string> names;
+  for (const TypeName& type : TypeNames())
+    names.emplace_back(type.name);
+  const std::string near = DidYouMean(given, names);
+  throw UsageError(fmt::format(
+      "unknown type \"{}\" for --type{}", given,
+      near.empty() ? "; known: DaDan, FenLeiChiCang, BxzjStock, BxzjBlock, Token, ZhiBiao1 to ZhiBiao16 "
+                     "and their numbers"
+                   : near));
+}
+
+// Blanks beside the commas are none of the names'.
+std::vector<std::string> SplitAtCommas(const std::string& list) {
+  std::vector<std::string> parts;
+  size_t begin = 0;
+  while (begin <= list.size()) {
+    const size_t end = std::min(list.find(',', begin), list.size());
+    const std::string_view part = Trim(std::string_view(list).substr(begin, end - begin));
+    if (!part.empty()) parts.emplace_back(part);
+    begin = end + 1;
+  }
+  if (parts.empty()) throw UsageError("--columns names no column");
+  return parts;
+}
+
+class CommandLine {
+ public:
+  CommandLine() : app_("shows replies of the market-data service", "tesview") {
+    app_.set_help_flag("-h,--help", "Print this help.")->group("Other");
+    app_.set_version_flag("--version", std::string("tesview " TESVIEW_VERSION), "Print the version.")
+        ->group("Other");
+    app_.add_option("--generate", given_.generate)->group("");
+    DefineInput();
+    DefineOutput();
+    DefineChoice();
+    DefineWork();
+    DefineCommands();
+  }
+
+  Arguments Parse(int argc, const char* const* argv) {
+    try {
+      app_.parse(argc, argv);
+    } catch (const CLI::CallForHelp&) {
+      const auto commands = app_.get_subcommands();
+      return Printed(commands.empty() ? HelpText(app_) : CommandHelpText(*commands[0]));
+    } catch (const CLI::CallForVersion&) {
+      return Printed("tesview " TESVIEW_VERSION "\n");
+    } catch (const CLI::ExtrasError&) {
+      throw UsageError(Unexpected());
+    } catch (const CLI::ArgumentMismatch& error) {
+      // "--head: 1 required N missing"
+      const std::string what = error.what();
+      throw UsageError(what.substr(0, what.find(':')) + " needs a value");
+    } catch (const CLI::RequiredError& error) {
+      const std::string what = error.what();
+      throw UsageError(app_.get_subcommands()[0]->get_name() + " needs a " + what.substr(0, what.find(' ')));
+    } catch (const CLI::ParseError& error) {
+      throw UsageError(error.what());
+    }
+    if (!given_.generate.empty()) return Printed(Generated());
+    if (ids_->parsed()) arguments_.command = Command::kIds;
+    if (schema_->parsed()) arguments_.command = Command::kSchema;
+    if (number_->parsed()) UnderstandNumber();
+    if (pack_->parsed()) UnderstandPack();
+    if (arguments_.command == Command::kShow) UnderstandShow();
+    return arguments_;
+  }
+
+ private:
+  void DefineInput() {
+    app_.add_option(
+        "FILE", given_.paths,
+        "Files with replies, and directories, whose files are read by name with those below them; \"-\" or "
+        "no FILE is standard input. A file that is called like a command is given as ./ids.");
+    app_.add_option(
+            "--from", given_.from,
+            "How FILE holds replies: raw (one reply), delimited (a stream, each reply with its "
+            "length as a varint before it), hex, base64 (a line is a reply, or all lines together are; "
+            "of a line of a log the longest run of digits), lines (a log, of which each line is looked "
+            "at by itself and as soon as it comes), text (protobuf text form). With auto, the default, "
+            "it is found out.")
+        ->type_name("FORM")
+        ->group("Input")
+        ->take_last();
+  }
+
+  void DefineOutput() {
+    auto* to =
+        app_.add_option(
+                "--to", given_.to,
+                "Form of output: table (the default), json (one line, as the library writes it), pretty (the "
+                "same "
+                "over many lines), ndjson, csv, summary (Id, payload, sizes and times), text (protobuf text "
+                "form).")
+            ->type_name("FORM")
+            ->group("Output")
+            ->take_last();
+    app_.add_flag("--table", given_.table,
+                  "As --to table, but a reply without a table form is an error instead of JSON.")
+        ->group("Output")
+        ->excludes(to);
+    app_.add_flag("--json", given_.json, "As --to json.")->group("Output")->excludes(to);
+    app_.add_flag("--pretty", given_.pretty, "As --to pretty.")->group("Output")->excludes(to);
+    app_.add_option("--color", given_.color,
+                    "Colour: always, never, or auto, which is in a terminal unless NO_COLOR is set.")
+        ->type_name("WHEN")
+        ->group("Output")
+        ->take_last();
+    app_.add_option("--style", given_.style,
+                    "Tables with lines (box), without (plain), or auto, which is box in a terminal.")
+        ->type_name("STYLE")
+        ->group("Output")
+        ->take_last();
+    app_.add_option(
+            "--width", given_.width,
+            "Columns of the screen; 0 cuts nothing. The default is the terminal's width, and 0 elsewhere.")
+        ->type_name("N")
+        ->group("Output")
+        ->take_last();
+  }
+
+  void DefineChoice() {
+    app_.add_option(
+            "--type", given_.type,
+            "Take the layout of this name or number instead of that of the reply's Id: DaDan, FenLeiChiCang, "
+            "BxzjStock, Token, ZhiBiao1 to ZhiBiao16.")
+        ->type_name("TYPE")
+        ->group("Choice")
+        ->take_last();
+    app_.add_option("--path", given_.path,
+                    "Show only the table in this cell, row/column, as in 0/Data or 0/Data/2/Inner.")
+        ->type_name("PATH")
+        ->group("Choice")
+        ->take_last();
+    app_.add_option("--columns", given_.columns,
+                    "Show only these columns, in this order, wherever in the table they are; of a column of "
+                    "tables all that is in it.")
+        ->type_name("NAME,...")
+        ->group("Choice")
+        ->take_last();
+    auto* head = app_.add_option("--head", given_.head, "Show only the first N rows of each table.")
+                     ->type_name("N")
+                     ->group("Choice")
+                     ->take_last();
+    app_.add_option("--tail", given_.tail, "Show only the last N rows of each table.")
+        ->type_name("N")
+        ->group("Choice")
+        ->take_last()
+        ->excludes(head);
+  }
+
+  void DefineWork() {
+    app_.add_option(
+            "-j,--jobs", given_.jobs,
+            "Show N replies at once; 0 takes all processors. The output stays in the order of the input.")
+        ->type_name("N")
+        ->group("Work")
+        ->take_last();
+    app_.add_flag("--strict", arguments_.show.strict,
+                  "Stop at the first reply that cannot be shown or file that cannot be read.")
+        ->group("Work");
+    app_.add_option("--progress", given_.progress,
+                    "A line on standard error that tells how far the work is: always, never, or auto, which "
+                    "is when standard error "
+                    "is a terminal and standard output is none.")
+        ->type_name("WHEN")
+        ->group("Work")
+        ->take_last();
+  }
+
+  void DefineCommands() {
+    app_.require_subcommand(0, 1);
+    ids_ = app_.add_subcommand("ids", "List the Ids, the payload of each and which have a table.");
+    ids_->add_option("WORD", arguments_.ids.words,
+                     "Only Ids with this number or with this word in their name.");
+    ids_->add_flag("--table", arguments_.ids.only_tables, "Only Ids with a table.");
+
+    schema_ = app_.add_subcommand("schema", "Print the definition of a message or an enumeration.");
+    schema_->add_option("NAME", arguments_.schema.names, "Its name, or the Id that carries it.")->required();
+    schema_->add_flag("--all", arguments_.schema.all, "With all messages that it stands on.");
+
+    number_ = app_.add_subcommand("number", "Unpack packed decimals, as JSON shows them.");
+    number_->footer("VALUE...");
+    number_->add_flag("--packed", arguments_.number.packed, "Say what scale and sign they carry.");
+    number_->add_flag("--pack", arguments_.number.pack, "The other way: from 12.34 to the packed number.");
+    // A negative number is no option.
+    number_->allow_extras();
+
+    pack_ = app_.add_subcommand("pack", "Turn replies from protobuf text form to bytes.");
+    pack_->add_option("FILE", arguments_.pack.paths, "Files in text form; \"-\" is standard input.")
+        ->required();
+    pack_->add_option("-o,--output", arguments_.pack.output, "Write there instead of to standard output.")
+        ->type_name("FILE")
+        ->take_last();
+    pack_
+        ->add_option("--to", given_.pack_to,
+                     "raw (the default, one reply), delimited, hex or base64 (a line for each reply).")
+        ->type_name("FORM")
+        ->take_last();
+    pack_->add_flag("--partial", arguments_.pack.partial,
+                    "Let required fields be missing, for replies that are to fail.");
+    for (CLI::App* command : {ids_, schema_, number_, pack_})
+      command->set_help_flag("-h,--help", "Print this help.");
+  }
+
+  static Arguments Printed(std::string text) {
+    Arguments arguments;
+    arguments.command = Command::kPrinted;
+    arguments.printed = std::move(text);
+    return arguments;
+  }
+
+  std::string Generated() const {
+    if (given_.generate == "man") return ManualPage(app_);
+    // The two that never give a layout of their own are known, but not offered.
+    std::vector<std::string> types;
+    for (const TypeName& type : TypeNames()) {
+      if (type.type != TPTypeById && type.type != TPTypeBxzjBlock) types.emplace_back(type.name);
+    }
+    std::string text = Completions(app_,
+                                   {{"--to", WordsOf(kTo)},
+                                    {"--from", WordsOf(kFrom)},
+                                    {"--type", types},
+                                    {"--color", WordsOf(kWhen)},
+                                    {"--style", WordsOf(kStyle)},
+                                    {"--progress", WordsOf(kWhen)},
+                                    {"pack --to", WordsOf(kPack)}},
+                                   given_.generate);
+    if (text.empty())
+      throw UsageError(
+          fmt::format("unknown word \"{}\" for --generate; known: man, bash, zsh, fish", given_.generate));
+    return text;
+  }
+
+  // The first argument that nobody knows, and what it may have been meant to be.
+  std::string Unexpected() {
+    const auto commands = app_.get_subcommands();
+    const CLI::App& app = commands.empty() ? app_ : *commands[0];
+    const auto extras = app_.remaining(true);
+    const std::string first = extras.empty() ? "" : extras[0];
+    return UnknownOption(app, first);
+  }
+
+  static std::string UnknownOption(const CLI::App& app, const std::string& given) {
+    const std::string name = given.substr(0, given.find('='));
+    std::vector<std::string> known;
+    for (const CLI::Option* option : app.get_options()) {
+      if (option->get_group().empty()) continue;
+      for (const std::string& each : option->get_lnames())
+        known.push_back("--" + each);
+    }
+    if (name.size() > 1 && name[0] == '-')
+      return fmt::format("unknown option {}{}", name, DidYouMean(name, known));
+    return fmt::format("\"{}\" is one argument too many", given);
+  }
+
+  void UnderstandNumber() {
+    arguments_.command = Command::kNumber;
+    arguments_.number.values = number_->remaining();
+    for (const std::string& value : arguments_.number.values) {
+      if (value.size() > 1 && value[0] == '-' && std::isdigit(static_cast<unsigned char>(value[1])) == 0 &&
+          value[1] != '.')
+        throw UsageError(UnknownOption(*number_, value));
+    }
+    if (arguments_.number.values.empty()) throw UsageError("number needs a VALUE, such as 0x4D2");
+  }
+
+  void UnderstandPack() {
+    arguments_.command = Command::kPack;
+    PackCommand& pack = arguments_.pack;
+    pack.form = ValueOf(kPack, given_.pack_to, "--to");
+    if (pack.form == PackForm::kRaw && pack.paths.size() > 1) {
+      throw UsageError("raw holds one reply; several FILEs take --to delimited, hex or base64");
+    }
+    if (pack.form != PackForm::kHex && pack.form != PackForm::kBase64 && pack.output.empty() &&
+        IsTerminal(STDOUT_FILENO)) {
+      throw UsageError("bytes do a terminal no good; take --to hex, -o FILE or a pipe");
+    }
+  }
+
+  void UnderstandShow() {
+    Job& job = arguments_.show;
+    job.paths = given_.paths;
+    if (job.paths.empty()) {
+      if (IsTerminal(STDIN_FILENO)) {
+        throw UsageError("no FILE is given, and standard input is a terminal (- reads it all the same)");
+      }
+      job.paths.emplace_back("-");
+    }
+    RefuseMistypedCommand(job.paths[0]);
+    job.from = ValueOf(kFrom, given_.from, "--from");
+    const int64_t cores = std::max(1U, std::thread::hardware_concurrency());
+    const int64_t jobs = NumberOf(given_.jobs, "--jobs", 0, kMostJobs);
+    job.jobs = static_cast<int>(jobs == 0 ? std::min<int64_t>(cores, kMostJobs) : jobs);
+    job.progress = ValueOf(kWhen, given_.progress, "--progress");
+    UnderstandView(&job.view);
+  }
+
+  // A word that is no file, but nearly a command.
+  static void RefuseMistypedCommand(const std::string& word) {
+    if (word == "-" || word.find_first_of("./") != std::string::npos || access(word.c_str(), F_OK) == 0)
+      return;
+    const std::string near = DidYouMean(word, {"ids", "schema", "number", "pack"});
+    if (!near.empty() || word == "help")
+      throw UsageError(fmt::format("no file or command is called \"{}\"{}", word, near));
+  }
+
+  void UnderstandView(View* view) {
+    if (given_.table + given_.json + given_.pretty > 1)
+      throw UsageError("only one of --table, --json and --pretty can be had");
+    view->to = ValueOf(kTo, given_.to, "--to");
+    if (given_.json) view->to = To::kJson;
+    if (given_.pretty) view->to = To::kPretty;
+    view->table_or_nothing = given_.table;
+    if (!given_.type.empty()) view->type = TypeOf(given_.type);
+    view->path = given_.path;
+    if (!given_.columns.empty()) view->columns = SplitAtCommas(given_.columns);
+    constexpr int64_t kMost = std::numeric_limits<int32_t>::max();
+    if (!given_.head.empty()) view->head = NumberOf(given_.head, "--head", 0, kMost);
+    if (!given_.tail.empty()) view->tail = NumberOf(given_.tail, "--tail", 0, kMost);
+    RefuseWithoutTable(*view);
+    const bool terminal = IsTerminal(STDOUT_FILENO);
+    const When color = ValueOf(kWhen, given_.color, "--color");
+    view->color = color == When::kAlways || (color == When::kAuto && terminal && ColorWelcome());
+    const When style = ValueOf(kStyle, given_.style, "--style");
+    view->boxes = style == When::kAlways || (style == When::kAuto && terminal);
+    view->width = given_.width.empty() ? TerminalWidth(STDOUT_FILENO)
+                                       : static_cast<size_t>(NumberOf(given_.width, "--width", 0, kMost));
+  }
+
+  // JSON and text form show the reply, not a table.
+  static void RefuseWithoutTable(const View& view) {
+    if (view.to != To::kJson && view.to != To::kPretty && view.to != To::kText && view.to != To::kSummary)
+      return;
+    const bool summary = view.to == To::kSummary;
+    if ((view.type && !summary) || !view.path.empty() || !view.columns.empty() || view.head >= 0 ||
+        view.tail >= 0) {
+      throw UsageError(summary ? "a summary takes no --path, --columns, --head or --tail"
+                               : "--type, --path, --columns, --head and --tail choose from a table; take "
+                                 "--to table, ndjson or csv");
+    }
+  }
+
+  CLI::App app_;
+  CLI::App* ids_ = nullptr;
+  CLI::App* schema_ = nullptr;
+  CLI::App* number_ = nullptr;
+  CLI::App* pack_ = nullptr;
+  Given given_;
+  Arguments arguments_;
+};
+
+}  // namespace
+
+Arguments ParseArguments(int argc, const char* const* argv) {
+  return CommandLine().Parse(argc, argv);
+}
+
+}  // namespace tesview

@@ -1,0 +1,19 @@
+// "Did you mean": the words nearest to a mistyped one.
+#ifndef TESVIEW_CLI_SUGGEST_H_
+#define TESVIEW_CLI_SUGGEST_H_
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tesview {
+
+// Up to three, the nearest first; none if nothing is near. The case of letters does not count.
+std::vector<std::string> Nearest(std::string_view word, const std::vector<std::string>& known);
+
+// "; did you mean \"json\"?", or nothing.
+std::string DidYouMean(std::string_view word, const std::vector<std::string>& known);
+
+}  // namespace tesview
+
+#endif  // TESVIEW_CLI_SUGGEST_H_

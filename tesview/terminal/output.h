@@ -1,0 +1,50 @@
+// Standard output, in whole lines.
+//
+// An interrupt (SIGINT, SIGTERM) is noticed between two lines: what has been written by then ends with a
+// line's end.
+#ifndef TESVIEW_TERMINAL_OUTPUT_H_
+#define TESVIEW_TERMINAL_OUTPUT_H_
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace tesview {
+
+// The reader of the pipe has gone.
+class OutputClosed : public std::exception {};
+
+class OutputError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// Thrown where work may stop after a signal.
+class Interrupted : public std::exception {};
+
+// From here on SIGINT and SIGTERM are noted; a second one ends the process at once.
+void CatchInterrupts();
+bool WasInterrupted();
+// Ends the process by the signal that was noted.
+[[noreturn]] void EndByInterrupt();
+
+class Output {
+ public:
+  explicit Output(int fd) : fd_(fd) {}
+
+  // Whole lines. Throws OutputClosed, OutputError or Interrupted.
+  void Write(std::string_view lines);
+  // Bytes without lines, for the program's one binary output.
+  void WriteBytes(std::string_view bytes);
+  void Flush();
+
+ private:
+  void Send(std::string_view bytes);
+
+  int fd_;
+  std::string buffer_;
+};
+
+}  // namespace tesview
+
+#endif  // TESVIEW_TERMINAL_OUTPUT_H_

@@ -1,0 +1,223 @@
+// How a table keeps its cells.
+//
+// A table of few cells is one block: header, cells of 8 bytes column by column, a bit for each cell that is
+// set, the name, and room for its texts if these are few. Most tables of a reply are of this kind, with a
+// single row.
+//
+// A larger table stores what is written and nothing else. Its first columns, which are all that most tables
+// have, lie in one group by their index; those behind are found over a directory of groups that reaches as
+// far as columns were written: a spec may name very many, and a reply may share it among thousands of tables
+// with a value or two. Each column has a slab for its first rows, with cells of the
+// type's own width, that grows as long as enough of it is used. A cell far behind its column's slab goes to a
+// map. At any time a cell lies in the slab if its row is below the slab's capacity, and in the map otherwise.
+//
+// Texts, byte strings and arrays lie in chunks that belong to the table; their cells hold the address.
+#ifndef TSL_BASE_DETAIL_CELLS_H_
+#define TSL_BASE_DETAIL_CELLS_H_
+
+#include <stddef.h>
+#include <stdint.h>
+#include <string.h>
+
+#include <map>
+
+#include "tsl_base/detail/spec.h"
+
+namespace tsl_base {
+namespace detail {
+
+constexpr uint64_t kSmallTableCells = 256;
+constexpr uint32_t kSlabsOfGroup = 16;
+
+// The bytes for cells that point elsewhere, in the order in which they were asked for.
+struct alignas(8) Chunk {
+  Chunk* next;
+  uint32_t used;
+  uint32_t size : 31;  // without this header; 0 for a chunk made for a single item
+  uint32_t in_table : 1;
+};
+constexpr uint32_t kLargestSize = 0x7FFFFFFF;
+
+struct Slab {
+  unsigned char* cells;
+  uint64_t* bits;          // in the same block, behind the cells
+  uint32_t capacity;       // rows
+  uint32_t known_set;      // at least so many cells of the slab are set
+  uint32_t outliers;       // cells of this column in the map
+  uint32_t kind : 8;       // of the column, once the slab has cells
+  uint32_t patience : 24;  // writes to the map before the set cells are counted again
+};
+
+struct CellKey {
+  uint32_t slot;
+  uint32_t row;
+  bool operator<(const CellKey& other) const {
+    return slot != other.slot ? slot < other.slot : row < other.row;
+  }
+};
+
+using OutlierMap = std::map<CellKey, uint64_t>;
+
+constexpr uint32_t kAnyColumn = (uint32_t{1} << 22) - 1;
+
+// Stands behind the header of a table that is not small.
+struct Large {
+  Slab* first;  // the columns below kSlabsOfGroup; slabs without capacity until one of these is written
+  Slab** groups;
+  OutlierMap* outliers;
+  uint32_t used_slabs;
+  uint32_t group_count;
+};
+
+struct alignas(8) TableData {
+  Spec* spec;
+  TableData* parent;  // while a tree is freed: the next table to free
+  Chunk* chunks;      // newest first
+  uint32_t rows;
+  uint32_t small_cells : 9;
+  uint32_t is_large : 1;
+  // The columns that ever held a child are below this one; kAnyColumn is no limit. Freeing looks no further.
+  uint32_t children_end : 22;
+
+  bool had_children() const { return children_end != 0; }
+  uint32_t columns_with_children() const {
+    return children_end == kAnyColumn ? spec->cols : uint32_t{children_end};
+  }
+  unsigned char* small_cell(uint32_t index) {
+    return reinterpret_cast<unsigned char*>(this + 1) + size_t{8} * index;
+  }
+  const unsigned char* small_cell(uint32_t index) const {
+    return reinterpret_cast<const unsigned char*>(this + 1) + size_t{8} * index;
+  }
+  uint64_t* small_bits() { return reinterpret_cast<uint64_t*>(small_cell(small_cells)); }
+  const uint64_t* small_bits() const { return reinterpret_cast<const uint64_t*>(small_cell(small_cells)); }
+  Large* large() { return reinterpret_cast<Large*>(this + 1); }
+  const Large* large() const { return reinterpret_cast<const Large*>(this + 1); }
+  const char* name() const;
+};
+
+static_assert(kSmallTableCells < 1 << 9, "small_cells counts them");
+static_assert(sizeof(TableData) % 8 == 0, "cells follow the header and are aligned for 8 bytes");
+
+inline bool TestBit(const uint64_t* bits, uint32_t index) {
+  return (bits[index >> 6] >> (index & 63)) & 1;
+}
+inline void SetBit(uint64_t* bits, uint32_t index) {
+  bits[index >> 6] |= uint64_t{1} << (index & 63);
+}
+inline void ClearBit(uint64_t* bits, uint32_t index) {
+  bits[index >> 6] &= ~(uint64_t{1} << (index & 63));
+}
+
+// A value from bytes of any alignment, and back. Cells hold addresses too.
+// NOLINTBEGIN(bugprone-sizeof-expression): it is the size of the address that is meant
+template <typename T>
+inline T Load(const void* from) {
+  T value;
+  memcpy(&value, from, sizeof value);
+  return value;
+}
+template <typename T>
+inline void Save(void* to, T value) {
+  memcpy(to, &value, sizeof value);
+}
+// NOLINTEND(bugprone-sizeof-expression)
+
+// A table that takes over the caller's reference to `spec`. Throws std::bad_alloc, and the reference stays
+// the caller's then.
+TableData* NewTable(Spec* spec, uint32_t rows, const char* name);
+
+// An empty table of the same columns. Throws std::bad_alloc.
+TableData* NewTableLike(const TableData* model, uint32_t rows, const char* name);
+
+// Frees a table without a parent and all that hangs from it, whatever the depth.
+void FreeTree(TableData* root) noexcept;
+
+// A copy of the table and of all that hangs from it. Throws std::bad_alloc.
+TableData* CopyTree(const TableData* source);
+
+inline uint32_t IndexOf(const TableData* table, const Column& column) {
+  return static_cast<uint32_t>(&column - table->spec->columns());
+}
+
+inline Slab* FindSlab(const TableData* table, const Column& column) {
+  const Large* large = table->large();
+  const uint32_t index = IndexOf(table, column);
+  if (index < kSlabsOfGroup) return large->first + index;
+  const uint32_t slot = column.slot;
+  if (slot / kSlabsOfGroup >= large->group_count) return nullptr;
+  Slab* group = large->groups[slot / kSlabsOfGroup];
+  return group ? group + slot % kSlabsOfGroup : nullptr;
+}
+
+unsigned char* FindOutlier(const TableData* table, const Column& column, uint32_t row);
+
+// The stored bytes of a cell; null if it is unset.
+inline unsigned char* FindCell(const TableData* table, const Column& column, uint32_t row) {
+  if (!table->is_large) {
+    const uint32_t index = column.slot * table->rows + row;
+    if (!TestBit(table->small_bits(), index)) return nullptr;
+    return const_cast<unsigned char*>(table->small_cell(index));
+  }
+  const Slab* slab = FindSlab(table, column);
+  if (slab && row < slab->capacity) {
+    return TestBit(slab->bits, row) ? slab->cells + size_t{row} * column.stored_width() : nullptr;
+  }
+  return FindOutlier(table, column, row);
+}
+
+// For a cell behind its column's slab. Throws std::bad_alloc and has changed nothing then.
+unsigned char* PlaceFarCell(TableData* table, const Column& column, uint32_t row);
+
+// Marks a cell as set and tells where its `width` bytes, the stored width of the column, are to be written.
+// Throws std::bad_alloc and has changed nothing then; never throws for a cell that is set already.
+inline unsigned char* PlaceCell(TableData* table, const Column& column, uint32_t row, size_t width) {
+  if (!table->is_large) {
+    const uint32_t index = column.slot * table->rows + row;
+    SetBit(table->small_bits(), index);
+    return table->small_cell(index);
+  }
+  Slab* slab = FindSlab(table, column);
+  if (slab && row < slab->capacity) {
+    SetBit(slab->bits, row);
+    return slab->cells + row * width;
+  }
+  return PlaceFarCell(table, column, row);
+}
+
+// Where a cell is and what tells whether it is set; nothing for a cell behind its column's slab.
+struct Place {
+  unsigned char* cell;
+  uint64_t* word;
+  uint64_t bit;
+
+  bool is_set() const { return (*word & bit) != 0; }
+};
+
+inline Place FindPlace(TableData* table, const Column& column, uint32_t row) {
+  if (!table->is_large) {
+    const uint32_t index = column.slot * table->rows + row;
+    return {table->small_cell(index), table->small_bits() + (index >> 6), uint64_t{1} << (index & 63)};
+  }
+  const Slab* slab = FindSlab(table, column);
+  if (!slab || row >= slab->capacity) return {};
+  return {slab->cells + size_t{row} * column.stored_width(), slab->bits + (row >> 6),
+          uint64_t{1} << (row & 63)};
+}
+
+void UnsetCell(TableData* table, const Column& column, uint32_t row) noexcept;
+
+// The forms of a cell that hold an address. All throw std::bad_alloc, and the cell keeps what it had then.
+void StoreText(TableData* table, const Column& column, uint32_t row, const char* text);
+void StoreBinary(TableData* table, const Column& column, uint32_t row, const void* data, int size);
+void StoreArray(TableData* table, const Column& column, uint32_t row, const void* data);
+
+// Puts a child without a parent, or null for "set and empty", into a cell and frees what was there.
+void StoreChild(TableData* table, const Column& column, uint32_t row, TableData* child);
+
+const void* BinaryBytes(const unsigned char* cell, int* size);
+
+}  // namespace detail
+}  // namespace tsl_base
+
+#endif  // TSL_BASE_DETAIL_CELLS_H_
