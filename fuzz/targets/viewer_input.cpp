@@ -11,9 +11,9 @@
 #include "fuzz/support/target.h"
 #include "replies/encodings.h"
 #include "replies/input.h"
+#include "replies/suggest.h"
 #include "replies/text.h"
 #include "replies/wire.h"
-#include "tesview/cli/suggest.h"
 
 namespace {
 

@@ -15,9 +15,9 @@
 
 #include "replies/encodings.h"
 #include "replies/input.h"
+#include "replies/suggest.h"
 #include "replies/text.h"
 #include "replies/wire.h"
-#include "tesview/cli/suggest.h"
 #include "tesview/show/numbers.h"
 
 namespace tesview {

@@ -12,8 +12,8 @@
 
 #include "replies/encodings.h"
 #include "replies/schema.h"
+#include "replies/suggest.h"
 #include "tesview/cli/help.h"
-#include "tesview/cli/suggest.h"
 #include "tesview/terminal/terminal.h"
 
 namespace tesview {

@@ -13,7 +13,7 @@
 #include "replies/encodings.h"
 #include "replies/schema.h"
 #include "replies/source.h"
-#include "tesview/cli/suggest.h"
+#include "replies/suggest.h"
 
 namespace tesview {
 namespace {

@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <charconv>
 
+#include "replies/suggest.h"
 #include "replies/text.h"
-#include "tesview/cli/suggest.h"
 #include "tesview/show/render.h"
 
 namespace tesview {

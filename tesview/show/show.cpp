@@ -1,9 +1,9 @@
 #include <new>
 
 #include "replies/schema.h"
+#include "replies/suggest.h"
 #include "replies/text.h"
 #include "replies/wire.h"
-#include "tesview/cli/suggest.h"
 #include "tesview/show/render.h"
 #include "tesview/show/view.h"
 

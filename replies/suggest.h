@@ -1,6 +1,6 @@
 // "Did you mean": the words nearest to a mistyped one.
-#ifndef TESVIEW_CLI_SUGGEST_H_
-#define TESVIEW_CLI_SUGGEST_H_
+#ifndef REPLIES_SUGGEST_H_
+#define REPLIES_SUGGEST_H_
 
 #include <string>
 #include <string_view>
@@ -16,4 +16,4 @@ std::string DidYouMean(std::string_view word, const std::vector<std::string>& kn
 
 }  // namespace tesview
 
-#endif  // TESVIEW_CLI_SUGGEST_H_
+#endif  // REPLIES_SUGGEST_H_

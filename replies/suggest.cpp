@@ -1,4 +1,4 @@
-#include "tesview/cli/suggest.h"
+#include "replies/suggest.h"
 
 #include <algorithm>
 #include <cctype>
