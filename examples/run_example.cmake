@@ -1,5 +1,6 @@
-# Runs a program and looks for lines in what it prints.
+# Runs a program and looks for lines in what it prints, or compares all of it with a file.
 #   cmake -D PRINTS=line|line -P run_example.cmake -- program arguments
+#   cmake -D EXACTLY=file -P run_example.cmake -- program arguments
 set(command)
 set(behind OFF)
 math(EXPR last "${CMAKE_ARGC} - 1")
@@ -14,6 +15,13 @@ endforeach()
 execute_process(COMMAND ${command} OUTPUT_VARIABLE output ERROR_VARIABLE errors RESULT_VARIABLE result)
 if(NOT result STREQUAL "0")
   message(FATAL_ERROR "ended with ${result}\n${output}${errors}")
+endif()
+if(EXACTLY)
+  file(READ ${EXACTLY} expected)
+  if(NOT output STREQUAL expected)
+    message(FATAL_ERROR "prints\n${output}instead of\n${expected}")
+  endif()
+  return()
 endif()
 if(NOT PRINTS)
   message(FATAL_ERROR "nothing to look for")
