@@ -6,8 +6,8 @@
 //
 // Caller and library share one C++ runtime: std::string crosses the boundary.
 //
-// Any bytes at all may be passed: what does not parse gives the failure value, and nothing is read or written
-// out of bounds. A call is content with 128 KB of stack, however deep the reply nests.
+// Any bytes may be passed: bytes that do not parse give the failure value, and nothing is read or written out
+// of bounds. 128 KB of stack are enough for any call, however deeply the reply is nested.
 #ifndef TESPARSER_TESPARSER_H_
 #define TESPARSER_TESPARSER_H_
 
@@ -32,7 +32,7 @@ class FieldDescriptor;
 }  // namespace protobuf
 }  // namespace google
 
-// The layouts of the typed export. Every value of int may be passed; one that is not listed gives null.
+// The layouts of the typed export. Any int may be passed; a value that is not listed gives null.
 enum TPType : int {
   TPTypeById = 0,           // whatever TesparserPB2Table gives
   TPTypeDaDan = 1,          // large-order time series of each object
@@ -61,10 +61,11 @@ enum TPType : int {
 // Thrown by TesparserPB2Json for a reply that parses but has a value JSON cannot express: text that is not
 // valid UTF-8, a number that is NaN or infinite; also when memory for a value is exhausted.
 //
-// Wholly defined here, so that a program which loads the library at run time catches it by this type too.
+// Defined completely here, so that a program that loads the library at run time can catch it by this type
+// too.
 class TESPARSER_TYPE_API j2pb_error : public std::exception {
  public:
-  // Made by the library only.
+  // Only the library makes these.
   j2pb_error(const google::protobuf::FieldDescriptor* field, const std::string& message);
   j2pb_error(const j2pb_error&) = default;
   j2pb_error& operator=(const j2pb_error&) = default;
@@ -91,12 +92,12 @@ TESPARSER_API std::string TesparserPB2Json(const std::string& data);
 //
 // data     the bytes of one serialized reply. Only read.
 // Returns  a table owned by the caller, to be freed with table_free(), or null: the bytes are no reply,
-//          the Id has no table form, or there is nothing to show. The causes are not told apart.
+//          the Id has no table form, or there is nothing to show. The result does not say which.
 // Errors   std::bad_alloc when memory is exhausted; what was built up to then is lost.
 TESPARSER_API void* TesparserPB2Table(const std::string& data);
 
-// Turns a reply into the table that the caller names, from either of the two forms in which it may arrive:
-// its own message, or a wire table whose columns are matched by name.
+// Turns a reply into the table that the caller names. The reply may arrive in either of two forms: its own
+// message, or a wire table whose columns are matched by name.
 //
 // data     the bytes of one serialized reply. Only read.
 // type     the layout; TPTypeById gives what TesparserPB2Table gives.
@@ -107,16 +108,16 @@ TESPARSER_API void* TesparserPB2TableType(const std::string& data, TPType type);
 // Unpacks one packed decimal, as JSON shows them.
 //
 // value    the raw 64 bits.
-// divisor  receives the power of ten by which the mantissa was divided, 1 for whole numbers; left as it
-//          was if there is no number in `value`. May be null. Set it to 0 before the call to tell 0.0
-//          from no number.
+// divisor  receives the power of ten by which the mantissa was divided, 1 for whole numbers; not changed
+//          if `value` holds no number. May be null. Set it to 0 before the call to tell 0.0 from no
+//          number.
 // Returns  the number; 0.0 if there is none: a negative value, scale code 2 or one above 10. Minus zero is
 //          possible.
 // Errors   none.
 TESPARSER_API double TesparserInt64ToDouble(long long value, int* divisor);
 
-// The same as a whole number: 0.5 is added and the fraction cut, so that halves go up for positive numbers
-// and negative ones are not rounded symmetrically (-1.2 gives 0, -1.5 gives -1, -2.5 gives -2).
+// The same as a whole number: 0.5 is added and the fraction cut off. Positive halves are rounded up, and
+// negative numbers are not rounded symmetrically (-1.2 gives 0, -1.5 gives -1, -2.5 gives -2).
 //
 // value    the raw 64 bits.
 // divisor  as for TesparserInt64ToDouble(), and not changed by the rounding.

@@ -1,4 +1,4 @@
-/* Which symbols libtsl_base offers to others; everything else in it is hidden. */
+/* Which symbols libtsl_base exports; everything else in it is hidden. */
 #ifndef TSL_BASE_EXPORT_H_
 #define TSL_BASE_EXPORT_H_
 

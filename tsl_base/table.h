@@ -4,11 +4,11 @@
  *
  *  1. A table is an opaque pointer. table_create() makes it and the caller owns it, until it is freed with
  *     table_free() or handed to a parent with table_set_table_raw(); a parent frees its children.
- *     A null table is accepted everywhere: writing does nothing, reading gives the answer for an unset cell.
+ *     A null table is accepted everywhere: writing does nothing, and all its cells read as unset.
  *  2. Rows and columns count from 0. Row comes before column.
- *  3. Everything that a call is given stays the caller's and is copied as far as it is kept; the one
+ *  3. Whatever is passed to a call remains the caller's; what the table needs to keep is copied. The one
  *     exception is the child that table_set_table_raw() takes over.
- *  4. Setters report nothing. A call that cannot be carried out is dropped and changes nothing: a row or
+ *  4. Setters report nothing. A call that cannot be carried out is ignored and changes nothing: a row or
  *     column outside the table, a column of another kind, a null pointer where bytes are needed.
  *  5. Getters never fail. For a cell that is unset, outside the table or of another type they give 0, 0.0,
  *     null and size 0; table_is_set() tells a value from its absence.
@@ -18,8 +18,8 @@
  *  7. Different tables may be used on different threads at once, and a table may be freed on another thread
  *     than the one that made it. One table may be read by any number of threads as long as none writes to
  *     it; a parent and its children count as one table here.
- *  8. Exhausted memory in a function that stores leaves as std::bad_alloc; the table stays readable, and
- *     the cell keeps what it had. Nothing else is ever thrown.
+ *  8. A function that stores something throws std::bad_alloc when memory runs out; the table stays readable,
+ *     and the cell keeps its value. Nothing else is ever thrown.
  *
  * Column specs. A spec lists the columns in order: entries "name:type" separated by ';', a last ';' optional.
  * Blanks (spaces and tabs) around a name or a type are not part of it. Names are kept as they stand, may be
@@ -39,11 +39,11 @@
  * "Data:53q" is a counted cell: 53 signed 64-bit values, contiguous, written and read as one. A count of 1
  * says nothing more than the letter alone. Text, binary and table cells have no counted form, and no cell is
  * wider than an int counts bytes. An entry of any other shape becomes a column of code 0 that holds nothing,
- * so that the columns behind it keep their index. Its name is what stands before the last ':', or all of it.
+ * so that the columns behind it keep their index. Its name is the part before the last ':', or all of it.
  * Only an empty entry at the very end is no column. No spec makes table_create() fail.
  *
- * Memory grows with the cells that are written, not with the rows and columns that are announced. Cells are
- * best written in ascending order of rows; any order is correct.
+ * Memory grows with the cells that are written, not with the number of rows and columns. Cells are best
+ * written in ascending order of rows; any order is correct.
  */
 #ifndef TSL_BASE_TABLE_H_
 #define TSL_BASE_TABLE_H_
@@ -61,22 +61,22 @@ extern "C" {
 
 /* Makes a table with the columns of the spec and all cells unset.
  *
- * spec     zero-terminated, as told above; null counts as the empty text, which gives no columns.
- * rows     how many rows the table has, for good; below 0 counts as 0.
- * name     the table's label; null counts as the empty text.
+ * spec     zero-terminated, as described above; null means the empty text, which gives no columns.
+ * rows     the number of rows, which never changes; a number below 0 means 0.
+ * name     the table's label; null means the empty text.
  * Returns  the table, owned by the caller, never null.
  */
 TSL_BASE_API void* table_create(const char* spec, int rows, const char* name);
 
-/* Makes a table with the columns of another one and all cells unset, whatever the length of the spec that
- * made that one.
+/* Makes a table with the same columns as another one and all cells unset. The spec is not parsed again,
+ * however long it was.
  *
  * model    may be of any size and is only read, as in convention 7; null gives no columns.
  * Returns  the table, owned by the caller, never null. It outlives the model.
  */
 TSL_BASE_API void* table_create_like(const void* model, int rows, const char* name);
 
-/* Frees a table and all that hangs from it. Null is ignored, and so is a table that a parent owns. */
+/* Frees a table and all tables below it. Null is ignored, and so is a table that a parent owns. */
 TSL_BASE_API void table_free(void* table);
 
 /* ---- writing ------------------------------------------------------------------------------------------ */
@@ -97,7 +97,7 @@ TSL_BASE_API void table_set_int64(void* table, int row, int col, long long value
 /* Writes time columns too: the 64 bits of a tsl_time_t. */
 TSL_BASE_API void table_set_uint64(void* table, int row, int col, unsigned long long value);
 
-/* For 16-bit columns, signed and unsigned alike, the 16 bits as they stand; elsewhere the unsigned number. */
+/* Writes the 16 bits unchanged into 16-bit columns, signed or unsigned; elsewhere the unsigned number. */
 TSL_BASE_API void table_set_short(void* table, int row, int col, unsigned short value);
 
 /* PFloat and VFloat columns only, each its own class. */
@@ -118,13 +118,13 @@ TSL_BASE_API void table_set_buff(void* table, int row, int col, const void* data
 /* Table columns only. Makes `child` the content of the cell and takes it over: the parent frees it. A child
  * that was there before is freed. A null child leaves the cell unset. Where there is no such cell (row or
  * column outside the table, a column of another kind) `child` is taken over all the same and freed at once,
- * since the caller has given it away. The call is dropped if `child` has a parent already or would hang under
- * itself.
+ * since the caller has given it away. The call is ignored if `child` already has a parent or would become its
+ * own descendant.
  */
 TSL_BASE_API void table_set_table_raw(void* table, int row, int col, void* child);
 
-/* Table columns only. With `copy` other than 0 the cell gets a copy of `child` and of all that hangs from it,
- * and `child` stays the caller's; with 0 it is table_set_table_raw(). A null child, whatever `copy` says,
+/* Table columns only. With `copy` other than 0 the cell gets a copy of `child` and of all tables below it,
+ * and `child` remains the caller's; with 0 it is table_set_table_raw(). A null child, whatever `copy` says,
  * marks the cell as set and empty: table_is_set() is 1 and table_get_table() null.
  */
 TSL_BASE_API void table_set_table(void* table, int row, int col, void* child, int copy);

@@ -1,4 +1,4 @@
-/* The value classes of table cells that are more than a plain number.
+/* The value classes of table cells that hold more than a plain number.
  *
  * All of them are 64 bits wide, trivially copyable and passed by value in one register. C sees plain structs
  * of the same layout, so that the table functions can be called from any language.
@@ -67,7 +67,7 @@ class VFloat {
   int64_t bits_;
 };
 
-/* A time as the terminal keeps it: 64 bits, whose meaning is that of whoever wrote the cell. */
+/* A time as the terminal keeps it: 64 bits. What they mean is up to whoever wrote the cell. */
 class tsl_time_t {
  public:
   tsl_time_t() = default;

@@ -34,49 +34,49 @@ Section Introduction() {
   return {"Description",
           {"Reads replies from files, directories or standard input, in whatever form they have, and shows "
            "each one: its Id "
-           "with the name of its payload, then its table and the tables inside it, or its JSON where it has "
-           "no table form."},
+           "with the name of its payload, then its table and the tables inside it, or its JSON if it has no "
+           "table form."},
           {}};
 }
 
-// Each line can be run as it stands; a test does it.
+// Each line can be run as it is; a test does so.
 Section Examples() {
   return {"Examples",
           {},
           {{"tesview quotes.bin", "Show the reply in a file."},
            {"tesview --path 0/Data --columns ShiJian,ShouPanJia --tail 5 kline.bin",
-            "Of the first instrument's bars the last five closing prices."},
-           {"grep reply service.log | tesview",
-            "Show the replies that stand in the lines of a log as hexadecimal or base64."},
+            "Show the last five closing prices of the first instrument."},
+           {"grep reply service.log | tesview", "Find hexadecimal or base64 replies in the lines of a log."},
            {"tesview --jobs 0 --to ndjson replies.stream | head -3",
             "Turn a stream of replies into lines for other tools."},
-           {"tesview --to csv kline.bin > kline.csv", "The same for a spreadsheet."},
-           {"tesview --to summary replies/", "What is in a directory, and how long it takes to decode."},
-           {"tesview ids kline", "Which Ids have to do with klines, and which of them have a table."},
-           {"tesview schema QuoteKlineSingle", "What is in such a reply."},
+           {"tesview --to csv kline.bin > kline.csv", "Write a reply's table for a spreadsheet."},
+           {"tesview --to summary replies/",
+            "List the replies in a directory, and how long each takes to decode."},
+           {"tesview ids kline", "List the Ids that have to do with klines, and whether they have a table."},
+           {"tesview schema QuoteKlineSingle", "Show what is in such a reply."},
            {"tesview number 0x4D2", "Unpack a packed decimal: 12.34."},
            {"tesview pack reply.txtpb | tesview --to json", "Make a reply from text and look at it."}}};
 }
 
 Section TableRules() {
   return {"Tables",
-          {"Numbers stand with their points below each other, doubles in the fewest digits that give the "
-           "same double. In front of each "
-           "row is its number. Of a column of tables the cell says rows \xC3\x97 columns; the tables follow, "
+          {"Numbers are aligned at the decimal point, doubles in the fewest digits that give the "
+           "same double. Each "
+           "row starts with its number. A cell with a table shows rows \xC3\x97 columns; the tables follow, "
            "indented, each under its "
-           "path (0/Data is the cell in row 0, column Data). Tables of one row each are joined to one "
+           "path (0/Data is the cell in row 0, column Data). Tables of one row each are joined into one "
            "(*/Data). HasBits is "
            "hexadecimal, bytes are cut to 16.",
            "A middle dot (\xC2\xB7) is a cell that was not set, '' an empty text, (empty) a cell that was "
-           "set to no table. Text comes "
-           "as UTF-8: what is well-formed UTF-8 with a character of three bytes or more is taken as it is, "
-           "everything else as code page "
-           "936. Characters that would steer the terminal are shown as \\n, \\x1b or \\u202e.",
-           "Where the width of the screen is known, texts, lists and bytes are cut as far as the table needs "
-           "it, to 40 columns. Where that is not enough, a table of one row is "
-           "turned on its side, and of other tables columns are left out from the right until the rest fits; "
-           "they are named below, once for tables that lack the same. "
-           "Into a pipe or a file nothing is cut. For a pager: --style box --color always FILE | less -RS."},
+           "set to no table. Text is "
+           "shown as UTF-8: a text that is well-formed UTF-8 with a character of three bytes or more is "
+           "left as it is, any other is read as code page "
+           "936. Characters that would control the terminal are shown as \\n, \\x1b or \\u202e.",
+           "If the width of the screen is known and a table is wider, texts, lists and bytes are cut, down "
+           "to 40 columns. If that is not enough, a table of one row is "
+           "turned on its side, and other tables lose columns from the right until the rest fits; the names "
+           "of these follow, once for all tables that lack the same. "
+           "Nothing is cut in a pipe or a file. For a pager: --style box --color always FILE | less -RS."},
           {}};
 }
 
@@ -85,47 +85,45 @@ Section LineRules() {
       "Lines for other tools",
       {"ndjson and csv are flat: a row with tables in it gives one line for each of their rows, with the "
        "outer cells repeated and the "
-       "inner ones called Data.ShiJian; with several columns of tables the lines of one follow those of "
-       "the other. A row without inner "
+       "inner ones called Data.ShiJian; if there are several columns of tables, the lines of one follow "
+       "those of the other. A row without inner "
        "rows gives one line. A second column of the same name is called Name#5 after its index. Counted "
-       "cells are a list, in csv with blanks "
+       "cells are lists, in csv with blanks "
        "between the numbers; bytes are base64.",
        "ndjson: _file and _reply (from 1) where there are several, _id, _row (the path of the row, "
        "\"0/Data/3\"), then the columns. A "
-       "cell that was not set is null, one set to a table without rows []; both stand in each line of "
-       "their row. NaN and infinity are texts. A reply "
+       "cell that was not set is null, one set to a table without rows []; both are repeated in each line "
+       "of their row. NaN and infinity are texts. A reply "
        "without a table form is one "
        "line with its JSON under _json.",
-       "csv: UTF-8, quoted where it has to be, lines end in a line feed. A cell that was not set is nothing "
-       "(with a single column the line is empty), an empty text \"\"; a line of another "
-       "column of tables leaves the columns of this one empty. Before replies with other columns "
-       "comes an empty line and a header of their "
+       "csv: UTF-8, quoted where necessary, lines end in a line feed. A cell that was not set is left empty "
+       "(with a single column the line is empty), an empty text is \"\"; a line of another "
+       "column of tables leaves the columns of this one empty. Replies with other columns get an empty line "
+       "and a header of their "
        "own. A reply without a table form is an error."},
       {}};
 }
 
 Section ExitCodes() {
-  return {
-      "Exit codes",
-      {},
-      {{"0", "Everything was shown, or whoever read the output had seen enough."},
-       {"1",
-        "Some reply is damaged or cannot be shown as asked, or some name is not known; the rest was shown."},
-       {"2", "Wrong usage; nothing was done."},
-       {"3", "Some file cannot be read, or the output cannot be written."}}};
+  return {"Exit codes",
+          {},
+          {{"0", "Everything was shown, or the reader of the output closed it early."},
+           {"1", "A reply is damaged or cannot be shown as asked, or a name is unknown; the rest was shown."},
+           {"2", "The command line is wrong; nothing was done."},
+           {"3", "A file cannot be read, or the output cannot be written."}}};
 }
 
 Section Environment() {
   return {"Environment",
           {},
-          {{"NO_COLOR", "If set and not empty, no colour unless --color always asks for it."},
-           {"TERM", "dumb means no colour."}}};
+          {{"NO_COLOR", "If set and not empty, no colour unless --color always is given."},
+           {"TERM", "If it is dumb, no colour."}}};
 }
 
 Section Memory() {
   return {"Memory",
-          {"Streams and lines are read one reply at a time, at most some 64 MB of them at once with --jobs. "
-           "One reply and its output are held as a "
+          {"Streams and lines are read one reply at a time; with --jobs at most about 64 MB of them are in "
+           "memory. One reply and its output are always in memory as a "
            "whole."},
           {}};
 }

@@ -182,9 +182,9 @@ class CommandLine {
             "--from", given_.from,
             "How FILE holds replies: raw (one reply), delimited (a stream, each reply with its "
             "length as a varint before it), hex, base64 (a line is a reply, or all lines together are; "
-            "of a line of a log the longest run of digits), lines (a log, of which each line is looked "
-            "at by itself and as soon as it comes), text (protobuf text form). With auto, the default, "
-            "it is found out.")
+            "of a line of a log the longest run of digits), lines (a log, of which each line is read "
+            "separately and as soon as it arrives), text (protobuf text form). auto, the default, "
+            "detects it.")
         ->type_name("FORM")
         ->group("Input")
         ->take_last();
@@ -208,18 +208,19 @@ class CommandLine {
     app_.add_flag("--json", given_.json, "As --to json.")->group("Output")->excludes(to);
     app_.add_flag("--pretty", given_.pretty, "As --to pretty.")->group("Output")->excludes(to);
     app_.add_option("--color", given_.color,
-                    "Colour: always, never, or auto, which is in a terminal unless NO_COLOR is set.")
+                    "Colour: always, never, or auto (only in a terminal, and not if NO_COLOR is set).")
         ->type_name("WHEN")
         ->group("Output")
         ->take_last();
     app_.add_option("--style", given_.style,
-                    "Tables with lines (box), without (plain), or auto, which is box in a terminal.")
+                    "Tables with lines (box), without (plain), or auto (box in a terminal).")
         ->type_name("STYLE")
         ->group("Output")
         ->take_last();
     app_.add_option(
             "--width", given_.width,
-            "Columns of the screen; 0 cuts nothing. The default is the terminal's width, and 0 elsewhere.")
+            "Width of the screen in columns; 0 cuts nothing. The default is the terminal's width, and 0 "
+            "elsewhere.")
         ->type_name("N")
         ->group("Output")
         ->take_last();
@@ -239,8 +240,8 @@ class CommandLine {
         ->group("Choice")
         ->take_last();
     app_.add_option("--columns", given_.columns,
-                    "Show only these columns, in this order, wherever in the table they are; of a column of "
-                    "tables all that is in it.")
+                    "Show only these columns, in this order, in whichever table they are; a column of "
+                    "tables shows all of its tables.")
         ->type_name("NAME,...")
         ->group("Choice")
         ->take_last();
@@ -266,9 +267,8 @@ class CommandLine {
                   "Stop at the first reply that cannot be shown or file that cannot be read.")
         ->group("Work");
     app_.add_option("--progress", given_.progress,
-                    "A line on standard error that tells how far the work is: always, never, or auto, which "
-                    "is when standard error "
-                    "is a terminal and standard output is none.")
+                    "Show progress in a line on standard error: always, never, or auto (if standard error "
+                    "is a terminal and standard output is not).")
         ->type_name("WHEN")
         ->group("Work")
         ->take_last();
