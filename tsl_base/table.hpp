@@ -1,4 +1,4 @@
-// Tables for C++: an owner that frees its table, and views with typed access and iteration over rows.
+// Tables for C++: an owner that frees, and views with typed access and iteration over rows.
 //
 //   tsl_base::Table reply(TesparserPB2Table(bytes));
 //   for (tsl_base::RowView row : reply.view()) {
@@ -6,9 +6,9 @@
 //   }
 //
 // Ownership  A Table frees its table. Views own nothing and are cheap to copy.
-// Lifetime   A view, and all text and bytes that it returned, are valid as long as the table that owns them.
-//            A temporary Table is freed at the end of its statement: keep it in a variable while its views
-//            are used.
+// Lifetime   A view, and all text and bytes that it gave, end with the table that owns them. A temporary
+// Table is
+//            freed at the end of its statement: keep it in a variable while its views are used.
 // Errors     Reading never fails: a cell that is unset, outside the table or of another type gives an empty
 //            optional. Nothing here throws, except that making a table throws std::bad_alloc.
 // Threads    As the table itself: any number of readers as long as nobody writes.
@@ -200,7 +200,7 @@ class TableView {
     return false;
   }
 
-  // Any number as a double, rounded to the nearest one if it has more digits. A time is not a number.
+  // Any number as a double, rounded to the nearest where it has more digits. Times are no numbers.
   std::optional<double> as_double(int row, int col) const {
     std::optional<double> number;
     visit(row, col, [&number](auto value) {
@@ -220,7 +220,7 @@ class TableView {
   RowIterator end() const;
 
  private:
-  // Some reading functions take the table as void*, although they do not change it.
+  // Some reading functions take the table as void*, though they leave it alone.
   void* mutable_table() const { return const_cast<void*>(table_); }
 
   bool holds(int row, int col, Type type) const {
@@ -345,7 +345,7 @@ class Table {
   void* get() const { return table_; }
   TableView view() const { return TableView(table_); }
 
-  // Hands the table over to the caller.
+  // Gives the table up to the caller.
   [[nodiscard]] void* release() { return std::exchange(table_, nullptr); }
   void reset(void* table = nullptr) {
     // A table assigned to itself stays.
