@@ -7,7 +7,10 @@
 #include <limits>
 #include <memory>
 
+#include "tsl_base/detail/bytes.h"
 #include "tsl_base/detail/cells.h"
+#include "tsl_base/detail/spec_cache.h"
+#include "tsl_base/detail/tree.h"
 
 namespace {
 

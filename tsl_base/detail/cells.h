@@ -29,14 +29,7 @@ namespace detail {
 constexpr uint64_t kSmallTableCells = 256;
 constexpr uint32_t kSlabsOfGroup = 16;
 
-// The bytes for cells that point elsewhere, in the order in which they were asked for.
-struct alignas(8) Chunk {
-  Chunk* next;
-  uint32_t used;
-  uint32_t size : 31;  // without this header; 0 for a chunk made for a single item
-  uint32_t in_table : 1;
-};
-constexpr uint32_t kLargestSize = 0x7FFFFFFF;
+struct Chunk;
 
 struct Slab {
   unsigned char* cells;
@@ -123,18 +116,11 @@ inline void Save(void* to, T value) {
 }
 // NOLINTEND(bugprone-sizeof-expression)
 
-// A table that takes over the caller's reference to `spec`. Throws std::bad_alloc, and the reference stays
-// the caller's then.
-TableData* NewTable(Spec* spec, uint32_t rows, const char* name);
+void* Allocate(uint64_t bytes);
 
-// An empty table of the same columns. Throws std::bad_alloc.
-TableData* NewTableLike(const TableData* model, uint32_t rows, const char* name);
-
-// Frees a table without a parent and all that hangs from it, whatever the depth.
-void FreeTree(TableData* root) noexcept;
-
-// A copy of the table and of all that hangs from it. Throws std::bad_alloc.
-TableData* CopyTree(const TableData* source);
+inline uint32_t WordsFor(uint32_t bits) {
+  return bits / 64 + (bits % 64 != 0 ? 1 : 0);
+}
 
 inline uint32_t IndexOf(const TableData* table, const Column& column) {
   return static_cast<uint32_t>(&column - table->spec->columns());
@@ -207,15 +193,54 @@ inline Place FindPlace(TableData* table, const Column& column, uint32_t row) {
 
 void UnsetCell(TableData* table, const Column& column, uint32_t row) noexcept;
 
-// The forms of a cell that hold an address. All throw std::bad_alloc, and the cell keeps what it had then.
-void StoreText(TableData* table, const Column& column, uint32_t row, const char* text);
-void StoreBinary(TableData* table, const Column& column, uint32_t row, const void* data, int size);
-void StoreArray(TableData* table, const Column& column, uint32_t row, const void* data);
+// The address that a set cell of that column holds; null if it is unset.
+template <typename T>
+inline T* HeldBy(TableData* table, const Column& column, uint32_t row, const Place& place) {
+  if (place.cell) return place.is_set() ? Load<T*>(place.cell) : nullptr;
+  const unsigned char* far = FindOutlier(table, column, row);
+  return far ? Load<T*>(far) : nullptr;
+}
 
-// Puts a child without a parent, or null for "set and empty", into a cell and frees what was there.
-void StoreChild(TableData* table, const Column& column, uint32_t row, TableData* child);
+inline void Hold(TableData* table, const Column& column, uint32_t row, const Place& place,
+                 const void* address) {
+  if (!place.cell) {
+    Save(PlaceFarCell(table, column, row), address);
+    return;
+  }
+  *place.word |= place.bit;
+  Save(place.cell, address);
+}
 
-const void* BinaryBytes(const unsigned char* cell, int* size);
+// Calls visit(row, cell bytes) for every set cell of the column.
+template <typename Visit>
+void VisitCells(const TableData* table, const Column& column, Visit visit) {
+  if (!table->is_large) {
+    for (uint32_t row = 0; row < table->rows; ++row) {
+      if (const unsigned char* cell = FindCell(table, column, row)) visit(row, cell);
+    }
+    return;
+  }
+  const Slab* slab = FindSlab(table, column);
+  if (!slab) return;
+  const size_t width = column.stored_width();
+  const uint32_t words = WordsFor(slab->capacity);
+  for (uint32_t i = 0; i < words; ++i) {
+    for (uint64_t word = slab->bits[i]; word != 0; word &= word - 1) {
+      const uint32_t row = i * 64 + static_cast<uint32_t>(__builtin_ctzll(word));
+      visit(row, slab->cells + row * width);
+    }
+  }
+  if (slab->outliers == 0) return;
+  const OutlierMap& map = *table->large()->outliers;
+  for (auto outlier = map.lower_bound(CellKey{column.slot, 0});
+       outlier != map.end() && outlier->first.slot == column.slot; ++outlier) {
+    visit(outlier->first.row, reinterpret_cast<const unsigned char*>(&outlier->second));
+  }
+}
+
+// What a table that is not small has at first, and the freeing of all its slabs.
+Large NoSlabs() noexcept;
+void FreeLarge(TableData* table) noexcept;
 
 }  // namespace detail
 }  // namespace tsl_base

@@ -1,7 +1,5 @@
-// The parsed form of a column spec, shared by all tables that were made with the same text.
-//
-// A reply makes thousands of nested tables with one spec, so each thread remembers the last few specs it
-// parsed. A parsed spec never changes; tables and threads only count their references to it.
+// The parsed form of a column spec, shared by all tables that were made with the same text. It never changes;
+// tables and threads only count their references to it.
 #ifndef TSL_BASE_DETAIL_SPEC_H_
 #define TSL_BASE_DETAIL_SPEC_H_
 
@@ -66,13 +64,14 @@ struct Spec {
   const char* name_of(const Column& column) const { return text() + column.name; }
 };
 
-// The spec of that text, with a reference that is the caller's.
-Spec* AcquireSpec(const char* text);
+// Reads a spec of that length, with one reference that is the caller's; keeps the text as given if `original`
+// will be asked for. Throws std::bad_alloc.
+Spec* ParseSpec(const char* text, size_t length, bool keep_original);
 
 inline void AddReference(Spec* spec) {
   spec->references.fetch_add(1, std::memory_order_relaxed);
 }
-void ReleaseSpec(Spec* spec) noexcept;
+void DropReferences(Spec* spec, uint64_t references) noexcept;
 
 }  // namespace detail
 }  // namespace tsl_base
