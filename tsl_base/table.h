@@ -50,6 +50,7 @@
 
 #include <stdint.h>
 
+#include "tsl_base/column_type.h"
 #include "tsl_base/export.h"
 #include "tsl_base/values.h"
 
@@ -144,8 +145,8 @@ TSL_BASE_API const char* table_col_name(const void* table, int col);
  * the columns: look a name up once for each table, not for each cell. */
 TSL_BASE_API int table_col_index(void* table, const char* name);
 
-/* The type code of a column as listed above; 0 for one outside the table. A counted column has its letter's
- * code. */
+/* The type code of a column, a table_column_type; 0 for one outside the table. A counted column has its
+ * letter's code. */
 TSL_BASE_API int table_col_type(void* table, int col);
 
 /* The elements of one cell of the column: the count of a counted column, 0 for a column of code 0 or outside

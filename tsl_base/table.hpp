@@ -34,25 +34,25 @@
 
 namespace tsl_base {
 
-// The type codes of columns.
+// The type codes of columns, as table_col_type() gives them.
 enum class Type : int {
-  kNothing = 0,
-  kInt8 = 1,
-  kInt16 = 2,
-  kInt32 = 3,
-  kInt64 = 4,
-  kFloat = 5,
-  kDouble = 6,
-  kText = 7,
-  kBinary = 8,
-  kUint8 = 9,
-  kUint16 = 10,
-  kUint32 = 11,
-  kUint64 = 12,
-  kTable = 13,
-  kTime = 14,
-  kPFloat = 15,
-  kVFloat = 16
+  kNothing = TABLE_NOTHING,
+  kInt8 = TABLE_INT8,
+  kInt16 = TABLE_INT16,
+  kInt32 = TABLE_INT32,
+  kInt64 = TABLE_INT64,
+  kFloat = TABLE_FLOAT,
+  kDouble = TABLE_DOUBLE,
+  kText = TABLE_TEXT,
+  kBinary = TABLE_BINARY,
+  kUint8 = TABLE_UINT8,
+  kUint16 = TABLE_UINT16,
+  kUint32 = TABLE_UINT32,
+  kUint64 = TABLE_UINT64,
+  kTable = TABLE_CHILD,
+  kTime = TABLE_TIME,
+  kPFloat = TABLE_PFLOAT,
+  kVFloat = TABLE_VFLOAT
 };
 
 // Bytes that belong to a table.

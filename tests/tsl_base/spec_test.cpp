@@ -11,6 +11,7 @@
 namespace {
 
 using tsl_base::Table;
+using tsl_base::Type;
 
 struct Expected {
   std::string name;
@@ -47,6 +48,26 @@ TEST(Spec, EveryLetterHasItsCode) {
                                                                                     {"n", 14, 1},
                                                                                     {"o", 15, 1},
                                                                                     {"p", 16, 1}});
+}
+
+TEST(Spec, EveryCodeHasItsNames) {
+  const struct {
+    int number;
+    table_column_type in_c;
+    Type in_cpp;
+  } codes[] = {{0, TABLE_NOTHING, Type::kNothing}, {1, TABLE_INT8, Type::kInt8},
+               {2, TABLE_INT16, Type::kInt16},     {3, TABLE_INT32, Type::kInt32},
+               {4, TABLE_INT64, Type::kInt64},     {5, TABLE_FLOAT, Type::kFloat},
+               {6, TABLE_DOUBLE, Type::kDouble},   {7, TABLE_TEXT, Type::kText},
+               {8, TABLE_BINARY, Type::kBinary},   {9, TABLE_UINT8, Type::kUint8},
+               {10, TABLE_UINT16, Type::kUint16},  {11, TABLE_UINT32, Type::kUint32},
+               {12, TABLE_UINT64, Type::kUint64},  {13, TABLE_CHILD, Type::kTable},
+               {14, TABLE_TIME, Type::kTime},      {15, TABLE_PFLOAT, Type::kPFloat},
+               {16, TABLE_VFLOAT, Type::kVFloat}};
+  for (const auto& code : codes) {
+    EXPECT_EQ(code.in_c, code.number);
+    EXPECT_EQ(static_cast<int>(code.in_cpp), code.number);
+  }
 }
 
 TEST(Spec, AFinalSeparatorMakesNoColumn) {

@@ -17,23 +17,23 @@ bool IsDigit(char c) {
 
 int CodeOfLetter(char letter) {
   switch (letter) {
-    case 'c': return kInt8;
-    case 'h': return kInt16;
-    case 'i': return kInt32;
-    case 'q': return kInt64;
-    case 'f': return kFloat;
-    case 'd': return kDouble;
-    case 's': return kText;
-    case 'b': return kBinary;
-    case 'C': return kUint8;
-    case 'H': return kUint16;
-    case 'I': return kUint32;
-    case 'Q': return kUint64;
-    case 't': return kTable;
-    case 'T': return kTime;
-    case 'P': return kPFloat;
-    case 'V': return kVFloat;
-    default: return kNothing;
+    case 'c': return TABLE_INT8;
+    case 'h': return TABLE_INT16;
+    case 'i': return TABLE_INT32;
+    case 'q': return TABLE_INT64;
+    case 'f': return TABLE_FLOAT;
+    case 'd': return TABLE_DOUBLE;
+    case 's': return TABLE_TEXT;
+    case 'b': return TABLE_BINARY;
+    case 'C': return TABLE_UINT8;
+    case 'H': return TABLE_UINT16;
+    case 'I': return TABLE_UINT32;
+    case 'Q': return TABLE_UINT64;
+    case 't': return TABLE_CHILD;
+    case 'T': return TABLE_TIME;
+    case 'P': return TABLE_PFLOAT;
+    case 'V': return TABLE_VFLOAT;
+    default: return TABLE_NOTHING;
   }
 }
 
@@ -41,14 +41,14 @@ int CodeOfLetter(char letter) {
 void ParseType(const char* from, const char* to, Column* column) {
   if (from == to) return;
   const int code = CodeOfLetter(to[-1]);
-  if (code == kNothing) return;
+  if (code == TABLE_NOTHING) return;
   const uint32_t element = ElementWidth(code);
   if (to - from == 1) {
     column->kind = static_cast<uint8_t>(code);
     column->width = element;
     return;
   }
-  if (code == kText || code == kBinary || code == kTable) return;
+  if (code == TABLE_TEXT || code == TABLE_BINARY || code == TABLE_CHILD) return;
   const uint64_t most = uint64_t{INT32_MAX} / element;
   uint64_t count = 0;
   for (const char* digit = from; digit != to - 1; ++digit) {
@@ -126,10 +126,10 @@ Spec* ParseSpec(const char* text, size_t length, bool keep_original) {
   for (uint32_t i = 0; i < cols; ++i) {
     const void* separator = memchr(names + from, ';', used - from);
     const size_t to = separator ? static_cast<size_t>(static_cast<const char*>(separator) - names) : used;
-    Column* column = new (columns + i) Column{0, 0, slot, kNothing};
+    Column* column = new (columns + i) Column{0, 0, slot, TABLE_NOTHING};
     ParseEntry(names, from, to, column);
-    if (column->kind != kNothing) ++slot;
-    if (column->kind == kText) ++spec->texts;
+    if (column->kind != TABLE_NOTHING) ++slot;
+    if (column->kind == TABLE_TEXT) ++spec->texts;
     from = to + 1;
   }
   spec->slots = slot;
@@ -144,14 +144,14 @@ void DropReferences(Spec* spec, uint64_t references) noexcept {
 
 uint32_t ElementWidth(int code) {
   switch (code) {
-    case kInt8:
-    case kUint8: return 1;
-    case kInt16:
-    case kUint16: return 2;
-    case kInt32:
-    case kUint32:
-    case kFloat: return 4;
-    case kNothing: return 0;
+    case TABLE_INT8:
+    case TABLE_UINT8: return 1;
+    case TABLE_INT16:
+    case TABLE_UINT16: return 2;
+    case TABLE_INT32:
+    case TABLE_UINT32:
+    case TABLE_FLOAT: return 4;
+    case TABLE_NOTHING: return 0;
     default: return 8;
   }
 }

@@ -8,36 +8,19 @@
 
 #include <atomic>
 
+#include "tsl_base/column_type.h"
+
 namespace tsl_base {
 namespace detail {
 
-// What a column holds: a type code, with kCounted added for an array of that type.
-enum Kind : uint8_t {
-  kNothing = 0,
-  kInt8 = 1,
-  kInt16 = 2,
-  kInt32 = 3,
-  kInt64 = 4,
-  kFloat = 5,
-  kDouble = 6,
-  kText = 7,
-  kBinary = 8,
-  kUint8 = 9,
-  kUint16 = 10,
-  kUint32 = 11,
-  kUint64 = 12,
-  kTable = 13,
-  kTime = 14,
-  kPFloat = 15,
-  kVFloat = 16,
-  kCounted = 0x80
-};
+// Added to the type code of an array of that type.
+constexpr uint8_t kCounted = 0x80;
 
 struct Column {
   uint32_t name;   // where the name starts in the text of the spec
   uint32_t width;  // of one cell in bytes; 0 for a column that holds nothing
   uint32_t slot;   // how many columns before this one can hold something
-  uint8_t kind;
+  uint8_t kind;    // a table_column_type, with kCounted for an array
 
   bool counted() const { return (kind & kCounted) != 0; }
   int code() const { return kind & ~kCounted; }
@@ -46,7 +29,7 @@ struct Column {
   uint32_t stored_width() const { return counted() ? uint32_t{8} : width; }
 };
 
-// The bytes of one element of a type; 8 for a pointer, 0 for kNothing.
+// The bytes of one element of a type; 8 for a pointer, 0 for TABLE_NOTHING.
 uint32_t ElementWidth(int code);
 
 // Followed in the same block by the columns, the text with its names zero-terminated in place and, if the

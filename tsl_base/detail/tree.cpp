@@ -57,14 +57,14 @@ void CopyCell(TableData* to, const Column& column, uint32_t row, const unsigned 
     return;
   }
   switch (column.kind) {
-    case kText: StoreText(to, column, row, Load<const char*>(cell)); return;
-    case kBinary: {
+    case TABLE_TEXT: StoreText(to, column, row, Load<const char*>(cell)); return;
+    case TABLE_BINARY: {
       int size = 0;
       const void* bytes = BinaryBytes(cell, &size);
       StoreBinary(to, column, row, bytes, size);
       return;
     }
-    case kTable: CopyChild(to, column, row, ChildOf(cell), open); return;
+    case TABLE_CHILD: CopyChild(to, column, row, ChildOf(cell), open); return;
     default: memcpy(PlaceCell(to, column, row, column.width), cell, column.width); return;
   }
 }
@@ -123,7 +123,7 @@ void FreeTree(TableData* root) noexcept {
       const uint32_t end = table->columns_with_children();
       for (uint32_t i = 0; i < end; ++i) {
         const Column& column = table->spec->columns()[i];
-        if (column.kind != kTable) continue;
+        if (column.kind != TABLE_CHILD) continue;
         VisitCells(table, column, [&list](uint32_t, const unsigned char* cell) {
           TableData* child = ChildOf(cell);
           if (!child) return;
@@ -145,7 +145,7 @@ TableData* CopyTree(const TableData* source) {
     open.pop_back();
     for (uint32_t i = 0; i < from->spec->cols; ++i) {
       const Column& column = from->spec->columns()[i];
-      if (column.kind == kNothing) continue;
+      if (column.kind == TABLE_NOTHING) continue;
       VisitCells(from, column,
                  [&](uint32_t row, const unsigned char* cell) { CopyCell(to, column, row, cell, &open); });
     }
