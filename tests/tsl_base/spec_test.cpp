@@ -81,8 +81,13 @@ TEST(Spec, BlanksBehindSeparatorsAreNoPartOfNames) {
       {{"XinHaoShiJian", 4, 1}, {"XinHaoJiaGe", 6, 1}, {"ShiJianLeiXing", 3, 1}, {"XinHaoLeiXing", 3, 1}});
 }
 
-TEST(Spec, BlanksAroundNamesAndTypesAreDropped) {
-  ExpectColumns(" \ta : d\t;\tb\t:\tq ; ", {{"a", 6, 1}, {"b", 4, 1}});
+TEST(Spec, BlanksAroundTypesAreDropped) {
+  ExpectColumns("a: d\t;b:\tq ;c:  ", {{"a", 6, 1}, {"b", 4, 1}, {"c", 0, 0}});
+}
+
+TEST(Spec, BlanksOfNamesStayUnlessTheyFollowASeparator) {
+  ExpectColumns(" \ta :d;\t b\t :q; : ;c ;", {{" \ta ", 6, 1}, {"b\t ", 4, 1}, {"", 0, 0}, {"c ", 0, 0}});
+  ExpectColumns(" :d; :q", {{" ", 6, 1}, {"", 4, 1}});
 }
 
 TEST(Spec, BlanksInsideNamesStay) {
@@ -91,6 +96,8 @@ TEST(Spec, BlanksInsideNamesStay) {
 
 TEST(Spec, BlanksBehindAFinalSeparatorMakeNoColumn) {
   ExpectColumns("a:d;  ", {{"a", 6, 1}});
+  ExpectColumns("a:d;\t;\t", {{"a", 6, 1}, {"", 0, 0}});
+  ExpectColumns("a:d; b  ", {{"a", 6, 1}, {"b  ", 0, 0}});
 }
 
 TEST(Spec, ANameMayBeEmpty) {
@@ -131,7 +138,10 @@ TEST(Spec, OnlyTheLastEmptyEntryIsNoColumn) {
 
 TEST(Spec, AnEmptySpecHasNoColumns) {
   ExpectColumns("", {});
-  ExpectColumns("  ", {});
+}
+
+TEST(Spec, BlanksAloneAreAColumnThatHoldsNothing) {
+  ExpectColumns("  ", {{"  ", 0, 0}});
 }
 
 TEST(Spec, ANullSpecHasNoColumns) {
@@ -299,9 +309,12 @@ TEST(ColumnIndex, FindsAnEmptyNameAndOneOfAColumnThatHoldsNothing) {
   EXPECT_EQ(table_col_index(table.get(), "odd"), 2);
 }
 
-TEST(ColumnIndex, FindsANameGivenWithBlanksInTheSpec) {
-  const Table table("a:q; b:d", 0);
+TEST(ColumnIndex, ComparesNamesWithTheirBlanks) {
+  const Table table("A :q; b:d", 0);
+  EXPECT_EQ(table_col_index(table.get(), "A "), 0);
+  EXPECT_EQ(table_col_index(table.get(), "A"), -1);
   EXPECT_EQ(table_col_index(table.get(), "b"), 1);
+  EXPECT_EQ(table_col_index(table.get(), " b"), -1);
 }
 
 TEST(ColumnQueries, AnswerForColumnsOutsideTheTable) {

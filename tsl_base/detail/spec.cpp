@@ -61,11 +61,12 @@ void ParseType(const char* from, const char* to, Column* column) {
   column->width = static_cast<uint32_t>(count) * element;
 }
 
-// The end of the last entry: neither blanks at the end of the spec nor an empty entry there make a column.
+// The end of the last entry. Blanks alone behind the last ';' are an empty entry, and that makes no column.
 size_t UsedLength(const char* text, size_t length) {
-  while (length != 0 && IsBlank(text[length - 1]))
-    --length;
-  return length;
+  size_t used = length;
+  while (used != 0 && IsBlank(text[used - 1]))
+    --used;
+  return used != 0 && text[used - 1] == ';' ? used : length;
 }
 
 uint32_t CountEntries(const char* text, size_t used) {
@@ -78,6 +79,9 @@ uint32_t CountEntries(const char* text, size_t used) {
 
 // Parses the entry [from, to) of `names`, in which the name gets its zero. names[to] may be overwritten.
 void ParseEntry(char* names, size_t from, size_t to, Column* column) {
+  // Names are kept as they are, but for blanks that only set an entry off from the ';' before it.
+  while (from != 0 && from < to && IsBlank(names[from]))
+    ++from;
   size_t name_end = to;
   for (size_t i = to; i > from; --i) {
     if (names[i - 1] != ':') continue;
@@ -91,10 +95,6 @@ void ParseEntry(char* names, size_t from, size_t to, Column* column) {
     ParseType(names + type, names + type_end, column);
     break;
   }
-  while (from < name_end && IsBlank(names[from]))
-    ++from;
-  while (from < name_end && IsBlank(names[name_end - 1]))
-    --name_end;
   column->name = static_cast<uint32_t>(from);
   names[name_end] = '\0';
 }
