@@ -51,7 +51,7 @@ inline const unsigned char* CellOfKind(const void* table, int row, int col, uint
 
 template <typename T>
 inline void Put(TableData* table, const Column& column, int row, T value) {
-  Save(PlaceCell(table, column, static_cast<uint32_t>(row), sizeof value), value);
+  Save(PlaceCell(table, column, static_cast<uint32_t>(row)), value);
 }
 
 // The bits between the highest and the lowest one: what a mantissa has to hold.
@@ -185,7 +185,7 @@ inline void SetOwn(void* table, int row, int col, uint8_t own, T value) {
 }
 
 template <typename T>
-inline T GetNumber(const void* table, int row, int col, uint8_t kind) {
+inline T GetCell(const void* table, int row, int col, uint8_t kind) {
   const unsigned char* cell = CellOfKind(table, row, col, kind);
   return cell ? Load<T>(cell) : T{};
 }
@@ -310,7 +310,7 @@ void table_set_buff(void* table, int row, int col, const void* bytes, int size, 
   // The cell's own bytes may be what is passed, and placing them may move the cell.
   unsigned char held[8];
   memcpy(held, bytes, column->width);
-  memcpy(PlaceCell(data, *column, static_cast<uint32_t>(row), column->width), held, column->width);
+  memcpy(PlaceCell(data, *column, static_cast<uint32_t>(row)), held, column->width);
 }
 
 void table_set_table_raw(void* table, int row, int col, void* child) {
@@ -398,27 +398,27 @@ int table_is_set(const void* table, int row, int col) {
 }
 
 const char* table_get_str(const void* table, int row, int col) {
-  return GetNumber<const char*>(table, row, col, TABLE_TEXT);
+  return GetCell<const char*>(table, row, col, TABLE_TEXT);
 }
 
 double table_get_double(const void* table, int row, int col) {
-  return GetNumber<double>(table, row, col, TABLE_DOUBLE);
+  return GetCell<double>(table, row, col, TABLE_DOUBLE);
 }
 
 float table_get_float(const void* table, int row, int col) {
-  return GetNumber<float>(table, row, col, TABLE_FLOAT);
+  return GetCell<float>(table, row, col, TABLE_FLOAT);
 }
 
 int table_get_int(const void* table, int row, int col) {
-  return GetNumber<int32_t>(table, row, col, TABLE_INT32);
+  return GetCell<int32_t>(table, row, col, TABLE_INT32);
 }
 
 unsigned int table_get_uint(const void* table, int row, int col) {
-  return GetNumber<uint32_t>(table, row, col, TABLE_UINT32);
+  return GetCell<uint32_t>(table, row, col, TABLE_UINT32);
 }
 
 long long table_get_int64(const void* table, int row, int col) {
-  return GetNumber<int64_t>(table, row, col, TABLE_INT64);
+  return GetCell<int64_t>(table, row, col, TABLE_INT64);
 }
 
 unsigned long long table_get_uint64(const void* table, int row, int col) {
@@ -434,11 +434,11 @@ unsigned short table_get_short(const void* table, int row, int col) {
 }
 
 PFloat table_get_pfloat(const void* table, int row, int col) {
-  return GetNumber<PFloat>(table, row, col, TABLE_PFLOAT);
+  return GetCell<PFloat>(table, row, col, TABLE_PFLOAT);
 }
 
 VFloat table_get_vfloat(const void* table, int row, int col) {
-  return GetNumber<VFloat>(table, row, col, TABLE_VFLOAT);
+  return GetCell<VFloat>(table, row, col, TABLE_VFLOAT);
 }
 
 const void* table_get_binary(const void* table, int row, int col, int* size) {
@@ -462,7 +462,7 @@ const void* table_get_buff(const void* table, int row, int col, int* size) {
 }
 
 void* table_get_table(const void* table, int row, int col) {
-  return GetNumber<TableData*>(table, row, col, TABLE_CHILD);
+  return GetCell<TableData*>(table, row, col, TABLE_CHILD);
 }
 
 }  // extern "C"

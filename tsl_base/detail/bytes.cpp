@@ -17,7 +17,7 @@ constexpr size_t kLargestShared = 4096;
 
 [[gnu::noinline]] void* NewChunk(TableData* table, size_t bytes) {
   if (bytes > kLargestShared) {
-    Chunk* chunk = new (Allocate(uint64_t{sizeof(Chunk)} + bytes)) Chunk{nullptr, 0, 0, 0};
+    Chunk* chunk = new (Allocate(uint64_t{sizeof(Chunk)} + bytes)) Chunk{nullptr, 0, 0};
     // Behind the newest, which may have room left.
     Chunk** link = table->chunks ? &table->chunks->next : &table->chunks;
     chunk->next = *link;
@@ -29,8 +29,7 @@ constexpr size_t kLargestShared = 4096;
   while (block < sizeof(Chunk) + bytes)
     block *= 2;
   const auto size = static_cast<uint32_t>(block - sizeof(Chunk));
-  Chunk* chunk =
-      new (Allocate(block)) Chunk{table->chunks, static_cast<uint32_t>(bytes), size & kLargestSize, 0};
+  Chunk* chunk = new (Allocate(block)) Chunk{table->chunks, static_cast<uint32_t>(bytes), size};
   table->chunks = chunk;
   return chunk + 1;
 }
@@ -50,7 +49,7 @@ inline void* ChunkBytes(TableData* table, size_t bytes, size_t alignment) {
 
 // ---- texts and byte strings -------------------------------------------------------------------------------
 
-// The room that a text may grow into stands before it: one byte, or four bytes before a byte of 255.
+// The bytes before a text say how long it may become in its place: one byte, or four and then one of 255.
 constexpr size_t kShortCapacity = 254;
 constexpr unsigned char kLongMark = 255;
 
@@ -87,11 +86,19 @@ const BinaryHead kEmptyBinary[2] = {};
 
 }  // namespace
 
+void FreeChunks(TableData* table) noexcept {
+  for (Chunk* chunk = table->chunks; chunk;) {
+    Chunk* next = chunk->next;
+    ::operator delete(chunk);
+    chunk = next;
+  }
+}
+
 void StoreText(TableData* table, const Column& column, uint32_t row, const char* text) {
   const size_t length = strlen(text);
-  const Place place = FindPlace(table, column, row);
+  const CellPlace place = FindPlace(table, column, row);
   size_t old_capacity = 0;
-  if (char* old = HeldBy<char>(table, column, row, place)) {
+  if (char* old = AddressAt<char>(place, table, column, row)) {
     old_capacity = TextCapacity(old);
     if (length <= old_capacity) {
       // May overlap: a caller can pass the cell's own text. Capacity 0 is the shared empty text.
@@ -105,7 +112,7 @@ void StoreText(TableData* table, const Column& column, uint32_t row, const char*
     memcpy(room, text, length + 1);
     stored = room;
   }
-  Hold(table, column, row, place, stored);
+  StoreAddressAt(place, table, column, row, stored);
 }
 
 const void* BinaryBytes(const unsigned char* cell, int* size) {
@@ -116,9 +123,9 @@ const void* BinaryBytes(const unsigned char* cell, int* size) {
 
 void StoreBinary(TableData* table, const Column& column, uint32_t row, const void* data, int size) {
   const size_t length = static_cast<size_t>(size);
-  const Place place = FindPlace(table, column, row);
+  const CellPlace place = FindPlace(table, column, row);
   size_t old_capacity = 0;
-  if (BinaryHead* old = HeldBy<BinaryHead>(table, column, row, place)) {
+  if (BinaryHead* old = AddressAt<BinaryHead>(place, table, column, row)) {
     old_capacity = old->capacity;
     if (length <= old_capacity) {
       if (length != 0) memmove(old + 1, data, length);
@@ -134,18 +141,18 @@ void StoreBinary(TableData* table, const Column& column, uint32_t row, const voi
     memcpy(head + 1, data, length);
     stored = head;
   }
-  Hold(table, column, row, place, stored);
+  StoreAddressAt(place, table, column, row, stored);
 }
 
 void StoreArray(TableData* table, const Column& column, uint32_t row, const void* data) {
-  const Place place = FindPlace(table, column, row);
-  if (void* old = HeldBy<void>(table, column, row, place)) {
+  const CellPlace place = FindPlace(table, column, row);
+  if (void* old = AddressAt<void>(place, table, column, row)) {
     memmove(old, data, column.width);
     return;
   }
   void* bytes = ChunkBytes(table, column.width, 8);
   memcpy(bytes, data, column.width);
-  Hold(table, column, row, place, bytes);
+  StoreAddressAt(place, table, column, row, bytes);
 }
 
 }  // namespace detail

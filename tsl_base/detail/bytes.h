@@ -13,15 +13,10 @@ namespace detail {
 struct alignas(8) Chunk {
   Chunk* next;
   uint32_t used;
-  uint32_t size : 31;  // without this header; 0 for a chunk made for a single item
-  uint32_t in_table : 1;
+  uint32_t size;  // without this header; 0 for a chunk made for a single item
 };
-constexpr uint32_t kLargestSize = 0x7FFFFFFF;
 
-// A small table of at most so many texts has a chunk of this size for each in its own block: codes and short
-// names fit, so that such a table is one allocation.
-constexpr uint64_t kFewTexts = 4;
-constexpr uint32_t kRoomOfText = 24;
+void FreeChunks(TableData* table) noexcept;
 
 // The forms of a cell that hold an address. All throw std::bad_alloc, and the cell keeps what it had then.
 void StoreText(TableData* table, const Column& column, uint32_t row, const char* text);

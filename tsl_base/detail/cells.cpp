@@ -21,8 +21,8 @@ constexpr uint32_t kFirstRows = 256;
 constexpr uint32_t kFirstRowsOfMany = 16;
 constexpr uint32_t kFewSlabs = 32;
 
-// What a large table has as its first group before one of these columns is written. Read only: a slab
-// without capacity takes no cell.
+// What a large table has as its first group before one of these columns is written. Read only: a slab without
+// capacity takes no cell.
 const Slab kEmptyGroup[kSlabsOfGroup] = {};
 
 // A slab grows if at least this share of its new rows is set. A cell in the map takes about 64 bytes, so that
@@ -49,13 +49,13 @@ uint32_t CapacityFor(const TableData* table, uint32_t first, uint32_t row) {
 bool WorthGrowing(Slab* slab, uint32_t capacity) {
   const uint32_t needed = capacity / kLeastShare;
   if (slab->known_set + slab->outliers >= needed) return true;
-  if (slab->patience != 0) {
-    --slab->patience;
+  if (slab->writes_until_recount != 0) {
+    --slab->writes_until_recount;
     return false;
   }
   const uint32_t words = WordsFor(slab->capacity);
   slab->known_set = CountBits(slab->bits, words);
-  slab->patience = (words / 8) & 0xFFFFFF;
+  slab->writes_until_recount = (words / 8) & 0xFFFFFF;
   return slab->known_set + slab->outliers >= needed;
 }
 
@@ -77,7 +77,7 @@ void GrowSlab(TableData* table, const Column& column, Slab* slab, uint32_t capac
   slab->bits = bits;
   slab->capacity = capacity;
   slab->kind = column.kind;
-  slab->patience = 0;
+  slab->writes_until_recount = 0;
 
   if (slab->outliers == 0) return;
   OutlierMap& map = *table->large()->outliers;
@@ -146,7 +146,7 @@ unsigned char* FindOutlier(const TableData* table, const Column& column, uint32_
   return found == map->end() ? nullptr : reinterpret_cast<unsigned char*>(&found->second);
 }
 
-unsigned char* PlaceFarCell(TableData* table, const Column& column, uint32_t row) {
+unsigned char* PlaceOutlier(TableData* table, const Column& column, uint32_t row) {
   if (unsigned char* cell = FindOutlier(table, column, row)) return cell;
   Large* large = table->large();
   Slab* slab = MakeSlab(table, column);

@@ -107,14 +107,13 @@ Spec* ParseSpec(const char* text, size_t length, bool keep_original) {
   const size_t used = UsedLength(text, length);
   const uint32_t cols = CountEntries(text, used);
   const size_t text_size = length + 1;
-  const size_t texts = keep_original ? 2 * text_size : text_size;
-  const uint64_t bytes = sizeof(Spec) + uint64_t{cols} * sizeof(Column) + texts;
+  const size_t kept = keep_original ? 2 * text_size : text_size;
+  const uint64_t bytes = sizeof(Spec) + uint64_t{cols} * sizeof(Column) + kept;
   if (bytes > uint64_t{PTRDIFF_MAX}) throw std::bad_alloc();
 
   Spec* spec = new (::operator new(static_cast<size_t>(bytes))) Spec;
   spec->references.store(1, std::memory_order_relaxed);
   spec->cols = cols;
-  spec->texts = 0;
   spec->text_size = static_cast<uint32_t>(text_size);
   Column* columns = reinterpret_cast<Column*>(spec + 1);
   char* names = reinterpret_cast<char*>(columns + cols);
@@ -129,15 +128,14 @@ Spec* ParseSpec(const char* text, size_t length, bool keep_original) {
     Column* column = new (columns + i) Column{0, 0, slot, TABLE_NOTHING};
     ParseEntry(names, from, to, column);
     if (column->kind != TABLE_NOTHING) ++slot;
-    if (column->kind == TABLE_TEXT) ++spec->texts;
     from = to + 1;
   }
   spec->slots = slot;
   return spec;
 }
 
-void DropReferences(Spec* spec, uint64_t references) noexcept {
-  if (spec->references.fetch_sub(references, std::memory_order_acq_rel) != references) return;
+void ReleaseSpec(Spec* spec) noexcept {
+  if (spec->references.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
   spec->~Spec();
   ::operator delete(spec);
 }

@@ -32,13 +32,12 @@ struct Column {
 // The bytes of one element of a type; 8 for a pointer, 0 for TABLE_NOTHING.
 uint32_t ElementWidth(int code);
 
-// Followed in the same block by the columns, the text with its names zero-terminated in place and, if the
-// spec is one that threads remember, the text as it was given.
+// Followed in the same block by the columns, the text with its names zero-terminated in place and, if that
+// was asked for, the text as it was given.
 struct Spec {
   std::atomic<uint64_t> references;
   uint32_t cols;
   uint32_t slots;
-  uint32_t texts;      // the columns of texts
   uint32_t text_size;  // with the final zero
 
   const Column* columns() const { return reinterpret_cast<const Column*>(this + 1); }
@@ -47,14 +46,14 @@ struct Spec {
   const char* name_of(const Column& column) const { return text() + column.name; }
 };
 
-// Reads a spec of that length, with one reference that is the caller's; keeps the text as given if `original`
-// will be asked for. Throws std::bad_alloc.
+// Reads a spec of that length, with one reference that is the caller's. Only with `keep_original` may
+// original() be asked for. Throws std::bad_alloc.
 Spec* ParseSpec(const char* text, size_t length, bool keep_original);
 
 inline void AddReference(Spec* spec) {
   spec->references.fetch_add(1, std::memory_order_relaxed);
 }
-void DropReferences(Spec* spec, uint64_t references) noexcept;
+void ReleaseSpec(Spec* spec) noexcept;
 
 }  // namespace detail
 }  // namespace tsl_base

@@ -7,106 +7,88 @@ namespace tsl_base {
 namespace detail {
 namespace {
 
-// Longer specs are parsed anew each time, so that what a thread keeps is bounded. The longest spec that is
-// known ahead has less than 700 bytes.
-constexpr size_t kLongestRemembered = 4096;
-constexpr size_t kRemembered = 8;
+// Longer specs are parsed each time, so that what a thread keeps is bounded. The longest spec that is known
+// ahead has less than 700 bytes.
+constexpr size_t kLongestCached = 4096;
+constexpr size_t kEntries = 8;
 
-// A thread takes references in bulk and hands them out and takes them back without touching the shared count,
-// as most tables are freed by the thread that made them.
-constexpr uint64_t kBulk = uint64_t{1} << 20;
-
-struct Remembered {
-  const char* where;  // the text's address when it was last asked for: a guess at what will match
-  Spec* spec;
-  uint64_t stock;  // the references that lie here, one or more
+struct Entry {
+  const char* address;  // of the text when it was last asked for: a guess at what will match
+  Spec* spec;           // with a reference of the entry's own; null while the entry is free
 };
 
-// Trivial on purpose: it can be read without a guard, and even after the thread's destructors have run.
-struct Memory {
-  Remembered entries[kRemembered];
-  size_t next;
-  bool closed;
+// Trivial on purpose: it can be used even after the thread's destructors have run.
+struct SpecCache {
+  Entry entries[kEntries];
+  size_t oldest;
+  bool closed;  // the thread is ending, and nobody would empty the cache again
 };
 
-thread_local Memory memory;
+thread_local SpecCache cache_of_thread;
 
-void GiveBack(Remembered& entry) {
-  const Remembered old = entry;
-  entry = Remembered{};
-  if (old.spec) DropReferences(old.spec, old.stock);
+void Evict(Entry& entry) {
+  if (entry.spec) ReleaseSpec(entry.spec);
+  entry = Entry{};
 }
 
-Spec* HandOut(Remembered& entry) {
-  if (entry.stock == 1) {
-    entry.spec->references.fetch_add(kBulk, std::memory_order_relaxed);
-    entry.stock += kBulk;
-  }
-  --entry.stock;
-  return entry.spec;
+void Close(void* ending_cache) {
+  SpecCache& cache = *static_cast<SpecCache*>(ending_cache);
+  cache.closed = true;
+  for (Entry& entry : cache.entries)
+    Evict(entry);
 }
 
-// Gives back what the thread remembered when it ends.
-void Forget(void* memory_of_thread) {
-  Memory& mine = *static_cast<Memory*>(memory_of_thread);
-  mine.closed = true;
-  for (Remembered& entry : mine.entries)
-    GiveBack(entry);
-}
-
-// A thread's own object with a destructor would end the process where memory for registering it is exhausted;
-// a key tells, and its destructor runs after those of such objects.
-struct Key {
+// Sees to it that the cache is closed when its thread ends. A thread_local object with a destructor would end
+// the process where there is no memory to register it; a key says so, and its destructor runs after those of
+// such objects.
+struct EndOfThread {
   pthread_key_t key{};
-  const bool made = pthread_key_create(&key, Forget) == 0;
+  const bool has_key = pthread_key_create(&key, Close) == 0;
 };
 
-bool WillForget(Memory& mine) {
-  static const Key key;
-  return key.made && pthread_setspecific(key.key, &mine) == 0;
+bool WillBeClosed(SpecCache& cache) {
+  static const EndOfThread end;
+  return end.has_key && pthread_setspecific(end.key, &cache) == 0;
 }
 
-void Remember(Memory& mine, const char* text, Spec* spec) {
-  if (mine.closed || !WillForget(mine)) return;
-  Remembered& entry = mine.entries[mine.next];
-  mine.next = (mine.next + 1) % kRemembered;
-  GiveBack(entry);
+void Insert(SpecCache& cache, const char* text, Spec* spec) {
+  if (cache.closed || !WillBeClosed(cache)) return;
+  Entry& entry = cache.entries[cache.oldest];
+  cache.oldest = (cache.oldest + 1) % kEntries;
+  Evict(entry);
   AddReference(spec);
-  entry = Remembered{text, spec, 1};
+  entry = Entry{text, spec};
 }
 
-bool Matches(const Remembered& entry, const char* text) {
+bool Matches(const Entry& entry, const char* text) {
   return entry.spec && strcmp(entry.spec->original(), text) == 0;
+}
+
+Spec* Find(SpecCache& cache, const char* text) {
+  for (const Entry& entry : cache.entries) {
+    if (entry.address == text && Matches(entry, text)) return entry.spec;
+  }
+  for (Entry& entry : cache.entries) {
+    if (!Matches(entry, text)) continue;
+    entry.address = text;
+    return entry.spec;
+  }
+  return nullptr;
 }
 
 }  // namespace
 
 Spec* AcquireSpec(const char* text) {
-  Memory& mine = memory;
-  for (Remembered& entry : mine.entries) {
-    if (entry.where == text && Matches(entry, text)) return HandOut(entry);
-  }
-  for (Remembered& entry : mine.entries) {
-    if (Matches(entry, text)) {
-      entry.where = text;
-      return HandOut(entry);
-    }
+  SpecCache& cache = cache_of_thread;
+  if (Spec* known = Find(cache, text)) {
+    AddReference(known);
+    return known;
   }
   const size_t length = strlen(text);
-  const bool is_short = length <= kLongestRemembered;
-  Spec* spec = ParseSpec(text, length, is_short);
-  if (is_short) Remember(mine, text, spec);
+  const bool is_cached = length <= kLongestCached;
+  Spec* spec = ParseSpec(text, length, is_cached);
+  if (is_cached) Insert(cache, text, spec);
   return spec;
-}
-
-void ReleaseSpec(Spec* spec) noexcept {
-  for (Remembered& entry : memory.entries) {
-    if (entry.spec == spec) {
-      ++entry.stock;
-      return;
-    }
-  }
-  DropReferences(spec, 1);
 }
 
 }  // namespace detail

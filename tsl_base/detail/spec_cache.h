@@ -1,5 +1,4 @@
-// The specs that a thread remembers. A reply makes thousands of nested tables with one spec, so each thread
-// keeps the last few that it parsed.
+// The specs that a thread parsed last: a reply makes thousands of nested tables with one spec.
 #ifndef TSL_BASE_DETAIL_SPEC_CACHE_H_
 #define TSL_BASE_DETAIL_SPEC_CACHE_H_
 
@@ -10,7 +9,6 @@ namespace detail {
 
 // The spec of that text, with a reference that is the caller's. Throws std::bad_alloc.
 Spec* AcquireSpec(const char* text);
-void ReleaseSpec(Spec* spec) noexcept;
 
 }  // namespace detail
 }  // namespace tsl_base

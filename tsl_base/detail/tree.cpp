@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "tsl_base/detail/bytes.h"
-#include "tsl_base/detail/spec_cache.h"
 
 namespace tsl_base {
 namespace detail {
@@ -23,11 +22,7 @@ void NoteChild(TableData* table, const Column& column) {
 
 void FreeOne(TableData* table) noexcept {
   if (table->is_large) FreeLarge(table);
-  for (Chunk* chunk = table->chunks; chunk;) {
-    Chunk* next = chunk->next;
-    if (!chunk->in_table) ::operator delete(chunk);
-    chunk = next;
-  }
+  FreeChunks(table);
   ReleaseSpec(table->spec);
   ::operator delete(table);
 }
@@ -65,7 +60,7 @@ void CopyCell(TableData* to, const Column& column, uint32_t row, const unsigned 
       return;
     }
     case TABLE_CHILD: CopyChild(to, column, row, ChildOf(cell), open); return;
-    default: memcpy(PlaceCell(to, column, row, column.width), cell, column.width); return;
+    default: memcpy(PlaceCell(to, column, row), cell, column.width); return;
   }
 }
 
@@ -83,15 +78,10 @@ TableData* NewTable(Spec* spec, uint32_t rows, const char* name) {
   const size_t words = WordsFor(small_cells);
   const size_t body = is_large ? sizeof(Large) : 8 * (small_cells + words);
   const size_t name_size = strlen(name) + 1;
-  const uint64_t texts = is_large ? 0 : uint64_t{rows} * spec->texts;
-  const uint32_t room = texts <= kFewTexts ? static_cast<uint32_t>(texts) * kRoomOfText : 0;
-  const uint64_t chunk_at = (uint64_t{sizeof(TableData)} + body + name_size + 7) & ~uint64_t{7};
-  const uint64_t size = room == 0 ? chunk_at : chunk_at + sizeof(Chunk) + room;
-  unsigned char* block = static_cast<unsigned char*>(Allocate(size));
-  TableData* table = new (block) TableData;
+  TableData* table = new (Allocate(uint64_t{sizeof(TableData)} + body + name_size)) TableData;
   table->spec = spec;
   table->parent = nullptr;
-  table->chunks = room == 0 ? nullptr : new (block + chunk_at) Chunk{nullptr, 0, room & kLargestSize, 1};
+  table->chunks = nullptr;
   table->rows = rows;
   table->small_cells = small_cells & 0x1FF;
   table->is_large = is_large;
@@ -154,9 +144,9 @@ TableData* CopyTree(const TableData* source) {
 }
 
 void StoreChild(TableData* table, const Column& column, uint32_t row, TableData* child) {
-  const Place place = FindPlace(table, column, row);
-  TableData* old = HeldBy<TableData>(table, column, row, place);
-  Hold(table, column, row, place, child);
+  const CellPlace place = FindPlace(table, column, row);
+  TableData* old = AddressAt<TableData>(place, table, column, row);
+  StoreAddressAt(place, table, column, row, child);
   if (child) {
     child->parent = table;
     NoteChild(table, column);
