@@ -7,7 +7,10 @@
 #include <limits>
 #include <memory>
 
+#include "tsl_base/detail/bytes.h"
 #include "tsl_base/detail/cells.h"
+#include "tsl_base/detail/spec_cache.h"
+#include "tsl_base/detail/tree.h"
 
 namespace {
 
@@ -48,7 +51,7 @@ inline const unsigned char* CellOfKind(const void* table, int row, int col, uint
 
 template <typename T>
 inline void Put(TableData* table, const Column& column, int row, T value) {
-  Save(PlaceCell(table, column, static_cast<uint32_t>(row), sizeof value), value);
+  Save(PlaceCell(table, column, static_cast<uint32_t>(row)), value);
 }
 
 // The bits between the highest and the lowest one: what a mantissa has to hold.
@@ -72,18 +75,18 @@ void PutIfAbove(TableData* table, const Column& column, int row, int64_t value) 
 
 [[gnu::noinline]] void PutUnsigned(TableData* table, const Column& column, int row, uint64_t value) {
   switch (column.kind) {
-    case kInt8: PutIfBelow<int8_t>(table, column, row, value); return;
-    case kInt16: PutIfBelow<int16_t>(table, column, row, value); return;
-    case kInt32: PutIfBelow<int32_t>(table, column, row, value); return;
-    case kInt64: PutIfBelow<int64_t>(table, column, row, value); return;
-    case kUint8: PutIfBelow<uint8_t>(table, column, row, value); return;
-    case kUint16: PutIfBelow<uint16_t>(table, column, row, value); return;
-    case kUint32: PutIfBelow<uint32_t>(table, column, row, value); return;
-    case kUint64: Put(table, column, row, value); return;
-    case kFloat:
+    case TABLE_INT8: PutIfBelow<int8_t>(table, column, row, value); return;
+    case TABLE_INT16: PutIfBelow<int16_t>(table, column, row, value); return;
+    case TABLE_INT32: PutIfBelow<int32_t>(table, column, row, value); return;
+    case TABLE_INT64: PutIfBelow<int64_t>(table, column, row, value); return;
+    case TABLE_UINT8: PutIfBelow<uint8_t>(table, column, row, value); return;
+    case TABLE_UINT16: PutIfBelow<uint16_t>(table, column, row, value); return;
+    case TABLE_UINT32: PutIfBelow<uint32_t>(table, column, row, value); return;
+    case TABLE_UINT64: Put(table, column, row, value); return;
+    case TABLE_FLOAT:
       if (SignificantBits(value) <= FLT_MANT_DIG) Put(table, column, row, static_cast<float>(value));
       return;
-    case kDouble:
+    case TABLE_DOUBLE:
       if (SignificantBits(value) <= DBL_MANT_DIG) Put(table, column, row, static_cast<double>(value));
       return;
     default: return;
@@ -97,14 +100,14 @@ void PutIfAbove(TableData* table, const Column& column, int row, int64_t value) 
   }
   const uint64_t magnitude = 0 - static_cast<uint64_t>(value);
   switch (column.kind) {
-    case kInt8: PutIfAbove<int8_t>(table, column, row, value); return;
-    case kInt16: PutIfAbove<int16_t>(table, column, row, value); return;
-    case kInt32: PutIfAbove<int32_t>(table, column, row, value); return;
-    case kInt64: Put(table, column, row, value); return;
-    case kFloat:
+    case TABLE_INT8: PutIfAbove<int8_t>(table, column, row, value); return;
+    case TABLE_INT16: PutIfAbove<int16_t>(table, column, row, value); return;
+    case TABLE_INT32: PutIfAbove<int32_t>(table, column, row, value); return;
+    case TABLE_INT64: Put(table, column, row, value); return;
+    case TABLE_FLOAT:
       if (SignificantBits(magnitude) <= FLT_MANT_DIG) Put(table, column, row, static_cast<float>(value));
       return;
-    case kDouble:
+    case TABLE_DOUBLE:
       if (SignificantBits(magnitude) <= DBL_MANT_DIG) Put(table, column, row, static_cast<double>(value));
       return;
     default: return;
@@ -119,11 +122,11 @@ bool FitsFloat(double value) {
 }
 
 [[gnu::noinline]] void PutReal(TableData* table, const Column& column, int row, double value) {
-  if (column.kind == kDouble) {
+  if (column.kind == TABLE_DOUBLE) {
     Put(table, column, row, value);
     return;
   }
-  if (column.kind == kFloat) {
+  if (column.kind == TABLE_FLOAT) {
     if (FitsFloat(value)) Put(table, column, row, static_cast<float>(value));
     return;
   }
@@ -182,7 +185,7 @@ inline void SetOwn(void* table, int row, int col, uint8_t own, T value) {
 }
 
 template <typename T>
-inline T GetNumber(const void* table, int row, int col, uint8_t kind) {
+inline T GetCell(const void* table, int row, int col, uint8_t kind) {
   const unsigned char* cell = CellOfKind(table, row, col, kind);
   return cell ? Load<T>(cell) : T{};
 }
@@ -201,7 +204,7 @@ bool IsAncestor(const TableData* child, const TableData* table) {
 
 const Column* TableColumn(const void* table, int row, int col) {
   const Column* column = ColumnOfCell(AsTable(table), row, col);
-  return column && column->kind == kTable ? column : nullptr;
+  return column && column->kind == TABLE_CHILD ? column : nullptr;
 }
 
 }  // namespace
@@ -234,34 +237,35 @@ void table_free(void* table) {
 void table_set_str(void* table, int row, int col, const char* text, int /*copy*/) {
   TableData* data = AsTable(table);
   const Column* column = ColumnOfCell(data, row, col);
-  if (column && column->kind == kText && text) StoreText(data, *column, static_cast<uint32_t>(row), text);
+  if (column && column->kind == TABLE_TEXT && text)
+    StoreText(data, *column, static_cast<uint32_t>(row), text);
 }
 
 void table_set_double(void* table, int row, int col, double value) {
-  SetNumber<double>(table, row, col, kDouble, value);
+  SetNumber<double>(table, row, col, TABLE_DOUBLE, value);
 }
 
 void table_set_float(void* table, int row, int col, float value) {
-  SetNumber<double>(table, row, col, kFloat, value);
+  SetNumber<double>(table, row, col, TABLE_FLOAT, value);
 }
 
 void table_set_int(void* table, int row, int col, int value) {
-  SetNumber<int64_t>(table, row, col, kInt32, value);
+  SetNumber<int64_t>(table, row, col, TABLE_INT32, value);
 }
 
 void table_set_uint(void* table, int row, int col, unsigned int value) {
-  SetNumber<uint64_t>(table, row, col, kUint32, value);
+  SetNumber<uint64_t>(table, row, col, TABLE_UINT32, value);
 }
 
 void table_set_int64(void* table, int row, int col, long long value) {
-  SetNumber<int64_t>(table, row, col, kInt64, value);
+  SetNumber<int64_t>(table, row, col, TABLE_INT64, value);
 }
 
 void table_set_uint64(void* table, int row, int col, unsigned long long value) {
   TableData* data = AsTable(table);
   const Column* column = ColumnOfCell(data, row, col);
   if (!column) return;
-  if (column->kind == kUint64 || column->kind == kTime) {
+  if (column->kind == TABLE_UINT64 || column->kind == TABLE_TIME) {
     Put(data, *column, row, value);
   } else {
     PutUnsigned(data, *column, row, value);
@@ -272,7 +276,7 @@ void table_set_short(void* table, int row, int col, unsigned short value) {
   TableData* data = AsTable(table);
   const Column* column = ColumnOfCell(data, row, col);
   if (!column) return;
-  if (column->kind == kInt16 || column->kind == kUint16) {
+  if (column->kind == TABLE_INT16 || column->kind == TABLE_UINT16) {
     Put(data, *column, row, value);
   } else {
     PutUnsigned(data, *column, row, value);
@@ -280,17 +284,17 @@ void table_set_short(void* table, int row, int col, unsigned short value) {
 }
 
 void table_set_pfloat(void* table, int row, int col, PFloat value) {
-  SetOwn(table, row, col, kPFloat, value);
+  SetOwn(table, row, col, TABLE_PFLOAT, value);
 }
 
 void table_set_vfloat(void* table, int row, int col, VFloat value) {
-  SetOwn(table, row, col, kVFloat, value);
+  SetOwn(table, row, col, TABLE_VFLOAT, value);
 }
 
 void table_set_binary(void* table, int row, int col, int size, const void* bytes, int /*copy*/) {
   TableData* data = AsTable(table);
   const Column* column = ColumnOfCell(data, row, col);
-  if (!column || column->kind != kBinary || size < 0 || (!bytes && size != 0)) return;
+  if (!column || column->kind != TABLE_BINARY || size < 0 || (!bytes && size != 0)) return;
   StoreBinary(data, *column, static_cast<uint32_t>(row), bytes, size);
 }
 
@@ -302,11 +306,11 @@ void table_set_buff(void* table, int row, int col, const void* bytes, int size, 
     StoreArray(data, *column, static_cast<uint32_t>(row), bytes);
     return;
   }
-  if (column->kind == kText || column->kind == kBinary || column->kind == kTable) return;
+  if (column->kind == TABLE_TEXT || column->kind == TABLE_BINARY || column->kind == TABLE_CHILD) return;
   // The cell's own bytes may be what is passed, and placing them may move the cell.
   unsigned char held[8];
   memcpy(held, bytes, column->width);
-  memcpy(PlaceCell(data, *column, static_cast<uint32_t>(row), column->width), held, column->width);
+  memcpy(PlaceCell(data, *column, static_cast<uint32_t>(row)), held, column->width);
 }
 
 void table_set_table_raw(void* table, int row, int col, void* child) {
@@ -381,7 +385,7 @@ int table_col_type(void* table, int col) {
 
 int table_col_count(const void* table, int col) {
   const Column* column = ColumnAt(table, col);
-  if (!column || column->kind == kNothing) return 0;
+  if (!column || column->kind == TABLE_NOTHING) return 0;
   return static_cast<int>(column->width / ElementWidth(column->code()));
 }
 
@@ -389,57 +393,57 @@ int table_col_count(const void* table, int col) {
 
 int table_is_set(const void* table, int row, int col) {
   const Column* column = ColumnOfCell(AsTable(table), row, col);
-  if (!column || column->kind == kNothing) return 0;
+  if (!column || column->kind == TABLE_NOTHING) return 0;
   return FindCell(AsTable(table), *column, static_cast<uint32_t>(row)) ? 1 : 0;
 }
 
 const char* table_get_str(const void* table, int row, int col) {
-  return GetNumber<const char*>(table, row, col, kText);
+  return GetCell<const char*>(table, row, col, TABLE_TEXT);
 }
 
 double table_get_double(const void* table, int row, int col) {
-  return GetNumber<double>(table, row, col, kDouble);
+  return GetCell<double>(table, row, col, TABLE_DOUBLE);
 }
 
 float table_get_float(const void* table, int row, int col) {
-  return GetNumber<float>(table, row, col, kFloat);
+  return GetCell<float>(table, row, col, TABLE_FLOAT);
 }
 
 int table_get_int(const void* table, int row, int col) {
-  return GetNumber<int32_t>(table, row, col, kInt32);
+  return GetCell<int32_t>(table, row, col, TABLE_INT32);
 }
 
 unsigned int table_get_uint(const void* table, int row, int col) {
-  return GetNumber<uint32_t>(table, row, col, kUint32);
+  return GetCell<uint32_t>(table, row, col, TABLE_UINT32);
 }
 
 long long table_get_int64(const void* table, int row, int col) {
-  return GetNumber<int64_t>(table, row, col, kInt64);
+  return GetCell<int64_t>(table, row, col, TABLE_INT64);
 }
 
 unsigned long long table_get_uint64(const void* table, int row, int col) {
-  const unsigned char* cell = CellOfKind(table, row, col, kUint64);
-  if (!cell) cell = CellOfKind(table, row, col, kTime);
+  const unsigned char* cell = CellOfKind(table, row, col, TABLE_UINT64);
+  if (!cell) cell = CellOfKind(table, row, col, TABLE_TIME);
   return cell ? Load<uint64_t>(cell) : 0;
 }
 
 unsigned short table_get_short(const void* table, int row, int col) {
-  const unsigned char* cell = CellOfKind(table, row, col, kInt16);
-  if (!cell) cell = CellOfKind(table, row, col, kUint16);
+  const unsigned char* cell = CellOfKind(table, row, col, TABLE_INT16);
+  if (!cell) cell = CellOfKind(table, row, col, TABLE_UINT16);
   return cell ? Load<uint16_t>(cell) : uint16_t{0};
 }
 
 PFloat table_get_pfloat(const void* table, int row, int col) {
-  return GetNumber<PFloat>(table, row, col, kPFloat);
+  return GetCell<PFloat>(table, row, col, TABLE_PFLOAT);
 }
 
 VFloat table_get_vfloat(const void* table, int row, int col) {
-  return GetNumber<VFloat>(table, row, col, kVFloat);
+  return GetCell<VFloat>(table, row, col, TABLE_VFLOAT);
 }
 
 const void* table_get_binary(const void* table, int row, int col, int* size) {
   int length = 0;
-  const unsigned char* cell = CellOfKind(table, row, col, kBinary);
+  const unsigned char* cell = CellOfKind(table, row, col, TABLE_BINARY);
   const void* bytes = cell ? BinaryBytes(cell, &length) : nullptr;
   if (size) *size = length;
   return bytes;
@@ -448,8 +452,9 @@ const void* table_get_binary(const void* table, int row, int col, int* size) {
 const void* table_get_buff(const void* table, int row, int col, int* size) {
   if (size) *size = 0;
   const Column* column = ColumnOfCell(AsTable(table), row, col);
-  if (!column || column->kind == kNothing) return nullptr;
-  if (column->kind == kText || column->kind == kBinary || column->kind == kTable) return nullptr;
+  if (!column || column->kind == TABLE_NOTHING) return nullptr;
+  if (column->kind == TABLE_TEXT || column->kind == TABLE_BINARY || column->kind == TABLE_CHILD)
+    return nullptr;
   const unsigned char* cell = FindCell(AsTable(table), *column, static_cast<uint32_t>(row));
   if (!cell) return nullptr;
   if (size) *size = static_cast<int>(column->width);
@@ -457,7 +462,7 @@ const void* table_get_buff(const void* table, int row, int col, int* size) {
 }
 
 void* table_get_table(const void* table, int row, int col) {
-  return GetNumber<TableData*>(table, row, col, kTable);
+  return GetCell<TableData*>(table, row, col, TABLE_CHILD);
 }
 
 }  // extern "C"

@@ -22,9 +22,9 @@
  *     and the cell keeps its value. Nothing else is ever thrown.
  *
  * Column specs. A spec lists the columns in order: entries "name:type" separated by ';', a last ';' optional.
- * Blanks (spaces and tabs) around a name or a type are not part of it. Names are kept as they stand, may be
- * empty and may repeat. An entry is split at its last ':'. The type is one letter, with a decimal count
- * before it for a fixed array:
+ * Names are kept as they are, may be empty and may repeat; only blanks (spaces and tabs) directly behind a
+ * ';' are no part of the name that follows. An entry is split at its last ':'. The type is one letter, with a
+ * decimal count before it for a fixed array; blanks around it do not count:
  *
  *   letter  code  cell                        letter  code  cell
  *   c        1    8 bits, signed              C        9    8 bits, unsigned
@@ -40,7 +40,7 @@
  * says nothing more than the letter alone. Text, binary and table cells have no counted form, and no cell is
  * wider than an int counts bytes. An entry of any other shape becomes a column of code 0 that holds nothing,
  * so that the columns behind it keep their index. Its name is what stands before the last ':', or all of it.
- * Only an empty entry at the very end is no column. No spec makes table_create() fail.
+ * Only an empty entry at the very end, blanks or not, is no column. No spec makes table_create() fail.
  *
  * Memory grows with the cells that are written, not with the number of rows and columns. Cells are best
  * written in ascending order of rows; any order is correct.
@@ -50,6 +50,7 @@
 
 #include <stdint.h>
 
+#include "tsl_base/column_type.h"
 #include "tsl_base/export.h"
 #include "tsl_base/values.h"
 
@@ -144,8 +145,8 @@ TSL_BASE_API const char* table_col_name(const void* table, int col);
  * the columns: look a name up once for each table, not for each cell. */
 TSL_BASE_API int table_col_index(void* table, const char* name);
 
-/* The type code of a column as listed above; 0 for one outside the table. A counted column has its letter's
- * code. */
+/* The type code of a column, a table_column_type; 0 for one outside the table. A counted column has its
+ * letter's code. */
 TSL_BASE_API int table_col_type(void* table, int col);
 
 /* The elements of one cell of the column: the count of a counted column, 0 for a column of code 0 or outside

@@ -1,16 +1,16 @@
-// Tables for C++: an owner that frees, and views with typed access and iteration over rows.
+// Tables for C++: an owner that frees, and views with typed access and iteration over rows and columns.
 //
 //   tsl_base::Table reply(TesparserPB2Table(bytes));
 //   for (tsl_base::RowView row : reply.view()) {
-//     if (auto price = row.get<double>("ZuiXinJia")) Show(row.index(), *price);
+//     if (auto price = row.as_double("ZuiXinJia")) Show(row.index(), *price);
 //   }
 //
 // Ownership  A Table frees its table. Views own nothing and are cheap to copy.
 // Lifetime   A view, and all text and bytes that it gave, end with the table that owns them. A temporary
-// Table is
-//            freed at the end of its statement: keep it in a variable while its views are used.
-// Errors     Reading never fails: a cell that is unset, outside the table or of another type gives an empty
-//            optional. Nothing here throws, except that making a table throws std::bad_alloc.
+//            Table is freed at the end of its statement: keep it in a variable while its views are used.
+// Errors     Reading never fails. Where there is no value, get() and as_...() give an empty optional, and
+//            find() says why: no such column (a misspelled name, say), a column of another type, or an unset
+//            cell. Nothing here throws, except that making a table throws std::bad_alloc.
 // Threads    As the table itself: any number of readers as long as nobody writes.
 //
 // A name is looked up among the columns with every call. For many rows, look up the index once with
@@ -34,25 +34,25 @@
 
 namespace tsl_base {
 
-// The type codes of columns.
+// The type codes of columns, as table_col_type() gives them.
 enum class Type : int {
-  kNothing = 0,
-  kInt8 = 1,
-  kInt16 = 2,
-  kInt32 = 3,
-  kInt64 = 4,
-  kFloat = 5,
-  kDouble = 6,
-  kText = 7,
-  kBinary = 8,
-  kUint8 = 9,
-  kUint16 = 10,
-  kUint32 = 11,
-  kUint64 = 12,
-  kTable = 13,
-  kTime = 14,
-  kPFloat = 15,
-  kVFloat = 16
+  kNothing = TABLE_NOTHING,
+  kInt8 = TABLE_INT8,
+  kInt16 = TABLE_INT16,
+  kInt32 = TABLE_INT32,
+  kInt64 = TABLE_INT64,
+  kFloat = TABLE_FLOAT,
+  kDouble = TABLE_DOUBLE,
+  kText = TABLE_TEXT,
+  kBinary = TABLE_BINARY,
+  kUint8 = TABLE_UINT8,
+  kUint16 = TABLE_UINT16,
+  kUint32 = TABLE_UINT32,
+  kUint64 = TABLE_UINT64,
+  kTable = TABLE_CHILD,
+  kTime = TABLE_TIME,
+  kPFloat = TABLE_PFLOAT,
+  kVFloat = TABLE_VFLOAT
 };
 
 // Bytes that belong to a table.
@@ -79,6 +79,40 @@ struct ColumnInfo {
   int count;  // elements of one cell; 0 for a column that holds nothing
 };
 
+// What there is where a cell was asked for.
+enum class CellState {
+  kValue,
+  kUnset,      // the cell was never written, or its row is outside the table
+  kOtherType,  // the column holds values of another type, arrays, or nothing
+  kNoColumn    // no column of that name or index
+};
+
+// A cell's value, or why there is none.
+//
+//   const auto price = row.find<double>("ZuiXinJia");
+//   if (price.state() == tsl_base::CellState::kNoColumn) ...
+template <typename T>
+class Found {
+ public:
+  // `state` is kValue exactly if there is a value.
+  Found(std::optional<T> value, CellState state) : value_(std::move(value)), state_(state) {}
+
+  CellState state() const { return state_; }
+  bool has_value() const { return value_.has_value(); }
+  explicit operator bool() const { return has_value(); }
+
+  // Only where there is a value.
+  const T& operator*() const { return *value_; }
+  const T* operator->() const { return &*value_; }
+
+  T value_or(T other) const { return value_.value_or(other); }
+  const std::optional<T>& optional() const { return value_; }
+
+ private:
+  std::optional<T> value_;
+  CellState state_;
+};
+
 class RowView;
 class TableView;
 
@@ -103,12 +137,45 @@ constexpr Type TypeOf() {
   return Type::kNothing;
 }
 
+// Whether cells of the column can be read as T.
+template <typename T>
+bool CanRead(const ColumnInfo& column) {
+  if constexpr (std::is_same_v<T, BytesView>) {
+    return column.type != Type::kNothing && column.type != Type::kText && column.type != Type::kTable;
+  } else {
+    return column.type == TypeOf<T>() && column.count == 1;
+  }
+}
+
+template <typename T>
+constexpr bool IsDecimal() {
+  return std::is_same_v<T, PFloat> || std::is_same_v<T, VFloat>;
+}
+
+inline std::optional<int64_t> WholeNumber(double value) {
+  const bool in_range = value >= -9223372036854775808.0 && value < 9223372036854775808.0;
+  if (!in_range || std::trunc(value) != value) return std::nullopt;
+  return static_cast<int64_t>(value);
+}
+
+inline std::optional<int64_t> WholeNumber(int64_t mantissa, int decimals) {
+  // A mantissa other than 0 has no more than 14 zeros at its end.
+  for (; mantissa != 0 && decimals != 0; --decimals) {
+    if (mantissa % 10 != 0) return std::nullopt;
+    mantissa /= 10;
+  }
+  return mantissa;
+}
+
 }  // namespace detail
 
 // A table that somebody else owns. A view of no table reads as a table without rows and columns.
 class TableView {
  public:
-  class RowIterator;
+  template <typename Item>
+  class Iterator;
+  using RowIterator = Iterator<RowView>;
+  class Columns;
 
   TableView() = default;
   explicit TableView(const void* table) : table_(table) {}
@@ -125,6 +192,9 @@ class TableView {
     return {col, table_col_name(table_, col), static_cast<Type>(table_col_type(mutable_table(), col)),
             table_col_count(table_, col)};
   }
+
+  // All columns in their order: for (const ColumnInfo& column : view.columns()) ...
+  Columns columns() const;
 
   // The first column of that name.
   std::optional<int> column_index(std::string_view name) const {
@@ -171,11 +241,35 @@ class TableView {
     return col ? get<T>(row, *col) : std::nullopt;
   }
 
+  // The same as get(), and why there is no value.
+  template <typename T>
+  Found<T> find(int row, int col) const {
+    const std::optional<T> value = get<T>(row, col);
+    if (value) return {value, CellState::kValue};
+    if (!has_column(col)) return {value, CellState::kNoColumn};
+    return {value, detail::CanRead<T>(column(col)) ? CellState::kUnset : CellState::kOtherType};
+  }
+
+  template <typename T>
+  Found<T> find(int row, std::string_view name) const {
+    const std::optional<int> col = column_index(name);
+    return col ? find<T>(row, *col) : Found<T>(std::nullopt, CellState::kNoColumn);
+  }
+
+  // The same whatever the column's type: never kOtherType.
+  CellState state(int row, int col) const {
+    if (!has_column(col)) return CellState::kNoColumn;
+    return is_set(row, col) ? CellState::kValue : CellState::kUnset;
+  }
+  CellState state(int row, std::string_view name) const {
+    const std::optional<int> col = column_index(name);
+    return col ? state(row, *col) : CellState::kNoColumn;
+  }
+
   // Calls visitor(value) with the value of a cell in the type of its column, BytesView for binary and counted
   // cells. Returns whether there was a value.
   template <typename Visitor>
   bool visit(int row, int col, Visitor&& visitor) const {
-    if (!is_set(row, col)) return false;
     const ColumnInfo info = column(col);
     if (info.count != 1) return pass(get<BytesView>(row, col), visitor);
     switch (info.type) {
@@ -200,18 +294,46 @@ class TableView {
     return false;
   }
 
-  // Any number as a double, rounded to the nearest where it has more digits. Times are no numbers.
+  // Any number as a double, rounded to the nearest where it has more digits. Times and counted cells are no
+  // numbers.
   std::optional<double> as_double(int row, int col) const {
     std::optional<double> number;
     visit(row, col, [&number](auto value) {
       using Value = decltype(value);
       if constexpr (std::is_arithmetic_v<Value>) {
         number = static_cast<double>(value);
-      } else if constexpr (std::is_same_v<Value, PFloat> || std::is_same_v<Value, VFloat>) {
+      } else if constexpr (detail::IsDecimal<Value>()) {
         number = static_cast<double>(value.mantissa()) / std::pow(10.0, value.decimals());
       }
     });
     return number;
+  }
+  std::optional<double> as_double(int row, std::string_view name) const {
+    const std::optional<int> col = column_index(name);
+    return col ? as_double(row, *col) : std::nullopt;
+  }
+
+  // Any number that is a whole one and fits, exactly; nothing for a fraction and for what 64 bits do not
+  // hold.
+  std::optional<int64_t> as_int64(int row, int col) const {
+    std::optional<int64_t> number;
+    visit(row, col, [&number](auto value) {
+      using Value = decltype(value);
+      if constexpr (std::is_same_v<Value, uint64_t>) {
+        if (value <= uint64_t{INT64_MAX}) number = static_cast<int64_t>(value);
+      } else if constexpr (std::is_integral_v<Value>) {
+        number = value;
+      } else if constexpr (std::is_floating_point_v<Value>) {
+        number = detail::WholeNumber(double{value});
+      } else if constexpr (detail::IsDecimal<Value>()) {
+        number = detail::WholeNumber(value.mantissa(), value.decimals());
+      }
+    });
+    return number;
+  }
+  std::optional<int64_t> as_int64(int row, std::string_view name) const {
+    const std::optional<int> col = column_index(name);
+    return col ? as_int64(row, *col) : std::nullopt;
   }
 
   // Iteration over rows.
@@ -222,6 +344,8 @@ class TableView {
  private:
   // Some reading functions take the table as void*, though they leave it alone.
   void* mutable_table() const { return const_cast<void*>(table_); }
+
+  bool has_column(int col) const { return col >= 0 && col < cols(); }
 
   bool holds(int row, int col, Type type) const {
     return table_col_type(mutable_table(), col) == static_cast<int>(type) && is_set(row, col);
@@ -268,49 +392,86 @@ class RowView {
     return table_.get<T>(index_, name);
   }
 
+  template <typename T>
+  Found<T> find(int col) const {
+    return table_.find<T>(index_, col);
+  }
+  template <typename T>
+  Found<T> find(std::string_view name) const {
+    return table_.find<T>(index_, name);
+  }
+  CellState state(int col) const { return table_.state(index_, col); }
+  CellState state(std::string_view name) const { return table_.state(index_, name); }
+
   template <typename Visitor>
   bool visit(int col, Visitor&& visitor) const {
     return table_.visit(index_, col, std::forward<Visitor>(visitor));
   }
+
   std::optional<double> as_double(int col) const { return table_.as_double(index_, col); }
+  std::optional<double> as_double(std::string_view name) const { return table_.as_double(index_, name); }
+  std::optional<int64_t> as_int64(int col) const { return table_.as_int64(index_, col); }
+  std::optional<int64_t> as_int64(std::string_view name) const { return table_.as_int64(index_, name); }
 
  private:
   TableView table_;
   int index_;
 };
 
-class TableView::RowIterator {
+// Over rows, or over columns where Item is ColumnInfo.
+template <typename Item>
+class TableView::Iterator {
  public:
   using iterator_category = std::input_iterator_tag;
-  using value_type = RowView;
+  using value_type = Item;
   using difference_type = int;
-  using pointer = const RowView*;
-  using reference = RowView;
+  using pointer = const Item*;
+  using reference = Item;
 
-  RowIterator(TableView table, int index) : table_(table), index_(index) {}
+  Iterator(TableView table, int index) : table_(table), index_(index) {}
 
-  RowView operator*() const { return RowView(table_, index_); }
-  RowIterator& operator++() {
+  Item operator*() const {
+    if constexpr (std::is_same_v<Item, RowView>) {
+      return RowView(table_, index_);
+    } else {
+      return table_.column(index_);
+    }
+  }
+  Iterator& operator++() {
     ++index_;
     return *this;
   }
-  RowIterator operator++(int) {  // NOLINT(cert-dcl21-cpp): as iterators do
-    RowIterator before = *this;
+  Iterator operator++(int) {  // NOLINT(cert-dcl21-cpp): as iterators do
+    Iterator before = *this;
     ++index_;
     return before;
   }
-  friend bool operator==(const RowIterator& a, const RowIterator& b) {
+  friend bool operator==(const Iterator& a, const Iterator& b) {
     return a.table_.get() == b.table_.get() && a.index_ == b.index_;
   }
-  friend bool operator!=(const RowIterator& a, const RowIterator& b) { return !(a == b); }
+  friend bool operator!=(const Iterator& a, const Iterator& b) { return !(a == b); }
 
  private:
   TableView table_;
   int index_;
+};
+
+class TableView::Columns {
+ public:
+  explicit Columns(TableView table) : table_(table) {}
+
+  Iterator<ColumnInfo> begin() const { return {table_, 0}; }
+  Iterator<ColumnInfo> end() const { return {table_, table_.cols()}; }
+
+ private:
+  TableView table_;
 };
 
 inline RowView TableView::row(int index) const {
   return RowView(*this, index);
+}
+inline TableView::Columns TableView::columns() const {
+  return Columns(*this);
 }
 inline TableView::RowIterator TableView::begin() const {
   return RowIterator(*this, 0);

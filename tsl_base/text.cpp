@@ -1,4 +1,4 @@
-// UTF-8 to GB2312 in the extent of code page 936, by a table that was made while building.
+// UTF-8 to GB2312 in the extent of code page 936 and back, by tables that were made while building.
 //
 // Names in replies are a few Chinese characters with digits beside them, so runs of ASCII and runs of
 // three-byte characters have their own loops, and short results are put together on the stack.
@@ -11,9 +11,8 @@
 namespace tsl_base {
 namespace {
 
-const uint16_t kCodes[0x10000] = {
+// kCodes, kSingles, kPairs
 #include "cp936_table.inc"
-};
 
 // Longer results are written straight into the string, shorter ones are copied once into one of the right
 // size.
@@ -69,12 +68,17 @@ void StoreEight(unsigned char* to, uint64_t word) {
   memcpy(to, &word, sizeof word);
 }
 
-void StoreCode(unsigned char* to, uint32_t code) {
+// Of the codes only those of two bytes begin with a set bit as a 16-bit number, as lead bytes begin at 0x81.
+bool HasTwoBytes(uint32_t code) {
+  return (code & 0x8000) != 0;
+}
+
+void StorePair(unsigned char* to, uint32_t code) {
   to[0] = static_cast<unsigned char>(code >> 8);
   to[1] = static_cast<unsigned char>(code & 0xFF);
 }
 
-// The same for the fewer than eight bytes that are left of an input; zeros stand behind them.
+// The same for the fewer than eight bytes that are left of an input, with zeros behind them.
 uint64_t LoadRest(const unsigned char* begin, const unsigned char* from, const unsigned char* end) {
   const size_t left = static_cast<size_t>(end - from);
   if (end - begin >= 8) return LoadEight(end - 8) >> (64 - 8 * left);
@@ -84,7 +88,8 @@ uint64_t LoadRest(const unsigned char* begin, const unsigned char* from, const u
   return word;
 }
 
-// The code of a sequence of three bytes that stands lowest in the word; 0 for all that needs a closer look.
+// The code of the sequence of three bytes in the lowest bytes of the word; none of two bytes for all that
+// needs a closer look.
 uint32_t ThreeByteCode(uint64_t word) {
   if ((word & 0xC0C0F0) != 0x8080E0) return 0;
   const uint32_t code_point =
@@ -112,12 +117,12 @@ size_t Convert(const unsigned char* const begin, size_t size, unsigned char* con
       to += run;
       continue;
     }
-    if (const uint32_t first = ThreeByteCode(word)) {
-      StoreCode(to, first);
+    if (const uint32_t first = ThreeByteCode(word); HasTwoBytes(first)) {
+      StorePair(to, first);
       in += 3;
       to += 2;
-      if (const uint32_t second = ThreeByteCode(word >> 24)) {
-        StoreCode(to, second);
+      if (const uint32_t second = ThreeByteCode(word >> 24); HasTwoBytes(second)) {
+        StorePair(to, second);
         in += 3;
         to += 2;
       }
@@ -125,11 +130,12 @@ size_t Convert(const unsigned char* const begin, size_t size, unsigned char* con
     }
     const Sequence sequence = ReadSequence(in, end);
     in += sequence.length;
-    if (const uint32_t code = kCodes[sequence.code_point]) {
-      StoreCode(to, code);
+    const uint32_t code = kCodes[sequence.code_point];
+    if (HasTwoBytes(code)) {
+      StorePair(to, code);
       to += 2;
     } else {
-      *to++ = '?';
+      *to++ = code != 0 ? static_cast<unsigned char>(code) : static_cast<unsigned char>('?');
     }
   }
   return static_cast<size_t>(to - out);
@@ -147,6 +153,66 @@ std::string ConvertAll(const char* utf8, size_t size) {
   return text;
 }
 
+// ---- the way back -----------------------------------------------------------------------------------------
+
+constexpr unsigned char kFirstLead = 0x81;
+constexpr unsigned char kFirstTrail = 0x40;
+constexpr unsigned char kLastByte = 0xFE;
+constexpr size_t kTrails = kLastByte - kFirstTrail + 1;
+static_assert(sizeof kPairs == sizeof(uint16_t) * kTrails * (kLastByte - kFirstLead + 1),
+              "one for each pair");
+
+constexpr uint32_t kReplacement = 0xFFFD;
+
+bool IsByteBetween(unsigned char first, unsigned char c) {
+  return c >= first && c <= kLastByte;
+}
+
+// The character at `from`, or what is to be replaced. ASCII is never part of what is replaced.
+Sequence ReadCode(const unsigned char* from, const unsigned char* end) {
+  const unsigned char lead = from[0];
+  if (lead < 0x80) return {1, lead};
+  if (const uint32_t single = kSingles[lead - 0x80]) return {1, single};
+  if (!IsByteBetween(kFirstLead, lead) || end - from < 2 || !IsByteBetween(kFirstTrail, from[1])) {
+    return {1, kReplacement};
+  }
+  const uint32_t pair = kPairs[(lead - kFirstLead) * kTrails + (from[1] - kFirstTrail)];
+  if (pair != 0) return {2, pair};
+  return {from[1] < 0x80 ? size_t{1} : size_t{2}, kReplacement};
+}
+
+// A code point of the basic plane.
+void AppendUtf8(uint32_t code_point, std::string* text) {
+  const auto add = [text](uint32_t byte) {
+    text->push_back(static_cast<char>(static_cast<unsigned char>(byte)));
+  };
+  if (code_point < 0x80) {
+    add(code_point);
+    return;
+  }
+  if (code_point < 0x800) {
+    add(0xC0 | code_point >> 6);
+  } else {
+    add(0xE0 | code_point >> 12);
+    add(0x80 | (code_point >> 6 & 0x3F));
+  }
+  add(0x80 | (code_point & 0x3F));
+}
+
+std::string ConvertBack(const char* gb2312, size_t size) {
+  const unsigned char* in = reinterpret_cast<const unsigned char*>(gb2312);
+  const unsigned char* const end = in + size;
+  std::string text;
+  // Enough for text of pairs.
+  text.reserve(size + size / 2);
+  while (in != end) {
+    const Sequence sequence = ReadCode(in, end);
+    in += sequence.length;
+    AppendUtf8(sequence.code_point, &text);
+  }
+  return text;
+}
+
 }  // namespace
 
 std::string text::Utf8toGb2312(const char* utf8) {
@@ -155,6 +221,14 @@ std::string text::Utf8toGb2312(const char* utf8) {
 
 std::string text::Utf8toGb2312(const std::string& utf8) {
   return ConvertAll(utf8.data(), utf8.size());
+}
+
+std::string text::Gb2312ToUtf8(const char* gb2312) {
+  return gb2312 ? ConvertBack(gb2312, strlen(gb2312)) : std::string();
+}
+
+std::string text::Gb2312ToUtf8(const std::string& gb2312) {
+  return ConvertBack(gb2312.data(), gb2312.size());
 }
 
 }  // namespace tsl_base

@@ -1,4 +1,5 @@
 // Column specs against a second reader that is written for plainness.
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -67,12 +68,15 @@ std::vector<Column> ReadSpec(const std::string& spec) {
       entries.back() += c;
     }
   }
-  if (Trim(entries.back()).empty()) entries.pop_back();
+  // Blanks behind a separator belong to nobody, those of the first entry to its name.
+  for (size_t i = 1; i < entries.size(); ++i)
+    entries[i].erase(0, std::min(entries[i].find_first_not_of(" \t"), entries[i].size()));
+  if (entries.back().empty()) entries.pop_back();
   std::vector<Column> columns;
   for (const std::string& entry : entries) {
     Column column;
     const size_t colon = entry.rfind(':');
-    column.name = Trim(entry.substr(0, colon));
+    column.name = entry.substr(0, colon);
     if (colon != std::string::npos) ReadType(Trim(entry.substr(colon + 1)), &column);
     columns.push_back(column);
   }

@@ -1,4 +1,4 @@
-// The transcoding of texts against iconv, character by character.
+// The transcoding of texts, there and back, against iconv, character by character.
 #include <iconv.h>
 
 #include <cerrno>
@@ -67,13 +67,48 @@ std::string Expected(const std::string& text) {
     bool whole = false;
     const size_t length = Sequence(text, i, &whole);
     std::string code;
-    // Apart from ASCII only what has two bytes there is a character of GBK.
-    const bool has_code =
-        whole && Convert(to_gb, text.substr(i, length), &code) && code.size() == (length == 1 ? 1 : 2);
+    const bool has_code = whole && Convert(to_gb, text.substr(i, length), &code);
     result += has_code ? code : "?";
     i += length;
   }
   return result;
+}
+
+// The way back: each place gives the character of its first two bytes, or of its first, or U+FFFD.
+std::string ExpectedBack(const std::string& text) {
+  static const iconv_t to_utf8 = Open("UTF-8", "CP936");
+  const auto is_between = [](char c, int first) {
+    const int byte = static_cast<unsigned char>(c);
+    return byte >= first && byte <= 0xFE;
+  };
+  std::string result;
+  for (size_t i = 0; i < text.size();) {
+    std::string character;
+    const bool is_pair = i + 1 < text.size() && is_between(text[i], 0x81) && is_between(text[i + 1], 0x40);
+    size_t length = 1;
+    if (is_pair && Convert(to_utf8, text.substr(i, 2), &character)) {
+      length = 2;
+    } else if (!Convert(to_utf8, text.substr(i, 1), &character)) {
+      character = "\xEF\xBF\xBD";
+      // ASCII behind a lead byte is nobody's second half.
+      if (is_pair && is_between(text[i + 1], 0x80)) length = 2;
+    }
+    result += character;
+    i += length;
+  }
+  return result;
+}
+
+void CheckWayBack(const std::string& text) {
+  const std::string back = tsl_base::text::Gb2312ToUtf8(text);
+  FUZZ_CHECK(back == ExpectedBack(text));
+  FUZZ_CHECK(back.size() <= 3 * text.size());
+  // It is UTF-8, and leads to the same bytes again where nothing was replaced.
+  const std::string again = tsl_base::text::Utf8toGb2312(back);
+  if (back.find("\xEF\xBF\xBD") == std::string::npos) FUZZ_CHECK(again == text);
+  const char* terminated = text.c_str();
+  FUZZ_CHECK(tsl_base::text::Gb2312ToUtf8(terminated) ==
+             tsl_base::text::Gb2312ToUtf8(text.substr(0, std::strlen(terminated))));
 }
 
 void gb2312(const uint8_t* data, size_t size) {
@@ -84,11 +119,18 @@ void gb2312(const uint8_t* data, size_t size) {
   // A text whose characters all have codes comes back.
   static const iconv_t to_utf8 = Open("UTF-8", "CP936");
   std::string back;
-  if (got.find('?') == std::string::npos) FUZZ_CHECK(Convert(to_utf8, got, &back) && back == text);
+  if (got.find('?') == std::string::npos) {
+    FUZZ_CHECK(Convert(to_utf8, got, &back) && back == text);
+    FUZZ_CHECK(tsl_base::text::Gb2312ToUtf8(got) == text);
+  }
 
   const char* terminated = text.c_str();
   FUZZ_CHECK(tsl_base::text::Utf8toGb2312(terminated) ==
              tsl_base::text::Utf8toGb2312(text.substr(0, std::strlen(terminated))));
+
+  // The input itself too, as the bytes of any cell.
+  CheckWayBack(text);
+  CheckWayBack(got);
 }
 
 }  // namespace

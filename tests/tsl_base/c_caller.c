@@ -44,7 +44,7 @@ int CallFromC(void) {
   CHECK(strcmp(table_name(table), "from C") == 0);
   CHECK(strcmp(table_col_name(table, 9), "n") == 0);
   CHECK(table_col_index(table, "Q") == 6);
-  CHECK(table_col_type(table, 12) == 16);
+  CHECK(table_col_type(table, 12) == TABLE_VFLOAT);
   CHECK(table_col_count(table, 9) == 2);
   CHECK(table_is_set(table, 1, 0) == 0);
   CHECK(strcmp(table_get_str(table, 0, 0), "text") == 0);

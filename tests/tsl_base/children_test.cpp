@@ -22,12 +22,12 @@ long long LeafValue(const void* leaf) {
 }
 
 // The parents are small, large, and large with the cell far behind the others.
-struct Place {
+struct Position {
   int rows;
   int row;
 };
 
-class Child : public testing::TestWithParam<Place> {
+class Child : public testing::TestWithParam<Position> {
  protected:
   Table table{"Obj:s;Data:t", GetParam().rows, "root"};
   void* t = table.get();
@@ -35,9 +35,9 @@ class Child : public testing::TestWithParam<Place> {
 };
 
 INSTANTIATE_TEST_SUITE_P(SmallLargeAndFar, Child,
-                         testing::Values(Place{1, 0}, Place{128, 127}, Place{1000, 5},
-                                         Place{INT_MAX, INT_MAX - 1}),
-                         [](const auto& place) { return "Rows" + std::to_string(place.param.rows); });
+                         testing::Values(Position{1, 0}, Position{128, 127}, Position{1000, 5},
+                                         Position{INT_MAX, INT_MAX - 1}),
+                         [](const auto& position) { return "Rows" + std::to_string(position.param.rows); });
 
 TEST_P(Child, IsReadFromItsCell) {
   void* leaf = Leaf(7);

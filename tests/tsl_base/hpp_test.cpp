@@ -3,6 +3,8 @@
 
 #include <climits>
 #include <cstdint>
+#include <limits>
+#include <optional>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -13,7 +15,9 @@
 namespace {
 
 using tsl_base::BytesView;
+using tsl_base::CellState;
 using tsl_base::ColumnInfo;
+using tsl_base::Found;
 using tsl_base::RowView;
 using tsl_base::Table;
 using tsl_base::TableView;
@@ -187,6 +191,22 @@ TEST(View, DescribesColumns) {
   EXPECT_EQ(table.view().column(99).name, "");
 }
 
+TEST(Columns, AreIteratedInOrder) {
+  const Table table("a:d;;b:53q;a:s", 0);
+  std::vector<std::string> seen;
+  for (const ColumnInfo& column : table.view().columns()) {
+    EXPECT_EQ(column.index, static_cast<int>(seen.size()));
+    seen.push_back(std::string(column.name) + ' ' + std::to_string(static_cast<int>(column.type)) + ' ' +
+                   std::to_string(column.count));
+  }
+  EXPECT_EQ(seen, (std::vector<std::string>{"a 6 1", " 0 0", "b 4 53", "a 7 1"}));
+}
+
+TEST(Columns, OfNoTableAreNone) {
+  for (const ColumnInfo& column : TableView().columns())
+    FAIL() << column.index;
+}
+
 TEST(View, FindsColumns) {
   const Table table = Sample();
   EXPECT_EQ(table.view().column_index("s"), 0);
@@ -268,6 +288,156 @@ TEST(AsDouble, GivesNothingForOtherCells) {
   EXPECT_FALSE(table.view().as_double(0, 1).has_value());
 }
 
+TEST(AsDouble, ReadsByName) {
+  const Table table = Sample();
+  EXPECT_EQ(table.view().as_double(1, "P"), -1.2345);
+  EXPECT_EQ(table.view().as_double(0, "P"), std::nullopt);
+  EXPECT_EQ(table.view().as_double(1, "s"), std::nullopt);
+  EXPECT_EQ(table.view().as_double(1, "p"), std::nullopt);
+  EXPECT_EQ(table.view().row(1).as_double("i"), -3.0);
+  EXPECT_EQ(table.view().row(0).as_double("i"), std::nullopt);
+}
+
+TEST(AsInt64, ReadsEveryWholeNumber) {
+  const Table table = Sample();
+  const int64_t expected[] = {-3, 4, -5, 6, -1, 65535, -9, 250};
+  for (int col = 3; col <= 10; ++col)
+    EXPECT_EQ(table.view().as_int64(1, col), expected[col - 3]) << col;
+  EXPECT_EQ(table.view().as_int64(1, "q"), -5);
+  EXPECT_EQ(table.view().row(1).as_int64(5), -5);
+  EXPECT_EQ(table.view().row(1).as_int64("q"), -5);
+}
+
+TEST(AsInt64, GivesNothingForOtherCells) {
+  const Table table = Sample();
+  for (const int col : {0, 1, 2, 11, 12, 13, 14, 15, 16, 17, 18, -1})
+    EXPECT_EQ(table.view().as_int64(1, col), std::nullopt) << col;
+  EXPECT_EQ(table.view().as_int64(0, 3), std::nullopt);
+  EXPECT_EQ(table.view().as_int64(0, "q"), std::nullopt);
+  EXPECT_EQ(table.view().as_int64(1, "no such column"), std::nullopt);
+}
+
+TEST(AsInt64, TakesUnsignedNumbersUpToItsOwnLargest) {
+  const Table table("Q:Q", 2);
+  table_set_uint64(table.get(), 0, 0, 9223372036854775807U);
+  table_set_uint64(table.get(), 1, 0, 9223372036854775808U);
+  EXPECT_EQ(table.view().as_int64(0, 0), INT64_MAX);
+  EXPECT_EQ(table.view().as_int64(1, 0), std::nullopt);
+}
+
+TEST(AsInt64, TakesDoublesThatAreWholeAndFit) {
+  const struct {
+    double value;
+    std::optional<int64_t> whole;
+  } cases[] = {{-0.0, 0},
+               {20240617153000.0, 20240617153000},
+               {-7.0, -7},
+               {0.5, std::nullopt},
+               {-1e-300, std::nullopt},
+               {-9223372036854775808.0, INT64_MIN},
+               {-9223372036854777856.0, std::nullopt},  // the next one below
+               {9223372036854774784.0, 9223372036854774784},
+               {9223372036854775808.0, std::nullopt},
+               {std::numeric_limits<double>::infinity(), std::nullopt},
+               {-std::numeric_limits<double>::infinity(), std::nullopt},
+               {std::numeric_limits<double>::quiet_NaN(), std::nullopt}};
+  const Table table("d:d;f:f", 1);
+  for (const auto& c : cases) {
+    table_set_double(table.get(), 0, 0, c.value);
+    EXPECT_EQ(table.view().as_int64(0, 0), c.whole) << c.value;
+  }
+  table_set_float(table.get(), 0, 1, 16777216.0F);
+  EXPECT_EQ(table.view().as_int64(0, 1), 16777216);
+  table_set_float(table.get(), 0, 1, 0.25F);
+  EXPECT_EQ(table.view().as_int64(0, 1), std::nullopt);
+}
+
+TEST(AsInt64, TakesDecimalsThatAreWhole) {
+  const struct {
+    long long mantissa;
+    unsigned short decimals;
+    std::optional<int64_t> whole;
+  } cases[] = {{100000, 4, 10},           {-100000, 4, -10}, {100000, 5, 1}, {100000, 6, std::nullopt},
+               {100001, 4, std::nullopt}, {7, 0, 7},         {0, 65535, 0},  {1, 65535, std::nullopt},
+               {100000000000000, 14, 1}};
+  const Table table("P:P;V:V", 1);
+  for (const auto& c : cases) {
+    table_set_pfloat(table.get(), 0, 0, PFloat(c.mantissa, c.decimals));
+    table_set_vfloat(table.get(), 0, 1, VFloat(c.mantissa, c.decimals));
+    EXPECT_EQ(table.view().as_int64(0, 0), c.whole) << c.mantissa << ' ' << c.decimals;
+    EXPECT_EQ(table.view().as_int64(0, 1), c.whole) << c.mantissa << ' ' << c.decimals;
+  }
+}
+
+TEST(Find, GivesTheValue) {
+  const Table table = Sample();
+  const Found<double> found = table.view().find<double>(1, "d");
+  ASSERT_TRUE(found);
+  EXPECT_TRUE(found.has_value());
+  EXPECT_EQ(found.state(), CellState::kValue);
+  EXPECT_EQ(*found, 0.5);
+  EXPECT_EQ(found.value_or(7), 0.5);
+  EXPECT_EQ(found.optional(), 0.5);
+  EXPECT_EQ(table.view().find<TableView>(1, 13)->rows(), 1);
+  EXPECT_EQ(*table.view().row(1).find<std::string_view>("s"), "text");
+  EXPECT_EQ(*table.view().row(1).find<int32_t>(3), -3);
+}
+
+TEST(Find, TellsWhyThereIsNoValue) {
+  const Table table = Sample();
+  const TableView view = table.view();
+  const Found<double> misspelled = view.find<double>(1, "D");
+  EXPECT_FALSE(misspelled);
+  EXPECT_FALSE(misspelled.has_value());
+  EXPECT_EQ(misspelled.value_or(7), 7);
+  EXPECT_EQ(misspelled.optional(), std::nullopt);
+  EXPECT_EQ(misspelled.state(), CellState::kNoColumn);
+  EXPECT_EQ(view.find<double>(1, -1).state(), CellState::kNoColumn);
+  EXPECT_EQ(view.find<double>(1, 18).state(), CellState::kNoColumn);
+  EXPECT_EQ(TableView().find<double>(0, 0).state(), CellState::kNoColumn);
+
+  EXPECT_EQ(view.find<double>(0, "d").state(), CellState::kUnset);
+  EXPECT_EQ(view.find<double>(0, 1).state(), CellState::kUnset);
+  EXPECT_EQ(view.find<double>(-1, 1).state(), CellState::kUnset);
+  EXPECT_EQ(view.find<double>(3, 1).state(), CellState::kUnset);
+  EXPECT_EQ(view.row(0).find<double>("d").state(), CellState::kUnset);
+
+  // Of another type, whether the cell is set or not.
+  EXPECT_EQ(view.find<int64_t>(1, "d").state(), CellState::kOtherType);
+  EXPECT_EQ(view.find<int64_t>(0, "d").state(), CellState::kOtherType);
+  EXPECT_EQ(view.find<int32_t>(1, "n").state(), CellState::kOtherType);
+  EXPECT_EQ(view.find<double>(1, "odd").state(), CellState::kOtherType);
+}
+
+TEST(Find, KnowsWhichCellsHaveBytes) {
+  const Table table = Sample();
+  for (int col = 0; col < 18; ++col) {
+    const bool has_bytes = col != 0 && col != 13 && col != 17;
+    EXPECT_EQ(table.view().find<BytesView>(1, col).state(),
+              has_bytes ? CellState::kValue : CellState::kOtherType)
+        << col;
+    EXPECT_EQ(table.view().find<BytesView>(0, col).state(),
+              has_bytes ? CellState::kUnset : CellState::kOtherType)
+        << col;
+  }
+}
+
+TEST(State, TellsOfACellOfAnyType) {
+  const Table table = Sample();
+  const TableView view = table.view();
+  EXPECT_EQ(view.state(1, "s"), CellState::kValue);
+  EXPECT_EQ(view.state(1, 13), CellState::kValue);
+  EXPECT_EQ(view.state(2, "t"), CellState::kValue);  // set and empty
+  EXPECT_EQ(view.state(0, "s"), CellState::kUnset);
+  EXPECT_EQ(view.state(9, 0), CellState::kUnset);
+  EXPECT_EQ(view.state(1, "odd"), CellState::kUnset);
+  EXPECT_EQ(view.state(1, "S"), CellState::kNoColumn);
+  EXPECT_EQ(view.state(1, 18), CellState::kNoColumn);
+  EXPECT_EQ(view.state(1, -1), CellState::kNoColumn);
+  EXPECT_EQ(view.row(1).state("i"), CellState::kValue);
+  EXPECT_EQ(view.row(0).state(3), CellState::kUnset);
+}
+
 // What each cell is visited as.
 struct TypeName {
   std::string* name;
@@ -304,7 +474,10 @@ TEST(Visit, CallsWithTheColumnsType) {
 TEST(Visit, IsNotCalledForUnsetCells) {
   const Table table = Sample();
   std::string name = "untouched";
-  EXPECT_FALSE(table.view().visit(0, 1, TypeName{&name}));
+  for (int col = -1; col <= 18; ++col) {
+    EXPECT_FALSE(table.view().visit(0, col, TypeName{&name})) << col;
+    EXPECT_FALSE(table.view().visit(3, col, TypeName{&name})) << col;
+  }
   EXPECT_FALSE(table.view().visit(1, 17, TypeName{&name}));
   EXPECT_EQ(name, "untouched");
 }

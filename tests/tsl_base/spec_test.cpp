@@ -11,6 +11,7 @@
 namespace {
 
 using tsl_base::Table;
+using tsl_base::Type;
 
 struct Expected {
   std::string name;
@@ -49,6 +50,26 @@ TEST(Spec, EveryLetterHasItsCode) {
                                                                                     {"p", 16, 1}});
 }
 
+TEST(Spec, EveryCodeHasItsNames) {
+  const struct {
+    int number;
+    table_column_type in_c;
+    Type in_cpp;
+  } codes[] = {{0, TABLE_NOTHING, Type::kNothing}, {1, TABLE_INT8, Type::kInt8},
+               {2, TABLE_INT16, Type::kInt16},     {3, TABLE_INT32, Type::kInt32},
+               {4, TABLE_INT64, Type::kInt64},     {5, TABLE_FLOAT, Type::kFloat},
+               {6, TABLE_DOUBLE, Type::kDouble},   {7, TABLE_TEXT, Type::kText},
+               {8, TABLE_BINARY, Type::kBinary},   {9, TABLE_UINT8, Type::kUint8},
+               {10, TABLE_UINT16, Type::kUint16},  {11, TABLE_UINT32, Type::kUint32},
+               {12, TABLE_UINT64, Type::kUint64},  {13, TABLE_CHILD, Type::kTable},
+               {14, TABLE_TIME, Type::kTime},      {15, TABLE_PFLOAT, Type::kPFloat},
+               {16, TABLE_VFLOAT, Type::kVFloat}};
+  for (const auto& code : codes) {
+    EXPECT_EQ(code.in_c, code.number);
+    EXPECT_EQ(static_cast<int>(code.in_cpp), code.number);
+  }
+}
+
 TEST(Spec, AFinalSeparatorMakesNoColumn) {
   ExpectColumns("Obj:s;Data:t", {{"Obj", 7, 1}, {"Data", 13, 1}});
   ExpectColumns("Obj:s;Data:t;", {{"Obj", 7, 1}, {"Data", 13, 1}});
@@ -60,8 +81,13 @@ TEST(Spec, BlanksBehindSeparatorsAreNoPartOfNames) {
       {{"XinHaoShiJian", 4, 1}, {"XinHaoJiaGe", 6, 1}, {"ShiJianLeiXing", 3, 1}, {"XinHaoLeiXing", 3, 1}});
 }
 
-TEST(Spec, BlanksAroundNamesAndTypesAreDropped) {
-  ExpectColumns(" \ta : d\t;\tb\t:\tq ; ", {{"a", 6, 1}, {"b", 4, 1}});
+TEST(Spec, BlanksAroundTypesAreDropped) {
+  ExpectColumns("a: d\t;b:\tq ;c:  ", {{"a", 6, 1}, {"b", 4, 1}, {"c", 0, 0}});
+}
+
+TEST(Spec, BlanksOfNamesStayUnlessTheyFollowASeparator) {
+  ExpectColumns(" \ta :d;\t b\t :q; : ;c ;", {{" \ta ", 6, 1}, {"b\t ", 4, 1}, {"", 0, 0}, {"c ", 0, 0}});
+  ExpectColumns(" :d; :q", {{" ", 6, 1}, {"", 4, 1}});
 }
 
 TEST(Spec, BlanksInsideNamesStay) {
@@ -70,6 +96,8 @@ TEST(Spec, BlanksInsideNamesStay) {
 
 TEST(Spec, BlanksBehindAFinalSeparatorMakeNoColumn) {
   ExpectColumns("a:d;  ", {{"a", 6, 1}});
+  ExpectColumns("a:d;\t;\t", {{"a", 6, 1}, {"", 0, 0}});
+  ExpectColumns("a:d; b  ", {{"a", 6, 1}, {"b  ", 0, 0}});
 }
 
 TEST(Spec, ANameMayBeEmpty) {
@@ -110,7 +138,10 @@ TEST(Spec, OnlyTheLastEmptyEntryIsNoColumn) {
 
 TEST(Spec, AnEmptySpecHasNoColumns) {
   ExpectColumns("", {});
-  ExpectColumns("  ", {});
+}
+
+TEST(Spec, BlanksAloneAreAColumnThatHoldsNothing) {
+  ExpectColumns("  ", {{"  ", 0, 0}});
 }
 
 TEST(Spec, ANullSpecHasNoColumns) {
@@ -278,9 +309,12 @@ TEST(ColumnIndex, FindsAnEmptyNameAndOneOfAColumnThatHoldsNothing) {
   EXPECT_EQ(table_col_index(table.get(), "odd"), 2);
 }
 
-TEST(ColumnIndex, FindsANameGivenWithBlanksInTheSpec) {
-  const Table table("a:q; b:d", 0);
+TEST(ColumnIndex, ComparesNamesWithTheirBlanks) {
+  const Table table("A :q; b:d", 0);
+  EXPECT_EQ(table_col_index(table.get(), "A "), 0);
+  EXPECT_EQ(table_col_index(table.get(), "A"), -1);
   EXPECT_EQ(table_col_index(table.get(), "b"), 1);
+  EXPECT_EQ(table_col_index(table.get(), " b"), -1);
 }
 
 TEST(ColumnQueries, AnswerForColumnsOutsideTheTable) {

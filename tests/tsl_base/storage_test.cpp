@@ -133,7 +133,6 @@ TEST(Storage, ManyColumnsOfManyRows) {
   }
 }
 
-// Children are what can be taken out of a cell again.
 // The first sixteen columns are found by their index, those behind by the count of columns that hold
 // something.
 TEST(Storage, ColumnsThatHoldNothingStandBetweenOthers) {
@@ -188,8 +187,6 @@ TEST(Storage, ASlabTakesNumbersOfOtherTypes) {
   EXPECT_STREQ(table_get_str(t, 0, 4), "text");
 }
 
-// A few texts lie in the table's own block as long as they fit: 24 bytes each, two of which are not the
-// text's.
 TEST(Storage, FewTextsOfEveryLength) {
   for (int rows = 1; rows <= 6; ++rows) {
     for (const int length : {0, 1, 21, 22, 23, 24, 47, 94, 254, 255, 5000}) {
@@ -211,6 +208,7 @@ TEST(Storage, FewTextsOfEveryLength) {
   }
 }
 
+// Of all cells only those of children can be unset again.
 TEST(Storage, ChildrenComeAndGoLikeInAMap) {
   for (const int rows : {5, 300, 3000, 2'000'000'000}) {
     const Table table("other:t;t:t", rows);

@@ -1,5 +1,6 @@
-// Claim: Utf8toGb2312 gives the bytes that the system's converter gives for every character, one '?' for each
-// character without a code and each maximal ill-formed sequence, and passes ASCII through.
+// Claims: Utf8toGb2312 gives the bytes that the system's converter gives for every character, one '?' for
+// each character without a code and each maximal ill-formed sequence, and passes ASCII through. Gb2312ToUtf8
+// leads all of it back, and is safe on any bytes.
 #include "tsl_base/text.h"
 
 #include <gtest/gtest.h>
@@ -56,6 +57,9 @@ bool IsSurrogate(uint32_t c) {
   return c >= 0xD800 && c <= 0xDFFF;
 }
 
+const std::string kEuro = "\u20AC";
+const std::string kReplacement = "\uFFFD";
+
 class SystemConverter : public testing::Test {
  protected:
   void SetUp() override { ASSERT_TRUE(to.valid() && back.valid()) << "iconv has no CP936"; }
@@ -65,7 +69,7 @@ class SystemConverter : public testing::Test {
     if (c < 0x80) return Encode(c);
     if (IsSurrogate(c)) return "???";
     const std::string bytes = to(Encode(c));
-    return bytes.size() == 2 ? bytes : "?";
+    return bytes.empty() ? "?" : bytes;
   }
 
   const Converter to{"CP936", "UTF-8"};
@@ -77,9 +81,13 @@ TEST_F(SystemConverter, AgreesOnEveryCodePoint) {
   for (uint32_t c = 0; c <= 0x10FFFF; ++c) {
     const std::string expected = Expected(c);
     ASSERT_EQ(text::Utf8toGb2312(Encode(c)), expected) << "U+" << std::hex << c;
-    if (expected.size() == 2) ++with_code;
+    if (expected == "?" || IsSurrogate(c)) continue;
+    ++with_code;
+    ASSERT_EQ(text::Gb2312ToUtf8(expected), c == 0 ? std::string(1, '\0') : Encode(c))
+        << "U+" << std::hex << c;
   }
-  EXPECT_GT(with_code, 21000);
+  // ASCII but for the '?', the Euro sign, and 21,791 pairs.
+  EXPECT_EQ(with_code, 127 + 1 + 21'791);
 }
 
 // The loops for runs see the characters in pairs, at every place of a word.
@@ -100,18 +108,27 @@ TEST_F(SystemConverter, AgreesOnEveryCodePointInsideText) {
   }
 }
 
-TEST_F(SystemConverter, EveryTwoByteCodeComesBack) {
+// All pairs of any lead and second byte, those that are no codes too.
+TEST_F(SystemConverter, AgreesOnEveryPairOnTheWayBack) {
   int codes = 0;
-  for (int lead = 0x81; lead <= 0xFE; ++lead) {
-    for (int trail = 0x40; trail <= 0xFE; ++trail) {
-      const std::string code = {static_cast<char>(lead), static_cast<char>(trail)};
-      const std::string utf8 = back(code);
-      if (utf8.empty() || to(utf8) != code) continue;
-      ASSERT_EQ(text::Utf8toGb2312(utf8), code) << std::hex << lead << trail;
-      ++codes;
+  for (int lead = 0x80; lead <= 0xFF; ++lead) {
+    for (int second = 0; second <= 0xFF; ++second) {
+      const std::string pair = {static_cast<char>(lead), static_cast<char>(second)};
+      std::string expected;
+      if (lead >= 0x81 && second >= 0x40) expected = back(pair);
+      if (!expected.empty()) {
+        ++codes;
+        ASSERT_EQ(text::Utf8toGb2312(expected), pair) << std::hex << lead << second;
+      } else {
+        const bool is_pair = lead >= 0x81 && lead <= 0xFE && second >= 0x80 && second <= 0xFE;
+        expected = lead == 0x80 ? kEuro : kReplacement;
+        if (second < 0x80) expected += static_cast<char>(second);
+        if (second >= 0x80 && !is_pair) expected += second == 0x80 ? kEuro : kReplacement;
+      }
+      ASSERT_EQ(text::Gb2312ToUtf8(pair), expected) << std::hex << lead << ' ' << second;
     }
   }
-  EXPECT_GT(codes, 21000);
+  EXPECT_EQ(codes, 21'791);
 }
 
 // ---- by hand ----------------------------------------------------------------------------------------------
@@ -138,6 +155,18 @@ TEST(Gb2312, AsciiPassesThrough) {
     ascii += c;
   ascii += '\x7F';
   EXPECT_EQ(text::Utf8toGb2312(ascii.c_str()), ascii);
+}
+
+// The one code of a single byte beside ASCII; it shortens the text by two bytes.
+TEST(Gb2312, TheEuroSignIsOneByte) {
+  EXPECT_EQ(text::Utf8toGb2312("\u20AC"), "\x80");
+  EXPECT_EQ(text::Utf8toGb2312("\u20AC 5\u4E2D\u20AC\u20AC\u6587\u20AC"),
+            "\x80 5\xD6\xD0\x80\x80\xCE\xC4\x80");
+  EXPECT_EQ(text::Utf8toGb2312("abcdefgh\u20AC\u4E2D"), "abcdefgh\x80\xD6\xD0");
+  // Its neighbours have no code.
+  EXPECT_EQ(text::Utf8toGb2312("\u20AB\u20AD"), "??");
+  // Nor have the control characters of Latin-1, of which one has the same number.
+  EXPECT_EQ(text::Utf8toGb2312("\u0080\u00FF"), "??");
 }
 
 TEST(Gb2312, CharactersWithoutACodeBecomeOneQuestionMark) {
@@ -175,6 +204,65 @@ TEST(Gb2312, TheInputMayBeAnyLength) {
     }
     EXPECT_EQ(text::Utf8toGb2312(utf8), expected);
     EXPECT_EQ(text::Utf8toGb2312(utf8.c_str()), expected);
+  }
+}
+
+// ---- the way back, by hand --------------------------------------------------------------------------------
+
+TEST(Utf8, KnownCharacters) {
+  EXPECT_EQ(text::Gb2312ToUtf8("\xD6\xD0\xCE\xC4"), "\u4E2D\u6587");
+  EXPECT_EQ(text::Gb2312ToUtf8("\xA1\xC1\xA6\xC1"), "\u00D7\u03B1");
+  EXPECT_EQ(text::Gb2312ToUtf8("\x81\x40"), "\u4E02");
+  EXPECT_EQ(text::Gb2312ToUtf8("\x80 5"), "\u20AC 5");
+  EXPECT_EQ(text::Gb2312ToUtf8("ST\xD6\xD0 300?\x7F"), "ST\u4E2D 300?\x7F");
+}
+
+TEST(Utf8, NullAndEmptyAreTheEmptyText) {
+  EXPECT_EQ(text::Gb2312ToUtf8(static_cast<const char*>(nullptr)), "");
+  EXPECT_EQ(text::Gb2312ToUtf8(""), "");
+  EXPECT_EQ(text::Gb2312ToUtf8(std::string()), "");
+}
+
+TEST(Utf8, AZeroEndsAPointersTextAndNoString) {
+  EXPECT_EQ(text::Gb2312ToUtf8("a\0b"), "a");
+  EXPECT_EQ(text::Gb2312ToUtf8(std::string("a\0\xD6\xD0\0", 5)), std::string("a\0\u4E2D\0", 6));
+}
+
+TEST(Utf8, WhatIsNoCodeIsReplaced) {
+  const struct {
+    const char* gb2312;
+    const char* utf8;
+  } cases[] = {
+      // A lead byte at the end, and before what is no trail byte.
+      {"\xD6", "\uFFFD"},
+      {"\xD6\xD0\xCE", "\u4E2D\uFFFD"},
+      {"\xD6 x", "\uFFFD x"},
+      {"\xD6\x7Fx", "\uFFFD\x7Fx"},
+      {"\xD6\xFF\xD6\xD0", "\uFFFD\uFFFD\u4E2D"},
+      // A pair without a character, and one with an ASCII trail byte.
+      {"\xFE\xFEx", "\uFFFDx"},
+      {"\xAA\xA1\xD6\xD0", "\uFFFD\u4E2D"},
+      {"\xA1\x40\xD6\xD0", "\uFFFD@\u4E2D"},
+      // The byte that leads nothing.
+      {"\xFF\xD6\xD0", "\uFFFD\u4E2D"},
+      {"\xFF\xFF", "\uFFFD\uFFFD"},
+      // UTF-8 that was taken for GB2312: E4 B8 is a pair, AD the lead byte of nothing.
+      {"\xE4\xB8\xAD", "\u6D93\uFFFD"},
+  };
+  for (const auto& c : cases)
+    EXPECT_EQ(text::Gb2312ToUtf8(c.gb2312), c.utf8) << testing::PrintToString(std::string(c.gb2312));
+}
+
+TEST(Utf8, TheInputMayBeAnyLength) {
+  for (const size_t characters : {1U, 7U, 1000U, 100'000U}) {
+    std::string gb2312;
+    std::string utf8;
+    for (size_t i = 0; i < characters; ++i) {
+      gb2312 += "\xD6\xD0\x80";
+      utf8 += "\u4E2D\u20AC";
+    }
+    EXPECT_EQ(text::Gb2312ToUtf8(gb2312), utf8);
+    EXPECT_EQ(text::Gb2312ToUtf8(gb2312.c_str()), utf8);
   }
 }
 
@@ -275,7 +363,7 @@ class Reference : public SystemConverter {
         result += bytes;
       } else {
         const std::string code = to(bytes);
-        result += code.size() == 2 ? code : "?";
+        result += code.empty() ? "?" : code;
       }
       at += length;
     }

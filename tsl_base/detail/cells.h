@@ -1,17 +1,16 @@
 // How a table keeps its cells.
 //
 // A table of few cells is one block: header, cells of 8 bytes column by column, a bit for each cell that is
-// set, the name, and room for its texts if these are few. Most tables of a reply are of this kind, with a
-// single row.
+// set, and the name. Most tables of a reply are of this kind, with a single row.
 //
-// A larger table stores what is written and nothing else. Its first columns, which are all that most tables
-// have, lie in one group by their index; those behind are found over a directory of groups that reaches as
-// far as columns were written: a spec may name very many, and a reply may share it among thousands of tables
-// with a value or two. Each column has a slab for its first rows, with cells of the
-// type's own width, that grows as long as enough of it is used. A cell far behind its column's slab goes to a
-// map. At any time a cell lies in the slab if its row is below the slab's capacity, and in the map otherwise.
+// A larger table stores what is written and nothing else. Each column has a slab for its first rows, with
+// cells of the type's own width, that grows as long as enough of it is used. A cell far behind its column's
+// slab goes to a map. At any time a cell is in the slab if its row is below the slab's capacity, and in the
+// map otherwise.
 //
-// Texts, byte strings and arrays lie in chunks that belong to the table; their cells hold the address.
+// The slabs of the first columns, which are all that most tables have, are one group, found by the column's
+// index. Those behind are found over a directory of groups that reaches as far as columns were written: a
+// spec may name very many columns, and a reply may share it among thousands of tables with a value or two.
 #ifndef TSL_BASE_DETAIL_CELLS_H_
 #define TSL_BASE_DETAIL_CELLS_H_
 
@@ -29,23 +28,16 @@ namespace detail {
 constexpr uint64_t kSmallTableCells = 256;
 constexpr uint32_t kSlabsOfGroup = 16;
 
-// The bytes for cells that point elsewhere, in the order in which they were asked for.
-struct alignas(8) Chunk {
-  Chunk* next;
-  uint32_t used;
-  uint32_t size : 31;  // without this header; 0 for a chunk made for a single item
-  uint32_t in_table : 1;
-};
-constexpr uint32_t kLargestSize = 0x7FFFFFFF;
+struct Chunk;
 
 struct Slab {
   unsigned char* cells;
-  uint64_t* bits;          // in the same block, behind the cells
-  uint32_t capacity;       // rows
-  uint32_t known_set;      // at least so many cells of the slab are set
-  uint32_t outliers;       // cells of this column in the map
-  uint32_t kind : 8;       // of the column, once the slab has cells
-  uint32_t patience : 24;  // writes to the map before the set cells are counted again
+  uint64_t* bits;                      // in the same block, behind the cells
+  uint32_t capacity;                   // rows
+  uint32_t known_set;                  // at least so many cells of the slab are set
+  uint32_t outliers;                   // cells of this column in the map
+  uint32_t kind : 8;                   // of the column, once the slab has cells
+  uint32_t writes_until_recount : 24;  // to the map, before the set cells are counted again
 };
 
 struct CellKey {
@@ -60,7 +52,7 @@ using OutlierMap = std::map<CellKey, uint64_t>;
 
 constexpr uint32_t kAnyColumn = (uint32_t{1} << 22) - 1;
 
-// Stands behind the header of a table that is not small.
+// Follows the header of a table that is not small.
 struct Large {
   Slab* first;  // the columns below kSlabsOfGroup; slabs without capacity until one of these is written
   Slab** groups;
@@ -123,18 +115,11 @@ inline void Save(void* to, T value) {
 }
 // NOLINTEND(bugprone-sizeof-expression)
 
-// A table that takes over the caller's reference to `spec`. Throws std::bad_alloc, and the reference stays
-// the caller's then.
-TableData* NewTable(Spec* spec, uint32_t rows, const char* name);
+void* Allocate(uint64_t bytes);
 
-// An empty table of the same columns. Throws std::bad_alloc.
-TableData* NewTableLike(const TableData* model, uint32_t rows, const char* name);
-
-// Frees a table without a parent and all that hangs from it, whatever the depth.
-void FreeTree(TableData* root) noexcept;
-
-// A copy of the table and of all that hangs from it. Throws std::bad_alloc.
-TableData* CopyTree(const TableData* source);
+inline uint32_t WordsFor(uint32_t bits) {
+  return bits / 64 + (bits % 64 != 0 ? 1 : 0);
+}
 
 inline uint32_t IndexOf(const TableData* table, const Column& column) {
   return static_cast<uint32_t>(&column - table->spec->columns());
@@ -150,51 +135,16 @@ inline Slab* FindSlab(const TableData* table, const Column& column) {
   return group ? group + slot % kSlabsOfGroup : nullptr;
 }
 
-unsigned char* FindOutlier(const TableData* table, const Column& column, uint32_t row);
-
-// The stored bytes of a cell; null if it is unset.
-inline unsigned char* FindCell(const TableData* table, const Column& column, uint32_t row) {
-  if (!table->is_large) {
-    const uint32_t index = column.slot * table->rows + row;
-    if (!TestBit(table->small_bits(), index)) return nullptr;
-    return const_cast<unsigned char*>(table->small_cell(index));
-  }
-  const Slab* slab = FindSlab(table, column);
-  if (slab && row < slab->capacity) {
-    return TestBit(slab->bits, row) ? slab->cells + size_t{row} * column.stored_width() : nullptr;
-  }
-  return FindOutlier(table, column, row);
-}
-
-// For a cell behind its column's slab. Throws std::bad_alloc and has changed nothing then.
-unsigned char* PlaceFarCell(TableData* table, const Column& column, uint32_t row);
-
-// Marks a cell as set and tells where its `width` bytes, the stored width of the column, are to be written.
-// Throws std::bad_alloc and has changed nothing then; never throws for a cell that is set already.
-inline unsigned char* PlaceCell(TableData* table, const Column& column, uint32_t row, size_t width) {
-  if (!table->is_large) {
-    const uint32_t index = column.slot * table->rows + row;
-    SetBit(table->small_bits(), index);
-    return table->small_cell(index);
-  }
-  Slab* slab = FindSlab(table, column);
-  if (slab && row < slab->capacity) {
-    SetBit(slab->bits, row);
-    return slab->cells + row * width;
-  }
-  return PlaceFarCell(table, column, row);
-}
-
-// Where a cell is and what tells whether it is set; nothing for a cell behind its column's slab.
-struct Place {
-  unsigned char* cell;
-  uint64_t* word;
+// Where a cell is, set or not; `bytes` is null for a cell behind its column's slab.
+struct CellPlace {
+  unsigned char* bytes;
+  uint64_t* word;  // the bit in it says whether the cell is set
   uint64_t bit;
 
   bool is_set() const { return (*word & bit) != 0; }
 };
 
-inline Place FindPlace(TableData* table, const Column& column, uint32_t row) {
+inline CellPlace FindPlace(TableData* table, const Column& column, uint32_t row) {
   if (!table->is_large) {
     const uint32_t index = column.slot * table->rows + row;
     return {table->small_cell(index), table->small_bits() + (index >> 6), uint64_t{1} << (index & 63)};
@@ -205,17 +155,81 @@ inline Place FindPlace(TableData* table, const Column& column, uint32_t row) {
           uint64_t{1} << (row & 63)};
 }
 
+// A cell behind its column's slab; null if it is unset.
+unsigned char* FindOutlier(const TableData* table, const Column& column, uint32_t row);
+
+// Makes room for such a cell and marks it as set. Throws std::bad_alloc and has changed nothing then.
+unsigned char* PlaceOutlier(TableData* table, const Column& column, uint32_t row);
+
+// The stored bytes of a cell; null if it is unset.
+inline unsigned char* FindCell(const TableData* table, const Column& column, uint32_t row) {
+  const CellPlace place = FindPlace(const_cast<TableData*>(table), column, row);
+  if (!place.bytes) return FindOutlier(table, column, row);
+  return place.is_set() ? place.bytes : nullptr;
+}
+
+// Marks a cell as set and tells where its bytes, as many as the column's stored width, are to be written.
+// Throws std::bad_alloc and has changed nothing then; never throws for a cell that is set already.
+inline unsigned char* PlaceCell(TableData* table, const Column& column, uint32_t row) {
+  const CellPlace place = FindPlace(table, column, row);
+  if (!place.bytes) return PlaceOutlier(table, column, row);
+  *place.word |= place.bit;
+  return place.bytes;
+}
+
 void UnsetCell(TableData* table, const Column& column, uint32_t row) noexcept;
 
-// The forms of a cell that hold an address. All throw std::bad_alloc, and the cell keeps what it had then.
-void StoreText(TableData* table, const Column& column, uint32_t row, const char* text);
-void StoreBinary(TableData* table, const Column& column, uint32_t row, const void* data, int size);
-void StoreArray(TableData* table, const Column& column, uint32_t row, const void* data);
+// For cells that hold an address, where what is there already decides what is stored.
 
-// Puts a child without a parent, or null for "set and empty", into a cell and frees what was there.
-void StoreChild(TableData* table, const Column& column, uint32_t row, TableData* child);
+// The address in a set cell; null if the cell is unset.
+template <typename T>
+inline T* AddressAt(const CellPlace& place, TableData* table, const Column& column, uint32_t row) {
+  if (place.bytes) return place.is_set() ? Load<T*>(place.bytes) : nullptr;
+  const unsigned char* outlier = FindOutlier(table, column, row);
+  return outlier ? Load<T*>(outlier) : nullptr;
+}
 
-const void* BinaryBytes(const unsigned char* cell, int* size);
+// Throws std::bad_alloc and has changed nothing then.
+inline void StoreAddressAt(const CellPlace& place, TableData* table, const Column& column, uint32_t row,
+                           const void* address) {
+  if (!place.bytes) {
+    Save(PlaceOutlier(table, column, row), address);
+    return;
+  }
+  *place.word |= place.bit;
+  Save(place.bytes, address);
+}
+
+// Calls visit(row, cell bytes) for every set cell of the column.
+template <typename Visit>
+void VisitCells(const TableData* table, const Column& column, Visit visit) {
+  if (!table->is_large) {
+    for (uint32_t row = 0; row < table->rows; ++row) {
+      if (const unsigned char* cell = FindCell(table, column, row)) visit(row, cell);
+    }
+    return;
+  }
+  const Slab* slab = FindSlab(table, column);
+  if (!slab) return;
+  const size_t width = column.stored_width();
+  const uint32_t words = WordsFor(slab->capacity);
+  for (uint32_t i = 0; i < words; ++i) {
+    for (uint64_t word = slab->bits[i]; word != 0; word &= word - 1) {
+      const uint32_t row = i * 64 + static_cast<uint32_t>(__builtin_ctzll(word));
+      visit(row, slab->cells + row * width);
+    }
+  }
+  if (slab->outliers == 0) return;
+  const OutlierMap& map = *table->large()->outliers;
+  for (auto outlier = map.lower_bound(CellKey{column.slot, 0});
+       outlier != map.end() && outlier->first.slot == column.slot; ++outlier) {
+    visit(outlier->first.row, reinterpret_cast<const unsigned char*>(&outlier->second));
+  }
+}
+
+// What a table that is not small has at first, and the freeing of all its slabs.
+Large NoSlabs() noexcept;
+void FreeLarge(TableData* table) noexcept;
 
 }  // namespace detail
 }  // namespace tsl_base

@@ -1,6 +1,5 @@
 #include "tsl_base/detail/spec.h"
 
-#include <pthread.h>
 #include <string.h>
 
 #include <new>
@@ -8,11 +7,6 @@
 namespace tsl_base {
 namespace detail {
 namespace {
-
-// Longer specs are parsed anew each time, so that what a thread keeps is bounded. The longest spec that is
-// known ahead has less than 700 bytes.
-constexpr size_t kLongestRemembered = 4096;
-constexpr size_t kRemembered = 8;
 
 bool IsBlank(char c) {
   return c == ' ' || c == '\t';
@@ -23,23 +17,23 @@ bool IsDigit(char c) {
 
 int CodeOfLetter(char letter) {
   switch (letter) {
-    case 'c': return kInt8;
-    case 'h': return kInt16;
-    case 'i': return kInt32;
-    case 'q': return kInt64;
-    case 'f': return kFloat;
-    case 'd': return kDouble;
-    case 's': return kText;
-    case 'b': return kBinary;
-    case 'C': return kUint8;
-    case 'H': return kUint16;
-    case 'I': return kUint32;
-    case 'Q': return kUint64;
-    case 't': return kTable;
-    case 'T': return kTime;
-    case 'P': return kPFloat;
-    case 'V': return kVFloat;
-    default: return kNothing;
+    case 'c': return TABLE_INT8;
+    case 'h': return TABLE_INT16;
+    case 'i': return TABLE_INT32;
+    case 'q': return TABLE_INT64;
+    case 'f': return TABLE_FLOAT;
+    case 'd': return TABLE_DOUBLE;
+    case 's': return TABLE_TEXT;
+    case 'b': return TABLE_BINARY;
+    case 'C': return TABLE_UINT8;
+    case 'H': return TABLE_UINT16;
+    case 'I': return TABLE_UINT32;
+    case 'Q': return TABLE_UINT64;
+    case 't': return TABLE_CHILD;
+    case 'T': return TABLE_TIME;
+    case 'P': return TABLE_PFLOAT;
+    case 'V': return TABLE_VFLOAT;
+    default: return TABLE_NOTHING;
   }
 }
 
@@ -47,14 +41,14 @@ int CodeOfLetter(char letter) {
 void ParseType(const char* from, const char* to, Column* column) {
   if (from == to) return;
   const int code = CodeOfLetter(to[-1]);
-  if (code == kNothing) return;
+  if (code == TABLE_NOTHING) return;
   const uint32_t element = ElementWidth(code);
   if (to - from == 1) {
     column->kind = static_cast<uint8_t>(code);
     column->width = element;
     return;
   }
-  if (code == kText || code == kBinary || code == kTable) return;
+  if (code == TABLE_TEXT || code == TABLE_BINARY || code == TABLE_CHILD) return;
   const uint64_t most = uint64_t{INT32_MAX} / element;
   uint64_t count = 0;
   for (const char* digit = from; digit != to - 1; ++digit) {
@@ -67,11 +61,12 @@ void ParseType(const char* from, const char* to, Column* column) {
   column->width = static_cast<uint32_t>(count) * element;
 }
 
-// The end of the last entry: neither blanks at the end of the spec nor an empty entry there make a column.
+// The end of the last entry. Blanks alone behind the last ';' are an empty entry, and that makes no column.
 size_t UsedLength(const char* text, size_t length) {
-  while (length != 0 && IsBlank(text[length - 1]))
-    --length;
-  return length;
+  size_t used = length;
+  while (used != 0 && IsBlank(text[used - 1]))
+    --used;
+  return used != 0 && text[used - 1] == ';' ? used : length;
 }
 
 uint32_t CountEntries(const char* text, size_t used) {
@@ -84,6 +79,9 @@ uint32_t CountEntries(const char* text, size_t used) {
 
 // Parses the entry [from, to) of `names`, in which the name gets its zero. names[to] may be overwritten.
 void ParseEntry(char* names, size_t from, size_t to, Column* column) {
+  // Names are kept as they are, but for blanks that only set an entry off from the ';' before it.
+  while (from != 0 && from < to && IsBlank(names[from]))
+    ++from;
   size_t name_end = to;
   for (size_t i = to; i > from; --i) {
     if (names[i - 1] != ':') continue;
@@ -97,163 +95,63 @@ void ParseEntry(char* names, size_t from, size_t to, Column* column) {
     ParseType(names + type, names + type_end, column);
     break;
   }
-  while (from < name_end && IsBlank(names[from]))
-    ++from;
-  while (from < name_end && IsBlank(names[name_end - 1]))
-    --name_end;
   column->name = static_cast<uint32_t>(from);
   names[name_end] = '\0';
 }
 
-Spec* Parse(const char* text, size_t length) {
+}  // namespace
+
+Spec* ParseSpec(const char* text, size_t length, bool keep_original) {
   // A longer text could have more columns than an int counts.
   if (length >= size_t{INT32_MAX}) throw std::bad_alloc();
   const size_t used = UsedLength(text, length);
   const uint32_t cols = CountEntries(text, used);
   const size_t text_size = length + 1;
-  const size_t texts = length <= kLongestRemembered ? 2 * text_size : text_size;
-  const uint64_t bytes = sizeof(Spec) + uint64_t{cols} * sizeof(Column) + texts;
+  const size_t kept = keep_original ? 2 * text_size : text_size;
+  const uint64_t bytes = sizeof(Spec) + uint64_t{cols} * sizeof(Column) + kept;
   if (bytes > uint64_t{PTRDIFF_MAX}) throw std::bad_alloc();
 
   Spec* spec = new (::operator new(static_cast<size_t>(bytes))) Spec;
   spec->references.store(1, std::memory_order_relaxed);
   spec->cols = cols;
-  spec->texts = 0;
   spec->text_size = static_cast<uint32_t>(text_size);
   Column* columns = reinterpret_cast<Column*>(spec + 1);
   char* names = reinterpret_cast<char*>(columns + cols);
   memcpy(names, text, text_size);
-  if (length <= kLongestRemembered) memcpy(names + text_size, text, text_size);
+  if (keep_original) memcpy(names + text_size, text, text_size);
 
   uint32_t slot = 0;
   size_t from = 0;
   for (uint32_t i = 0; i < cols; ++i) {
     const void* separator = memchr(names + from, ';', used - from);
     const size_t to = separator ? static_cast<size_t>(static_cast<const char*>(separator) - names) : used;
-    Column* column = new (columns + i) Column{0, 0, slot, kNothing};
+    Column* column = new (columns + i) Column{0, 0, slot, TABLE_NOTHING};
     ParseEntry(names, from, to, column);
-    if (column->kind != kNothing) ++slot;
-    if (column->kind == kText) ++spec->texts;
+    if (column->kind != TABLE_NOTHING) ++slot;
     from = to + 1;
   }
   spec->slots = slot;
   return spec;
 }
 
-// A thread takes references in bulk and hands them out and takes them back without touching the shared count,
-// as most tables are freed by the thread that made them.
-constexpr uint64_t kBulk = uint64_t{1} << 20;
-
-struct Remembered {
-  const char* where;  // the text's address when it was last asked for: a guess at what will match
-  Spec* spec;
-  uint64_t stock;  // the references that lie here, one or more
-};
-
-// Trivial on purpose: it can be read without a guard, and even after the thread's destructors have run.
-struct Memory {
-  Remembered entries[kRemembered];
-  size_t next;
-  bool closed;
-};
-
-thread_local Memory memory;
-
-void Drop(Spec* spec, uint64_t references) {
-  if (spec->references.fetch_sub(references, std::memory_order_acq_rel) != references) return;
+void ReleaseSpec(Spec* spec) noexcept {
+  if (spec->references.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
   spec->~Spec();
   ::operator delete(spec);
 }
 
-void GiveBack(Remembered& entry) {
-  const Remembered old = entry;
-  entry = Remembered{};
-  if (old.spec) Drop(old.spec, old.stock);
-}
-
-Spec* HandOut(Remembered& entry) {
-  if (entry.stock == 1) {
-    entry.spec->references.fetch_add(kBulk, std::memory_order_relaxed);
-    entry.stock += kBulk;
-  }
-  --entry.stock;
-  return entry.spec;
-}
-
-// Gives back what the thread remembered when it ends.
-void Forget(void* memory_of_thread) {
-  Memory& mine = *static_cast<Memory*>(memory_of_thread);
-  mine.closed = true;
-  for (Remembered& entry : mine.entries)
-    GiveBack(entry);
-}
-
-// A thread's own object with a destructor would end the process where memory for registering it is exhausted;
-// a key tells, and its destructor runs after those of such objects.
-struct Key {
-  pthread_key_t key{};
-  const bool made = pthread_key_create(&key, Forget) == 0;
-};
-
-bool WillForget(Memory& mine) {
-  static const Key key;
-  return key.made && pthread_setspecific(key.key, &mine) == 0;
-}
-
-void Remember(Memory& mine, const char* text, Spec* spec) {
-  if (mine.closed || !WillForget(mine)) return;
-  Remembered& entry = mine.entries[mine.next];
-  mine.next = (mine.next + 1) % kRemembered;
-  GiveBack(entry);
-  AddReference(spec);
-  entry = Remembered{text, spec, 1};
-}
-
-bool Matches(const Remembered& entry, const char* text) {
-  return entry.spec && strcmp(entry.spec->original(), text) == 0;
-}
-
-}  // namespace
-
 uint32_t ElementWidth(int code) {
   switch (code) {
-    case kInt8:
-    case kUint8: return 1;
-    case kInt16:
-    case kUint16: return 2;
-    case kInt32:
-    case kUint32:
-    case kFloat: return 4;
-    case kNothing: return 0;
+    case TABLE_INT8:
+    case TABLE_UINT8: return 1;
+    case TABLE_INT16:
+    case TABLE_UINT16: return 2;
+    case TABLE_INT32:
+    case TABLE_UINT32:
+    case TABLE_FLOAT: return 4;
+    case TABLE_NOTHING: return 0;
     default: return 8;
   }
-}
-
-Spec* AcquireSpec(const char* text) {
-  Memory& mine = memory;
-  for (Remembered& entry : mine.entries) {
-    if (entry.where == text && Matches(entry, text)) return HandOut(entry);
-  }
-  for (Remembered& entry : mine.entries) {
-    if (Matches(entry, text)) {
-      entry.where = text;
-      return HandOut(entry);
-    }
-  }
-  const size_t length = strlen(text);
-  Spec* spec = Parse(text, length);
-  if (length <= kLongestRemembered) Remember(mine, text, spec);
-  return spec;
-}
-
-void ReleaseSpec(Spec* spec) noexcept {
-  for (Remembered& entry : memory.entries) {
-    if (entry.spec == spec) {
-      ++entry.stock;
-      return;
-    }
-  }
-  Drop(spec, 1);
 }
 
 }  // namespace detail
