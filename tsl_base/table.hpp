@@ -6,8 +6,9 @@
 //   }
 //
 // Ownership  A Table frees its table. Views own nothing and are cheap to copy.
-// Lifetime   A view, and all text and bytes that it gave, end with the table that owns them. A temporary
-//            Table is freed at the end of its statement: keep it in a variable while its views are used.
+// Lifetime   A view, and all text and bytes that it returned, are valid as long as the table that owns them.
+//            A temporary Table is freed at the end of its statement: keep it in a variable while its views
+//            are used.
 // Errors     Reading never fails. Where there is no value, get() and as_...() give an empty optional, and
 //            find() says why: no such column (a misspelled name, say), a column of another type, or an unset
 //            cell. Nothing here throws, except that making a table throws std::bad_alloc.
@@ -294,7 +295,7 @@ class TableView {
     return false;
   }
 
-  // Any number as a double, rounded to the nearest where it has more digits. Times and counted cells are no
+  // Any number as a double, rounded to the nearest one if it has more digits. Times and counted cells are not
   // numbers.
   std::optional<double> as_double(int row, int col) const {
     std::optional<double> number;
@@ -313,8 +314,7 @@ class TableView {
     return col ? as_double(row, *col) : std::nullopt;
   }
 
-  // Any number that is a whole one and fits, exactly; nothing for a fraction and for what 64 bits do not
-  // hold.
+  // Any whole number that fits into 64 bits, exactly; nothing for a fraction or a number that does not fit.
   std::optional<int64_t> as_int64(int row, int col) const {
     std::optional<int64_t> number;
     visit(row, col, [&number](auto value) {
@@ -342,7 +342,7 @@ class TableView {
   RowIterator end() const;
 
  private:
-  // Some reading functions take the table as void*, though they leave it alone.
+  // Some reading functions take the table as void*, although they do not change it.
   void* mutable_table() const { return const_cast<void*>(table_); }
 
   bool has_column(int col) const { return col >= 0 && col < cols(); }
@@ -506,7 +506,7 @@ class Table {
   void* get() const { return table_; }
   TableView view() const { return TableView(table_); }
 
-  // Gives the table up to the caller.
+  // Hands the table over to the caller.
   [[nodiscard]] void* release() { return std::exchange(table_, nullptr); }
   void reset(void* table = nullptr) {
     // A table assigned to itself stays.

@@ -12,9 +12,8 @@ namespace tsl_base {
 class TSL_BASE_API text {
  public:
   /* Transcodes UTF-8 to GB2312, in the extent of code page 936: characters of GB2312 and the further ones of
-   * GBK get their two bytes, the Euro sign its one (0x80), ASCII passes through, and anything else becomes
-   * one
-   * '?': a character without a code there, and every maximal ill-formed UTF-8 sequence.
+   * GBK get their two bytes, the Euro sign its one (0x80), and ASCII passes through. Anything else becomes
+   * one '?': a character without a code there, and every maximal ill-formed UTF-8 sequence.
    *
    * utf8      zero-terminated; null counts as the empty text. Only read.
    * Returns   the text as a string of its own, never longer than the input.

@@ -18,7 +18,7 @@ extern "C" {
 /* The version of the library that is loaded, as "1.0.0": what the program runs with, which may be newer than
  * TSL_BASE_VERSION, what it was compiled with.
  *
- * Returns  zero-terminated text that stays valid for good, never null. Any thread, any time.
+ * Returns  zero-terminated text that is always valid, never null. Any thread, any time.
  */
 TSL_BASE_API const char* tsl_base_version(void);
 
