@@ -161,6 +161,35 @@ TEST_P(Child, IsNotAttachedUnderItsDescendant) {
   EXPECT_EQ(table_is_set(grandchild, 0, 0), 0);
 }
 
+TEST_P(Child, IsNotAttachedUnderItsOwnChild) {
+  void* child = table_create("Data:t", 1, "");
+  table_set_table_raw(t, row, 1, child);
+  table_set_table_raw(child, 0, 0, t);
+  EXPECT_EQ(table_is_set(child, 0, 0), 0);
+  EXPECT_EQ(table_get_table(t, row, 1), child);
+}
+
+TEST_P(Child, MayHaveChildrenAlready) {
+  void* middle = table_create("Data:t", 1, "");
+  table_set_table_raw(middle, 0, 0, Leaf(6));
+  table_set_table_raw(t, row, 1, middle);
+  ASSERT_EQ(table_get_table(t, row, 1), middle);
+  EXPECT_EQ(LeafValue(table_get_table(middle, 0, 0)), 6);
+}
+
+// Two generations above the cell and one below the child: none of them is the child.
+TEST_P(Child, WithChildrenMayBeAttachedDeepInATree) {
+  void* middle = table_create("Data:t", 1, "");
+  void* inner = table_create("Data:t", 1, "");
+  table_set_table_raw(t, row, 1, middle);
+  table_set_table_raw(middle, 0, 0, inner);
+  void* child = table_create("Data:t", 1, "");
+  table_set_table_raw(child, 0, 0, Leaf(8));
+  table_set_table_raw(inner, 0, 0, child);
+  ASSERT_EQ(table_get_table(inner, 0, 0), child);
+  EXPECT_EQ(LeafValue(table_get_table(child, 0, 0)), 8);
+}
+
 TEST_P(Child, CopyIsIndependentAndTheOriginalStaysTheCallers) {
   const Table leaf(Leaf(1));
   table_set_table(t, row, 1, leaf.get(), 1);

@@ -4,6 +4,7 @@
 // The allocation functions of this program are replaced by ones that count and can be told to fail.
 #include <gtest/gtest.h>
 #include <malloc.h>
+#include <pthread.h>
 
 #include <climits>
 #include <cstdint>
@@ -12,6 +13,7 @@
 #include <functional>
 #include <new>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tsl_base/table.h"
@@ -39,6 +41,8 @@ void CountedDelete(void* block) noexcept {
   if (!block) return;
   live_bytes -= malloc_usable_size(block);
   --live_blocks;
+  // Who reads what is freed finds nothing that looks right.
+  std::memset(block, 0xDD, malloc_usable_size(block));
   std::free(block);
 }
 
@@ -263,6 +267,90 @@ TEST(Memory, KnownSpecsAreFewAndShort) {
   EXPECT_LE(live_bytes, before + 200'000);
 }
 
+// The allocations of a table of one small row; the parsed spec is one of them if it is not known.
+long AllocationsOf(const std::string& spec) {
+  const long before = allocations;
+  table_free(table_create(spec.c_str(), 1, ""));
+  return allocations - before;
+}
+
+// A spec of one column with that many bytes.
+std::string SpecOfLength(size_t length) {
+  return std::string(length - 2, 'n') + ":q";
+}
+
+TEST(Memory, SpecsOfUpTo4096BytesAreKept) {
+  for (const size_t length : {4095U, 4096U}) {
+    const std::string spec = SpecOfLength(length);
+    EXPECT_EQ(AllocationsOf(spec), 2) << length;
+    EXPECT_EQ(AllocationsOf(spec), 1) << length;
+    void* table = table_create(spec.c_str(), 1, "");
+    EXPECT_EQ(table_col_name(table, 0), spec.substr(0, length - 2));
+    table_free(table);
+  }
+  const std::string longer = SpecOfLength(4097);
+  EXPECT_EQ(AllocationsOf(longer), 2);
+  EXPECT_EQ(AllocationsOf(longer), 2);
+}
+
+TEST(Memory, TheLastEightSpecsAreKept) {
+  const auto spec = [](int i) { return "one of eight " + std::to_string(i) + ":q"; };
+  for (int i = 0; i < 8; ++i)
+    EXPECT_EQ(AllocationsOf(spec(i)), 2) << i;
+  for (int i = 0; i < 8; ++i)
+    EXPECT_EQ(AllocationsOf(spec(i)), 1) << i;
+  // One more takes the place of the oldest.
+  EXPECT_EQ(AllocationsOf(spec(8)), 2);
+  for (int i = 1; i < 9; ++i)
+    EXPECT_EQ(AllocationsOf(spec(i)), 1) << i;
+  EXPECT_EQ(AllocationsOf(spec(0)), 2);
+}
+
+// The same text at another address is the same spec.
+TEST(Memory, ASpecIsKnownByItsText) {
+  const std::string here = "known by its text:q";
+  const std::string there = here;
+  EXPECT_EQ(AllocationsOf(here), 2);
+  EXPECT_EQ(AllocationsOf(there), 1);
+  EXPECT_EQ(AllocationsOf(there), 1);
+}
+
+// A key of the test's own, made behind the library's: its destructor runs after that one in each round, and
+// it asks for one more round as long as there are any.
+pthread_key_t after_the_library;
+int rounds_after_the_end = 0;
+
+void MakeTableAfterTheEnd(void* value) {
+  ++rounds_after_the_end;
+  for (const char* spec : {"known at the end:q", "new at the end:q"}) {
+    void* table = table_create(spec, 1, "");
+    const std::string name(spec, std::strlen(spec) - 2);
+    EXPECT_EQ(table_col_name(table, 0), name);
+    table_free(table);
+  }
+  pthread_setspecific(after_the_library, value);
+}
+
+TEST(Memory, AThreadThatEndsKeepsNothing) {
+  // The library's key is made with the first spec that a thread keeps.
+  table_free(table_create("first:q", 1, ""));
+  ASSERT_EQ(pthread_key_create(&after_the_library, MakeTableAfterTheEnd), 0);
+  const auto end_a_thread = [] {
+    std::thread([] {
+      table_free(table_create("known at the end:q", 1, ""));
+      pthread_setspecific(after_the_library, &after_the_library);
+    }).join();
+  };
+  // Starting threads may cost something once.
+  end_a_thread();
+  const long blocks = live_blocks;
+  rounds_after_the_end = 0;
+  end_a_thread();
+  EXPECT_GE(rounds_after_the_end, 2);
+  EXPECT_EQ(live_blocks, blocks);
+  pthread_key_delete(after_the_library);
+}
+
 TEST(Memory, ShortTextsAreTranscodedWithoutAllocation) {
   const std::string utf8 = "\xE6\xB5\xA6\xE5\x8F\x91 123";
   const long before = allocations;
@@ -455,6 +543,7 @@ TEST(ExhaustedMemory, TranscodingThrows) {
   const std::string utf8(10'000, 'a');
   allocations_until_failure = 0;
   EXPECT_THROW(tsl_base::text::Utf8toGb2312(utf8), std::bad_alloc);
+  EXPECT_THROW(tsl_base::text::Gb2312ToUtf8(utf8), std::bad_alloc);
   allocations_until_failure = -1;
 }
 
