@@ -8,9 +8,7 @@
 std::string TesparserPB2Json(const std::string& data) {
   ReplyFrame frame;
   if (!frame.message().ParseFromString(data)) return std::string();
-  // Text of a reply that is mostly text is little longer than the reply; numbers take several times their
-  // bytes.
-  return MessageToJson(frame.message(), data.size() + data.size() / 8);
+  return MessageToJson(frame.message());
 }
 
 void* TesparserPB2Table(const std::string& data) {
