@@ -1,8 +1,7 @@
 // Quotes: snapshots (Id 20), candlesticks (Id 21) and the opening auction out of the stock record (Id 27).
 // All three write every column whether or not the field arrived: an absent number stands as zero.
-#include "tesparser/packed_decimal.h"
+#include "tesparser/cell.h"
 #include "tesparser/tes2table.h"
-#include "tesparser/text_cell.h"
 
 namespace {
 
