@@ -3,9 +3,6 @@
 #include <google/protobuf/descriptor.h>
 
 #include <cstdint>
-#include <cstring>
-#include <exception>
-#include <utility>
 #include <vector>
 
 #include "tesparser/tesparser.h"
@@ -147,56 +144,15 @@ json_t* Walk::Object(const Message& message) {
   return root.release();
 }
 
-// The dump comes in pieces of a few bytes, which are gathered before the text grows by them.
-struct Output {
-  std::string text;
-  std::exception_ptr error;
-  size_t expected;
-  size_t gathered = 0;
-  char pieces[1024] = {};
-
-  explicit Output(size_t expected_size) : expected(expected_size) {}
-
-  void Flush() {
-    AppendToString(pieces, gathered, &text);
-    gathered = 0;
-  }
-  void Append(const char* buffer, size_t size) {
-    if (size > sizeof(pieces) - gathered) {
-      if (text.empty()) text.reserve(expected);
-      Flush();
-    }
-    if (size > sizeof(pieces)) {
-      AppendToString(buffer, size, &text);
-      return;
-    }
-    memcpy(pieces + gathered, buffer, size);
-    gathered += size;
-  }
-};
-
-// Exhausted memory must not unwind through the C frames of the dump, which would lose what they hold: the
-// dump is stopped, and the exception goes on behind it.
-int AppendOrStop(const char* buffer, size_t size, void* data) {
-  auto* output = static_cast<Output*>(data);
-  try {
-    output->Append(buffer, size);
-    return 0;
-  } catch (...) {
-    output->error = std::current_exception();
-    return -1;
-  }
-}
-
 }  // namespace
 
-std::string MessageToJson(const Message& message, size_t expected) {
-  Output output(expected);
+// An append that finds no memory leaves through the C frames of the dump, which then lose the few blocks that
+// they hold.
+std::string MessageToJson(const Message& message) {
+  std::string text;
   JsonValueGuard root(MessageToObject(message));
-  json_dump_callback(root.get(), AppendOrStop, &output, 0);
-  if (output.error != nullptr) std::rethrow_exception(output.error);
-  output.Flush();
-  return std::move(output.text);
+  json_dump_callback(root.get(), AppendToString, &text, 0);
+  return text;
 }
 
 json_t* MessageToObject(const Message& message) {

@@ -33,9 +33,8 @@ class JsonValueGuard {
   json_t* value_;
 };
 
-// The message as one line of JSON text. `expected` is a guess at its size in bytes, for which room is made at
-// once if the text turns out to be more than short.
-std::string MessageToJson(const google::protobuf::Message& message, size_t expected = 0);
+// The message as one line of JSON text.
+std::string MessageToJson(const google::protobuf::Message& message);
 
 // One message as one object, a new reference; null if the message has no descriptor or no reflection, or if
 // memory for the object is exhausted.

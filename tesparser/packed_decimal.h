@@ -1,4 +1,4 @@
-// Packed decimals and the fixed ways in which a number becomes a cell.
+// Packed decimals, and the few ways in which a number becomes an integer.
 //
 // The service packs a decimal into 64 bits: bits 0 to 15 and 24 to 62 are the mantissa, bits 16 to 19 a scale
 // code, bits 20 to 23 the sign, bit 63 is 0. Everything here is pure and may run on any thread.
@@ -6,9 +6,8 @@
 #define TESPARSER_PACKED_DECIMAL_H_
 
 #include <cstdint>
+#include <cstring>
 #include <limits>
-
-#include "tsl_base/table.h"
 
 // What the service sends for a number that has no value: scale code 2, mantissa 0.
 constexpr int64_t PACKED_NULL = 0x20000;
@@ -63,11 +62,6 @@ inline int32_t TruncateToInt32(double number) {
   return static_cast<int32_t>(number);
 }
 
-inline uint32_t TruncateToUint32(double number) {
-  if (!(number > -1.0 && number < 4294967296.0)) return 0;
-  return static_cast<uint32_t>(number);
-}
-
 inline int64_t TruncateToInt64(double number) {
   if (!(number >= -9223372036854775808.0 && number < 9223372036854775808.0)) {
     return std::numeric_limits<int64_t>::min();
@@ -88,9 +82,6 @@ inline uint64_t TruncateToUint64(double number) {
 inline int32_t RoundToInt32(double number) {
   return TruncateToInt32(number + 0.5);
 }
-inline uint32_t RoundToUint32(double number) {
-  return TruncateToUint32(number + 0.5);
-}
 inline int64_t RoundToInt64(double number) {
   return TruncateToInt64(number + 0.5);
 }
@@ -98,31 +89,17 @@ inline uint64_t RoundToUint64(double number) {
   return TruncateToUint64(number + 0.5);
 }
 
-// Cells over a packed field: decoded, then stored as it is, truncated, or rounded. Which form a column takes
-// is a property of the column, not of its letter.
-inline void SetPackedDouble(void* table, int row, int col, int64_t packed) {
-  table_set_double(table, row, col, DecodePacked(packed));
+// The low half of 64 bits: what an unsigned column of 32 bits keeps, so that a negative number wraps.
+inline uint32_t LowUint32(int64_t number) {
+  return static_cast<uint32_t>(number);
 }
 
-inline void SetPackedInt64(void* table, int row, int col, int64_t packed) {
-  table_set_int64(table, row, col, TruncateToInt64(DecodePacked(packed)));
-}
-
-inline void SetPackedInt(void* table, int row, int col, int64_t packed) {
-  table_set_int(table, row, col, TruncateToInt32(DecodePacked(packed)));
-}
-
-inline void SetPackedUint(void* table, int row, int col, int64_t packed) {
-  table_set_uint(table, row, col, TruncateToUint32(DecodePacked(packed)));
-}
-
-inline void SetPackedIntRounded(void* table, int row, int col, int64_t packed) {
-  table_set_int(table, row, col, RoundToInt32(DecodePacked(packed)));
-}
-
-// Through 64 bits, of which the low half is kept: a negative number wraps.
-inline void SetPackedUintRounded(void* table, int row, int col, int64_t packed) {
-  table_set_uint(table, row, col, static_cast<uint32_t>(RoundToInt64(DecodePacked(packed))));
+// The same bits as a signed number.
+inline int32_t LowInt32(int64_t number) {
+  const uint32_t bits = LowUint32(number);
+  int32_t low = 0;
+  std::memcpy(&low, &bits, sizeof low);
+  return low;
 }
 
 #endif  // TESPARSER_PACKED_DECIMAL_H_

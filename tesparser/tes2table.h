@@ -36,6 +36,8 @@ class tes2table {
                          const google::protobuf::RepeatedPtrField<tessel::CInfo>& info,
                          const std::string& spec, const void* model);
   void ParseTableColumn(void* parent, int rows, int col, const tessel::CData& data);
+  void ParseTablesAlike(void* parent, int tables, int col, const tessel::CData& data,
+                        const std::string& spec);
   // tes2table_quote.cpp
   void* ParseQuoteDynaSingle(const tessel::MSG& message);
   void* ParseQuoteKlineSingle(const tessel::MSG& message);

@@ -4,8 +4,6 @@
 
 namespace {
 
-constexpr int kWireTableId = 3;
-
 bool IsZhiBiao(TPType type) {
   return type >= TPTypeZhiBiao1 && type <= TPTypeZhiBiao16;
 }
@@ -14,7 +12,7 @@ bool IsZhiBiao(TPType type) {
 
 void* tes2tableType::ParseTableType(const tessel::MSG& msg, TPType type) {
   if (type == TPTypeById) return tes2table().Parse(msg);
-  const bool wire = msg.id() == kWireTableId;
+  const bool wire = msg.id() == tessel::IDTbl;
   // Indicator output has no form as a wire table.
   if (IsZhiBiao(type)) return wire ? nullptr : ParseZhiBiaoShuChu(msg, type);
   switch (type) {
@@ -37,7 +35,8 @@ std::string tes2tableType::TypedColumnSpec(TPType type) {
       return "RiQi:d;GuDongRenShu:d;SanHuChiCangBi:d;ZhongHuChiCangBi:d;DaHuChiCangBi:d;"
              "ChaoDaHuChiCangBi:d;LiuTongGu:d;";
     case TPTypeBxzjStock:
-      // The name that stands twice, and the three labels that it shifts, are the layout's: readers know them.
+      // One name stands twice, and the next field's name with the one behind it move on by a column each.
+      // That is the layout: readers know it.
       return "ShiJian:d;ChiGuShuLiang:d;ShouPanJia:d;ZhanLiuTongGuBiLi:d;ChiGuShiZhi:d;"
              "ChiGuShuLiangBianHua:d;ChiGuShuLiangBianHua:d;ChiGuShiZhiBianHua:d;ChiGuZongShiZhi:d;"
              "ChiGuZhangFu:d;";
@@ -52,7 +51,8 @@ std::string tes2tableType::TypedColumnSpec(TPType type) {
 
 std::string tes2tableType::ZhiBiaoColumnSpec(TPType type) {
   std::string spec = "ShiJian:d;";
-  for (int i = 1; i + 100 <= type; ++i)
+  constexpr int kNoResult = TPTypeZhiBiao1 - 1;
+  for (int i = 1; kNoResult + i <= type; ++i)
     spec += "JieGuo" + std::to_string(i) + ":d;";
   return spec;
 }

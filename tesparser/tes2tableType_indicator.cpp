@@ -2,9 +2,8 @@
 // indicator. How wide the table is says the caller, not the message.
 #include <algorithm>
 
-#include "tesparser/packed_decimal.h"
+#include "tesparser/cell.h"
 #include "tesparser/tes2tableType.h"
-#include "tesparser/text_cell.h"
 
 namespace {
 
@@ -19,7 +18,7 @@ void FillPoint(void* table, int row, int width, const tessel::ZhiBiaoShuChu::ZBS
 }  // namespace
 
 void* tes2tableType::ParseZhiBiaoShuChu(const tessel::MSG& msg, TPType type) {
-  if (msg.id() != 25) return nullptr;
+  if (msg.id() != tessel::IDZhiBiaoShuChu) return nullptr;
   const auto& elements = msg.repdatazhibiaoshuchu();
   const int n = elements.size();
   if (n == 0) return nullptr;

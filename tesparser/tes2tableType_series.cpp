@@ -1,9 +1,8 @@
 // Typed tables from a reply's own message: large orders (Id 321), holdings by class of holder (Id 296),
 // northbound holdings (Id 430), and the token (Id 44). All series columns are decoded, dates and times among
 // them, whether or not the field arrived; the token's four fields stand as they are.
-#include "tesparser/packed_decimal.h"
+#include "tesparser/cell.h"
 #include "tesparser/tes2tableType.h"
-#include "tesparser/text_cell.h"
 
 namespace {
 
@@ -50,7 +49,7 @@ void FillNorthbound(void* table, int row, const tessel::BxzjBasicStockInfo& data
 }  // namespace
 
 void* tes2tableType::ParseDaDanShuJu(const tessel::MSG& msg, TPType type) {
-  if (msg.id() != 321 || type != TPTypeDaDan) return nullptr;
+  if (msg.id() != tessel::IDDaDanShuJuShuChu || type != TPTypeDaDan) return nullptr;
   const auto& elements = msg.repdatadadanshujushuchu();
   const int n = elements.size();
   if (n == 0) return nullptr;
@@ -69,7 +68,7 @@ void* tes2tableType::ParseDaDanShuJu(const tessel::MSG& msg, TPType type) {
 }
 
 void* tes2tableType::ParseFenLeiChiCang(const tessel::MSG& msg, TPType type) {
-  if (msg.id() != 296 || type != TPTypeFenLeiChiCang) return nullptr;
+  if (msg.id() != tessel::IDPcFenLeiChiCangLieBiao || type != TPTypeFenLeiChiCang) return nullptr;
   const auto& elements = msg.repdatapcfenleichicangliebiao();
   const int n = elements.size();
   if (n == 0) return nullptr;
@@ -89,7 +88,7 @@ void* tes2tableType::ParseFenLeiChiCang(const tessel::MSG& msg, TPType type) {
 
 // Unlike the two above: the type is not tested here, the table has a name, and the object is not transcoded.
 void* tes2tableType::ParseBxzjBasicStockInfo(const tessel::MSG& msg, TPType type) {
-  if (msg.id() != 430) return nullptr;
+  if (msg.id() != tessel::IDBxzjBasicStockInfoOutput) return nullptr;
   const auto& elements = msg.repdatabxzjbasicstockinfooutput();
   const int n = elements.size();
   if (n == 0) return nullptr;
@@ -108,7 +107,7 @@ void* tes2tableType::ParseBxzjBasicStockInfo(const tessel::MSG& msg, TPType type
 }
 
 void* tes2tableType::ParseToken(const tessel::MSG& msg, TPType type) {
-  if (msg.id() != 44 || type != TPTypeToken) return nullptr;
+  if (msg.id() != tessel::IDToken || type != TPTypeToken) return nullptr;
   const auto& elements = msg.repdatatoken();
   const int n = elements.size();
   if (n == 0) return nullptr;

@@ -4,7 +4,8 @@
 // Names come off the wire, so any kind of value may meet any kind of column. What a column cannot hold stays
 // unset; the table's setters see to that.
 #include <algorithm>
-#include <cstdio>
+#include <charconv>
+#include <cstddef>
 #include <limits>
 
 #include "tesparser/packed_decimal.h"
@@ -31,10 +32,12 @@ void SetByte(void* table, int row, int column, double value) {
   table_set_buff(table, row, column, &byte, 1, 0);
 }
 
-// A very long number is cut; it is the leading digits that stay.
+// Four decimals, with a point in every locale. A very long number is cut; it is the leading digits that stay.
 void SetNumberAsText(void* table, int row, int column, double value) {
-  char text[64];
-  std::snprintf(text, sizeof(text), "%.4f", value);
+  constexpr std::ptrdiff_t kLongest = 63;
+  char text[320];  // the sign, 309 digits, the point and the decimals
+  char* const end = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, 4).ptr;
+  text[std::min(end - text, kLongest)] = '\0';
   table_set_str(table, row, column, text, 1);
 }
 
@@ -123,7 +126,7 @@ void tes2tableType::SetCellByColumnType(void* table, int row, int column, int co
     case 6: table_set_double(table, row, column, value); break;
     case 7: SetNumberAsText(table, row, column, value); break;
     // Through 64 bits, so that the upper half of the range, and what is beyond it, wraps.
-    case 11: table_set_uint(table, row, column, static_cast<uint32_t>(RoundToInt64(value))); break;
+    case 11: table_set_uint(table, row, column, LowUint32(RoundToInt64(value))); break;
     case 12: table_set_uint64(table, row, column, RoundToUint64(value)); break;
     // A time takes a number of 32 bits, with its sign, into its 64.
     case 14: {

@@ -1,14 +1,13 @@
 // The opening auction of each stock (Id 443) and a block's figures over a stage of the day with its stocks
 // (Id 442).
-#include "tesparser/packed_decimal.h"
+#include "tesparser/cell.h"
 #include "tesparser/tes2table.h"
-#include "tesparser/text_cell.h"
 
 namespace {
 
 // The bit of a column in the mask: set for a field that arrived with a value.
-uint64_t ValueBit(int col, bool has, int64_t packed) {
-  return has && packed != PACKED_NULL ? uint64_t{1} << col : 0;
+int64_t ValueBit(int col, bool has, int64_t packed) {
+  return has && packed != PACKED_NULL ? MaskBit(col) : 0;
 }
 
 // Amounts of money in the auction table are shown in ten thousands.
@@ -18,7 +17,7 @@ void SetPackedTenThousands(void* table, int row, int col, int64_t packed) {
 
 // The mask tells a value from its absence; the cells themselves are written in any case.
 void FillAuction(void* table, int row, const tessel::JingJiaDongCha& data) {
-  uint64_t mask = 0;
+  int64_t mask = 0;
   SetText(table, row, 0, data.obj());
   mask |= ValueBit(1, data.has_huanshou(), data.huanshou());
   SetPackedDouble(table, row, 1, data.huanshou());
@@ -40,7 +39,7 @@ void FillAuction(void* table, int row, const tessel::JingJiaDongCha& data) {
   SetPackedTenThousands(table, row, 9, data.maichue());
   mask |= ValueBit(10, data.has_echazhi(), data.echazhi());
   SetPackedTenThousands(table, row, 10, data.echazhi());
-  table_set_int64(table, row, 11, static_cast<int64_t>(mask));
+  table_set_int64(table, row, 11, mask);
 }
 
 // Amounts stand as they were sent here, unlike in the auction table above.

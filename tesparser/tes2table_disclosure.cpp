@@ -2,22 +2,10 @@
 // secretaries with their answers by topic (Id 385), and the list of such topics (Id 386). Every column is
 // written whether or not the field arrived. Where there is nothing, the marks give null or an unset cell, the
 // other two a table without rows.
-#include <cstdint>
-#include <cstring>
-
-#include "tesparser/packed_decimal.h"
+#include "tesparser/cell.h"
 #include "tesparser/tes2table.h"
-#include "tesparser/text_cell.h"
 
 namespace {
-
-// The low 32 bits as they stand, bit 31 being the sign. No decoding.
-void SetLowWord(void* table, int row, int col, int64_t raw) {
-  const auto bits = static_cast<uint32_t>(raw);
-  int32_t word = 0;
-  std::memcpy(&word, &bits, sizeof word);
-  table_set_int(table, row, col, word);
-}
 
 void* MakeMarks(const tessel::DsfxKLineBiaoJiFanHui& element) {
   const int marks = element.datas_size();
@@ -53,15 +41,16 @@ void* MakeQuestions(const tessel::DongMiBaoLiaoXiaoXiFanHuiShuJu& element) {
   return table;
 }
 
-// Identifier and position are plain numbers here, unlike the packed total beside them.
+// Identifier and position are plain numbers here, of which the low half is shown, unlike the packed total
+// beside them.
 void* MakeTopics(const tessel::DongMiBaoLiaoZhuTiFanHuiShuJu& element) {
   const int topics = element.data_size();
   void* table = table_create("MingCheng:s;ZhuTiId:i;ZhuTiWeiZhi:i;", topics, "data");
   for (int i = 0; i < topics; ++i) {
     const tessel::DongMiBaoLiaoZhuTiXinXi& topic = element.data(i);
     SetText(table, i, 0, topic.mingcheng());
-    SetLowWord(table, i, 1, topic.zhutiid());
-    SetLowWord(table, i, 2, topic.zhutiweizhi());
+    table_set_int(table, i, 1, LowInt32(topic.zhutiid()));
+    table_set_int(table, i, 2, LowInt32(topic.zhutiweizhi()));
   }
   return table;
 }

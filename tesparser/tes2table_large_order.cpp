@@ -1,7 +1,6 @@
 // Large orders: the statistics of each object over time (Id 321) and the answer to an order (Id 392).
-#include "tesparser/packed_decimal.h"
+#include "tesparser/cell.h"
 #include "tesparser/tes2table.h"
-#include "tesparser/text_cell.h"
 
 namespace {
 

@@ -3,9 +3,8 @@
 //
 // The three look alike and are not: the time is an integer in 272 and 273 and a double in 271; an empty list
 // is marked in 272 and 271 and left unset in 273.
-#include "tesparser/packed_decimal.h"
+#include "tesparser/cell.h"
 #include "tesparser/tes2table.h"
-#include "tesparser/text_cell.h"
 
 namespace {
 

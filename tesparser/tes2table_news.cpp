@@ -2,9 +2,8 @@
 // column is written whether or not the field arrived.
 #include <cstdint>
 
-#include "tesparser/packed_decimal.h"
+#include "tesparser/cell.h"
 #include "tesparser/tes2table.h"
-#include "tesparser/text_cell.h"
 
 // Of the whole profile the table shows the object and the office address.
 void* tes2table::ParseF10GsgkOutput(const tessel::MSG& message) {

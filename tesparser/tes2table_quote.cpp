@@ -1,9 +1,7 @@
 // Quotes: snapshots (Id 20), candlesticks (Id 21) and the opening auction out of the stock record (Id 27).
 // All three write every column whether or not the field arrived: an absent number stands as zero.
-#include "tesparser/packed_decimal.h"
-#include "tesparser/table_alike.h"
+#include "tesparser/cell.h"
 #include "tesparser/tes2table.h"
-#include "tesparser/text_cell.h"
 
 namespace {
 
@@ -58,10 +56,9 @@ void* tes2table::ParseQuoteDynaSingle(const tessel::MSG& message) {
   if (n == 0) return nullptr;
   void* table = table_create("Obj:s;Data:t", n, "");
   const char* spec = NestedColumnSpec(message.id());
-  void* snapshot = nullptr;
   for (int i = 0; i < n; ++i) {
     const tessel::QuoteDynaSingle& element = elements[i];
-    snapshot = CreateAlike(snapshot, spec, 1);
+    void* snapshot = table_create(spec, 1, "");
     FillSnapshot(snapshot, element.data());
     SetText(table, i, 0, element.obj());
     table_set_table_raw(table, i, 1, snapshot);

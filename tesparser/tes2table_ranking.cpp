@@ -1,31 +1,19 @@
 // Rankings and picks: sorted lists (Ids 28, 115, 421, 433), stocks picked by an indicator (Id 313) and blocks
 // with their figures (Id 414). Text stays as it was received. They look alike and differ in what an empty
 // reply gives, in which element counts and in which cells stay unset; each of these differences is the
-// format's.
+// format's. In all masks of this file bit n belongs to column n.
 #include <optional>
 
-#include "tesparser/packed_decimal.h"
+#include "tesparser/cell.h"
 #include "tesparser/tes2table.h"
-#include "tesparser/text_cell.h"
 
 namespace {
-
-// In the masks of this file bit n belongs to column n.
-constexpr int64_t Bit(int col) {
-  return int64_t{1} << col;
-}
 
 void FillSignal(void* table, int row, const tessel::ZBXuanGuShuJu& signal) {
   SetPackedInt64(table, row, 0, signal.xinhaoshijian());
   SetPackedDouble(table, row, 1, signal.xinhaojiage());
   SetPackedInt(table, row, 2, signal.shijianleixing());
   SetPackedInt(table, row, 3, signal.xinhaoleixing());
-}
-
-// The low half as a signed number: readers know the count of Id 414 in this form only.
-int64_t SignedLow32(int64_t value) {
-  const auto low = static_cast<int64_t>(static_cast<uint64_t>(value) & 0xFFFFFFFF);
-  return low < Bit(31) ? low : low - Bit(32);
 }
 
 // A figure that was not sent stands as 0.0 and has no bit.
@@ -38,10 +26,10 @@ void FillBlock(void* table, int row, const tessel::PcBanKuaiShuJu& block, int64_
   SetPackedDouble(table, row, 5, block.shijinglv());
   SetPackedInt(table, row, 6, total);
   int64_t bits = 0;
-  if (block.has_zuixinjia()) bits |= Bit(2);
-  if (block.has_zijinjinge()) bits |= Bit(3);
-  if (block.has_shiyinglv()) bits |= Bit(4);
-  if (block.has_shijinglv()) bits |= Bit(5);
+  if (block.has_zuixinjia()) bits |= MaskBit(2);
+  if (block.has_zijinjinge()) bits |= MaskBit(3);
+  if (block.has_shiyinglv()) bits |= MaskBit(4);
+  if (block.has_shijinglv()) bits |= MaskBit(5);
   table_set_int64(table, row, 7, bits);
 }
 
@@ -69,11 +57,11 @@ void* tes2table::ParsePaiXu(const tessel::MSG& message) {
     SetRawText(table, i, 0, element.obj());
     if (element.has_value() && element.value() != PACKED_NULL) {
       SetPackedDouble(table, i, 1, element.value());
-      bits |= Bit(1);
+      bits |= MaskBit(1);
     }
     if (element.has_text()) {
       SetRawText(table, i, 2, element.text());
-      bits |= Bit(2);
+      bits |= MaskBit(2);
     }
     table_set_int64(table, i, 3, bits);
   }
@@ -116,7 +104,7 @@ void* tes2table::ParsePcBanKuaiFuWuFanHuiShuJu(const tessel::MSG& message) {
   const auto& elements = message.repdatapcbankuaifuwufanhuishuju();
   if (elements.empty()) return nullptr;
   const tessel::PcBanKuaiFuWuFanHuiShuJu& reply = elements[0];
-  const int64_t total = SignedLow32(reply.shujuzonggeshu());
+  const int64_t total = LowInt32(reply.shujuzonggeshu());  // readers know the count in this form only
   const int n = reply.data_size();
   void* table = table_create(
       "Obj:s;MingCheng:s;ZuiXinJia:d;ZiJinJingE:d;ShiYingLv:d;ShiJingLv:d;ShuJuZongGeShu:i;HasBits:q;", n,
@@ -141,7 +129,7 @@ void* tes2table::ParseZhiBiaoSort(const tessel::MSG& message) {
     const tessel::ZiJinXianFeng& entry = reply.zjxf(i);
     SetRawText(table, i, 0, entry.obj());
     SetPackedDouble(table, i, 1, entry.value());  // also when it was not sent, unlike in the other rankings
-    table_set_int64(table, i, 2, entry.has_value() ? Bit(1) : 0);
+    table_set_int64(table, i, 2, entry.has_value() ? MaskBit(1) : 0);
   }
   return table;
 }
@@ -156,7 +144,7 @@ void* tes2table::ParseIndiCalcSortOutput(const tessel::MSG& message) {
     const std::optional<int64_t> value = FirstIndicator(element);
     SetRawText(table, i, 0, element.obj());
     if (value) SetPackedDouble(table, i, 1, *value);
-    table_set_int64(table, i, 2, value ? Bit(1) : 0);
+    table_set_int64(table, i, 2, value ? MaskBit(1) : 0);
   }
   return table;
 }

@@ -2,9 +2,8 @@
 // of all stocks. The three differ from the other converters in four ways that are the format's: a reply
 // without data is a table that says so and never null, only the first element counts, text stays as it was
 // received, and whole numbers are rounded. The header's version and checksum are shown and not judged.
-#include "tesparser/packed_decimal.h"
+#include "tesparser/cell.h"
 #include "tesparser/tes2table.h"
-#include "tesparser/text_cell.h"
 
 namespace {
 
@@ -12,10 +11,6 @@ namespace {
 constexpr char kBlocksName[] = "tes2tableType::ParseBanKuaiFenLeiFanHui";
 constexpr char kFinanceName[] = "tes2tableType::ParseCaiWuShuJuFanHui";
 constexpr char kRightsName[] = "tes2tableType::ParseChuQuanShuJuFanHui";
-
-constexpr int64_t MaskBit(int n) {
-  return int64_t{1} << n;
-}
 
 void* NoDataTable(const char* name) {
   void* table = table_create("nodata:s;", 1, name);

@@ -3,9 +3,8 @@
 #include <cstdint>
 #include <cstring>
 
-#include "tesparser/packed_decimal.h"
+#include "tesparser/cell.h"
 #include "tesparser/tes2table.h"
-#include "tesparser/text_cell.h"
 
 namespace {
 
@@ -44,22 +43,22 @@ void* tes2table::ParsePcStkData(const tessel::MSG& message) {
       "Obj:s;JiaoYiDaiMa:s;ZhongWenJianCheng:s;StockLeader:d;LimitUpNum:q;StockLeader10:d;HasBits:q;", n, "");
   for (int i = 0; i < n; ++i) {
     const tessel::PcStkData& element = elements[i];
-    long long arrived = 0;
+    int64_t arrived = 0;
     SetText(table, i, 0, element.obj());
     if (element.has_jiaoyidaima()) {
       SetRawText(table, i, 1, element.jiaoyidaima());
-      arrived |= 0x2;
+      arrived |= MaskBit(1);
     }
     if (element.has_zhongwenjiancheng()) {
       SetRawText(table, i, 2, element.zhongwenjiancheng());
-      arrived |= 0x4;
+      arrived |= MaskBit(2);
     }
     SetPackedDouble(table, i, 3, element.stockleader());
-    if (element.has_stockleader()) arrived |= 0x8;
+    if (element.has_stockleader()) arrived |= MaskBit(3);
     SetPackedInt64(table, i, 4, element.limitupnum());
-    if (element.has_limitupnum()) arrived |= 0x10;
+    if (element.has_limitupnum()) arrived |= MaskBit(4);
     SetPackedDouble(table, i, 5, element.stockleader10());
-    if (element.has_stockleader10()) arrived |= 0x20;
+    if (element.has_stockleader10()) arrived |= MaskBit(5);
     table_set_int64(table, i, 6, arrived);
   }
   return table;

@@ -2,10 +2,25 @@
 // that it brings along. Columns and their data belong together by position alone.
 #include <algorithm>
 
-#include "tesparser/packed_decimal.h"
-#include "tesparser/table_alike.h"
 #include "tesparser/tes2table.h"
 #include "tesparser/wire_columns.h"
+
+// The one operation that a host's own base library may lack: without it, all tables are made from their spec.
+extern "C" void* table_create_like(const void* model, int rows, const char* name) __attribute__((weak));
+
+namespace {
+
+// A spec of this size is not read again for each nested table: a column may bring tens of thousands of small
+// tables and a description as long as all of them together.
+constexpr size_t kLongSpec = 4096;
+
+// A table of the columns of `model`, which was made from `spec`; the first one has no model.
+void* CreateAlike(const void* model, const std::string& spec, int rows) {
+  return model != nullptr && table_create_like != nullptr ? table_create_like(model, rows, "")
+                                                          : table_create(spec.c_str(), rows, "");
+}
+
+}  // namespace
 
 void* tes2table::ParseTbl(const tessel::MSG& message) {
   const tessel::Table* payload = WirePayload(message);
@@ -62,7 +77,7 @@ void* tes2table::ParseTableBySpec(const tessel::Table& table,
   if (info.empty()) return nullptr;
   const int rows = TableRowCount(table, info);
   if (rows <= 0) return nullptr;
-  void* result = CreateAlike(model, spec.c_str(), rows);
+  void* result = CreateAlike(model, spec, rows);
   for (int c = 0; c < info.size(); ++c) {
     const tessel::CData& data = table.data(c);
     if (info[c].type() != tessel::Type_Table) {
@@ -75,15 +90,23 @@ void* tes2table::ParseTableBySpec(const tessel::Table& table,
 }
 
 // All tables of one column share the description that stands in the first. Tables beyond the parent's last
-// row would have no cell and are not made. The first table made is the model of the others and is attached
-// last: a column may bring tens of thousands of small tables and a description as long as all of them
-// together, which must not be read for each.
+// row would have no cell and are not made.
 void tes2table::ParseTableColumn(void* parent, int rows, int col, const tessel::CData& data) {
   const auto& info = data.tvalues(0).info();
   const std::string spec = ColumnSpecFromInfo(info);
+  const int tables = std::min(rows, data.tvalues_size());
+  if (spec.size() >= kLongSpec) return ParseTablesAlike(parent, tables, col, data, spec);
+  for (int r = 0; r < tables; ++r)
+    table_set_table_raw(parent, r, col, ParseTableBySpec(data.tvalues(r), info, spec, nullptr));
+}
+
+// The first table made is the model of the others. It is handed over last, as a table is not touched after
+// that.
+void tes2table::ParseTablesAlike(void* parent, int tables, int col, const tessel::CData& data,
+                                 const std::string& spec) {
+  const auto& info = data.tvalues(0).info();
   void* model = nullptr;
   int model_row = 0;
-  const int tables = std::min(rows, data.tvalues_size());
   for (int r = 0; r < tables; ++r) {
     void* child = ParseTableBySpec(data.tvalues(r), info, spec, model);
     if (model == nullptr && child != nullptr) {

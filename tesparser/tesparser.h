@@ -85,7 +85,8 @@ class TESPARSER_TYPE_API j2pb_error : public std::exception {
 //          bytes as base64, enumerations as numbers, packed decimals as their raw 64-bit numbers, unsigned
 //          64-bit numbers taken as signed. The order of keys is not promised. The empty string if the bytes
 //          are no reply or lack a required field; a valid reply never gives it.
-// Errors   j2pb_error as told there; std::bad_alloc when memory is exhausted.
+// Errors   j2pb_error as told there; std::bad_alloc when memory is exhausted. Where it was the text that
+//          could not grow, jansson then loses one block, and one for each level of the text at that place.
 TESPARSER_API std::string TesparserPB2Json(const std::string& data);
 
 // Turns a reply into the table that belongs to its Id.

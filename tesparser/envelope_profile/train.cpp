@@ -1,27 +1,22 @@
-// What a call does with the envelope, for each of its fields in turn: made on an arena in the frame, parsed
-// with one payload, given up with the arena. What the payload holds is of no interest here.
-#include <google/protobuf/arena.h>
+// What a call does with the envelope, for each of its fields in turn: made in the frame, parsed with one
+// payload, given up with the frame. What the payload holds is of no interest here.
 #include <google/protobuf/stubs/logging.h>
 
 #include <string>
 
-#include "MSG.pb.h"
+#include "tesparser/reply_frame.h"
 
 namespace {
 
 bool Decode(const std::string& reply) {
-  alignas(16) char block[16 * 1024];
-  google::protobuf::ArenaOptions options;
-  options.initial_block = block;
-  options.initial_block_size = sizeof(block);
-  google::protobuf::Arena arena(options);
-  return google::protobuf::Arena::CreateMessage<tessel::MSG>(&arena)->ParseFromString(reply);
+  ReplyFrame frame;
+  return frame.message().ParseFromString(reply);
 }
 
 std::string EmptyPayload(int field) {
   constexpr unsigned kLengthDelimited = 2;
   const unsigned tag = static_cast<unsigned>(field) << 3 | kLengthDelimited;
-  std::string reply = {'\x08', '\x14'};  // Id 20
+  std::string reply = {'\x08', static_cast<char>(tessel::IDQuoteDynaSingle)};
   reply += static_cast<char>((tag & 0x7F) | 0x80);
   reply += static_cast<char>(tag >> 7);
   reply += '\0';

@@ -99,6 +99,21 @@ std::vector<Hostile> WireReplies() {
        [](size_t bytes) {
          return ManyTablesOf(bytes, Info("x:d;" + Times(bytes / 8, "a:q;"), 'i'), kOneNumber);
        }},
+      {"a spec just too short to be read once only, shared by small tables",
+       [](size_t bytes) {
+         return ManyTables(bytes / 9, Info("x:d;" + Times(1022, "a:q;"), 'i'), kOneNumber);
+       }},
+      {"the same, each time forgotten over eight other specs",
+       [](size_t bytes) {
+         std::string columns;
+         std::string data;
+         for (int c = 0; c < 8; ++c) {
+           columns += Info("", 't');
+           data += Data(Bytes(7, Info(std::to_string(c), 'i') + kOneNumber));
+         }
+         return ManyTables(bytes / (data.size() + 4), columns + Info("x:d;" + Times(1010, "a:q;"), 'i'),
+                           data + Data(""));
+       }},
       {"the same with a child in each of the small tables",
        [](size_t bytes) {
          const std::string child = Bytes(7, Info("", 'i') + kOneNumber);

@@ -28,7 +28,7 @@ struct State {
 // Read by malloc itself: nothing in it is constructed.
 thread_local State state;
 
-bool Refused() {
+bool Refused(size_t size) {
   if (state.until_failure == 0) return false;
   if (state.until_failure > 1) {
     --state.until_failure;
@@ -36,6 +36,7 @@ bool Refused() {
   }
   if (!state.keep_failing) state.until_failure = 0;
   ++(state.in_new ? state.failed.from_new : state.failed.from_malloc);
+  if (state.in_new) state.failed.new_size = size;
   return true;
 }
 
@@ -82,21 +83,21 @@ void* NewOrThrow(size_t size, size_t alignment) {
 extern "C" {
 
 void* malloc(size_t size) {
-  return Refused() ? OutOfMemory() : Taken(__libc_malloc(size), size);
+  return Refused(size) ? OutOfMemory() : Taken(__libc_malloc(size), size);
 }
 
 void* calloc(size_t count, size_t size) {
-  return Refused() ? OutOfMemory() : Taken(__libc_calloc(count, size), count * size);
+  return Refused(count * size) ? OutOfMemory() : Taken(__libc_calloc(count, size), count * size);
 }
 
 void* realloc(void* block, size_t size) {
-  if (Refused()) return OutOfMemory();
+  if (Refused(size)) return OutOfMemory();
   GivenBack(block);
   return Taken(__libc_realloc(block, size), size);
 }
 
 void* memalign(size_t alignment, size_t size) {
-  return Refused() ? OutOfMemory() : Taken(__libc_memalign(alignment, size), size);
+  return Refused(size) ? OutOfMemory() : Taken(__libc_memalign(alignment, size), size);
 }
 
 void* aligned_alloc(size_t alignment, size_t size) {

@@ -28,6 +28,7 @@ void FailAllocation(long n, Failing how);
 struct Failed {
   long from_new = 0;     // refused to operator new
   long from_malloc = 0;  // refused to callers of malloc, calloc, realloc
+  size_t new_size = 0;   // bytes of the last one refused to operator new
   long total() const { return from_new + from_malloc; }
 };
 

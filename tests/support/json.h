@@ -29,4 +29,31 @@ inline testing::AssertionResult SameJson(const std::string& actual, const std::s
   return testing::AssertionSuccess();
 }
 
+// The blocks that jansson's dump holds while it appends the byte at `at` of its text: the table of what it is
+// in the middle of, and an entry there for each object and array around that byte.
+inline long BlocksOfDump(const std::string& text, size_t at) {
+  long around = 0;
+  bool quoted = false;
+  for (size_t i = 0; i <= at && i < text.size(); ++i) {
+    const char c = text[i];
+    if (quoted && c == '\\') {
+      ++i;
+    } else if (c == '"') {
+      quoted = !quoted;
+    } else if (!quoted && (c == '{' || c == '[')) {
+      ++around;
+    } else if (!quoted && (c == '}' || c == ']')) {
+      --around;
+    }
+  }
+  return 1 + around;
+}
+
+// The same, told by the bytes that the text asked for when it had to grow and could not. A text doubles, or
+// grows to what it must hold if that is more: half of what it asked for is a byte of the piece that did not
+// fit.
+inline long BlocksOfDumpRefused(const std::string& text, size_t asked) {
+  return BlocksOfDump(text, (asked - 1) / 2);
+}
+
 #endif  // TESTS_SUPPORT_JSON_H_

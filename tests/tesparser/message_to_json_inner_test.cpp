@@ -287,7 +287,7 @@ TEST_F(AllTypes, FieldOfItsOwnThrowsOnABadValue) {
 // The generated classes go the same way as dynamic messages.
 TEST(GeneratedMessage, RendersByReflection) {
   tessel::MSG reply;
-  reply.set_id(3);
+  reply.set_id(tessel::IDTbl);
   tessel::CData* column = reply.mutable_tbl()->add_data();
   column->set_index(-1);
   column->add_bvalues(std::string("\0\xff", 2));
@@ -342,7 +342,7 @@ class TreeMemory : public testing::Test {
  protected:
   TreeMemory() {
     json_set_alloc_funcs(CountedAlloc, CountedFree);
-    reply_.set_id(3);
+    reply_.set_id(tessel::IDTbl);
     tessel::CData* column = reply_.mutable_tbl()->add_data();
     column->set_index(0);
     for (int i = 0; i < 3; ++i)

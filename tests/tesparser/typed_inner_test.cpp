@@ -343,17 +343,17 @@ TEST(ZhiBiaoColumnSpec, HasAsManyResultsAsAskedFor) {
 
 TEST(Converters, LargeOrdersHoldingsAndTokenTestTheType) {
   tessel::MSG msg;
-  msg.set_id(321);
+  msg.set_id(tessel::IDDaDanShuJuShuChu);
   msg.add_repdatadadanshujushuchu()->set_obj("SH600000");
   EXPECT_EQ(tes2tableType().ParseDaDanShuJu(msg, TPTypeFenLeiChiCang), nullptr);
   EXPECT_NE(OwnedTable(tes2tableType().ParseDaDanShuJu(msg, TPTypeDaDan)), nullptr);
 
-  msg.set_id(296);
+  msg.set_id(tessel::IDPcFenLeiChiCangLieBiao);
   msg.add_repdatapcfenleichicangliebiao()->set_obj("SH600000");
   EXPECT_EQ(tes2tableType().ParseFenLeiChiCang(msg, TPTypeDaDan), nullptr);
   EXPECT_NE(OwnedTable(tes2tableType().ParseFenLeiChiCang(msg, TPTypeFenLeiChiCang)), nullptr);
 
-  msg.set_id(44);
+  msg.set_id(tessel::IDToken);
   msg.add_repdatatoken()->set_token("t");
   EXPECT_EQ(tes2tableType().ParseToken(msg, TPTypeDaDan), nullptr);
   EXPECT_NE(OwnedTable(tes2tableType().ParseToken(msg, TPTypeToken)), nullptr);
@@ -361,7 +361,7 @@ TEST(Converters, LargeOrdersHoldingsAndTokenTestTheType) {
 
 TEST(Converters, NorthboundHoldingsTakeTheLayoutOfAnyType) {
   tessel::MSG msg;
-  msg.set_id(430);
+  msg.set_id(tessel::IDBxzjBasicStockInfoOutput);
   msg.add_repdatabxzjbasicstockinfooutput()->set_obj("SH600000");
   const OwnedTable table(tes2tableType().ParseBxzjBasicStockInfo(msg, TPTypeToken));
   ASSERT_NE(table, nullptr);
@@ -370,7 +370,7 @@ TEST(Converters, NorthboundHoldingsTakeTheLayoutOfAnyType) {
 
 TEST(Converters, IndicatorsTestTheIdOnly) {
   tessel::MSG msg;
-  msg.set_id(25);
+  msg.set_id(tessel::IDZhiBiaoShuChu);
   auto* element = msg.add_repdatazhibiaoshuchu();
   element->set_obj("SH600000");
   auto* point = element->add_shuju();
@@ -381,13 +381,13 @@ TEST(Converters, IndicatorsTestTheIdOnly) {
   void* series = table_get_table(table.get(), 0, 1);
   EXPECT_EQ(SpecOf(series), "ShiJian:d;");
   EXPECT_EQ(table_get_double(series, 0, 0), 12.34);
-  msg.set_id(26);
+  msg.set_id(tessel::IDZhiBiaoShuChu + 1);
   EXPECT_EQ(tes2tableType().ParseZhiBiaoShuChu(msg, TPTypeZhiBiao1), nullptr);
 }
 
 TEST(Converters, WireTableWithoutALayoutIsConvertedByItsOwnDescription) {
   tessel::MSG msg;
-  msg.set_id(3);
+  msg.set_id(tessel::IDTbl);
   AddColumn(*msg.mutable_tbl(), "", tessel::Type_Table);
   tessel::CData* wrapper = msg.mutable_tbl()->add_data();
   wrapper->set_index(0);
