@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "replies/input.h"
+#include "replies/reply_reader.h"
 
 namespace tesview {
 

@@ -10,7 +10,7 @@
 #include "fuzz/support/input.h"
 #include "fuzz/support/target.h"
 #include "replies/encodings.h"
-#include "replies/input.h"
+#include "replies/reply_reader.h"
 #include "replies/suggest.h"
 #include "replies/text.h"
 #include "replies/wire.h"

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "replies/encodings.h"
-#include "replies/input.h"
+#include "replies/reply_reader.h"
 #include "replies/text.h"
 #include "tests/support/replies.h"
 #include "tesview/show/numbers.h"
@@ -239,7 +239,7 @@ TEST(Line, ADumpWithABadLineIsNone) {
 }
 
 TEST(Line, AskedForBase64IsItsLongestRun) {
-  const std::string reply = replies::Reply("Id: 20 Obj: 'SH600000'");
+  const std::string reply = test_replies::Reply("Id: 20 Obj: 'SH600000'");
   const std::string digits = EncodeBase64(reply);
   EXPECT_EQ(BytesInLine(digits, Form::kBase64), reply);
   EXPECT_EQ(BytesInLine("[12:30] got " + digits + "!", Form::kBase64), reply);

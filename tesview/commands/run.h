@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "replies/input.h"
+#include "replies/reply_reader.h"
 #include "tesview/show/view.h"
 
 namespace tesview {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "replies/input.h"
+#include "replies/reply_reader.h"
 #include "tesparser/tesparser.h"
 
 namespace tesview {

@@ -2,8 +2,8 @@
 //
 // Memory is that of one reply and of a fixed block, however long the source is. A size that the input
 // announces is never trusted: memory grows with the bytes that arrive.
-#ifndef REPLIES_INPUT_H_
-#define REPLIES_INPUT_H_
+#ifndef REPLIES_REPLY_READER_H_
+#define REPLIES_REPLY_READER_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -123,4 +123,4 @@ std::optional<std::string> BytesInLine(std::string_view line, Form form);
 
 }  // namespace tesview
 
-#endif  // REPLIES_INPUT_H_
+#endif  // REPLIES_REPLY_READER_H_

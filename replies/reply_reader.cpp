@@ -1,4 +1,4 @@
-#include "replies/input.h"
+#include "replies/reply_reader.h"
 
 #include <fmt/format.h>
 

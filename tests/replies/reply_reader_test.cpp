@@ -1,5 +1,5 @@
 // What tesview makes of bytes before any reply is decoded: forms of input, text, suggestions.
-#include "tests/support/replies.h"
+#include "replies/reply_reader.h"
 
 #include <gtest/gtest.h>
 
@@ -14,10 +14,10 @@
 #include <vector>
 
 #include "replies/encodings.h"
-#include "replies/input.h"
 #include "replies/suggest.h"
 #include "replies/text.h"
 #include "replies/wire.h"
+#include "tests/support/replies.h"
 #include "tesview/show/numbers.h"
 
 namespace tesview {
