@@ -4,7 +4,7 @@
 #include <array>
 #include <cstdint>
 
-namespace tesview {
+namespace replies {
 namespace {
 
 // Shorter runs in a line with other words are numbers, dates and names more often than bytes.
@@ -205,4 +205,4 @@ std::string_view Trim(std::string_view text) {
   return text;
 }
 
-}  // namespace tesview
+}  // namespace replies

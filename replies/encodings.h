@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace tesview {
+namespace replies {
 
 // Pairs of hexadecimal digits. Between pairs may stand blanks, line ends, ',', ':', ';' and '-', and each
 // pair may have a 0x or \x before it. A line end may also be written as \n. Null if anything else is there or
@@ -31,6 +31,6 @@ std::string_view LongestBase64Run(std::string_view line);
 bool IsBlank(std::string_view text);
 std::string_view Trim(std::string_view text);
 
-}  // namespace tesview
+}  // namespace replies
 
 #endif  // REPLIES_ENCODINGS_H_

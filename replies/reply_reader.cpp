@@ -10,7 +10,7 @@
 #include "replies/encodings.h"
 #include "replies/wire.h"
 
-namespace tesview {
+namespace replies {
 namespace {
 
 // What is looked at to recognise a source, and the step in which memory grows.
@@ -471,4 +471,4 @@ bool ReplyReader::GoesOn(std::string_view line) {
   return whole;
 }
 
-}  // namespace tesview
+}  // namespace replies

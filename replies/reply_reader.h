@@ -13,7 +13,7 @@
 #include <string>
 #include <string_view>
 
-namespace tesview {
+namespace replies {
 
 enum class Form {
   kAuto,
@@ -121,6 +121,6 @@ class ReplyReader {
 // The bytes in one line, in the given form or, with Form::kAuto, in the form by which they look like a reply.
 std::optional<std::string> BytesInLine(std::string_view line, Form form);
 
-}  // namespace tesview
+}  // namespace replies
 
 #endif  // REPLIES_REPLY_READER_H_

@@ -9,11 +9,17 @@
 
 #include "replies/reply_reader.h"
 
-namespace tesview {
+namespace replies {
 
-// The files to read, in order: a directory stands for the files in it and below it, by name, without hidden
-// ones. What cannot be listed comes out in `errors`.
-std::vector<std::string> ExpandPaths(const std::vector<std::string>& paths, std::vector<std::string>* errors);
+struct InputFiles {
+  std::vector<std::string> paths;
+  std::vector<std::string> errors;  // what cannot be listed
+  uint64_t bytes = 0;               // of all of them together; 0 if one of them has no size, as pipes have none
+};
+
+// The files to read, in order; "-" is standard input. A directory means the files in it and below it, by name,
+// without hidden ones. Each path is looked up once.
+InputFiles FindFiles(const std::vector<std::string>& paths);
 
 class FileSource : public ByteSource {
  public:
@@ -23,10 +29,10 @@ class FileSource : public ByteSource {
   FileSource(const FileSource&) = delete;
   FileSource& operator=(const FileSource&) = delete;
 
-  // Throws Interrupted as well.
   size_t Read(char* to, size_t size) override;
 
-  // Called before each read that may have to wait.
+  // Called before each read that may have to wait, and again when a signal broke the waiting. What it throws
+  // ends the reading.
   void OnWait(std::function<void()> call) { on_wait_ = std::move(call); }
 
  private:
@@ -34,12 +40,9 @@ class FileSource : public ByteSource {
   std::function<void()> on_wait_;
 };
 
-// The sizes of all files together; 0 if one of them has none.
-uint64_t TotalSize(const std::vector<std::string>& paths);
-
 // A whole file. Throws InputError.
 std::string ReadWholeFile(const std::string& path);
 
-}  // namespace tesview
+}  // namespace replies
 
 #endif  // REPLIES_SOURCE_H_

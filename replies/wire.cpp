@@ -1,6 +1,6 @@
 #include "replies/wire.h"
 
-namespace tesview {
+namespace replies {
 namespace {
 
 constexpr uint64_t kMaxFieldNumber = (uint64_t{1} << 29) - 1;
@@ -104,4 +104,4 @@ bool FindId(std::string_view bytes, int32_t* id) {
   return found;
 }
 
-}  // namespace tesview
+}  // namespace replies

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <string_view>
 
-namespace tesview {
+namespace replies {
 
 // Reads a varint at `*pos` and moves `*pos` behind it. False if it is cut off or longer than ten bytes;
 // `*pos` then stays.
@@ -44,6 +44,6 @@ bool LooksLikeStartOfReply(std::string_view bytes);
 // The Id of a reply: the last one if there are several, as the parser has it. False if there is none.
 bool FindId(std::string_view bytes, int32_t* id);
 
-}  // namespace tesview
+}  // namespace replies
 
 #endif  // REPLIES_WIRE_H_
