@@ -14,6 +14,16 @@
 #include "tesview/terminal/progress.h"
 
 namespace tesview {
+
+using replies::AppendJsonString;
+using replies::BytesInLine;
+using replies::CutToWidth;
+using replies::DecodeHexDump;
+using replies::DisplayWidth;
+using replies::EncodeBase64;
+using replies::Form;
+using replies::Printable;
+
 namespace {
 
 constexpr char kAllNumbers[] = "c:c;h:h;i:i;q:q;f:f;d:d;C:C;H:H;I:I;Q:Q;T:T;P:P;V:V;s:s;odd";
