@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,13 +10,15 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <optional>
 #include <system_error>
+#include <utility>
 
 namespace replies {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr std::chrono::milliseconds kPause{100};
 
 // What is found on the way. The sum is kept as long as every file has a size.
 class Finder {
@@ -100,6 +103,17 @@ size_t FileSource::Read(char* to, size_t size) {
     if (got >= 0) return static_cast<size_t>(got);
     if (errno != EINTR) throw InputError(fmt::format("cannot read it: {}", std::strerror(errno)));
   }
+}
+
+bool FileSource::HasPaused() {
+  const auto now = std::chrono::steady_clock::now();
+  if (!pause_ends_) pause_ends_ = now + kPause;
+  const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(*pause_ends_ - now);
+  pollfd ready{fd_, POLLIN, 0};
+  // What is there, an end and a signal are all for Read().
+  if (poll(&ready, 1, static_cast<int>(std::max<int64_t>(0, left.count()))) != 0) return false;
+  pause_ends_.reset();
+  return true;
 }
 
 std::string ReadWholeFile(const std::string& path) {

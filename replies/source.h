@@ -2,23 +2,25 @@
 #ifndef REPLIES_SOURCE_H_
 #define REPLIES_SOURCE_H_
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "replies/reply_reader.h"
+#include "replies/byte_source.h"
 
 namespace replies {
 
 struct InputFiles {
   std::vector<std::string> paths;
   std::vector<std::string> errors;  // what cannot be listed
-  uint64_t bytes = 0;               // of all of them together; 0 if one of them has no size, as pipes have none
+  uint64_t bytes = 0;  // of all of them together; 0 if one of them has no size, as pipes have none
 };
 
-// The files to read, in order; "-" is standard input. A directory means the files in it and below it, by name,
-// without hidden ones. Each path is looked up once.
+// The files to read, in order; "-" is standard input. A directory means the files in it and below it, by
+// name, without hidden ones. Each path is looked up once.
 InputFiles FindFiles(const std::vector<std::string>& paths);
 
 class FileSource : public ByteSource {
@@ -30,6 +32,10 @@ class FileSource : public ByteSource {
   FileSource& operator=(const FileSource&) = delete;
 
   size_t Read(char* to, size_t size) override;
+  // True if nothing can be read for a tenth of a second: long enough for a program that writes a reply in
+  // several pieces, too short for a person to notice. The time is counted from the first call, or from when
+  // it last was true, so that a source which drips without end is looked at as well.
+  bool HasPaused() override;
 
   // Called before each read that may have to wait, and again when a signal broke the waiting. What it throws
   // ends the reading.
@@ -38,6 +44,7 @@ class FileSource : public ByteSource {
  private:
   int fd_;
   std::function<void()> on_wait_;
+  std::optional<std::chrono::steady_clock::time_point> pause_ends_;
 };
 
 // A whole file. Throws InputError.

@@ -20,7 +20,8 @@ namespace {
 // The bytes in pieces, as a pipe gives them.
 class PieceSource : public replies::ByteSource {
  public:
-  PieceSource(std::string_view bytes, size_t piece) : bytes_(bytes), piece_(piece) {}
+  PieceSource(std::string_view bytes, size_t piece, bool pauses)
+      : bytes_(bytes), piece_(piece), pauses_(pauses) {}
 
   size_t Read(char* to, size_t size) override {
     const size_t n = std::min({size, piece_, bytes_.size()});
@@ -28,15 +29,17 @@ class PieceSource : public replies::ByteSource {
     bytes_.remove_prefix(n);
     return n;
   }
+  bool HasPaused() override { return pauses_; }
 
  private:
   std::string_view bytes_;
   size_t piece_;
+  bool pauses_;
 };
 
 // All that a reader gives, in one comparable text.
-std::vector<std::string> ReadAll(std::string_view bytes, size_t piece, replies::Form form) {
-  PieceSource source(bytes, piece);
+std::vector<std::string> ReadAll(std::string_view bytes, size_t piece, bool pauses, replies::Form form) {
+  PieceSource source(bytes, piece, pauses);
   const auto text_parser = [](const std::string& text, std::string* reply, std::string* error) {
     if (text.size() % 2 != 0) {
       *error = "odd";
@@ -62,7 +65,11 @@ std::vector<std::string> ReadAll(std::string_view bytes, size_t piece, replies::
                                                 : std::to_string(reply.offset) + " " + reply.bytes);
       FUZZ_CHECK(all.size() <= bytes.size() + 1);
     }
+    const replies::Lookalikes lookalikes = reader.lookalikes();
+    FUZZ_CHECK((lookalikes.lines == 0) == (lookalikes.first_line == 0));
+    FUZZ_CHECK(lookalikes.lines + lookalikes.first_line <= bytes.size() + 2);
     all.push_back("form " + std::to_string(static_cast<int>(reader.form())));
+    all.push_back("lookalikes " + std::to_string(lookalikes.lines));
   } catch (const replies::InputError& error) {
     all.push_back(error.what());
   }
@@ -71,7 +78,9 @@ std::vector<std::string> ReadAll(std::string_view bytes, size_t piece, replies::
 
 void CheckReader(std::string_view bytes, replies::Form form) {
   const size_t piece = std::max<size_t>(1, bytes.size() / 5);
-  FUZZ_CHECK(ReadAll(bytes, bytes.size() + 1, form) == ReadAll(bytes, piece, form));
+  FUZZ_CHECK(ReadAll(bytes, bytes.size() + 1, false, form) == ReadAll(bytes, piece, false, form));
+  // Where the source pauses, less is known when the form is chosen.
+  ReadAll(bytes, piece, true, form);
 }
 
 void CheckEncodings(const std::string& text) {
@@ -81,8 +90,15 @@ void CheckEncodings(const std::string& text) {
   if (!replies::DecodeHex(text, &bad)) FUZZ_CHECK(bad <= text.size());
   if (!replies::DecodeBase64(text, &bad)) FUZZ_CHECK(bad <= text.size());
   replies::DecodeHexDump(text);
-  FUZZ_CHECK(replies::LongestHexRun(text).size() <= text.size());
-  FUZZ_CHECK(replies::LongestBase64Run(text).size() <= text.size());
+  for (const auto& runs : {replies::HexRuns(text), replies::Base64Runs(text)}) {
+    size_t all = 0;
+    for (const std::string_view run : runs) {
+      all += run.size();
+      for (const std::string_view part : replies::PartsOfRun(run))
+        FUZZ_CHECK(!part.empty() && part.data() >= run.data() && part.size() <= run.size());
+    }
+    FUZZ_CHECK(all <= text.size());
+  }
   FUZZ_CHECK(replies::Trim(text).size() <= text.size());
 }
 
@@ -97,11 +113,20 @@ void CheckWire(std::string_view bytes) {
     FUZZ_CHECK((pos > before) == (step == replies::WireStep::kField));
   }
   FUZZ_CHECK((step == replies::WireStep::kEnd) == (pos == bytes.size()));
+  for (size_t cut = 0; cut < 4; ++cut) {
+    replies::GrowingReply growing;
+    growing.Append(bytes.substr(0, bytes.size() * cut / 4));
+    growing.Append(bytes.substr(bytes.size() * cut / 4));
+    FUZZ_CHECK(growing.looks_whole() == replies::LooksLikeReply(bytes));
+    FUZZ_CHECK(growing.looks_begun() == replies::LooksLikeStartOfReply(bytes));
+  }
   int32_t id = 0;
   const bool has_id = replies::FindId(bytes, &id);
   if (replies::LooksLikeReply(bytes)) {
     FUZZ_CHECK(has_id && step == replies::WireStep::kEnd);
     FUZZ_CHECK(replies::LooksLikeStartOfReply(bytes));
+  } else {
+    FUZZ_CHECK(!replies::LooksLikeEnvelope(bytes));
   }
 }
 
