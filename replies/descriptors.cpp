@@ -1,25 +1,34 @@
 #include "replies/descriptors.h"
 
+#include "replies/wire.h"
+
 // The assembler copies the file: an array in C++ source of this size takes the compiler seconds.
-asm(".section .rodata.tesview_descriptors, \"a\"\n"
+asm(".section .rodata.replies_descriptors, \"a\"\n"
     ".balign 8\n"
-    "tesview_descriptors_begin:\n"
-    ".incbin \"" TESVIEW_DESCRIPTORS
+    "replies_descriptors_begin:\n"
+    ".incbin \"" REPLIES_DESCRIPTORS
     "\"\n"
-    "tesview_descriptors_end:\n"
+    "replies_descriptors_end:\n"
     ".byte 0\n"
     ".text\n");
 
 extern "C" {
-extern const char tesview_descriptors_begin[] __attribute__((visibility("hidden")));
-extern const char tesview_descriptors_end[] __attribute__((visibility("hidden")));
+extern const char replies_descriptors_begin[] __attribute__((visibility("hidden")));
+extern const char replies_descriptors_end[] __attribute__((visibility("hidden")));
 }
 
-namespace tesview {
+namespace replies {
 
-std::string_view Descriptors() {
-  return {tesview_descriptors_begin,
-          static_cast<size_t>(tesview_descriptors_end - tesview_descriptors_begin)};
+std::vector<std::string_view> DescriptorFiles() {
+  const std::string_view set(replies_descriptors_begin,
+                             static_cast<size_t>(replies_descriptors_end - replies_descriptors_begin));
+  std::vector<std::string_view> files;
+  size_t pos = 0;
+  WireField field;
+  while (ReadField(set, &pos, &field) == WireStep::kField) {
+    if (field.number == 1 && field.wire_type == 2) files.push_back(field.payload);
+  }
+  return files;
 }
 
-}  // namespace tesview
+}  // namespace replies

@@ -3,11 +3,13 @@
 #define REPLIES_DESCRIPTORS_H_
 
 #include <string_view>
+#include <vector>
 
-namespace tesview {
+namespace replies {
 
-std::string_view Descriptors();
+// Its files, each a serialized FileDescriptorProto.
+std::vector<std::string_view> DescriptorFiles();
 
-}  // namespace tesview
+}  // namespace replies
 
 #endif  // REPLIES_DESCRIPTORS_H_

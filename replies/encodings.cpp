@@ -4,7 +4,7 @@
 #include <array>
 #include <cstdint>
 
-namespace tesview {
+namespace replies {
 namespace {
 
 // Shorter runs in a line with other words are numbers, dates and names more often than bytes.
@@ -66,17 +66,57 @@ std::optional<std::string_view> DigitsOfDumpLine(std::string_view line) {
   return rest.substr(0, rest.find('|'));
 }
 
+bool IsHexDigit(char c) {
+  return HexDigit(c) >= 0;
+}
+
+bool IsBase64Digit(char c) {
+  return Base64Digit(c) >= 0;
+}
+
+bool IsLetterOrDigit(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
+
+// Where the digits and escaped blanks from `at` on end.
 template <class IsDigit>
-std::string_view LongestRun(std::string_view line, IsDigit is_digit) {
-  std::string_view best;
-  for (size_t i = 0; i < line.size();) {
-    size_t end = i;
-    while (end < line.size() && (is_digit(line[end]) || (end != i && IsEscapedBlank(line, end))))
-      end += is_digit(line[end]) ? 1U : 2U;
-    if (end - i > best.size()) best = line.substr(i, end - i);
-    i = end + 1;
+size_t EndOfDigits(std::string_view line, size_t at, IsDigit is_digit) {
+  while (at < line.size() && (is_digit(line[at]) || IsEscapedBlank(line, at)))
+    at += is_digit(line[at]) ? 1U : 2U;
+  return at;
+}
+
+template <class IsDigit>
+std::vector<std::string_view> Runs(std::string_view line, size_t shortest, size_t most_padding,
+                                   IsDigit is_digit) {
+  std::vector<std::string_view> runs;
+  for (size_t at = 0; at < line.size();) {
+    // The letter of \n is none of the run's digits.
+    if (!is_digit(line[at])) {
+      at += IsEscapedBlank(line, at) ? 2 : 1;
+      continue;
+    }
+    size_t end = EndOfDigits(line, at, is_digit);
+    for (size_t i = 0; i < most_padding && end < line.size() && line[end] == '='; ++i)
+      ++end;
+    if (end - at >= shortest) runs.push_back(line.substr(at, end - at));
+    at = end;
   }
-  return best;
+  return runs;
+}
+
+// The parts between separators and escaped blanks.
+template <class IsSeparator>
+std::vector<std::string_view> Split(std::string_view text, IsSeparator is_separator) {
+  std::vector<std::string_view> parts;
+  for (size_t at = 0; at < text.size();) {
+    size_t end = at;
+    while (end < text.size() && !is_separator(text[end]) && !IsEscapedBlank(text, end))
+      ++end;
+    if (end > at) parts.push_back(text.substr(at, end - at));
+    at = end + (IsEscapedBlank(text, end) ? 2 : 1);
+  }
+  return parts;
 }
 
 }  // namespace
@@ -153,6 +193,12 @@ std::optional<std::string> DecodeBase64(std::string_view text, size_t* bad) {
   return bytes;
 }
 
+std::optional<std::string> DecodeDigits(std::string_view text, Form form, size_t* bad) {
+  if (form == Form::kBase64) return DecodeBase64(text, bad);
+  if (auto bytes = DecodeHex(text, bad)) return bytes;
+  return DecodeHexDump(text);
+}
+
 std::string EncodeBase64(std::string_view bytes) {
   static constexpr char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   std::string text;
@@ -183,14 +229,31 @@ std::string EncodeHex(std::string_view bytes) {
   return text;
 }
 
-std::string_view LongestHexRun(std::string_view line) {
-  const auto run = LongestRun(line, [](char c) { return HexDigit(c) >= 0; });
-  return run.size() >= kShortestHexRun ? run : std::string_view();
+std::vector<std::string_view> HexRuns(std::string_view line) {
+  return Runs(line, kShortestHexRun, 0, IsHexDigit);
 }
 
-std::string_view LongestBase64Run(std::string_view line) {
-  const auto run = LongestRun(line, [](char c) { return Base64Digit(c) >= 0 || c == '='; });
-  return run.size() >= kShortestBase64Run ? run : std::string_view();
+std::vector<std::string_view> Base64Runs(std::string_view line) {
+  return Runs(line, kShortestBase64Run, 2, IsBase64Digit);
+}
+
+std::vector<std::string_view> PartsOfRun(std::string_view run) {
+  return Split(run, [](char c) { return !IsLetterOrDigit(c); });
+}
+
+std::vector<std::string_view> LinesOf(std::string_view text) {
+  std::vector<std::string_view> lines;
+  while (!text.empty()) {
+    const size_t end = text.find('\n');
+    const std::string_view line = text.substr(0, end);
+    text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
+    if (!IsBlank(line)) lines.push_back(line);
+  }
+  return lines;
+}
+
+std::vector<std::string_view> WordsOf(std::string_view line) {
+  return Split(line, IsSpace);
 }
 
 bool IsBlank(std::string_view text) {
@@ -205,4 +268,4 @@ std::string_view Trim(std::string_view text) {
   return text;
 }
 
-}  // namespace tesview
+}  // namespace replies

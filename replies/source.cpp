@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,51 +11,80 @@
 #include <cstring>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
-#include "tesview/terminal/output.h"
-
-namespace tesview {
+namespace replies {
 namespace {
 
 namespace fs = std::filesystem;
 
-void ExpandDirectory(const fs::path& directory, std::vector<std::string>* files,
-                     std::vector<std::string>* errors) {
+constexpr std::chrono::milliseconds kPause{100};
+
+// What is found on the way. The sum is kept as long as every file has a size.
+class Finder {
+ public:
+  void Path(const std::string& path);
+  InputFiles Found() &&;
+
+ private:
+  void Directory(const fs::path& directory);
+  void Entry(const fs::directory_entry& entry);
+  void File(const std::string& path, std::optional<uint64_t> size);
+
+  InputFiles found_;
+  bool all_have_sizes_ = true;
+};
+
+void Finder::Path(const std::string& path) {
+  struct stat status {};
+  const bool known = path == "-" ? fstat(STDIN_FILENO, &status) == 0 : stat(path.c_str(), &status) == 0;
+  if (known && path != "-" && S_ISDIR(status.st_mode)) return Directory(path);
+  const bool sized = known && S_ISREG(status.st_mode);
+  File(path, sized ? std::optional<uint64_t>(static_cast<uint64_t>(status.st_size)) : std::nullopt);
+}
+
+void Finder::Directory(const fs::path& directory) {
   std::error_code error;
-  std::vector<fs::path> entries;
+  std::vector<fs::directory_entry> entries;
   for (fs::directory_iterator at(directory, error), end; !error && at != end; at.increment(error))
-    entries.push_back(at->path());
+    entries.push_back(*at);
   if (error) {
-    errors->push_back(fmt::format("{}: cannot list it: {}", directory.string(), error.message()));
+    found_.errors.push_back(fmt::format("{}: cannot list it: {}", directory.string(), error.message()));
     return;
   }
   std::sort(entries.begin(), entries.end());
-  for (const fs::path& entry : entries) {
-    if (entry.filename().string()[0] == '.') continue;
-    std::error_code ignored;
-    // Links to directories are not followed: they may lead back here.
-    if (fs::is_directory(fs::symlink_status(entry, ignored))) {
-      ExpandDirectory(entry, files, errors);
-    } else if (fs::is_regular_file(entry, ignored)) {
-      files->push_back(entry.string());
-    }
+  for (const fs::directory_entry& entry : entries) {
+    if (entry.path().filename().string()[0] != '.') Entry(entry);
   }
+}
+
+void Finder::Entry(const fs::directory_entry& entry) {
+  std::error_code ignored;
+  // Links to directories are not followed: they may lead back here. The listing itself says what is one.
+  if (!entry.is_symlink(ignored) && entry.is_directory(ignored)) return Directory(entry.path());
+  struct stat status {};
+  if (stat(entry.path().c_str(), &status) == 0 && S_ISREG(status.st_mode))
+    File(entry.path().string(), static_cast<uint64_t>(status.st_size));
+}
+
+void Finder::File(const std::string& path, std::optional<uint64_t> size) {
+  found_.paths.push_back(path);
+  found_.bytes += size.value_or(0);
+  all_have_sizes_ = all_have_sizes_ && size.has_value();
+}
+
+InputFiles Finder::Found() && {
+  if (!all_have_sizes_) found_.bytes = 0;
+  return std::move(found_);
 }
 
 }  // namespace
 
-std::vector<std::string> ExpandPaths(const std::vector<std::string>& paths,
-                                     std::vector<std::string>* errors) {
-  std::vector<std::string> files;
-  for (const std::string& path : paths) {
-    std::error_code ignored;
-    if (path != "-" && fs::is_directory(path, ignored)) {
-      ExpandDirectory(path, &files, errors);
-    } else {
-      files.push_back(path);
-    }
-  }
-  return files;
+InputFiles FindFiles(const std::vector<std::string>& paths) {
+  Finder finder;
+  for (const std::string& path : paths)
+    finder.Path(path);
+  return std::move(finder).Found();
 }
 
 FileSource::FileSource(const std::string& path)
@@ -67,24 +97,23 @@ FileSource::~FileSource() {
 }
 
 size_t FileSource::Read(char* to, size_t size) {
-  if (on_wait_) on_wait_();
   while (true) {
-    if (WasInterrupted()) throw Interrupted();
+    if (on_wait_) on_wait_();
     const ssize_t got = read(fd_, to, size);
     if (got >= 0) return static_cast<size_t>(got);
     if (errno != EINTR) throw InputError(fmt::format("cannot read it: {}", std::strerror(errno)));
   }
 }
 
-uint64_t TotalSize(const std::vector<std::string>& paths) {
-  uint64_t total = 0;
-  for (const std::string& path : paths) {
-    struct stat status {};
-    const bool known = path == "-" ? fstat(STDIN_FILENO, &status) == 0 : stat(path.c_str(), &status) == 0;
-    if (!known || !S_ISREG(status.st_mode)) return 0;
-    total += static_cast<uint64_t>(status.st_size);
-  }
-  return total;
+bool FileSource::HasPaused() {
+  const auto now = std::chrono::steady_clock::now();
+  if (!pause_ends_) pause_ends_ = now + kPause;
+  const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(*pause_ends_ - now);
+  pollfd ready{fd_, POLLIN, 0};
+  // What is there, an end and a signal are all for Read().
+  if (poll(&ready, 1, static_cast<int>(std::max<int64_t>(0, left.count()))) != 0) return false;
+  pause_ends_.reset();
+  return true;
 }
 
 std::string ReadWholeFile(const std::string& path) {
@@ -101,4 +130,4 @@ std::string ReadWholeFile(const std::string& path) {
   return all;
 }
 
-}  // namespace tesview
+}  // namespace replies

@@ -2,18 +2,26 @@
 #ifndef REPLIES_SOURCE_H_
 #define REPLIES_SOURCE_H_
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "replies/input.h"
+#include "replies/byte_source.h"
 
-namespace tesview {
+namespace replies {
 
-// The files to read, in order: a directory stands for the files in it and below it, by name, without hidden
-// ones. What cannot be listed comes out in `errors`.
-std::vector<std::string> ExpandPaths(const std::vector<std::string>& paths, std::vector<std::string>* errors);
+struct InputFiles {
+  std::vector<std::string> paths;
+  std::vector<std::string> errors;  // what cannot be listed
+  uint64_t bytes = 0;  // of all of them together; 0 if one of them has no size, as pipes have none
+};
+
+// The files to read, in order; "-" is standard input. A directory means the files in it and below it, by
+// name, without hidden ones. Each path is looked up once.
+InputFiles FindFiles(const std::vector<std::string>& paths);
 
 class FileSource : public ByteSource {
  public:
@@ -23,23 +31,25 @@ class FileSource : public ByteSource {
   FileSource(const FileSource&) = delete;
   FileSource& operator=(const FileSource&) = delete;
 
-  // Throws Interrupted as well.
   size_t Read(char* to, size_t size) override;
+  // True if nothing can be read for a tenth of a second: long enough for a program that writes a reply in
+  // several pieces, too short for a person to notice. The time is counted from the first call, or from when
+  // it last was true, so that a source which drips without end is looked at as well.
+  bool HasPaused() override;
 
-  // Called before each read that may have to wait.
+  // Called before each read that may have to wait, and again when a signal broke the waiting. What it throws
+  // ends the reading.
   void OnWait(std::function<void()> call) { on_wait_ = std::move(call); }
 
  private:
   int fd_;
   std::function<void()> on_wait_;
+  std::optional<std::chrono::steady_clock::time_point> pause_ends_;
 };
-
-// The sizes of all files together; 0 if one of them has none.
-uint64_t TotalSize(const std::vector<std::string>& paths);
 
 // A whole file. Throws InputError.
 std::string ReadWholeFile(const std::string& path);
 
-}  // namespace tesview
+}  // namespace replies
 
 #endif  // REPLIES_SOURCE_H_

@@ -1,19 +1,13 @@
 #include "replies/suggest.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstddef>
 #include <utility>
 
-namespace tesview {
-namespace {
+#include "replies/words.h"
 
-std::string Lower(std::string_view word) {
-  std::string lower(word);
-  for (char& c : lower)
-    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return lower;
-}
+namespace replies {
+namespace {
 
 // Letters to put in, take out, change or swap with their neighbour, to make `a` into `b`, or into some part
 // of it.
@@ -40,11 +34,11 @@ size_t Distance(const std::string& a, const std::string& b, bool part) {
 }  // namespace
 
 std::vector<std::string> Nearest(std::string_view word, const std::vector<std::string>& known) {
-  const std::string wanted = Lower(word.substr(0, 200));
+  const std::string wanted = LowerCase(word.substr(0, 200));
   const size_t farthest = std::max<size_t>(2, wanted.size() / 4);
   std::vector<std::pair<size_t, std::string>> near;
   for (const std::string& candidate : known) {
-    const std::string lower = Lower(candidate);
+    const std::string lower = LowerCase(candidate);
     size_t distance = Distance(wanted, lower, false);
     // A piece of a longer name, with at most one slip.
     if (wanted.size() >= 4 && Distance(wanted, lower, true) <= 1) distance = std::min<size_t>(distance, 2);
@@ -65,4 +59,4 @@ std::string DidYouMean(std::string_view word, const std::vector<std::string>& kn
   return text.empty() ? text : text + "?";
 }
 
-}  // namespace tesview
+}  // namespace replies

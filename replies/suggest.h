@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-namespace tesview {
+namespace replies {
 
 // Up to three, the nearest first; none if nothing is near. The case of letters does not count.
 std::vector<std::string> Nearest(std::string_view word, const std::vector<std::string>& known);
@@ -14,6 +14,6 @@ std::vector<std::string> Nearest(std::string_view word, const std::vector<std::s
 // "; did you mean \"json\"?", or nothing.
 std::string DidYouMean(std::string_view word, const std::vector<std::string>& known);
 
-}  // namespace tesview
+}  // namespace replies
 
 #endif  // REPLIES_SUGGEST_H_

@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <cstdint>
 
-namespace tesview {
+namespace replies {
 namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
@@ -246,4 +246,4 @@ void AppendCsvField(std::string* to, std::string_view utf8) {
   *to += '"';
 }
 
-}  // namespace tesview
+}  // namespace replies

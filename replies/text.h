@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace tesview {
+namespace replies {
 
 // The text of a cell as UTF-8. Cells hold code page 936 in most columns and UTF-8 as it was received in some,
 // and nothing tells which. Taken as UTF-8 is what is well-formed UTF-8 with at least one character of three
@@ -33,6 +33,6 @@ void AppendJsonString(std::string* to, std::string_view utf8);
 // A CSV field, quoted where it has to be.
 void AppendCsvField(std::string* to, std::string_view utf8);
 
-}  // namespace tesview
+}  // namespace replies
 
 #endif  // REPLIES_TEXT_H_

@@ -1,9 +1,16 @@
 #include "replies/wire.h"
 
-namespace tesview {
+#include <algorithm>
+
+namespace replies {
 namespace {
 
 constexpr uint64_t kMaxFieldNumber = (uint64_t{1} << 29) - 1;
+
+// Of the envelope.
+constexpr uint32_t kIdField = 1;
+constexpr uint32_t kLastTextField = 4;  // the object, the table, the table as text
+constexpr uint32_t kObjCountField = 5;
 
 // A fixed or length-delimited content of `size` bytes at `pos`.
 WireStep TakeBytes(std::string_view bytes, size_t pos, uint64_t size, WireField* field, size_t* end) {
@@ -34,13 +41,17 @@ WireStep TakeValue(std::string_view bytes, size_t pos, WireField* field, size_t*
   }
 }
 
+bool IsId(const WireField& field) {
+  return field.number == kIdField && field.wire_type == 0;
+}
+
 bool LooksLikeFields(std::string_view bytes, bool may_go_on) {
   size_t pos = 0;
   WireField field;
   for (bool first = true;; first = false) {
     switch (ReadField(bytes, &pos, &field)) {
       case WireStep::kField:
-        if (first && (field.number != 1 || field.wire_type != 0)) return false;
+        if (first && !IsId(field)) return false;
         break;
       case WireStep::kEnd: return !first;
       case WireStep::kCut: return may_go_on && !first;
@@ -92,16 +103,79 @@ bool LooksLikeStartOfReply(std::string_view bytes) {
   return LooksLikeFields(bytes, true);
 }
 
+bool LooksLikeEnvelope(std::string_view bytes) {
+  if (!LooksLikeReply(bytes)) return false;
+  size_t pos = 0;
+  WireField field;
+  while (ReadField(bytes, &pos, &field) == WireStep::kField) {
+    const bool is_number = field.number == kIdField || field.number == kObjCountField;
+    if (field.wire_type != (is_number ? 0U : 2U)) return false;
+  }
+  return true;
+}
+
+bool BeginsLikeEnvelope(std::string_view bytes) {
+  size_t pos = 0;
+  WireField id;
+  uint64_t tag = 0;
+  if (ReadField(bytes, &pos, &id) != WireStep::kField || !IsId(id) || !ReadVarint(bytes, &pos, &tag))
+    return false;
+  const uint64_t number = tag >> 3;
+  if (number == kObjCountField) return (tag & 7) == 0;
+  // A payload's field has the Id for its number.
+  return (tag & 7) == 2 && number > kIdField && (number <= kLastTextField || number == id.varint);
+}
+
+bool HasSeveralIds(std::string_view bytes) {
+  size_t pos = 0;
+  WireField field;
+  int ids = 0;
+  while (ReadField(bytes, &pos, &field) == WireStep::kField)
+    ids += IsId(field) ? 1 : 0;
+  return ids > 1;
+}
+
 bool FindId(std::string_view bytes, int32_t* id) {
   size_t pos = 0;
   WireField field;
   bool found = false;
   while (ReadField(bytes, &pos, &field) == WireStep::kField) {
-    if (field.number != 1 || field.wire_type != 0) continue;
+    if (!IsId(field)) continue;
     *id = static_cast<int32_t>(static_cast<uint32_t>(field.varint));
     found = true;
   }
   return found;
 }
 
-}  // namespace tesview
+void GrowingReply::Append(std::string_view piece) {
+  while (!piece.empty() && !broken_) {
+    const auto skipped = static_cast<size_t>(std::min<uint64_t>(skip_, piece.size()));
+    skip_ -= skipped;
+    piece.remove_prefix(skipped);
+    if (piece.empty()) break;
+    head_[size_++] = piece.front();
+    piece.remove_prefix(1);
+    TakeHead();
+  }
+}
+
+void GrowingReply::TakeHead() {
+  const std::string_view head(head_.data(), size_);
+  size_t pos = 0;
+  uint64_t tag = 0;
+  uint64_t length = 0;
+  WireField field;
+  const WireStep step = ReadField(head, &pos, &field);
+  broken_ = step == WireStep::kBroken;
+  if (step == WireStep::kCut) {
+    // The content of a field with a length is not waited for.
+    if (!ReadVarint(head, &pos, &tag) || (tag & 7) != 2 || !ReadVarint(head, &pos, &length)) return;
+    skip_ = length;
+  }
+  // An Id is no field with a length, so the first field has been read to its end.
+  broken_ = broken_ || (!any_ && (step != WireStep::kField || !IsId(field)));
+  any_ = true;
+  size_ = 0;
+}
+
+}  // namespace replies

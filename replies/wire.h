@@ -4,11 +4,12 @@
 #ifndef REPLIES_WIRE_H_
 #define REPLIES_WIRE_H_
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
 
-namespace tesview {
+namespace replies {
 
 // Reads a varint at `*pos` and moves `*pos` behind it. False if it is cut off or longer than ten bytes;
 // `*pos` then stays.
@@ -41,9 +42,41 @@ bool LooksLikeReply(std::string_view bytes);
 // The same of bytes that may go on behind the end of `bytes`.
 bool LooksLikeStartOfReply(std::string_view bytes);
 
+// LooksLikeReply(), and no field has a form that the envelope has not: its Id and its count of objects are
+// numbers, all else has a length. A date of eight digits, 08122024, is thereby none.
+bool LooksLikeEnvelope(std::string_view bytes);
+
+// The bytes begin with an Id and with the head of a field that an envelope has behind it, whatever comes
+// then: a reply that was cut off or damaged.
+bool BeginsLikeEnvelope(std::string_view bytes);
+
+// Several Ids: replies one behind the other, which would be read as one. A reply has one Id, in front.
+bool HasSeveralIds(std::string_view bytes);
+
 // The Id of a reply: the last one if there are several, as the parser has it. False if there is none.
 bool FindId(std::string_view bytes, int32_t* id);
 
-}  // namespace tesview
+// Whether pieces that come one after the other make a reply together. All of them cost as much as one look at
+// their bytes; nothing of them is kept.
+class GrowingReply {
+ public:
+  void Append(std::string_view piece);
+
+  // LooksLikeReply() and LooksLikeStartOfReply() of all pieces together.
+  bool looks_whole() const { return !broken_ && any_ && size_ == 0 && skip_ == 0; }
+  bool looks_begun() const { return !broken_ && any_; }
+
+ private:
+  void TakeHead();
+
+  // The beginning of a field as far as its length, or all of a field without one. Two varints are the most.
+  std::array<char, 20> head_{};
+  size_t size_ = 0;
+  uint64_t skip_ = 0;  // bytes of a field's content that are still to come
+  bool any_ = false;
+  bool broken_ = false;
+};
+
+}  // namespace replies
 
 #endif  // REPLIES_WIRE_H_

@@ -10,7 +10,7 @@
 #include "fuzz/support/input.h"
 #include "fuzz/support/target.h"
 #include "replies/encodings.h"
-#include "replies/input.h"
+#include "replies/reply_reader.h"
 #include "replies/suggest.h"
 #include "replies/text.h"
 #include "replies/wire.h"
@@ -18,9 +18,10 @@
 namespace {
 
 // The bytes in pieces, as a pipe gives them.
-class PieceSource : public tesview::ByteSource {
+class PieceSource : public replies::ByteSource {
  public:
-  PieceSource(std::string_view bytes, size_t piece) : bytes_(bytes), piece_(piece) {}
+  PieceSource(std::string_view bytes, size_t piece, bool pauses)
+      : bytes_(bytes), piece_(piece), pauses_(pauses) {}
 
   size_t Read(char* to, size_t size) override {
     const size_t n = std::min({size, piece_, bytes_.size()});
@@ -28,15 +29,17 @@ class PieceSource : public tesview::ByteSource {
     bytes_.remove_prefix(n);
     return n;
   }
+  bool HasPaused() override { return pauses_; }
 
  private:
   std::string_view bytes_;
   size_t piece_;
+  bool pauses_;
 };
 
 // All that a reader gives, in one comparable text.
-std::vector<std::string> ReadAll(std::string_view bytes, size_t piece, tesview::Form form) {
-  PieceSource source(bytes, piece);
+std::vector<std::string> ReadAll(std::string_view bytes, size_t piece, bool pauses, replies::Form form) {
+  PieceSource source(bytes, piece, pauses);
   const auto text_parser = [](const std::string& text, std::string* reply, std::string* error) {
     if (text.size() % 2 != 0) {
       *error = "odd";
@@ -45,105 +48,127 @@ std::vector<std::string> ReadAll(std::string_view bytes, size_t piece, tesview::
     *reply = text;
     return true;
   };
-  tesview::ReplyReader reader(&source, form, text_parser);
+  replies::ReplyReader reader(&source, form, text_parser);
   std::vector<std::string> all;
   try {
     uint64_t position = 0;
     while (true) {
-      tesview::Reply reply;
+      replies::Reply reply;
       std::string error;
-      const tesview::Next next = reader.Read(&reply, &error);
+      const replies::Next next = reader.Read(&reply, &error);
       FUZZ_CHECK(reader.position() >= position && reader.position() <= bytes.size());
       position = reader.position();
-      if (next == tesview::Next::kEnd) break;
+      if (next == replies::Next::kEnd) break;
       FUZZ_CHECK(reply.offset <= bytes.size());
-      FUZZ_CHECK(next == tesview::Next::kReply || !error.empty());
-      all.push_back(next == tesview::Next::kBad ? "bad " + error
+      FUZZ_CHECK(next == replies::Next::kReply || !error.empty());
+      all.push_back(next == replies::Next::kBad ? "bad " + error
                                                 : std::to_string(reply.offset) + " " + reply.bytes);
       FUZZ_CHECK(all.size() <= bytes.size() + 1);
     }
+    const replies::Lookalikes lookalikes = reader.lookalikes();
+    FUZZ_CHECK((lookalikes.lines == 0) == (lookalikes.first_line == 0));
+    FUZZ_CHECK(lookalikes.lines + lookalikes.first_line <= bytes.size() + 2);
     all.push_back("form " + std::to_string(static_cast<int>(reader.form())));
-  } catch (const tesview::InputError& error) {
+    all.push_back("lookalikes " + std::to_string(lookalikes.lines));
+  } catch (const replies::InputError& error) {
     all.push_back(error.what());
   }
   return all;
 }
 
-void CheckReader(std::string_view bytes, tesview::Form form) {
+void CheckReader(std::string_view bytes, replies::Form form) {
   const size_t piece = std::max<size_t>(1, bytes.size() / 5);
-  FUZZ_CHECK(ReadAll(bytes, bytes.size() + 1, form) == ReadAll(bytes, piece, form));
+  FUZZ_CHECK(ReadAll(bytes, bytes.size() + 1, false, form) == ReadAll(bytes, piece, false, form));
+  // Where the source pauses, less is known when the form is chosen.
+  ReadAll(bytes, piece, true, form);
 }
 
 void CheckEncodings(const std::string& text) {
   size_t bad = 0;
-  FUZZ_CHECK(tesview::DecodeHex(tesview::EncodeHex(text)) == text);
-  FUZZ_CHECK(tesview::DecodeBase64(tesview::EncodeBase64(text)) == text);
-  if (!tesview::DecodeHex(text, &bad)) FUZZ_CHECK(bad <= text.size());
-  if (!tesview::DecodeBase64(text, &bad)) FUZZ_CHECK(bad <= text.size());
-  tesview::DecodeHexDump(text);
-  FUZZ_CHECK(tesview::LongestHexRun(text).size() <= text.size());
-  FUZZ_CHECK(tesview::LongestBase64Run(text).size() <= text.size());
-  FUZZ_CHECK(tesview::Trim(text).size() <= text.size());
+  FUZZ_CHECK(replies::DecodeHex(replies::EncodeHex(text)) == text);
+  FUZZ_CHECK(replies::DecodeBase64(replies::EncodeBase64(text)) == text);
+  if (!replies::DecodeHex(text, &bad)) FUZZ_CHECK(bad <= text.size());
+  if (!replies::DecodeBase64(text, &bad)) FUZZ_CHECK(bad <= text.size());
+  replies::DecodeHexDump(text);
+  for (const auto& runs : {replies::HexRuns(text), replies::Base64Runs(text)}) {
+    size_t all = 0;
+    for (const std::string_view run : runs) {
+      all += run.size();
+      for (const std::string_view part : replies::PartsOfRun(run))
+        FUZZ_CHECK(!part.empty() && part.data() >= run.data() && part.size() <= run.size());
+    }
+    FUZZ_CHECK(all <= text.size());
+  }
+  FUZZ_CHECK(replies::Trim(text).size() <= text.size());
 }
 
 void CheckWire(std::string_view bytes) {
   size_t pos = 0;
-  tesview::WireField field;
-  tesview::WireStep step = tesview::WireStep::kField;
-  while (step == tesview::WireStep::kField) {
+  replies::WireField field;
+  replies::WireStep step = replies::WireStep::kField;
+  while (step == replies::WireStep::kField) {
     const size_t before = pos;
-    step = tesview::ReadField(bytes, &pos, &field);
+    step = replies::ReadField(bytes, &pos, &field);
     FUZZ_CHECK(pos <= bytes.size());
-    FUZZ_CHECK((pos > before) == (step == tesview::WireStep::kField));
+    FUZZ_CHECK((pos > before) == (step == replies::WireStep::kField));
   }
-  FUZZ_CHECK((step == tesview::WireStep::kEnd) == (pos == bytes.size()));
+  FUZZ_CHECK((step == replies::WireStep::kEnd) == (pos == bytes.size()));
+  for (size_t cut = 0; cut < 4; ++cut) {
+    replies::GrowingReply growing;
+    growing.Append(bytes.substr(0, bytes.size() * cut / 4));
+    growing.Append(bytes.substr(bytes.size() * cut / 4));
+    FUZZ_CHECK(growing.looks_whole() == replies::LooksLikeReply(bytes));
+    FUZZ_CHECK(growing.looks_begun() == replies::LooksLikeStartOfReply(bytes));
+  }
   int32_t id = 0;
-  const bool has_id = tesview::FindId(bytes, &id);
-  if (tesview::LooksLikeReply(bytes)) {
-    FUZZ_CHECK(has_id && step == tesview::WireStep::kEnd);
-    FUZZ_CHECK(tesview::LooksLikeStartOfReply(bytes));
+  const bool has_id = replies::FindId(bytes, &id);
+  if (replies::LooksLikeReply(bytes)) {
+    FUZZ_CHECK(has_id && step == replies::WireStep::kEnd);
+    FUZZ_CHECK(replies::LooksLikeStartOfReply(bytes));
+  } else {
+    FUZZ_CHECK(!replies::LooksLikeEnvelope(bytes));
   }
 }
 
 void CheckText(const std::string& text) {
-  const std::string utf8 = tesview::CellTextToUtf8(text);
-  FUZZ_CHECK(tesview::IsUtf8(utf8));
-  const std::string printable = tesview::Printable(utf8);
-  FUZZ_CHECK(tesview::IsUtf8(printable));
+  const std::string utf8 = replies::CellTextToUtf8(text);
+  FUZZ_CHECK(replies::IsUtf8(utf8));
+  const std::string printable = replies::Printable(utf8);
+  FUZZ_CHECK(replies::IsUtf8(printable));
   for (const char c : printable)
     FUZZ_CHECK(static_cast<unsigned char>(c) >= 0x20 && c != 0x7F);
   for (const size_t width : {size_t{0}, size_t{1}, size_t{2}, size_t{7}, size_t{40}}) {
-    const std::string cut = tesview::CutToWidth(printable, width);
-    FUZZ_CHECK(tesview::IsUtf8(cut));
-    FUZZ_CHECK(tesview::DisplayWidth(cut) <= width);
+    const std::string cut = replies::CutToWidth(printable, width);
+    FUZZ_CHECK(replies::IsUtf8(cut));
+    FUZZ_CHECK(replies::DisplayWidth(cut) <= width);
   }
-  tesview::DisplayWidth(text);
-  tesview::Printable(text);
+  replies::DisplayWidth(text);
+  replies::Printable(text);
 
   std::string json = "[";
-  tesview::AppendJsonString(&json, text);
+  replies::AppendJsonString(&json, text);
   json += "]";
   json_t* parsed = json_loadb(json.data(), json.size(), JSON_ALLOW_NUL, nullptr);
   FUZZ_CHECK(parsed != nullptr);
   const json_t* shown = json_array_get(parsed, 0);
-  if (tesview::IsUtf8(text))
+  if (replies::IsUtf8(text))
     FUZZ_CHECK(std::string(json_string_value(shown), json_string_length(shown)) == text);
   json_decref(parsed);
 
   std::string csv;
-  tesview::AppendCsvField(&csv, utf8);
+  replies::AppendCsvField(&csv, utf8);
   FUZZ_CHECK(csv.size() >= utf8.size());
-  FUZZ_CHECK(tesview::Nearest(text.substr(0, 40), {"json", "table", "csv", "summary"}).size() <= 3);
+  FUZZ_CHECK(replies::Nearest(text.substr(0, 40), {"json", "table", "csv", "summary"}).size() <= 3);
 }
 
 void viewer_input(const uint8_t* data, size_t size) {
   fuzz::Input input(data, size);
-  constexpr tesview::Form kForms[] = {tesview::Form::kAuto, tesview::Form::kRaw,    tesview::Form::kDelimited,
-                                      tesview::Form::kHex,  tesview::Form::kBase64, tesview::Form::kText,
-                                      tesview::Form::kLines};
+  constexpr replies::Form kForms[] = {replies::Form::kAuto, replies::Form::kRaw,    replies::Form::kDelimited,
+                                      replies::Form::kHex,  replies::Form::kBase64, replies::Form::kText,
+                                      replies::Form::kLines};
   // Samples of all forms are seeds as they stand: what they begin with has to mean "find out".
   const uint8_t first = size == 0 ? uint8_t{0} : data[0];
-  const tesview::Form form = first >= 0xF8 ? kForms[first % 7] : tesview::Form::kAuto;
+  const replies::Form form = first >= 0xF8 ? kForms[first % 7] : replies::Form::kAuto;
   if (first >= 0xF8) input.Byte();
   const std::string bytes = input.Rest();
   CheckReader(bytes, form);

@@ -225,25 +225,25 @@ void FillRequired(Message* message) {
 // A reply of elements with nothing but their required fields, in the payload field of that number; and one
 // where each element holds as many of its own first repeated message.
 std::string EmptyElements(const FieldDescriptor* payload, size_t bytes) {
-  const auto element = replies::New(payload->message_type()->full_name().substr(7));
+  const auto element = test_replies::New(payload->message_type()->full_name().substr(7));
   FillRequired(element.get());
-  const std::string one = Bytes(payload->number(), replies::Bytes(*element));
+  const std::string one = Bytes(payload->number(), test_replies::Bytes(*element));
   return Number(1, static_cast<uint64_t>(payload->number())) + Times(bytes / one.size(), one);
 }
 
 std::string EmptyGrandchildren(const FieldDescriptor* payload, const FieldDescriptor* inner, size_t bytes) {
-  const auto element = replies::New(payload->message_type()->full_name().substr(7));
-  const auto child = replies::New(inner->message_type()->full_name().substr(7));
+  const auto element = test_replies::New(payload->message_type()->full_name().substr(7));
+  const auto child = test_replies::New(inner->message_type()->full_name().substr(7));
   FillRequired(element.get());
   FillRequired(child.get());
-  const std::string one = Bytes(inner->number(), replies::Bytes(*child));
+  const std::string one = Bytes(inner->number(), test_replies::Bytes(*child));
   return Number(1, static_cast<uint64_t>(payload->number())) +
-         Bytes(payload->number(), replies::Bytes(*element) + Times(bytes / one.size(), one));
+         Bytes(payload->number(), test_replies::Bytes(*element) + Times(bytes / one.size(), one));
 }
 
 std::vector<Hostile> SchemaReplies() {
   std::vector<Hostile> all;
-  const auto* envelope = replies::Pool().FindMessageTypeByName("tessel.MSG");
+  const auto* envelope = test_replies::Pool().FindMessageTypeByName("tessel.MSG");
   for (int i = 0; i < envelope->field_count(); ++i) {
     const FieldDescriptor* payload = envelope->field(i);
     if (!payload->is_repeated() || payload->message_type() == nullptr) continue;
@@ -480,10 +480,10 @@ void Lengthen(Message* message, int depth, int times) {
 
 // Empty where the sample is a damaged one.
 std::string Lengthened(const std::string& reply, int depth, int times) {
-  const auto message = replies::New("MSG");
+  const auto message = test_replies::New("MSG");
   if (!message->ParseFromString(reply)) return std::string();
   Lengthen(message.get(), depth, times);
-  return replies::Bytes(*message);
+  return test_replies::Bytes(*message);
 }
 
 TEST(Cost, OfLongerSamplesIsLinear) {

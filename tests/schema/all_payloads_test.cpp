@@ -226,7 +226,7 @@ std::string Filler::Binary() {
 }
 
 const FieldDescriptor* FieldOf(int number) {
-  return replies::Pool().FindMessageTypeByName("tessel.MSG")->FindFieldByNumber(number);
+  return test_replies::Pool().FindMessageTypeByName("tessel.MSG")->FindFieldByNumber(number);
 }
 
 // The numbers of what a reply carries: the wire table, and the payload types.
@@ -242,7 +242,7 @@ const std::vector<int>& Numbers() {
 
 // A reply of Id `number`, with its field filled: `elements` of them in a payload field.
 std::unique_ptr<Message> MakeReply(int number, unsigned elements, Filler* filler) {
-  auto reply = replies::New("MSG");
+  auto reply = test_replies::New("MSG");
   const Reflection* reflection = reply->GetReflection();
   reflection->SetInt32(reply.get(), FieldOf(1), number);
   const FieldDescriptor* field = FieldOf(number);
@@ -477,7 +477,7 @@ TEST_F(AllPayloads, EveryFieldStandsInTheJson) {
     const auto reply = MakeReply(number, 2, &filler);
     filled.insert(filler.filled().begin(), filler.filled().end());
     filled.insert(FieldOf(number));
-    const std::string bytes = replies::Bytes(*reply);
+    const std::string bytes = test_replies::Bytes(*reply);
     bytes_sent += bytes.size();
     const OwnedJson json = ParseJson(TesparserPB2Json(bytes));
     Comparison comparison;
@@ -486,7 +486,7 @@ TEST_F(AllPayloads, EveryFieldStandsInTheJson) {
     GivesTable(bytes);
   }
   std::set<const FieldDescriptor*> all;
-  CollectFields(replies::Pool().FindMessageTypeByName("tessel.MSG"), &all);
+  CollectFields(test_replies::Pool().FindMessageTypeByName("tessel.MSG"), &all);
   for (const FieldDescriptor* field : all) {
     const bool of_the_envelope_alone =
         field->containing_type()->name() == "MSG" && field->number() < kFirstPayload;
@@ -500,9 +500,9 @@ TEST_F(AllPayloads, EveryFieldStandsInTheJson) {
 
 TEST_F(AllPayloads, TheWholeEnvelopeAtOnceStandsInTheJson) {
   Filler filler(7, kEveryFieldOnce);
-  const auto reply = replies::New("MSG");
+  const auto reply = test_replies::New("MSG");
   filler.Fill(reply.get());
-  const std::string bytes = replies::Bytes(*reply);
+  const std::string bytes = test_replies::Bytes(*reply);
   const OwnedJson json = ParseJson(TesparserPB2Json(bytes));
   Comparison comparison;
   EXPECT_TRUE(comparison.SameMessage(*reply, json.get(), "MSG")) << comparison.difference();
@@ -518,7 +518,7 @@ TEST_F(AllPayloads, SparseRepliesStandInTheJson) {
     for (uint32_t round = 0; round < 5; ++round) {
       Filler filler(Seed(number, 10 + round), kSparse);
       const auto reply = MakeReply(number, round, &filler);
-      const OwnedJson json = ParseJson(TesparserPB2Json(replies::Bytes(*reply)));
+      const OwnedJson json = ParseJson(TesparserPB2Json(test_replies::Bytes(*reply)));
       Comparison comparison;
       EXPECT_TRUE(comparison.SameMessage(*reply, json.get(), "MSG")) << comparison.difference();
       values += comparison.values();
@@ -558,20 +558,20 @@ TEST_F(AllPayloads, AMissingRequiredFieldFailsTheReply) {
   for (const int number : Numbers()) {
     Filler filler(Seed(number, 3), kEveryFieldOnce);
     const auto reply = MakeReply(number, 2, &filler);
-    const std::string whole = replies::Bytes(*reply);
+    const std::string whole = test_replies::Bytes(*reply);
     ASSERT_NE(TesparserPB2Json(whole), "") << number;
     WithoutEachRequired(reply.get(), [&](const FieldDescriptor* field) {
-      const std::string bytes = replies::Bytes(*reply);
+      const std::string bytes = test_replies::Bytes(*reply);
       ASSERT_LT(bytes.size(), whole.size());
       EXPECT_EQ(TesparserPB2Json(bytes), "") << number << " without " << field->full_name();
       EXPECT_FALSE(GivesTable(bytes)) << number << " without " << field->full_name();
       ++taken_out;
       tried.insert(field);
     });
-    ASSERT_EQ(replies::Bytes(*reply), whole) << number;
+    ASSERT_EQ(test_replies::Bytes(*reply), whole) << number;
   }
   std::set<const FieldDescriptor*> all;
-  CollectFields(replies::Pool().FindMessageTypeByName("tessel.MSG"), &all);
+  CollectFields(test_replies::Pool().FindMessageTypeByName("tessel.MSG"), &all);
   for (const FieldDescriptor* field : all) {
     if (field->is_required()) required.insert(field);
   }
@@ -583,19 +583,19 @@ TEST_F(AllPayloads, AMissingRequiredFieldFailsTheReply) {
 // The lengths at which the bytes of a reply can be cut and still are a reply: after Id, and after each
 // element.
 std::set<size_t> WholeLengths(const Message& reply) {
-  const auto start = replies::New("MSG");
+  const auto start = test_replies::New("MSG");
   const Reflection* reflection = start->GetReflection();
   const int number = reply.GetReflection()->GetInt32(reply, FieldOf(1));
   reflection->SetInt32(start.get(), FieldOf(1), number);
-  std::set<size_t> lengths = {replies::Bytes(*start).size()};
+  std::set<size_t> lengths = {test_replies::Bytes(*start).size()};
   const FieldDescriptor* field = FieldOf(number);
   if (!field->is_repeated()) {
-    lengths.insert(replies::Bytes(reply).size());
+    lengths.insert(test_replies::Bytes(reply).size());
     return lengths;
   }
   for (int i = 0; i < reflection->FieldSize(reply, field); ++i) {
     reflection->AddMessage(start.get(), field)->CopyFrom(reflection->GetRepeatedMessage(reply, field, i));
-    lengths.insert(replies::Bytes(*start).size());
+    lengths.insert(test_replies::Bytes(*start).size());
   }
   return lengths;
 }
@@ -625,7 +625,7 @@ TEST_F(AllPayloads, ACutReplyIsNoReply) {
   for (const int number : Numbers()) {
     const std::unique_ptr<Message> sent[] = {SmallReply(number), LargeReply(number)};
     for (const auto& reply : sent) {
-      const std::string bytes = replies::Bytes(*reply);
+      const std::string bytes = test_replies::Bytes(*reply);
       const std::set<size_t> whole = WholeLengths(*reply);
       if (bytes.size() <= kCutAtEveryLength) ++at_every_length;
       for (const size_t cut : CutsOf(bytes.size(), whole, &random)) {
@@ -649,7 +649,8 @@ TEST_F(AllPayloads, FlippedBytesDoNoHarm) {
   size_t damaged = 0;
   size_t still_replies = 0;
   for (const int number : Numbers()) {
-    for (const auto& reply : {replies::Bytes(*SmallReply(number)), replies::Bytes(*LargeReply(number))}) {
+    for (const auto& reply :
+         {test_replies::Bytes(*SmallReply(number)), test_replies::Bytes(*LargeReply(number))}) {
       for (int i = 0; i < kFlips; ++i) {
         std::string bytes = reply;
         for (size_t n = 1 + below(3); n > 0; --n) {
@@ -663,7 +664,7 @@ TEST_F(AllPayloads, FlippedBytesDoNoHarm) {
         }
         EXPECT_TRUE(SurvivesRendering(bytes)) << number << " damaged, " << i;
         ++damaged;
-        if (replies::New("MSG")->ParseFromString(bytes)) ++still_replies;
+        if (test_replies::New("MSG")->ParseFromString(bytes)) ++still_replies;
       }
     }
   }

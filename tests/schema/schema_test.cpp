@@ -51,11 +51,11 @@ const std::set<std::string> kWithoutJavaPackage = {
 };
 
 const Descriptor& Envelope() {
-  return *replies::Pool().FindMessageTypeByName("tessel.MSG");
+  return *test_replies::Pool().FindMessageTypeByName("tessel.MSG");
 }
 
 const EnumDescriptor& Ids() {
-  return *replies::Pool().FindEnumTypeByName("tessel.EnumID");
+  return *test_replies::Pool().FindEnumTypeByName("tessel.EnumID");
 }
 
 std::set<std::string> FileNames() {
@@ -69,7 +69,7 @@ std::set<std::string> FileNames() {
 std::vector<const FileDescriptor*> Files() {
   std::vector<const FileDescriptor*> files;
   for (const std::string& name : FileNames()) {
-    const FileDescriptor* file = replies::Pool().FindFileByName(name);
+    const FileDescriptor* file = test_replies::Pool().FindFileByName(name);
     if (file == nullptr) {
       ADD_FAILURE() << name << " is not in the descriptors";
     } else {
@@ -223,7 +223,7 @@ TEST(SchemaFiles, OneIsProto3) {
 TEST(SchemaFiles, OptionsAreTheJavaOnes) {
   ASSERT_EQ(kWithoutJavaPackage.size(), 22U);
   for (const std::string& name : kWithoutJavaPackage)
-    EXPECT_NE(replies::Pool().FindFileByName(name), nullptr) << name;
+    EXPECT_NE(test_replies::Pool().FindFileByName(name), nullptr) << name;
   for (const FileDescriptor* file : Files()) {
     google::protobuf::FileOptions expected;
     if (kWithoutJavaPackage.count(file->name()) == 0) expected.set_java_package("com.tessel.proto");
@@ -291,7 +291,7 @@ TEST(SchemaPage, ListsTheMessagesWhoseFieldsAreOurOwn) {
   }
   EXPECT_EQ(listed, marked);
   for (const Entry& entry : marked) {
-    const Descriptor* type = replies::Pool().FindMessageTypeByName("tessel." + entry.second);
+    const Descriptor* type = test_replies::Pool().FindMessageTypeByName("tessel." + entry.second);
     ASSERT_NE(type, nullptr) << entry.second;
     EXPECT_GT(type->field_count(), 0) << entry.second;
     for (int i = 0; i < type->field_count(); ++i) {

@@ -16,7 +16,7 @@
 
 namespace packed_columns {
 
-using replies::Packed;
+using test_replies::Packed;
 
 struct Column {
   int col;

@@ -29,7 +29,7 @@ inline std::string WithPacked(const std::string& text) {
     }
     const unsigned codes[] = {10, 1, 0};
     if (places > 2) std::abort();
-    out += replies::P(std::stoull(digits), codes[places], sign);
+    out += test_replies::P(std::stoull(digits), codes[places], sign);
   }
   return out;
 }

@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <fstream>
 
-namespace replies {
+namespace test_replies {
 namespace {
 
 [[noreturn]] void Fail(const std::string& why) {
@@ -74,4 +74,4 @@ std::string P(uint64_t mantissa, unsigned code, unsigned sign) {
   return std::to_string(Packed(mantissa, code, sign));
 }
 
-}  // namespace replies
+}  // namespace test_replies

@@ -12,7 +12,7 @@
 #include <memory>
 #include <string>
 
-namespace replies {
+namespace test_replies {
 
 // The schema, in a pool of its own.
 const google::protobuf::DescriptorPool& Pool();
@@ -36,6 +36,6 @@ int64_t PackedWhole(int64_t number);
 // Packed() as text, for replies written in text form.
 std::string P(uint64_t mantissa, unsigned code = 0, unsigned sign = 0);
 
-}  // namespace replies
+}  // namespace test_replies
 
 #endif  // TESTS_SUPPORT_REPLIES_H_

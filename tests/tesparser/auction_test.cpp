@@ -15,11 +15,11 @@ using packed_columns::Column;
 using packed_columns::Columns;
 using packed_columns::Field;
 using packed_columns::OneRow;
-using replies::P;
-using replies::Packed;
+using test_replies::P;
+using test_replies::Packed;
 
 OwnedTable Convert(const std::string& reply) {
-  return OwnedTable(TesparserPB2Table(replies::Reply(reply)));
+  return OwnedTable(TesparserPB2Table(test_replies::Reply(reply)));
 }
 
 // ---- Id 443: opening auction ----

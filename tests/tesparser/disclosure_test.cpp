@@ -12,13 +12,13 @@
 
 namespace {
 
-using replies::P;
+using test_replies::P;
 
 // The first byte pair of every text here: 中 as the display code reads it.
 const std::string kGb = "\xD6\xD0";
 
 OwnedTable Convert(const std::string& reply) {
-  return OwnedTable(TesparserPB2Table(replies::Reply(reply)));
+  return OwnedTable(TesparserPB2Table(test_replies::Reply(reply)));
 }
 
 // ---- Id 346: marks on the candlestick chart ---------------------------------------------------------------

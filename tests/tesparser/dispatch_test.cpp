@@ -15,7 +15,7 @@ namespace {
 
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
-using replies::Reply;
+using test_replies::Reply;
 
 const google::protobuf::LogSilencer kQuiet;
 
@@ -77,7 +77,7 @@ void Fill(Message* message, int depth) {
 // One element of an envelope's field, filled; the wire table in the form that has a table.
 void FillField(Message* reply, const FieldDescriptor* field) {
   if (field->name() == "Tbl") {
-    const auto wrapper = replies::New("MSG");
+    const auto wrapper = test_replies::New("MSG");
     wrapper->ParsePartialFromString(
         Reply("Tbl { Info { Type: 116 } Data { Index: 0 tValues { Info { Type: 115 } Data { Index: 0 "
               "sValues: 'x' } } } }"));
@@ -97,13 +97,13 @@ std::string WithId(int id, const std::string& rest) {
 
 // Every field of the envelope but the Id, each filled, apart from `skipped`.
 std::string AllFieldsBut(int skipped) {
-  const auto reply = replies::New("MSG");
+  const auto reply = test_replies::New("MSG");
   const auto* type = reply->GetDescriptor();
   for (int i = 0; i < type->field_count(); ++i) {
     const int number = type->field(i)->number();
     if (number != 1 && number != skipped) FillField(reply.get(), type->field(i));
   }
-  return replies::Bytes(*reply);
+  return test_replies::Bytes(*reply);
 }
 
 TEST(Dispatch, TwentyNineIds) {
@@ -111,14 +111,14 @@ TEST(Dispatch, TwentyNineIds) {
 }
 
 TEST(Dispatch, EachIdWithItsOwnFieldFilled) {
-  const auto* ids = replies::Pool().FindEnumTypeByName("tessel.EnumID");
+  const auto* ids = test_replies::Pool().FindEnumTypeByName("tessel.EnumID");
   ASSERT_EQ(ids->value_count(), 469);
   for (int i = 0; i < ids->value_count(); ++i) {
     const int id = ids->value(i)->number();
-    const auto reply = replies::New("MSG");
+    const auto reply = test_replies::New("MSG");
     const FieldDescriptor* field = reply->GetDescriptor()->FindFieldByNumber(id);
     if (field != nullptr && id != 1) FillField(reply.get(), field);
-    const std::string data = WithId(id, replies::Bytes(*reply));
+    const std::string data = WithId(id, test_replies::Bytes(*reply));
     ASSERT_NE(TesparserPB2Json(data), "") << "the test's reply does not parse: " << ids->value(i)->name();
     const OwnedTable table(TesparserPB2Table(data));
     EXPECT_EQ(table != nullptr, kIdsWithTable.count(id) == 1) << ids->value(i)->name();
@@ -171,10 +171,10 @@ TEST(Dispatch, IdNoneHasNoTable) {
 // Nothing but an empty field counts as empty: an element with the least that parses is a row.
 TEST(Dispatch, ElementOfRequiredFieldsAloneIsARow) {
   for (const int id : {20, 21, 27, 28, 433, 443, 465}) {
-    const auto reply = replies::New("MSG");
+    const auto reply = test_replies::New("MSG");
     const FieldDescriptor* field = reply->GetDescriptor()->FindFieldByNumber(id);
     Fill(reply->GetReflection()->AddMessage(reply.get(), field), 0);
-    const OwnedTable table(TesparserPB2Table(WithId(id, replies::Bytes(*reply))));
+    const OwnedTable table(TesparserPB2Table(WithId(id, test_replies::Bytes(*reply))));
     ASSERT_NE(table, nullptr) << id;
     EXPECT_EQ(table_rows(table.get()), 1) << id;
   }
@@ -182,10 +182,10 @@ TEST(Dispatch, ElementOfRequiredFieldsAloneIsARow) {
 
 TEST(Dispatch, MaskOfARowWithoutOptionalFieldsIsZero) {
   for (const int id : {28, 433, 443, 465}) {
-    const auto reply = replies::New("MSG");
+    const auto reply = test_replies::New("MSG");
     const FieldDescriptor* field = reply->GetDescriptor()->FindFieldByNumber(id);
     Fill(reply->GetReflection()->AddMessage(reply.get(), field), 0);
-    const OwnedTable table(TesparserPB2Table(WithId(id, replies::Bytes(*reply))));
+    const OwnedTable table(TesparserPB2Table(WithId(id, test_replies::Bytes(*reply))));
     const int mask = table_col_index(table.get(), "HasBits");
     ASSERT_GE(mask, 0) << id;
     EXPECT_EQ(table_is_set(table.get(), 0, mask), 1) << id;

@@ -92,8 +92,8 @@ extern "C" void __lsan_enable() __attribute__((weak));
 
 namespace {
 
-using replies::P;
-using replies::Reply;
+using test_replies::P;
+using test_replies::Reply;
 
 // What fails on purpose would be logged.
 const google::protobuf::LogSilencer kQuiet;

@@ -17,8 +17,8 @@
 
 namespace {
 
-using replies::P;
-using replies::Reply;
+using test_replies::P;
+using test_replies::Reply;
 
 // Most replies here fail on purpose; protobuf would log each.
 const google::protobuf::LogSilencer kQuiet;
@@ -134,7 +134,7 @@ TEST(Frame, EveryPrefixOfAReply) {
   int valid = 0;
   for (size_t length = 0; length <= reply.size(); ++length) {
     const std::string prefix = reply.substr(0, length);
-    const bool parses = replies::New("MSG")->ParseFromString(prefix);
+    const bool parses = test_replies::New("MSG")->ParseFromString(prefix);
     valid += parses ? 1 : 0;
     EXPECT_EQ(TesparserPB2Json(prefix) != "", parses) << length;
     const OwnedTable table(TesparserPB2Table(prefix));
@@ -151,7 +151,7 @@ TEST(Frame, EveryFlippedByteGivesAResultOrItsFailureValue) {
     for (int bit = 0; bit < 8; ++bit) {
       std::string damaged = reply;
       damaged[at] = static_cast<char>(damaged[at] ^ (1 << bit));
-      const bool parses = replies::New("MSG")->ParseFromString(damaged);
+      const bool parses = test_replies::New("MSG")->ParseFromString(damaged);
       try {
         EXPECT_EQ(TesparserPB2Json(damaged) != "", parses);
       } catch (const j2pb_error&) {
@@ -215,7 +215,7 @@ TEST(Frame, UnknownFieldsFailNothingAndAreNotShown) {
 
 TEST(Frame, UnknownEnumValuesFailNothingAndAreNotShown) {
   // ZhiBiao.LeiXing, an enumeration; 77 is none of its values.
-  const auto* field = replies::Pool().FindFieldByName("tessel.ZhiBiao.LeiXing");
+  const auto* field = test_replies::Pool().FindFieldByName("tessel.ZhiBiao.LeiXing");
   ASSERT_EQ(field->type(), google::protobuf::FieldDescriptor::TYPE_ENUM);
   ASSERT_EQ(field->enum_type()->FindValueByNumber(77), nullptr);
   const auto number = static_cast<unsigned>(field->number());
@@ -283,7 +283,7 @@ TEST(Envelope, WireTableWithoutColumnsAndDataIsValid) {
 
 TEST(Envelope, JavaPackageMakesNoDifference) {
   const auto options = [](const char* message) {
-    return replies::Pool().FindMessageTypeByName(std::string("tessel.") + message)->file()->options();
+    return test_replies::Pool().FindMessageTypeByName(std::string("tessel.") + message)->file()->options();
   };
   // One message of a file with the option, one of a file without it, in an envelope without it.
   EXPECT_TRUE(options("QuoteDynaSingle").has_java_package());

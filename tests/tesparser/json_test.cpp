@@ -13,8 +13,8 @@
 
 namespace {
 
-using replies::P;
-using replies::Reply;
+using test_replies::P;
+using test_replies::Reply;
 
 const google::protobuf::LogSilencer kQuiet;
 

@@ -13,11 +13,11 @@ namespace {
 using packed_columns::AllFields;
 using packed_columns::Columns;
 using packed_columns::OneRow;
-using replies::P;
-using replies::Packed;
+using test_replies::P;
+using test_replies::Packed;
 
 OwnedTable Convert(const std::string& reply) {
-  return OwnedTable(TesparserPB2Table(replies::Reply(reply)));
+  return OwnedTable(TesparserPB2Table(test_replies::Reply(reply)));
 }
 
 // ShiJian is required in all three messages: a sample that is about another field carries 0 there.

@@ -10,14 +10,14 @@
 
 namespace {
 
-using replies::P;
+using test_replies::P;
 
 // 中 in the two encodings.
 const std::string kUtf8 = "中";
 const std::string kGb = "\xD6\xD0";
 
 OwnedTable Convert(const std::string& reply) {
-  return OwnedTable(TesparserPB2Table(replies::Reply(reply)));
+  return OwnedTable(TesparserPB2Table(test_replies::Reply(reply)));
 }
 
 // ---- Id 437: pushed documents -----------------------------------------------------------------------------

@@ -13,7 +13,7 @@
 
 namespace {
 
-using replies::Packed;
+using test_replies::Packed;
 
 uint64_t BitsOf(double number) {
   uint64_t bits;

@@ -10,8 +10,8 @@
 
 namespace {
 
-using replies::P;
-using replies::Reply;
+using test_replies::P;
+using test_replies::Reply;
 
 const char kSnapshotSpec[] =
     "Id:q;ShiJian:q;ZuiXinJia:d;KaiPanJia:d;ZuiGaoJia:d;ZuiDiJia:d;ZuoShou:d;JunJia:d;ZhangDie:d;ZhangFu:d;"

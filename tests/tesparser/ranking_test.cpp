@@ -12,12 +12,12 @@
 
 namespace {
 
-using replies::P;
+using test_replies::P;
 
 constexpr int kIntMin = std::numeric_limits<int>::min();
 
 OwnedTable Convert(const std::string& text) {
-  return OwnedTable(TesparserPB2Table(replies::Reply(WithPacked(text))));
+  return OwnedTable(TesparserPB2Table(test_replies::Reply(WithPacked(text))));
 }
 
 // Replies of one element, given what the element holds besides its required members.
@@ -87,16 +87,16 @@ class DecodedCells : public testing::TestWithParam<Decoding> {};
 
 INSTANTIATE_TEST_SUITE_P(Rankings, DecodedCells,
                          testing::Values(Decoding{"Hundredths", 1234, 12.34},
-                                         Decoding{"Tenths", replies::Packed(1234, 1), 123.4},
-                                         Decoding{"Thousandths", replies::Packed(1234, 3), 1.234},
-                                         Decoding{"Whole", replies::Packed(1234, 10), 1234.0},
-                                         Decoding{"Negative", replies::Packed(1234, 0, 1), -12.34},
-                                         Decoding{"AnySignNibble", replies::Packed(1234, 0, 15), -12.34},
-                                         Decoding{"WideMantissa", replies::Packed(70000), 700.0},
+                                         Decoding{"Tenths", test_replies::Packed(1234, 1), 123.4},
+                                         Decoding{"Thousandths", test_replies::Packed(1234, 3), 1.234},
+                                         Decoding{"Whole", test_replies::Packed(1234, 10), 1234.0},
+                                         Decoding{"Negative", test_replies::Packed(1234, 0, 1), -12.34},
+                                         Decoding{"AnySignNibble", test_replies::Packed(1234, 0, 15), -12.34},
+                                         Decoding{"WideMantissa", test_replies::Packed(70000), 700.0},
                                          Decoding{"Zero", 0, 0.0}, Decoding{"NegativeRaw", -1, 0.0},
-                                         Decoding{"ScaleTwo", replies::Packed(1234, 2), 0.0},
-                                         Decoding{"Scale11", replies::Packed(1234, 11), 0.0},
-                                         Decoding{"Scale15", replies::Packed(1234, 15), 0.0}),
+                                         Decoding{"ScaleTwo", test_replies::Packed(1234, 2), 0.0},
+                                         Decoding{"Scale11", test_replies::Packed(1234, 11), 0.0},
+                                         Decoding{"Scale15", test_replies::Packed(1234, 15), 0.0}),
                          [](const auto& test) { return test.param.what; });
 
 TEST_P(DecodedCells, InEveryTable) {
@@ -140,16 +140,16 @@ class TruncatedCells : public testing::TestWithParam<Truncation> {};
 
 INSTANTIATE_TEST_SUITE_P(
     Rankings, TruncatedCells,
-    testing::Values(Truncation{"FractionIsCut", replies::Packed(29, 1), 2, 2},               // 2.9
-                    Truncation{"NegativeFractionIsCut", replies::Packed(29, 1, 1), -2, -2},  // -2.9
-                    Truncation{"HalfIsCut", replies::Packed(250), 2, 2},                     // 2.50
-                    Truncation{"BareIntegerIsHundredths", 10, 0, 0},                         // 0.10
+    testing::Values(Truncation{"FractionIsCut", test_replies::Packed(29, 1), 2, 2},               // 2.9
+                    Truncation{"NegativeFractionIsCut", test_replies::Packed(29, 1, 1), -2, -2},  // -2.9
+                    Truncation{"HalfIsCut", test_replies::Packed(250), 2, 2},                     // 2.50
+                    Truncation{"BareIntegerIsHundredths", 10, 0, 0},                              // 0.10
                     Truncation{"NoValue", 131072, 0, 0}, Truncation{"NegativeRaw", -1, 0, 0},
-                    Truncation{"Scale11", replies::Packed(5, 11), 0, 0},
-                    Truncation{"Scale15", replies::Packed(5, 15), 0, 0},
-                    Truncation{"LargestInt", replies::Packed(2147483647, 10), 2147483647, 2147483647},
-                    Truncation{"AboveInt", replies::Packed(2147483648, 10), kIntMin, 2147483648},
-                    Truncation{"BelowInt", replies::Packed(3000000000, 10, 1), kIntMin, -3000000000}),
+                    Truncation{"Scale11", test_replies::Packed(5, 11), 0, 0},
+                    Truncation{"Scale15", test_replies::Packed(5, 15), 0, 0},
+                    Truncation{"LargestInt", test_replies::Packed(2147483647, 10), 2147483647, 2147483647},
+                    Truncation{"AboveInt", test_replies::Packed(2147483648, 10), kIntMin, 2147483648},
+                    Truncation{"BelowInt", test_replies::Packed(3000000000, 10, 1), kIntMin, -3000000000}),
     [](const auto& test) { return test.param.what; });
 
 TEST_P(TruncatedCells, InEveryTable) {

@@ -14,13 +14,13 @@
 
 namespace {
 
-using replies::P;
-using replies::Packed;
+using test_replies::P;
+using test_replies::Packed;
 
 constexpr int kIntMin = std::numeric_limits<int>::min();
 
 OwnedTable Convert(const std::string& text) {
-  return OwnedTable(TesparserPB2Table(replies::Reply(WithPacked(text))));
+  return OwnedTable(TesparserPB2Table(test_replies::Reply(WithPacked(text))));
 }
 
 // Replies of one element, given what the element holds besides its required members.
@@ -57,7 +57,7 @@ std::vector<int64_t> Figures(const void* table, int row) {
 
 // The name in the schema of a finance figure.
 std::string FigureName(int number) {
-  return replies::Pool().FindMessageTypeByName("tessel.CaiWuShuJu")->FindFieldByNumber(number)->name();
+  return test_replies::Pool().FindMessageTypeByName("tessel.CaiWuShuJu")->FindFieldByNumber(number)->name();
 }
 
 // "送" as the service sends it: three bytes of UTF-8. Transcoded text would have two.

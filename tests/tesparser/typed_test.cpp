@@ -14,10 +14,10 @@
 
 namespace {
 
-using replies::P;
+using test_replies::P;
 
 OwnedTable Typed(int type, const std::string& text) {
-  return OwnedTable(TesparserPB2TableType(replies::Reply(text), static_cast<TPType>(type)));
+  return OwnedTable(TesparserPB2TableType(test_replies::Reply(text), static_cast<TPType>(type)));
 }
 
 void* Child(const OwnedTable& table, int row, int col) {
@@ -177,7 +177,7 @@ const std::string kPuFaGb2312 = "\xC6\xD6\xB7\xA2";
 TEST(TypedDispatch, ByIdGivesWhatTheIdGives) {
   const std::string reply =
       "Id: 20 RepDataQuoteDynaSingle { Obj: 'SH600000' Data { Id: 1 ShiJian: 2 ZuiXinJia: 1234 } }";
-  const OwnedTable plain(TesparserPB2Table(replies::Reply(reply)));
+  const OwnedTable plain(TesparserPB2Table(test_replies::Reply(reply)));
   const OwnedTable typed = Typed(0, reply);
   ASSERT_NE(plain, nullptr);
   ASSERT_NE(typed, nullptr);

@@ -11,8 +11,8 @@
 
 namespace {
 
-using replies::P;
-using replies::Reply;
+using test_replies::P;
+using test_replies::Reply;
 
 // A reply whose payload is the given table.
 std::string Wrapped(const std::string& payload) {

@@ -1,14 +1,10 @@
-// Parts of the viewer by themselves, with what no reply of today brings about: every type of number, long
-// runs, every character that needs an escape.
+// Parts of the viewer by themselves, with what no reply of today brings about: every type of number above
+// all.
 #include <gtest/gtest.h>
 
 #include <limits>
 #include <string>
 
-#include "replies/encodings.h"
-#include "replies/input.h"
-#include "replies/text.h"
-#include "tests/support/replies.h"
 #include "tesview/show/numbers.h"
 #include "tesview/show/table.h"
 #include "tesview/terminal/progress.h"
@@ -180,71 +176,6 @@ TEST(ProgressLine, IsCutToTheTerminal) {
   EXPECT_EQ(ProgressText(999, 0, 0, 1, 10), "999 B  0 ");
   EXPECT_EQ(ProgressText(999, 0, 0, 1, 25), "999 B  0 replies  999 B/");
   EXPECT_EQ(ProgressText(999, 0, 0, 1, 26), "999 B  0 replies  999 B/s");
-}
-
-// ---- text ----
-
-TEST(Text, WhatSteersATerminalIsWrittenOut) {
-  EXPECT_EQ(Printable("a\rb\nc\td\x1b[0m\x07"), "a\\rb\\nc\\td\\x1b[0m\\x07");
-  EXPECT_EQ(Printable("中\xE2\x80\xAE文"), "中\\u202e文");
-  EXPECT_EQ(Printable("\xC2\x9B!"), "\\x9b!");
-  EXPECT_EQ(Printable("a\xFFz"), "a\xEF\xBF\xBDz");
-}
-
-TEST(Text, InJsonHasTheShortEscapes) {
-  std::string text;
-  AppendJsonString(&text, "\"\\\n\r\t\b\f\x01\x7F/");
-  EXPECT_EQ(text, "\"\\\"\\\\\\n\\r\\t\\b\\f\\u0001\\u007f/\"");
-  text.clear();
-  AppendJsonString(&text, "中\n");
-  EXPECT_EQ(text, "\"中\\n\"");
-  text.clear();
-  AppendJsonString(&text, "中\xFF");
-  EXPECT_EQ(text, "\"中\xEF\xBF\xBD\"");
-}
-
-TEST(Text, NoWidthHoldsNothing) {
-  EXPECT_EQ(CutToWidth("abc", 0), "");
-  EXPECT_EQ(CutToWidth("abc", 1), "…");
-  // A wide character does not fit half.
-  EXPECT_EQ(CutToWidth("中文", 3), "中…");
-  EXPECT_EQ(CutToWidth("中文", 2), "…");
-}
-
-TEST(Text, SeparatorsOfLinesAndParagraphsAreWrittenOut) {
-  EXPECT_EQ(Printable("a\xE2\x80\xA8z"), "a\\u2028z");
-  EXPECT_EQ(Printable("a\xE2\x80\xA9z"), "a\\u2029z");
-  // What is no character takes a column, as the sign in its place does; marks take none.
-  EXPECT_EQ(DisplayWidth("a\xFFz"), 3U);
-  EXPECT_EQ(DisplayWidth("e\xCC\x81"), 1U);
-}
-
-// ---- digits in a line ----
-
-TEST(Line, HexMayBeSeparatedInManyWays) {
-  const std::string reply("\x08\x14\x12\x02\x41\x42");
-  for (const std::string line :
-       {"081412024142", "08\v14\f12\t02\r41\n42", "08-14-12-02-41-42", "08:14:12:02:41:42",
-        "08,14;12, 02; 41 42", "0x08 0X14 0x12 0X02 0x41 0X42", "\\x08\\x14\\x12\\X02\\x41\\x42"})
-    EXPECT_EQ(BytesInLine(line, Form::kHex), reply) << line;
-  // Seven digits in a line of words are a number.
-  EXPECT_EQ(BytesInLine("order 1234567!", Form::kHex), std::nullopt);
-  EXPECT_EQ(BytesInLine("order 12345678!", Form::kHex), "\x12\x34\x56\x78");
-}
-
-TEST(Line, ADumpWithABadLineIsNone) {
-  EXPECT_EQ(DecodeHexDump("000000 08 14\n\n000002 12 02\n"), std::string("\x08\x14\x12\x02"));
-  EXPECT_EQ(DecodeHexDump("000000 08 14\n000002 1x 02\n"), std::nullopt);
-  EXPECT_EQ(DecodeHexDump("000000 08 14\n02 12 02\n"), std::nullopt);
-}
-
-TEST(Line, AskedForBase64IsItsLongestRun) {
-  const std::string reply = replies::Reply("Id: 20 Obj: 'SH600000'");
-  const std::string digits = EncodeBase64(reply);
-  EXPECT_EQ(BytesInLine(digits, Form::kBase64), reply);
-  EXPECT_EQ(BytesInLine("[12:30] got " + digits + "!", Form::kBase64), reply);
-  EXPECT_EQ(BytesInLine("[12:30] got nothing!", Form::kBase64), std::nullopt);
-  EXPECT_EQ(BytesInLine("[12:30] got nothing!", Form::kHex), std::nullopt);
 }
 
 }  // namespace

@@ -19,8 +19,8 @@ namespace {
 namespace fs = std::filesystem;
 using program::How;
 using program::Result;
-using replies::P;
-using replies::Reply;
+using test_replies::P;
+using test_replies::Reply;
 using viewer::Files;
 using viewer::kSanitized;
 using viewer::LinesOf;

@@ -25,8 +25,8 @@ namespace {
 namespace fs = std::filesystem;
 using program::How;
 using program::Result;
-using replies::P;
-using replies::Reply;
+using test_replies::P;
+using test_replies::Reply;
 using viewer::Files;
 using viewer::kSanitized;
 using viewer::LinesOf;
@@ -728,7 +728,7 @@ TEST(Help, GoesToStandardOutputWithExitZero) {
   EXPECT_EQ(result.err, "");
   EXPECT_EQ(result.out.substr(0, 49), "tesview shows replies of the market-data service\n");
   for (const std::string& line : LinesOf(result.out))
-    EXPECT_LE(tesview::DisplayWidth(line), 80u) << line;
+    EXPECT_LE(replies::DisplayWidth(line), 80u) << line;
   EXPECT_NE(View({"pack", "--help"}).out.find("Usage: tesview pack"), std::string::npos);
   EXPECT_EQ(View({"--version"}).out.substr(0, 8), "tesview ");
 }
@@ -903,7 +903,7 @@ TEST(Terminal, NothingIsWiderThanTheScreenAndWhatIsCutIsNamed) {
     const std::string out = WithoutColor(View({}, how).out);
     for (const std::string& line :
          LinesOf(out).size() > 1 ? LinesOf(out.substr(out.find('\n') + 1)) : Strings{})
-      EXPECT_LE(tesview::DisplayWidth(line), columns) << line;
+      EXPECT_LE(replies::DisplayWidth(line), columns) << line;
     EXPECT_NE(out.find("more columns do not fit"), std::string::npos) << out;
   }
   How how = InTerminal(60);

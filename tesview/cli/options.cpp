@@ -11,12 +11,21 @@
 #include <CLI/CLI.hpp>
 
 #include "replies/encodings.h"
-#include "replies/schema.h"
+#include "replies/layouts.h"
+#include "replies/reply_reader.h"
 #include "replies/suggest.h"
 #include "tesview/cli/help.h"
 #include "tesview/terminal/terminal.h"
 
 namespace tesview {
+
+using replies::DidYouMean;
+using replies::FindType;
+using replies::Form;
+using replies::Trim;
+using replies::TypeName;
+using replies::TypeNames;
+
 namespace {
 
 constexpr int kMostJobs = 256;

@@ -10,21 +10,36 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "replies/definitions.h"
 #include "replies/encodings.h"
-#include "replies/schema.h"
+#include "replies/layouts.h"
+#include "replies/reply_reader.h"
 #include "replies/source.h"
 #include "replies/suggest.h"
+#include "replies/text_form.h"
+#include "replies/vocabulary.h"
+#include "replies/words.h"
 
 namespace tesview {
+
+using replies::Definition;
+using replies::DefinitionNames;
+using replies::DidYouMean;
+using replies::EncodeBase64;
+using replies::EncodeHex;
+using replies::HasTable;
+using replies::InputError;
+using replies::LowerCase;
+using replies::NameOfType;
+using replies::Payload;
+using replies::ReadWholeFile;
+using replies::TextToBytes;
+using replies::TypedLayoutsOf;
+using replies::Vocabulary;
+
 namespace {
 
 // ---- ids ----
-
-std::string Lower(std::string text) {
-  for (char& c : text)
-    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return text;
-}
 
 bool IsNumber(const std::string& word) {
   return !word.empty() &&
@@ -35,8 +50,8 @@ bool Matches(const Payload& payload, const std::vector<std::string>& words) {
   if (words.empty()) return true;
   return std::any_of(words.begin(), words.end(), [&](const std::string& word) {
     if (IsNumber(word)) return std::to_string(payload.id) == word;
-    return Lower(payload.name).find(Lower(word)) != std::string::npos ||
-           Lower(payload.field).find(Lower(word)) != std::string::npos;
+    return LowerCase(payload.name).find(LowerCase(word)) != std::string::npos ||
+           LowerCase(payload.field).find(LowerCase(word)) != std::string::npos;
   });
 }
 

@@ -14,14 +14,24 @@
 #include <mutex>
 #include <thread>
 
-#include "replies/schema.h"
+#include "replies/reply_reader.h"
 #include "replies/source.h"
 #include "replies/text.h"
+#include "replies/text_form.h"
 #include "tesview/terminal/output.h"
 #include "tesview/terminal/progress.h"
 #include "tesview/terminal/terminal.h"
 
 namespace tesview {
+
+using replies::FileSource;
+using replies::FindFiles;
+using replies::InputError;
+using replies::InputFiles;
+using replies::Printable;
+using replies::ReplyReader;
+using replies::TextToBytes;
+
 namespace {
 
 // A batch is handed to a worker when it has this many replies or bytes: small replies would otherwise cost
@@ -44,9 +54,12 @@ struct Task {
 // All replies of all files, one after the other.
 class Reader {
  public:
-  Reader(const Job& job, Progress* progress, std::function<void()> on_wait)
-      : job_(job), progress_(progress), on_wait_(std::move(on_wait)) {
-    files_ = ExpandPaths(job.paths, &errors_);
+  Reader(const Job& job, InputFiles files, Progress* progress, std::function<void()> on_wait)
+      : job_(job),
+        progress_(progress),
+        on_wait_(std::move(on_wait)),
+        files_(std::move(files.paths)),
+        errors_(std::move(files.errors)) {
     if (files_.empty() && errors_.empty()) errors_.push_back(job.paths[0] + ": there are no files in it");
     std::reverse(errors_.begin(), errors_.end());
   }
@@ -89,14 +102,14 @@ class Reader {
 
   // False at the end of the file.
   bool TakeReply(Task* task) {
-    const tesview::Next next = replies_->Read(&task->item.reply, &task->error);
-    progress_->Add(replies_->position() - counted_, next == tesview::Next::kReply ? 1 : 0);
+    const replies::Next next = replies_->Read(&task->item.reply, &task->error);
+    progress_->Add(replies_->position() - counted_, next == replies::Next::kReply ? 1 : 0);
     counted_ = replies_->position();
-    if (next == tesview::Next::kEnd) return false;
+    if (next == replies::Next::kEnd) return false;
     task->item.source = name_;
     task->item.name_source = files_.size() > 1;
     task->item.number_reply = replies_->many();
-    if (next == tesview::Next::kBad) {
+    if (next == replies::Next::kBad) {
       task->error = fmt::format("{}: {}", name_, task->error);
       task->error_code = kSomeNotShown;
     }
@@ -367,12 +380,13 @@ ExitCode Run(const Job& job) {
   CatchInterrupts();
   Output output(STDOUT_FILENO);
   Pipeline* pipeline = nullptr;
-  std::vector<std::string> ignored;
-  Progress progress(WantProgress(job), job.progress == When::kAlways,
-                    TotalSize(ExpandPaths(job.paths, &ignored)));
+  InputFiles files = FindFiles(job.paths);
+  Progress progress(WantProgress(job), job.progress == When::kAlways, files.bytes);
   Writer writer(job, &output, &progress);
-  Reader reader(job, &progress,
-                [&] { pipeline != nullptr ? static_cast<void>(pipeline->Send()) : output.Flush(); });
+  Reader reader(job, std::move(files), &progress, [&] {
+    pipeline != nullptr ? static_cast<void>(pipeline->Send()) : output.Flush();
+    if (WasInterrupted()) throw Interrupted();
+  });
   try {
     try {
       if (job.jobs > 1) {

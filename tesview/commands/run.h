@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "replies/input.h"
+#include "replies/reply_reader.h"
 #include "tesview/show/view.h"
 
 namespace tesview {
@@ -23,7 +23,7 @@ enum class When { kAuto, kAlways, kNever };
 
 struct Job {
   std::vector<std::string> paths;  // files, directories, "-"
-  Form from = Form::kAuto;
+  replies::Form from = replies::Form::kAuto;
   View view;
   int jobs = 1;
   bool strict = false;

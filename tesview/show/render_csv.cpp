@@ -6,6 +6,11 @@
 #include "tesview/show/render.h"
 
 namespace tesview {
+
+using replies::AppendCsvField;
+using replies::CellTextToUtf8;
+using replies::EncodeBase64;
+
 namespace {
 
 // The columns of all tables at one place of the nesting.

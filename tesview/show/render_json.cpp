@@ -7,6 +7,11 @@
 #include "tesview/show/render.h"
 
 namespace tesview {
+
+using replies::AppendJsonString;
+using replies::CellTextToUtf8;
+using replies::EncodeBase64;
+
 namespace {
 
 // More Ids than have a table; the count is bounded as a hostile stream may have any Id.

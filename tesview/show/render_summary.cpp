@@ -1,10 +1,16 @@
 #include <chrono>
 
-#include "replies/schema.h"
 #include "replies/text.h"
+#include "replies/vocabulary.h"
 #include "tesview/show/render.h"
 
 namespace tesview {
+
+using replies::DisplayWidth;
+using replies::FindPayload;
+using replies::Payload;
+using replies::Printable;
+
 namespace {
 
 using Clock = std::chrono::steady_clock;

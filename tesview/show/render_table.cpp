@@ -8,6 +8,13 @@
 #include "tesview/show/render.h"
 
 namespace tesview {
+
+using replies::CellTextToUtf8;
+using replies::CutToWidth;
+using replies::DisplayWidth;
+using replies::EncodeHex;
+using replies::Printable;
+
 namespace {
 
 // On a screen, texts, lists and bytes may be cut, but to no less than this to make room for other columns.

@@ -1,13 +1,28 @@
 #include <new>
 
-#include "replies/schema.h"
+#include "replies/diagnosis.h"
+#include "replies/layouts.h"
 #include "replies/suggest.h"
 #include "replies/text.h"
+#include "replies/text_form.h"
+#include "replies/vocabulary.h"
 #include "replies/wire.h"
 #include "tesview/show/render.h"
 #include "tesview/show/view.h"
 
 namespace tesview {
+
+using replies::BytesToText;
+using replies::DidYouMean;
+using replies::FindId;
+using replies::IdWithName;
+using replies::NameOfType;
+using replies::Printable;
+using replies::TypedLayoutsOf;
+using replies::WhyNoReply;
+using replies::WhyNoTable;
+using replies::WhyNoTableBriefly;
+
 namespace {
 
 OwnedTable MakeTable(const View& view, const std::string& bytes) {

@@ -7,6 +7,9 @@
 #include "replies/text.h"
 
 namespace tesview {
+
+using replies::CellTextToUtf8;
+
 namespace {
 
 template <class T>

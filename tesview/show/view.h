@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "replies/input.h"
+#include "replies/reply_reader.h"
 #include "tesparser/tesparser.h"
 
 namespace tesview {
@@ -33,7 +33,7 @@ struct Item {
   std::string source;         // as messages name it
   bool name_source = false;   // there are several, so the output says which
   bool number_reply = false;  // the source may hold several
-  Reply reply;
+  replies::Reply reply;
 };
 
 // All texts are whole lines. They are written in the order of the replies.

@@ -1,0 +1,19 @@
+// The forms in which a source holds replies.
+#ifndef REPLIES_FORM_H_
+#define REPLIES_FORM_H_
+
+namespace replies {
+
+enum class Form {
+  kAuto,       // not known yet
+  kRaw,        // the whole source is one reply
+  kDelimited,  // replies, each with its length as a varint before it
+  kHex,        // one reply a line, or one reply over all lines
+  kBase64,     // the same
+  kLines,      // a log: replies in either of these forms in the lines that have some
+  kText,       // one reply in protobuf's text form
+};
+
+}  // namespace replies
+
+#endif  // REPLIES_FORM_H_

@@ -1,0 +1,112 @@
+#include "replies/layouts.h"
+
+#include <fmt/format.h>
+
+#include "replies/schema.h"
+#include "replies/text_form.h"
+#include "replies/words.h"
+#include "tsl_base/table.hpp"
+
+namespace replies {
+namespace {
+
+namespace pb = google::protobuf;
+using tsl_base::Table;
+
+constexpr int32_t kWireTableId = 3;
+
+void FillRequired(pb::Message* message, int depth) {
+  const pb::Reflection* reflection = message->GetReflection();
+  for (int i = 0; i < message->GetDescriptor()->field_count(); ++i) {
+    const pb::FieldDescriptor* field = message->GetDescriptor()->field(i);
+    if (!field->is_required()) continue;
+    switch (field->cpp_type()) {
+      case pb::FieldDescriptor::CPPTYPE_INT32: reflection->SetInt32(message, field, 0); break;
+      case pb::FieldDescriptor::CPPTYPE_INT64: reflection->SetInt64(message, field, 0); break;
+      case pb::FieldDescriptor::CPPTYPE_UINT32: reflection->SetUInt32(message, field, 0); break;
+      case pb::FieldDescriptor::CPPTYPE_UINT64: reflection->SetUInt64(message, field, 0); break;
+      case pb::FieldDescriptor::CPPTYPE_DOUBLE: reflection->SetDouble(message, field, 0); break;
+      case pb::FieldDescriptor::CPPTYPE_FLOAT: reflection->SetFloat(message, field, 0); break;
+      case pb::FieldDescriptor::CPPTYPE_BOOL: reflection->SetBool(message, field, false); break;
+      case pb::FieldDescriptor::CPPTYPE_ENUM:
+        reflection->SetEnum(message, field, field->enum_type()->value(0));
+        break;
+      case pb::FieldDescriptor::CPPTYPE_STRING: reflection->SetString(message, field, ""); break;
+      case pb::FieldDescriptor::CPPTYPE_MESSAGE:
+        if (depth < kDeepest) FillRequired(reflection->MutableMessage(message, field), depth + 1);
+        break;
+    }
+  }
+}
+
+// A wrapper with one table of one cell, which is what a wire table comes in.
+std::string SmallestWireTable() {
+  std::string bytes;
+  std::string error;
+  TextToBytes(
+      "Id: 3 Tbl { Info { Name: 'T' Type: 116 } Data { Index: 0 tValues { Info { Name: 'A' Type: 105 }"
+      " Data { Index: 0 iValues: 0 } } } }",
+      false, &bytes, &error);
+  return bytes;
+}
+
+// One element of the payload.
+std::string SmallestReply(int32_t id) {
+  if (id == kWireTableId) return SmallestWireTable();
+  const auto reply = Schema::Get().NewReply();
+  const pb::FieldDescriptor* field = reply->GetDescriptor()->FindFieldByNumber(id);
+  if (field != nullptr && field->is_repeated() && field->cpp_type() == pb::FieldDescriptor::CPPTYPE_MESSAGE)
+    FillRequired(reply->GetReflection()->AddMessage(reply.get(), field), 1);
+  SetId(reply.get(), id);
+  std::string bytes;
+  reply->SerializePartialToString(&bytes);
+  return bytes;
+}
+
+}  // namespace
+
+const std::vector<TypeName>& TypeNames() {
+  static const auto* const names = new std::vector<TypeName>{
+      {TPTypeById, "ById"},           {TPTypeDaDan, "DaDan"},         {TPTypeFenLeiChiCang, "FenLeiChiCang"},
+      {TPTypeBxzjStock, "BxzjStock"}, {TPTypeBxzjBlock, "BxzjBlock"}, {TPTypeToken, "Token"},
+      {TPTypeZhiBiao1, "ZhiBiao1"},   {TPTypeZhiBiao2, "ZhiBiao2"},   {TPTypeZhiBiao3, "ZhiBiao3"},
+      {TPTypeZhiBiao4, "ZhiBiao4"},   {TPTypeZhiBiao5, "ZhiBiao5"},   {TPTypeZhiBiao6, "ZhiBiao6"},
+      {TPTypeZhiBiao7, "ZhiBiao7"},   {TPTypeZhiBiao8, "ZhiBiao8"},   {TPTypeZhiBiao9, "ZhiBiao9"},
+      {TPTypeZhiBiao10, "ZhiBiao10"}, {TPTypeZhiBiao11, "ZhiBiao11"}, {TPTypeZhiBiao12, "ZhiBiao12"},
+      {TPTypeZhiBiao13, "ZhiBiao13"}, {TPTypeZhiBiao14, "ZhiBiao14"}, {TPTypeZhiBiao15, "ZhiBiao15"},
+      {TPTypeZhiBiao16, "ZhiBiao16"},
+  };
+  return *names;
+}
+
+std::optional<TPType> FindType(std::string_view word) {
+  if (const auto number = WholeNumber<int>(word)) return static_cast<TPType>(*number);
+  const std::string wanted = LowerCase(word);
+  for (const TypeName& type : TypeNames()) {
+    if (wanted == LowerCase(type.name) || wanted == "tptype" + LowerCase(type.name)) return type.type;
+  }
+  return std::nullopt;
+}
+
+std::string NameOfType(TPType type) {
+  for (const TypeName& known : TypeNames()) {
+    if (known.type == type) return known.name;
+  }
+  return fmt::format("{}", static_cast<int>(type));
+}
+
+bool HasTable(int32_t id) {
+  return static_cast<bool>(Table(TesparserPB2Table(SmallestReply(id))));
+}
+
+std::vector<TPType> TypedLayoutsOf(int32_t id) {
+  const std::string reply = SmallestReply(id);
+  std::vector<TPType> types;
+  for (const TPType type :
+       {TPTypeDaDan, TPTypeFenLeiChiCang, TPTypeBxzjStock, TPTypeBxzjBlock, TPTypeToken, TPTypeZhiBiao1}) {
+    if (Table(TesparserPB2TableType(reply, type))) types.push_back(type);
+  }
+  return types;
+}
+
+}  // namespace replies

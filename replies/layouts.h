@@ -1,0 +1,33 @@
+// The layouts that the library makes of a reply: their names, and which of them an Id has.
+//
+// Which Ids have a table is asked of the library itself, so that no list here can disagree with it.
+#ifndef REPLIES_LAYOUTS_H_
+#define REPLIES_LAYOUTS_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tesparser/tesparser.h"
+
+namespace replies {
+
+struct TypeName {
+  TPType type;
+  const char* name;  // without "TPType"
+};
+const std::vector<TypeName>& TypeNames();
+std::optional<TPType> FindType(std::string_view word);
+// "DaDan", or the number of a type without a name.
+std::string NameOfType(TPType type);
+
+// Whether the smallest reply of that Id gives a table.
+bool HasTable(int32_t id);
+// The typed layouts that render this Id, of the indicators only the first.
+std::vector<TPType> TypedLayoutsOf(int32_t id);
+
+}  // namespace replies
+
+#endif  // REPLIES_LAYOUTS_H_

@@ -1,0 +1,86 @@
+// The replies of a source, one by one.
+//
+// Memory is that of one reply and of a fixed block, however long the source is. A size that the input
+// announces is never trusted: memory grows with the bytes that arrive. What has come whole is given before
+// more is waited for.
+#ifndef REPLIES_REPLY_READER_H_
+#define REPLIES_REPLY_READER_H_
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "replies/byte_source.h"
+#include "replies/form.h"
+#include "replies/recognise.h"
+#include "replies/window.h"
+
+namespace replies {
+
+struct Reply {
+  std::string bytes;
+  uint64_t number = 0;  // from 1, within its source
+  uint64_t offset = 0;  // where it begins in the source; in a log, where its line does
+};
+
+enum class Next {
+  kReply,
+  kBad,  // one reply is lost; the next call goes on behind it
+  kEnd,
+};
+
+// Lines in which something begins like a reply and is none: digits that were cut off or damaged.
+struct Lookalikes {
+  uint64_t lines = 0;
+  uint64_t first_line = 0;  // from 1; 0 if there is none
+};
+
+// The text form needs the schema, which is none of this file's business. Gives the bytes, or false and why.
+using TextParser = std::function<bool(const std::string& text, std::string* bytes, std::string* error)>;
+
+// Reads replies of one form.
+class FormReader {
+ public:
+  virtual ~FormReader() = default;
+  virtual Next Read(Reply* reply, std::string* error) = 0;
+  virtual Lookalikes lookalikes() const { return Lookalikes(); }
+};
+
+class ReplyReader {
+ public:
+  // The source stays the caller's.
+  ReplyReader(ByteSource* source, Form form, TextParser text_parser)
+      : window_(source), asked_(form), text_parser_(std::move(text_parser)) {}
+
+  // The next reply, or what is wrong with it in `error`: a sentence without the source's name, with the
+  // reply's number and offset where there are several. Throws what the source throws, and InputError if the
+  // source holds no replies.
+  Next Read(Reply* reply, std::string* error);
+
+  // What the source holds; kRaw until Read() has been called.
+  Form form() const { return format_.form; }
+  // Whether the source may hold more than one reply.
+  bool many() const { return format_.many(); }
+  // Bytes of the source that have been dealt with.
+  uint64_t position() const { return window_.position(); }
+  // In the lines that have been read, where each line has replies of its own.
+  Lookalikes lookalikes() const {
+    return form_reader_ == nullptr ? Lookalikes() : form_reader_->lookalikes();
+  }
+
+ private:
+  Format FindFormat();
+  void Open();
+
+  Window window_;
+  Form asked_;
+  TextParser text_parser_;
+  Format format_;
+  std::unique_ptr<FormReader> form_reader_;
+};
+
+}  // namespace replies
+
+#endif  // REPLIES_REPLY_READER_H_

@@ -1,0 +1,89 @@
+#include "replies/encodings.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/replies/samples.h"
+
+namespace replies {
+namespace {
+
+using Views = std::vector<std::string_view>;
+
+TEST(Hex, PairsMayBeSeparatedAndPrefixed) {
+  for (const char* text :
+       {"081412024142", "08 14 12 02 41 42", "08:14:12:02:41:42", "0x08, 0x14, 0x12, 0x02, 0x41, 0x42",
+        "\\x08\\x14\\x12\\x02\\x41\\x42", "0814-1202\n4142\n", "# a remark: 99\n0814 1202 # more\n4142"}) {
+    EXPECT_EQ(DecodeHex(text), kReply) << text;
+  }
+  EXPECT_EQ(DecodeHex("aBcD"), "\xAB\xCD");
+}
+
+TEST(Hex, WhatIsNoHexIsRefusedAtItsPlace) {
+  size_t bad = 0;
+  EXPECT_FALSE(DecodeHex("08g4", &bad));
+  EXPECT_EQ(bad, 2u);
+  EXPECT_FALSE(DecodeHex("081", &bad));
+  EXPECT_EQ(bad, 3u);
+}
+
+TEST(Hex, DumpsAreReadWithoutTheirOffsetsAndText) {
+  EXPECT_EQ(DecodeHexDump("00000000  08 14 12 02 41 42                                 |....AB|\n00000006\n"),
+            kReply);
+  EXPECT_EQ(DecodeHexDump("00000000: 0814 1202 4142                           ....AB\n"), kReply);
+  EXPECT_EQ(DecodeHexDump("00000000  08 14 12 02  41 42  |....AB|\n"), kReply);
+  EXPECT_FALSE(DecodeHexDump("no dump"));
+}
+
+TEST(Hex, ADumpWithABadLineIsNone) {
+  EXPECT_EQ(DecodeHexDump("000000 08 14\n\n000002 12 02\n"), std::string("\x08\x14\x12\x02"));
+  EXPECT_EQ(DecodeHexDump("000000 08 14\n000002 1x 02\n"), std::nullopt);
+  EXPECT_EQ(DecodeHexDump("000000 08 14\n02 12 02\n"), std::nullopt);
+}
+
+TEST(Base64, BothAlphabetsWithAndWithoutPadding) {
+  EXPECT_EQ(DecodeBase64("CBQSAkFC"), kReply);
+  EXPECT_EQ(DecodeBase64("+/+/"), DecodeBase64("-_-_"));
+  EXPECT_EQ(DecodeBase64("QQ=="), "A");
+  EXPECT_EQ(DecodeBase64("QQ"), "A");
+  EXPECT_EQ(DecodeBase64("CBQS\nAkFC\n"), kReply);
+  EXPECT_FALSE(DecodeBase64("CBQSA"));
+  EXPECT_FALSE(DecodeBase64("CBQ!"));
+  EXPECT_FALSE(DecodeBase64("QQ==QQ=="));
+}
+
+TEST(Runs, OfHexAreUnbrokenButForEscapedLineEnds) {
+  const Views none;
+  EXPECT_EQ(HexRuns("order 1234567!"), none);
+  EXPECT_EQ(HexRuns("order 12345678!"), Views{"12345678"});
+  EXPECT_EQ(HexRuns("0816120141, 08171201;"), (Views{"0816120141", "08171201"}));
+  EXPECT_EQ(HexRuns("got 0816\\n1201\\r\\n41 end"), Views{"0816\\n1201\\r\\n41"});
+}
+
+TEST(Runs, OfBase64EndWithTheirPadding) {
+  EXPECT_EQ(Base64Runs("body=CBQSAkFCQ0Q= next=CBQSAkFCQ0RF"), (Views{"CBQSAkFCQ0Q=", "CBQSAkFCQ0RF"}));
+  EXPECT_EQ(Base64Runs("CBQSAkFCQQ==CBQSAkFCQ0Q="), (Views{"CBQSAkFCQQ==", "CBQSAkFCQ0Q="}));
+  EXPECT_EQ(Base64Runs("CBQSAkFCQQ===CBQSAkFCQ0Q="), (Views{"CBQSAkFCQQ==", "CBQSAkFCQ0Q="}));
+  // The n of \\n is no digit.
+  EXPECT_EQ(Base64Runs("CBQSAkFCQQ==\\nCBQSAkFCQ0Q="), (Views{"CBQSAkFCQQ==", "CBQSAkFCQ0Q="}));
+  EXPECT_EQ(Base64Runs("hello world"), Views());
+}
+
+TEST(Runs, HaveParts) {
+  EXPECT_EQ(PartsOfRun("reply/CBQS+AkFC-/_x="), (Views{"reply", "CBQS", "AkFC", "x"}));
+  EXPECT_EQ(PartsOfRun("0816\\n1201\\r\\n41"), (Views{"0816", "1201", "41"}));
+  EXPECT_EQ(PartsOfRun(""), Views());
+}
+
+TEST(Base64, EncodesEveryRemainder) {
+  EXPECT_EQ(EncodeBase64(""), "");
+  EXPECT_EQ(EncodeBase64("f"), "Zg==");
+  EXPECT_EQ(EncodeBase64("fo"), "Zm8=");
+  EXPECT_EQ(EncodeBase64("foo"), "Zm9v");
+}
+
+}  // namespace
+}  // namespace replies

@@ -1,0 +1,132 @@
+#include "replies/log_line.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "replies/encodings.h"
+#include "tests/replies/samples.h"
+
+namespace replies {
+namespace {
+
+// Id 22, Obj "ABCDE": enough digits of base64 for a run among words.
+const std::string kOther(
+    "\x08\x16\x12\x05"
+    "ABCDE");
+const char kOtherHex[] = "081612054142434445";
+const char kOtherBase64[] = "CBYSBUFCQ0RF";
+
+Strings Replies(const std::string& line, Form form = Form::kLines) {
+  return RepliesInLine(line, form).replies;
+}
+
+TEST(LogLine, HexMayBeSeparatedInManyWays) {
+  for (const std::string line :
+       {"081412024142", "08\v14\f12\t02\r41\n42", "08-14-12-02-41-42", "08:14:12:02:41:42",
+        "08,14;12, 02; 41 42", "0x08 0X14 0x12 0X02 0x41 0X42", "\\x08\\x14\\x12\\X02\\x41\\x42"})
+    EXPECT_EQ(Replies(line, Form::kHex), Strings{kReply}) << line;
+}
+
+TEST(LogLine, AskedForOneFormItsLongestRunCounts) {
+  // Seven digits in a line of words are a number.
+  EXPECT_EQ(Replies("order 1234567!", Form::kHex), Strings());
+  EXPECT_EQ(Replies("order 12345678!", Form::kHex), Strings{"\x12\x34\x56\x78"});
+  EXPECT_EQ(Replies("order 12345678, 1234567890", Form::kHex), Strings{"\x12\x34\x56\x78\x90"});
+  EXPECT_EQ(Replies(kOtherBase64, Form::kBase64), Strings{kOther});
+  EXPECT_EQ(Replies(std::string("[12:30] got ") + kOtherBase64 + "!", Form::kBase64), Strings{kOther});
+  EXPECT_EQ(Replies("[12:30] got nothing!", Form::kBase64), Strings());
+  EXPECT_EQ(Replies("[12:30] got nothing!", Form::kHex), Strings());
+}
+
+TEST(LogLine, PaddingIsNoDigitInFrontOfBase64) {
+  EXPECT_EQ(Replies("body=CBYSBUFCQ0RF"), Strings{kOther});
+  EXPECT_EQ(Replies("id=7&body=CBYSBEFCQ0Q=&x=CBYSBUFCQ0RF"), (Strings{"\x08\x16\x12\x04"
+                                                                       "ABCD",
+                                                                       kOther}));
+}
+
+TEST(LogLine, EveryRunIsTried) {
+  // A longer one that is none, before and behind.
+  const std::string hash = "9e107d9d372bb6826bd81d3542a419d6";
+  EXPECT_EQ(Replies("key " + hash + " got " + kReplyHex + " end"), Strings{kReply});
+  EXPECT_EQ(Replies("got " + std::string(kReplyHex) + " key " + hash), Strings{kReply});
+  EXPECT_EQ(Replies("ConnectionFactoryInterface got " + std::string(kOtherBase64)), Strings{kOther});
+}
+
+TEST(LogLine, HasAllItsRepliesInTheirOrder) {
+  const std::string line = std::string("in ") + kOtherBase64 + " out " + kReplyHex + " and " + kOtherHex;
+  EXPECT_EQ(Replies(line), (Strings{kOther, kReply, kOther}));
+  EXPECT_EQ(RepliesInLine(line, Form::kLines).hex_column, line.size() - 18);
+  EXPECT_EQ(Replies("in 081412024142 out 081612054142434445", Form::kHex), (Strings{kReply, kOther}));
+  // Also where nothing but digits is in it.
+  EXPECT_EQ(Replies("081412024142 0816"), (Strings{kReply, "\x08\x16"}));
+  EXPECT_EQ(Replies("CBQSAkFC CBYSBUFCQ0RF"), (Strings{kReply, kOther}));
+  EXPECT_EQ(Replies("CBYSBUFCQ0RF\\nCBYSBUFCQ0RF\\n"), (Strings{kOther, kOther}));
+  EXPECT_EQ(Replies("{\"a\": \"CBYSBUFCQ0RF\\nCBYSBUFCQ0RF\"}"), (Strings{kOther, kOther}));
+}
+
+TEST(LogLine, Base64MayBeJoinedToAName) {
+  for (const std::string line :
+       {"GET /reply/CBYSBUFCQ0RF?x=1", "GET reply/CBYSBUFCQ0RF", "a/b/c/d/CBYSBUFCQ0RF/e",
+        "reply-CBYSBUFCQ0RF", "reply_CBYSBUFCQ0RF", "text:\\nCBYSBUFCQ0RF"}) {
+    const LineContent content = RepliesInLine(line, Form::kLines);
+    EXPECT_EQ(content.replies, Strings{kOther}) << line;
+    EXPECT_FALSE(content.lookalike) << line;
+  }
+  // Behind more parts than are decoded to the end.
+  std::string deep;
+  for (int i = 0; i < 100; ++i)
+    deep += "part/";
+  EXPECT_EQ(Replies("GET " + deep + kOtherBase64), Strings{kOther});
+}
+
+// Digits of its own may look like joints: 3f and 3e are '/' and '+'.
+TEST(LogLine, Base64WithJointsInsideIsOneReply) {
+  const std::string reply = std::string("\x08\x16\x12\x06") + std::string(6, '\xFF');
+  EXPECT_EQ(EncodeBase64(reply), "CBYSBv///////w==");
+  EXPECT_EQ(Replies("got CBYSBv///////w== end"), Strings{reply});
+  EXPECT_EQ(Replies("got reply/CBYSBv///////w"), Strings{reply});
+}
+
+TEST(LogLine, WhatIsCutOffIsALookalike) {
+  // Id 22 and an Obj of nine letters, of which some are missing.
+  for (const std::string line :
+       {"got 08141202414", "got 0814120241", "got 0816120541424344", "got CBYSCUFCQ0RFR end",
+        "got CBYSCUFCQ0RFRgc end", "x/CBYSCUFCQ0RF", "ok 081412024142 cut 0814120241",
+        "ok CBYSBUFCQ0RF cut CBYSCUFCQ0RF", "got 0816B20122FF01"}) {
+    EXPECT_TRUE(RepliesInLine(line, Form::kLines).lookalike) << line;
+  }
+  EXPECT_EQ(Replies("ok 081412024142 cut 0814120241"), Strings{kReply});
+}
+
+TEST(LogLine, WordsAndNumbersAreNoLookalikes) {
+  for (const std::string line :
+       {"2024-06-17 08:14:12.024 INFO started", "on 08122024 and 08142024", "CONFIGURATION COMPLETED",
+        "key 9e107d9d372bb6826bd81d3542a419d6", "phone 0816203456", "CANCEL_ALL_REQUESTS done", ""}) {
+    const LineContent content = RepliesInLine(line, Form::kLines);
+    EXPECT_FALSE(content.lookalike) << line;
+    EXPECT_EQ(content.replies, Strings()) << line;
+  }
+}
+
+TEST(LogLine, ALineOfDigitsAloneIsADamagedReply) {
+  const LineContent content = RepliesInLine("0814120241", Form::kLines);
+  EXPECT_EQ(content.replies, Strings{kReply.substr(0, 5)});
+  EXPECT_FALSE(content.lookalike);
+  // An odd digit cannot be read.
+  EXPECT_EQ(Replies("08141202414"), Strings());
+  EXPECT_TRUE(RepliesInLine("08141202414", Form::kLines).lookalike);
+}
+
+TEST(LogLine, MoreBeginningsThanAreTriedAreALookalike) {
+  std::string line = "got ";
+  for (int i = 0; i < 100; ++i)
+    line += "CBYSBEFC/";
+  const LineContent content = RepliesInLine(line, Form::kLines);
+  EXPECT_EQ(content.replies, Strings());
+  EXPECT_TRUE(content.lookalike);
+}
+
+}  // namespace
+}  // namespace replies

@@ -1,0 +1,421 @@
+#include "replies/reply_reader.h"
+
+#include <gtest/gtest.h>
+#include <time.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "replies/encodings.h"
+#include "tests/replies/samples.h"
+
+namespace replies {
+namespace {
+
+std::string Framed(const std::string& bytes) {
+  return static_cast<char>(bytes.size()) + bytes;
+}
+
+struct AllRead {
+  std::vector<std::string> replies;
+  std::vector<uint64_t> offsets;
+  std::vector<uint64_t> numbers;
+  std::vector<std::string> errors;
+  Lookalikes lookalikes;
+  Form form = Form::kAuto;
+};
+
+// A source that gives its bytes one at a time, as a slow pipe may.
+class Dripping : public ByteSource {
+ public:
+  explicit Dripping(std::string bytes) : bytes_(std::move(bytes)) {}
+  size_t Read(char* to, size_t size) override {
+    if (at_ == bytes_.size() || size == 0) return 0;
+    *to = bytes_[at_++];
+    return 1;
+  }
+
+ private:
+  std::string bytes_;
+  size_t at_ = 0;
+};
+
+AllRead ReadAll(ByteSource* source, Form form) {
+  AllRead all;
+  ReplyReader reader(source, form, [](const std::string& text, std::string* bytes, std::string*) {
+    *bytes = "text:" + text;
+    return true;
+  });
+  Reply reply;
+  std::string error;
+  for (int i = 0; i < 1000; ++i) {
+    const Next next = reader.Read(&reply, &error);
+    if (next == Next::kEnd) break;
+    if (next == Next::kBad) {
+      all.errors.push_back(error);
+    } else {
+      all.replies.push_back(reply.bytes);
+      all.offsets.push_back(reply.offset);
+      all.numbers.push_back(reply.number);
+    }
+  }
+  all.form = reader.form();
+  all.lookalikes = reader.lookalikes();
+  return all;
+}
+
+AllRead ReadAll(const std::string& bytes, Form form = Form::kAuto) {
+  MemorySource source(bytes);
+  AllRead all = ReadAll(&source, form);
+  Dripping dripping(bytes);
+  const AllRead slowly = ReadAll(&dripping, form);
+  EXPECT_EQ(all.replies, slowly.replies);
+  EXPECT_EQ(all.numbers, slowly.numbers);
+  EXPECT_EQ(all.errors, slowly.errors);
+  EXPECT_EQ(all.lookalikes.lines, slowly.lookalikes.lines);
+  return all;
+}
+
+TEST(Reader, ARawReply) {
+  const AllRead all = ReadAll(kReply);
+  EXPECT_EQ(all.form, Form::kRaw);
+  EXPECT_EQ(all.replies, Strings{kReply});
+}
+
+TEST(Reader, AStreamOfReplies) {
+  const AllRead all = ReadAll(Framed(kReply) + Framed(kReply) + Framed("\x08\x16"));
+  EXPECT_EQ(all.form, Form::kDelimited);
+  EXPECT_EQ(all.replies, (Strings{kReply, kReply, "\x08\x16"}));
+  EXPECT_EQ(all.offsets, (std::vector<uint64_t>{0, 7, 14}));
+}
+
+TEST(Reader, AStreamWithADamagedReplyBehindAGoodOne) {
+  EXPECT_EQ(ReadAll(Framed(kReply) + Framed("\x0F\x0F")).form, Form::kDelimited);
+}
+
+TEST(Reader, AReplyInHexOrBase64OverOneOrManyLines) {
+  for (const std::string text : {"081412024142", "081412\n024142\n", "CBQSAkFC", "CBQS\r\nAkFC\r\n",
+                                 "00000000  08 14 12 02 41 42  |....AB|\n00000006\n"}) {
+    EXPECT_EQ(ReadAll(text).replies, Strings{kReply}) << text;
+  }
+}
+
+TEST(Reader, ALineForEachReplyAlsoInALog) {
+  const std::string hex = kReplyHex;
+  const std::string base64 = kReplyBase64;
+  EXPECT_EQ(ReadAll(hex + "\n\n0816\n").replies, (Strings{kReply, "\x08\x16"}));
+  EXPECT_EQ(ReadAll(base64 + "\n" + base64 + "\n").replies, (Strings{kReply, kReply}));
+  // A run in a line of words has to be long enough to be no number.
+  EXPECT_EQ(
+      ReadAll("2024-06-17 09:30:01 INFO reply 42 bytes: " + hex + "\nnothing here\nWARN [" + hex + "] late\n")
+          .replies,
+      (Strings{kReply, kReply}));
+}
+
+// The first block of so long a line is no whole reply yet.
+TEST(Reader, OneLineOfDigitsMayBeLongerThanABlock) {
+  // Id 20 and an Obj of 100,002 letters: 0x186A2 is A2 8D 06 as a varint.
+  const std::string reply = std::string("\x08\x14\x12\xA2\x8D\x06") + std::string(100002, 'A');
+  std::string hex = "081412a28d06";
+  for (int i = 0; i < 100002; ++i)
+    hex += "41";
+  EXPECT_EQ(ReadAll(hex + "\n").replies, (Strings{reply}));
+  // Three bytes are four digits: 08 14 12, A2 8D 06, and three letters A are "QUFB".
+  std::string base64 = "CBQSoo0G";
+  for (int i = 0; i < 100002 / 3; ++i)
+    base64 += "QUFB";
+  EXPECT_EQ(ReadAll(base64).replies, (Strings{reply}));
+}
+
+TEST(Reader, LinesAreLookedAtOneByOneWhereThatIsAskedFor) {
+  const AllRead all = ReadAll("0816\n1204\nwords\n" + std::string(kReplyBase64) + "\n", Form::kLines);
+  EXPECT_EQ(all.replies, (Strings{"\x08\x16", "\x12\x04", kReply}));
+  EXPECT_EQ(ReadAll("", Form::kLines).replies, Strings{});
+}
+
+// Looking for its end makes the buffer larger, which may move it.
+TEST(Reader, ALastLineNeedsNoEnd) {
+  EXPECT_EQ(ReadAll("0816", Form::kLines).replies, (Strings{"\x08\x16"}));
+  EXPECT_EQ(ReadAll("0816\n1204", Form::kLines).replies, (Strings{"\x08\x16", "\x12\x04"}));
+  Dripping slow("0816\n1204");
+  EXPECT_EQ(ReadAll(&slow, Form::kLines).replies, (Strings{"\x08\x16", "\x12\x04"}));
+}
+
+// Id 22 and an Obj of four letters. Its first two bytes alone are a reply of Id 22.
+const std::string kLonger(
+    "\x08\x16\x12\x04"
+    "ABCD");
+
+TEST(Reader, AReplyOverLinesOfWhichTheFirstLooksLikeOneToo) {
+  EXPECT_EQ(ReadAll("0816\n1204\n4142\n4344\n").replies, Strings{kLonger});
+  EXPECT_EQ(ReadAll("08 16\n12 04 41 42\n43 44").replies, Strings{kLonger});
+  // Lines that are replies of their own stay so.
+  EXPECT_EQ(ReadAll("0816\n0817\n").replies, (Strings{"\x08\x16", "\x08\x17"}));
+}
+
+TEST(Reader, AReplyOverLinesBehindTheSamePrefix) {
+  for (const std::string prefix : {"> ", "2024-06-17 09:30:01.123 DEBUG [7] recv: "}) {
+    EXPECT_EQ(ReadAll(prefix + "0816\n" + prefix + "1204\n\n" + prefix + "41424344\n").replies,
+              Strings{kLonger});
+    EXPECT_EQ(ReadAll(prefix + "CBYSBE\r\n" + prefix + "FCQ0Q=\r\n").replies, Strings{kLonger});
+    EXPECT_EQ(ReadAll(prefix + "00000000  08 16 12 04  |....|\n" + prefix + "00000004  41 42 43 44  |ABCD|\n")
+                  .replies,
+              Strings{kLonger});
+    EXPECT_EQ(ReadAll(prefix + "0816\n" + prefix + "120441424344\n", Form::kHex).replies, Strings{kLonger});
+  }
+}
+
+TEST(Reader, ALongReplyBehindPrefixesIsReadToItsEnd) {
+  const std::string reply = "\x08\x14\x12\xC0\x9A\x0C" + std::string(200000, 'x');
+  const std::string hex = EncodeHex(reply);
+  std::string text;
+  for (size_t i = 0; i < hex.size(); i += 64)
+    text += "line> " + hex.substr(i, 64) + "\n";
+  EXPECT_EQ(ReadAll(text).replies, Strings{reply});
+}
+
+TEST(Reader, LineEndsMayBeEscaped) {
+  EXPECT_EQ(ReadAll("{\"data\": \"CBYSBE\\nFCQ0Q=\\n\"}\n").replies, Strings{kLonger});
+  EXPECT_EQ(ReadAll("got 0816\\n1204\\r\\n41424344 here\n").replies, Strings{kLonger});
+}
+
+TEST(Reader, DumpsOfSeveralRepliesAreNotTakenForOne) {
+  EXPECT_EQ(ReadAll("0816\n1204\n41424344\n0817\n").replies,
+            (Strings{"\x08\x16", "\x12\x04", "ABCD", "\x08\x17"}));
+  EXPECT_EQ(
+      ReadAll("08161204\n41424344\n08171202\n4142\n").errors,
+      Strings{
+          "several replies one after the other over several lines; put each into a line or a file of its own"});
+}
+
+TEST(Reader, AReplyThatGoesOnInTheNextLinesOfALogIsReported) {
+  const AllRead all =
+      ReadAll("10:00 begin\n10:01 got 0816120141\n10:01 got 1204\n10:01 got 41424344\n10:02 end\n");
+  EXPECT_EQ(all.replies.size(), 1u);
+  EXPECT_EQ(
+      all.errors,
+      Strings{"reply 1 goes on at offset 48: only its first line was read; put its lines into a file of "
+              "their own"});
+  // Digits below it that do not go on with it are not of interest.
+  EXPECT_EQ(ReadAll("10:00 begin\n10:01 got 0816120141\n10:01 put 1fff5678\n10:02 end\n").errors, Strings{});
+}
+
+TEST(Reader, TextForm) {
+  EXPECT_EQ(ReadAll("# remark\nId: 20\n").replies, Strings{"text:# remark\nId: 20\n"});
+  EXPECT_EQ(ReadAll("RepDataToken { Result: 0 } Id: 44").form, Form::kText);
+  // Words are taken for text form as well, whose parser says what is wrong with them.
+  EXPECT_EQ(ReadAll("hello, world").form, Form::kText);
+}
+
+TEST(Reader, DigitsThatAreNoReplyAreStillDigits) {
+  EXPECT_EQ(ReadAll("ffff00").replies, Strings{std::string("\xFF\xFF\x00", 3)});
+}
+
+TEST(Reader, AnEmptySourceIsOneEmptyReply) {
+  EXPECT_EQ(ReadAll("").replies, Strings{""});
+  EXPECT_EQ(ReadAll("", Form::kDelimited).replies, Strings{});
+}
+
+TEST(Reader, LongBytesThatAreNothingAreRefusedWithoutReadingThemAll) {
+  const std::string bytes(1 << 20, '\xFF');
+  MemorySource source(bytes);
+  EXPECT_THROW(ReadAll(&source, Form::kAuto), InputError);
+}
+
+TEST(Reader, ALongReplyIsRecognisedByItsBeginning) {
+  // Id 20 and an Obj of 200,000 bytes, whose length is the varint c0 9a 0c.
+  const std::string reply = "\x08\x14\x12\xC0\x9A\x0C" + std::string(200000, 'x');
+  const AllRead all = ReadAll(reply);
+  EXPECT_EQ(all.form, Form::kRaw);
+  EXPECT_EQ(all.replies, Strings{reply});
+  // In a stream its length is 200,006: c6 9a 0c.
+  EXPECT_EQ(ReadAll("\xC6\x9A\x0C" + reply + Framed(kReply)).replies, (Strings{reply, kReply}));
+}
+
+// ---- damage ----
+
+TEST(Delimited, EveryPrefixGivesTheWholeRepliesAndSaysWhereItEnds) {
+  const std::string stream = Framed(kReply) + Framed(kReply);
+  for (size_t size = 0; size <= stream.size(); ++size) {
+    const AllRead all = ReadAll(stream.substr(0, size), Form::kDelimited);
+    EXPECT_EQ(all.replies.size(), size / 7) << size;
+    EXPECT_EQ(all.errors.size(), size % 7 == 0 ? 0u : 1u) << size;
+  }
+}
+
+TEST(Delimited, AnAbsurdLengthEndsTheStreamAndTakesNoMemory) {
+  const AllRead all = ReadAll(Framed(kReply) +
+                                  "\xFF\xFF\xFF\xFF\x07"
+                                  "abc",
+                              Form::kDelimited);
+  EXPECT_EQ(all.replies.size(), 1u);
+  EXPECT_EQ(
+      all.errors,
+      Strings{"reply 2 at offset 7: its length is given as 2147483647, but the stream ends after 3 bytes"});
+  EXPECT_EQ(
+      ReadAll("\xFF\xFF\xFF\xFF\x08"
+              "abc",
+              Form::kDelimited)
+          .errors,
+      Strings{
+          "reply 1 at offset 0: its length is given as 2415919103, which no reply can have; the stream is damaged here"});
+  EXPECT_EQ(ReadAll(std::string(12, '\xFF'), Form::kDelimited).errors,
+            Strings{"reply 1 at offset 0: its length is no varint; the stream is damaged here"});
+}
+
+TEST(Lines, ALineWithoutDigitsIsAnErrorOnlyIfDigitsWerePromised) {
+  const std::string text = std::string(kReplyHex) + "\nzzz\n" + kReplyHex + "\n";
+  EXPECT_EQ(ReadAll(text).errors, Strings{});
+  const AllRead all = ReadAll(text, Form::kHex);
+  EXPECT_EQ(all.replies.size(), 2u);
+  EXPECT_EQ(all.errors, Strings{"reply 2 at offset 13: no hexadecimal digits in this line"});
+}
+
+TEST(Whole, BadHexIsSaidWithItsPlace) {
+  EXPECT_EQ(ReadAll("08zz", Form::kHex).errors, Strings{"not hexadecimal: at offset 2 stands 0x7a"});
+  EXPECT_EQ(ReadAll("081", Form::kHex).errors, Strings{"not hexadecimal: the last digit stands alone"});
+}
+
+TEST(Lines, RepliesAreNumberedInTheirSource) {
+  const std::string hex = kReplyHex;
+  const AllRead log = ReadAll("10:00 got " + hex + " and " + hex + "\nnothing\n10:01 got " + hex + "\n");
+  EXPECT_EQ(log.replies, (Strings{kReply, kReply, kReply}));
+  EXPECT_EQ(log.numbers, (std::vector<uint64_t>{1, 2, 3}));
+  // Of their lines: the second begins behind 10 + 12 + 5 + 12 letters and its end, the third behind "nothing"
+  // too.
+  EXPECT_EQ(log.offsets, (std::vector<uint64_t>{0, 0, 48}));
+  EXPECT_EQ(ReadAll(hex + "\n" + hex + "\n", Form::kHex).numbers, (std::vector<uint64_t>{1, 2}));
+  EXPECT_EQ(ReadAll(Framed(kReply) + Framed(kReply)).numbers, (std::vector<uint64_t>{1, 2}));
+  EXPECT_EQ(ReadAll(kReply).numbers, std::vector<uint64_t>{1});
+  // One that is lost has a number as well.
+  EXPECT_EQ(ReadAll(hex + "\nzzz\n" + hex + "\n", Form::kHex).numbers, (std::vector<uint64_t>{1, 3}));
+}
+
+TEST(Lines, LookalikesAreCounted) {
+  const AllRead log =
+      ReadAll("10:00 begin\n10:01 got 081412024142\n10:02 got 0814120241\n\n10:03 got 08141202414\n");
+  EXPECT_EQ(log.replies, Strings{kReply});
+  EXPECT_EQ(log.errors, Strings());
+  EXPECT_EQ(log.lookalikes.lines, 2u);
+  EXPECT_EQ(log.lookalikes.first_line, 3u);
+  const AllRead good = ReadAll("10:00 begin\n10:01 got 081412024142\n");
+  EXPECT_EQ(good.lookalikes.lines, 0u);
+  EXPECT_EQ(good.lookalikes.first_line, 0u);
+}
+
+// ---- sources that pause ----
+
+// Gives its pieces one by one and pauses behind each of them.
+class Pausing : public ByteSource {
+ public:
+  explicit Pausing(Strings pieces) : pieces_(std::move(pieces)) {}
+  size_t Read(char* to, size_t size) override {
+    if (next_ == pieces_.size()) return 0;
+    const std::string& piece = pieces_[next_++];
+    EXPECT_LE(piece.size(), size);
+    return piece.copy(to, size);
+  }
+  bool HasPaused() override { return true; }
+  size_t given() const { return next_; }
+
+ private:
+  Strings pieces_;
+  size_t next_ = 0;
+};
+
+// How many pieces were asked for until the first reply was there.
+size_t PiecesForAReply(const Strings& pieces) {
+  Pausing source(pieces);
+  ReplyReader reader(&source, Form::kAuto, nullptr);
+  Reply reply;
+  std::string error;
+  EXPECT_EQ(reader.Read(&reply, &error), Next::kReply) << error;
+  EXPECT_EQ(reply.bytes, kReply);
+  return source.given();
+}
+
+TEST(Pauses, WhatHasComeWholeIsGiven) {
+  const std::string framed = Framed(kReply);
+  const std::string line = "got " + std::string(kReplyHex) + "\n";
+  EXPECT_EQ(PiecesForAReply({framed, framed}), 1u);
+  EXPECT_EQ(PiecesForAReply({framed.substr(0, 3), framed.substr(3), framed}), 2u);
+  EXPECT_EQ(PiecesForAReply({framed + framed.substr(0, 3), framed.substr(3)}), 1u);
+  EXPECT_EQ(PiecesForAReply({line, line}), 1u);
+  EXPECT_EQ(PiecesForAReply({"begin\n", line, line}), 2u);
+  EXPECT_EQ(PiecesForAReply({line.substr(0, 6), line.substr(6), line}), 2u);
+  EXPECT_EQ(PiecesForAReply({line + "got 08", line}), 1u);
+  EXPECT_EQ(PiecesForAReply({std::string(kReplyHex) + "\n", line}), 1u);
+}
+
+TEST(Pauses, OneReplyOverAllOfTheSourceIsWaitedFor) {
+  EXPECT_EQ(PiecesForAReply({kReply.substr(0, 3), kReply.substr(3)}), 2u);
+  EXPECT_EQ(PiecesForAReply({"> 0814\n", "> 1202\n", "> 4142\n"}), 3u);
+  EXPECT_EQ(PiecesForAReply({kReplyHex}), 1u);
+}
+
+TEST(Pauses, ChangeNothingInWhatComesAfter) {
+  Pausing source({"begin\n", "got 081412024142\ngot 08", "1412024142 end\n", "got 0814120241\n"});
+  const AllRead all = ReadAll(&source, Form::kAuto);
+  EXPECT_EQ(all.replies, (Strings{kReply, kReply}));
+  EXPECT_EQ(all.lookalikes.lines, 1u);
+  EXPECT_EQ(all.lookalikes.first_line, 4u);
+}
+
+// ---- cost ----
+
+double CpuSeconds() {
+  timespec now{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+double SecondsToRead(const std::string& bytes) {
+  double best = 1e9;
+  for (int i = 0; i < 3; ++i) {
+    MemorySource source(bytes);
+    ReplyReader reader(&source, Form::kAuto,
+                       [](const std::string&, std::string*, std::string*) { return false; });
+    Reply reply;
+    std::string error;
+    const double begin = CpuSeconds();
+    while (reader.Read(&reply, &error) != Next::kEnd) {
+    }
+    best = std::min(best, CpuSeconds() - begin);
+  }
+  return best;
+}
+
+std::string Times(size_t count, const std::string& piece) {
+  std::string all;
+  for (size_t i = 0; i < count; ++i)
+    all += piece;
+  return all;
+}
+
+// Eight times the input takes eight times as long, where it once took sixty-four times.
+TEST(Cost, OfALogIsLinear) {
+  // Each line goes on with the reply above it, which is never whole: an object of two letters, and the
+  // beginning of the next one.
+  const std::string joined = "10:00 begin\n10:01 got 0816120141\n10:01 got 1202\n";
+  const std::string joins = "10:01 got 41421202\n";
+  // Each part begins like a reply.
+  const std::string parts = "CBYSBEFC/";
+  // One reply in front of the line makes it a log.
+  const std::string log = "got 081412024142\n";
+  const auto expect_linear = [](const std::string& head, const std::string& piece, size_t bytes) {
+    const size_t few = bytes / piece.size();
+    const double once = SecondsToRead(head + Times(few, piece));
+    const double eightfold = SecondsToRead(head + Times(8 * few, piece));
+    EXPECT_LT(eightfold, 24 * once + 0.01) << piece;
+  };
+  expect_linear(joined, joins, 80000);
+  expect_linear(log + "got ", parts, 80000);
+  expect_linear(log, "got 0814120241 ", 80000);
+  expect_linear(log, "got 081412024142\n", 80000);
+}
+
+}  // namespace
+}  // namespace replies

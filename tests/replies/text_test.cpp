@@ -1,0 +1,143 @@
+#include "replies/text.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+
+namespace replies {
+namespace {
+
+TEST(CellText, IsDecodedFromCodePage936) {
+  // In code page 936 ping an bank is c6bd b0b2 d2f8 d0d0.
+  EXPECT_EQ(CellTextToUtf8("\xC6\xBD\xB0\xB2\xD2\xF8\xD0\xD0"), "平安银行");
+  EXPECT_EQ(CellTextToUtf8("600000"), "600000");
+  EXPECT_EQ(CellTextToUtf8(""), "");
+}
+
+TEST(CellText, OneCharacterThatLooksLikeTwoBytesOfUtf8IsCodePage936) {
+  // c6bd is U+01BD as UTF-8.
+  EXPECT_EQ(CellTextToUtf8("\xC6\xBD"), "平");
+}
+
+TEST(CellText, RawUtf8StaysAsItIs) {
+  EXPECT_EQ(CellTextToUtf8("平安银行"), "平安银行");
+  EXPECT_EQ(CellTextToUtf8("中"), "中");
+}
+
+TEST(CellText, WhatIsNeitherIsReplaced) {
+  EXPECT_EQ(CellTextToUtf8("a\xFF\xFF"), "a\xEF\xBF\xBD\xEF\xBF\xBD");
+}
+
+TEST(Printable, ShowsWhatWouldSteerTheTerminal) {
+  EXPECT_EQ(Printable("a\nb\tc\x1b[2J\x7f"), "a\\nb\\tc\\x1b[2J\\x7f");
+  EXPECT_EQ(Printable("a\xE2\x80\xAE"
+                      "b"),
+            "a\\u202eb");
+  EXPECT_EQ(Printable("\xC2\x9B"), "\\x9b");
+  EXPECT_EQ(Printable("银行"), "银行");
+}
+
+TEST(Width, EastAsianCharactersTakeTwoColumns) {
+  EXPECT_EQ(DisplayWidth("abc"), 3u);
+  EXPECT_EQ(DisplayWidth("银行"), 4u);
+  EXPECT_EQ(DisplayWidth("Ａ"), 2u);
+  EXPECT_EQ(DisplayWidth("e\xCC\x81"), 1u);
+  EXPECT_EQ(DisplayWidth("·"), 1u);
+}
+
+TEST(Width, CutsBeforeACharacterThatWouldNotFit) {
+  EXPECT_EQ(CutToWidth("abcdef", 6), "abcdef");
+  EXPECT_EQ(CutToWidth("abcdef", 5), "abcd…");
+  EXPECT_EQ(CutToWidth("银行银行", 6), "银行…");
+  EXPECT_EQ(CutToWidth("银行银行", 5), "银行…");
+  EXPECT_EQ(CutToWidth("银行银行", 4), "银…");
+  EXPECT_EQ(CutToWidth("银行", 0), "");
+}
+
+std::string Json(const std::string& text) {
+  std::string json;
+  AppendJsonString(&json, text);
+  return json;
+}
+
+TEST(JsonText, EscapesAndReplaces) {
+  EXPECT_EQ(Json("a\"b\\c\n\x01"), "\"a\\\"b\\\\c\\n\\u0001\"");
+  EXPECT_EQ(Json("银"), "\"银\"");
+  EXPECT_EQ(Json("a\xFF"
+                 "银"),
+            "\"a\xEF\xBF\xBD银\"");
+}
+
+TEST(CsvText, QuotesWhereItMust) {
+  std::string field;
+  AppendCsvField(&field, "a,b\"c");
+  EXPECT_EQ(field, "\"a,b\"\"c\"");
+}
+
+TEST(Text, WhatSteersATerminalIsWrittenOut) {
+  EXPECT_EQ(Printable("a\rb\nc\td\x1b[0m\x07"), "a\\rb\\nc\\td\\x1b[0m\\x07");
+  EXPECT_EQ(Printable("中\xE2\x80\xAE文"), "中\\u202e文");
+  EXPECT_EQ(Printable("\xC2\x9B!"), "\\x9b!");
+  EXPECT_EQ(Printable("a\xFFz"), "a\xEF\xBF\xBDz");
+}
+
+TEST(Text, InJsonHasTheShortEscapes) {
+  std::string text;
+  AppendJsonString(&text, "\"\\\n\r\t\b\f\x01\x7F/");
+  EXPECT_EQ(text, "\"\\\"\\\\\\n\\r\\t\\b\\f\\u0001\\u007f/\"");
+  text.clear();
+  AppendJsonString(&text, "中\n");
+  EXPECT_EQ(text, "\"中\\n\"");
+  text.clear();
+  AppendJsonString(&text, "中\xFF");
+  EXPECT_EQ(text, "\"中\xEF\xBF\xBD\"");
+}
+
+TEST(Text, NoWidthHoldsNothing) {
+  EXPECT_EQ(CutToWidth("abc", 0), "");
+  EXPECT_EQ(CutToWidth("abc", 1), "…");
+  // A wide character does not fit half.
+  EXPECT_EQ(CutToWidth("中文", 3), "中…");
+  EXPECT_EQ(CutToWidth("中文", 2), "…");
+}
+
+TEST(Text, SeparatorsOfLinesAndParagraphsAreWrittenOut) {
+  EXPECT_EQ(Printable("a\xE2\x80\xA8z"), "a\\u2028z");
+  EXPECT_EQ(Printable("a\xE2\x80\xA9z"), "a\\u2029z");
+  // What is no character takes a column, as the sign in its place does; marks take none.
+  EXPECT_EQ(DisplayWidth("a\xFFz"), 3U);
+  EXPECT_EQ(DisplayWidth("e\xCC\x81"), 1U);
+}
+
+TEST(Utf8, ExactlyTheWellFormedIsTaken) {
+  const auto coded = [](uint32_t code) {
+    const auto byte = [](uint32_t bits) { return static_cast<char>(bits); };
+    if (code < 0x80) return std::string{byte(code)};
+    if (code < 0x800) return std::string{byte(0xC0 | code >> 6), byte(0x80 | (code & 63))};
+    if (code < 0x10000)
+      return std::string{byte(0xE0 | code >> 12), byte(0x80 | (code >> 6 & 63)), byte(0x80 | (code & 63))};
+    return std::string{byte(0xF0 | code >> 18), byte(0x80 | (code >> 12 & 63)), byte(0x80 | (code >> 6 & 63)),
+                       byte(0x80 | (code & 63))};
+  };
+  for (uint32_t code = 0; code < 0x120000; ++code) {
+    const bool scalar = code < 0x110000 && (code < 0xD800 || code > 0xDFFF);
+    const std::string text = coded(code);
+    ASSERT_EQ(IsUtf8(text), scalar) << code;
+    ASSERT_FALSE(text.size() > 1 && IsUtf8(text.substr(0, text.size() - 1))) << code;
+    ASSERT_FALSE(text.size() > 1 && IsUtf8(text.substr(1))) << code;
+  }
+  // Longer than needed.
+  for (const char* text :
+       {"\xC0\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF", "\xF8\x88\x80\x80\x80"})
+    EXPECT_FALSE(IsUtf8(text));
+}
+
+TEST(Utf8, JsonReplacesWhatIsIllFormedAndKeepsTheRest) {
+  std::string json;
+  AppendJsonString(&json, "a\xFF\xE9\x93\xB6\xE9\x93\"\n\x7F\xF0\x9F\x93\x88");
+  EXPECT_EQ(json, "\"a\xEF\xBF\xBD\xE9\x93\xB6\xEF\xBF\xBD\xEF\xBF\xBD\\\"\\n\\u007f\xF0\x9F\x93\x88\"");
+}
+
+}  // namespace
+}  // namespace replies

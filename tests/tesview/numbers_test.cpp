@@ -1,0 +1,112 @@
+#include "tesview/show/numbers.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tesview {
+namespace {
+
+template <class T>
+std::string Written(T value) {
+  char text[kNumberRoom];
+  return std::string(text, WriteFloating(text, value));
+}
+
+// The fewest digits that read back as the same double, searched for one count after the other.
+size_t FewestDigits(double value) {
+  char text[64];
+  for (int digits = 1; digits < 17; ++digits) {
+    std::snprintf(text, sizeof text, "%.*e", digits - 1, value);
+    if (std::strtod(text, nullptr) == value) return static_cast<size_t>(digits);
+  }
+  return 17;
+}
+
+size_t DigitsIn(const std::string& text) {
+  std::string digits;
+  for (const char c : text.substr(0, text.find('e'))) {
+    if (c >= '0' && c <= '9') digits += c;
+  }
+  digits.erase(0, digits.find_first_not_of('0'));
+  const size_t last = digits.find_last_not_of('0');
+  return last == std::string::npos ? 0 : last + 1;
+}
+
+TEST(Numbers, DoublesInTheFewestDigitsThatGiveThemBack) {
+  std::mt19937_64 random(20240617);
+  for (int i = 0; i < 200000; ++i) {
+    // Any bits, then decimal numbers of up to six places and any size.
+    double value = 0;
+    const uint64_t bits = random();
+    std::memcpy(&value, &bits, sizeof value);
+    if (i % 4 != 0) {
+      const double powers[] = {1, 10, 100, 1000, 1e4, 1e5, 1e6};
+      value = static_cast<double>(static_cast<int64_t>(bits) >> random() % 60) / powers[random() % 7];
+      if (i % 4 == 3) value = std::nextafter(value, 0);
+    }
+    if (!std::isfinite(value)) continue;
+    const std::string text = Written(value);
+    ASSERT_EQ(std::strtod(text.c_str(), nullptr), value) << text;
+    ASSERT_EQ(DigitsIn(text), value == 0 ? 0 : FewestDigits(value)) << text;
+    ASSERT_LT(text.size(), 32u);
+  }
+}
+
+TEST(Numbers, FloatingNumbersAsPeopleWriteThem) {
+  const std::vector<std::pair<double, std::string>> doubles{
+      {0, "0"},
+      {-0.0, "-0"},
+      {0.1, "0.1"},
+      {-0.05, "-0.05"},
+      {0.0001, "0.0001"},
+      {0.00001, "1e-05"},
+      {12.34, "12.34"},
+      {-12.3456, "-12.3456"},
+      {8.05, "8.05"},
+      {8.005, "8.005"},
+      {8.0005, "8.0005"},
+      {1.5e9, "1500000000"},
+      {99999999999.25, "99999999999.25"},
+      {100000000000.25, "100000000000.25"},
+      {20240617150000, "20240617150000"},
+      {999999999999999, "999999999999999"},
+      {0.1 + 0.2, "0.30000000000000004"},
+      {1e300, "1e+300"},
+      {std::numeric_limits<double>::infinity(), "inf"},
+      {-std::numeric_limits<double>::infinity(), "-inf"},
+      {std::numeric_limits<double>::quiet_NaN(), "nan"}};
+  for (const auto& [value, text] : doubles)
+    EXPECT_EQ(Written(value), text);
+  EXPECT_EQ(Written(0.1F), "0.1");
+  EXPECT_EQ(Written(-3.0F), "-3");
+  EXPECT_EQ(Written(16777216.0F), "16777216");
+}
+
+TEST(Numbers, IntegersAndDecimals) {
+  char text[kNumberRoom];
+  const auto decimal = [&](int64_t mantissa, unsigned places) {
+    return std::string(text, WriteDecimal(text, mantissa, places));
+  };
+  EXPECT_EQ(decimal(1234, 2), "12.34");
+  EXPECT_EQ(decimal(-1234, 0), "-1234");
+  EXPECT_EQ(decimal(5, 3), "0.005");
+  EXPECT_EQ(decimal(-5, 1), "-0.5");
+  EXPECT_EQ(decimal(0, 2), "0.00");
+  EXPECT_EQ(decimal(-140737488355328, 30), "-0.000000000000000140737488355328");
+  EXPECT_EQ(decimal(7, 65535), "7e-65535");
+  EXPECT_EQ(std::string(text, WriteInteger(text, std::numeric_limits<int64_t>::min())),
+            "-9223372036854775808");
+  EXPECT_EQ(std::string(text, WriteInteger(text, ~uint64_t{0})), "18446744073709551615");
+}
+
+}  // namespace
+}  // namespace tesview
