@@ -104,5 +104,40 @@ TEST(Utf8, JsonReplacesWhatIsIllFormedAndKeepsTheRest) {
   EXPECT_EQ(json, "\"a\xEF\xBF\xBD\xE9\x93\xB6\xEF\xBF\xBD\xEF\xBF\xBD\\\"\\n\\u007f\xF0\x9F\x93\x88\"");
 }
 
+TEST(Text, WhatSteersATerminalIsWrittenOut) {
+  EXPECT_EQ(Printable("a\rb\nc\td\x1b[0m\x07"), "a\\rb\\nc\\td\\x1b[0m\\x07");
+  EXPECT_EQ(Printable("中\xE2\x80\xAE文"), "中\\u202e文");
+  EXPECT_EQ(Printable("\xC2\x9B!"), "\\x9b!");
+  EXPECT_EQ(Printable("a\xFFz"), "a\xEF\xBF\xBDz");
+}
+
+TEST(Text, InJsonHasTheShortEscapes) {
+  std::string text;
+  AppendJsonString(&text, "\"\\\n\r\t\b\f\x01\x7F/");
+  EXPECT_EQ(text, "\"\\\"\\\\\\n\\r\\t\\b\\f\\u0001\\u007f/\"");
+  text.clear();
+  AppendJsonString(&text, "中\n");
+  EXPECT_EQ(text, "\"中\\n\"");
+  text.clear();
+  AppendJsonString(&text, "中\xFF");
+  EXPECT_EQ(text, "\"中\xEF\xBF\xBD\"");
+}
+
+TEST(Text, NoWidthHoldsNothing) {
+  EXPECT_EQ(CutToWidth("abc", 0), "");
+  EXPECT_EQ(CutToWidth("abc", 1), "…");
+  // A wide character does not fit half.
+  EXPECT_EQ(CutToWidth("中文", 3), "中…");
+  EXPECT_EQ(CutToWidth("中文", 2), "…");
+}
+
+TEST(Text, SeparatorsOfLinesAndParagraphsAreWrittenOut) {
+  EXPECT_EQ(Printable("a\xE2\x80\xA8z"), "a\\u2028z");
+  EXPECT_EQ(Printable("a\xE2\x80\xA9z"), "a\\u2029z");
+  // What is no character takes a column, as the sign in its place does; marks take none.
+  EXPECT_EQ(DisplayWidth("a\xFFz"), 3U);
+  EXPECT_EQ(DisplayWidth("e\xCC\x81"), 1U);
+}
+
 }  // namespace
 }  // namespace replies
