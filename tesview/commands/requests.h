@@ -1,0 +1,68 @@
+// What the user asked for: one struct for each command. The command line makes them, the commands answer
+// them.
+#ifndef TESVIEW_COMMANDS_REQUESTS_H_
+#define TESVIEW_COMMANDS_REQUESTS_H_
+
+#include <stdexcept>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "replies/reply_reader.h"
+#include "tesview/show/view.h"
+
+namespace tesview {
+
+enum class When { kAuto, kAlways, kNever };
+
+struct ShowRequest {
+  std::vector<std::string> paths;  // files, directories, "-"
+  replies::Form from = replies::Form::kAuto;
+  View view;
+  int jobs = 1;
+  bool strict = false;
+  When progress = When::kAuto;
+};
+
+struct IdsRequest {
+  std::vector<std::string> words;
+  bool only_tables = false;
+};
+
+struct SchemaRequest {
+  std::vector<std::string> names;
+  bool all = false;
+};
+
+struct NumberRequest {
+  std::vector<std::string> values;
+  bool packed = false;
+  bool pack = false;
+};
+
+enum class PackForm { kRaw, kDelimited, kHex, kBase64 };
+
+struct PackRequest {
+  std::vector<std::string> paths;
+  std::string output;  // empty for standard output
+  PackForm form = PackForm::kRaw;
+  bool partial = false;
+};
+
+// A text that is ready: help, version, completions.
+struct PrintRequest {
+  std::string text;
+};
+
+using Request =
+    std::variant<ShowRequest, IdsRequest, SchemaRequest, NumberRequest, PackRequest, PrintRequest>;
+
+// Wrong usage: one sentence.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+}  // namespace tesview
+
+#endif  // TESVIEW_COMMANDS_REQUESTS_H_

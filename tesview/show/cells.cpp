@@ -1,0 +1,84 @@
+#include "tesview/show/cells.h"
+
+#include <cmath>
+#include <cstring>
+
+namespace tesview {
+
+using tsl_base::TableView;
+using tsl_base::Type;
+
+namespace {
+
+template <class T>
+T Element(const void* numbers, int element) {
+  T value{};
+  std::memcpy(&value, static_cast<const char*>(numbers) + static_cast<size_t>(element) * sizeof(T),
+              sizeof(T));
+  return value;
+}
+
+template <class T>
+char* WriteSigned(char* to, const void* numbers, int element) {
+  return WriteInteger(to, static_cast<int64_t>(Element<T>(numbers, element)));
+}
+
+template <class T>
+char* WriteUnsigned(char* to, const void* numbers, int element) {
+  return WriteInteger(to, static_cast<uint64_t>(Element<T>(numbers, element)));
+}
+
+template <class Decimal>
+char* WriteDecimalOf(char* to, const void* numbers, int element) {
+  const auto value = Element<Decimal>(numbers, element);
+  return WriteDecimal(to, value.mantissa(), value.decimals());
+}
+
+}  // namespace
+
+char* WriteNumber(char* to, const Column& column, const void* numbers, int element) {
+  switch (column.type) {
+    case Type::kInt8: return WriteSigned<int8_t>(to, numbers, element);
+    case Type::kInt16: return WriteSigned<int16_t>(to, numbers, element);
+    case Type::kInt32: return WriteSigned<int32_t>(to, numbers, element);
+    case Type::kInt64: return WriteSigned<int64_t>(to, numbers, element);
+    case Type::kFloat: return WriteFloating(to, Element<float>(numbers, element));
+    case Type::kDouble: return WriteFloating(to, Element<double>(numbers, element));
+    case Type::kUint8: return WriteUnsigned<uint8_t>(to, numbers, element);
+    case Type::kUint16: return WriteUnsigned<uint16_t>(to, numbers, element);
+    case Type::kUint32: return WriteUnsigned<uint32_t>(to, numbers, element);
+    case Type::kUint64: return WriteUnsigned<uint64_t>(to, numbers, element);
+    case Type::kTime: return WriteInteger(to, Element<tsl_time_t>(numbers, element).value());
+    case Type::kPFloat: return WriteDecimalOf<PFloat>(to, numbers, element);
+    case Type::kVFloat: return WriteDecimalOf<VFloat>(to, numbers, element);
+    default: return to;
+  }
+}
+
+char* WriteJsonNumber(char* to, const Column& column, const void* numbers, int element) {
+  // Most cells are of these two types.
+  if (column.type == Type::kInt64) return WriteSigned<int64_t>(to, numbers, element);
+  if (column.type == Type::kDouble) {
+    const auto value = Element<double>(numbers, element);
+    if (std::isfinite(value)) return WriteFloating(to, value);
+  } else if (column.type != Type::kFloat || std::isfinite(Element<float>(numbers, element))) {
+    return WriteNumber(to, column, numbers, element);
+  }
+  *to++ = '"';
+  to = WriteNumber(to, column, numbers, element);
+  *to++ = '"';
+  return to;
+}
+
+void AppendNumber(std::string* to, const Column& column, const void* numbers, int element) {
+  char digits[kNumberRoom];
+  to->append(digits, WriteNumber(digits, column, numbers, element));
+}
+
+std::string_view BinaryOf(TableView table, int row, const Column& column) {
+  int size = 0;
+  const auto* bytes = static_cast<const char*>(table_get_binary(table.get(), row, column.index, &size));
+  return bytes == nullptr ? std::string_view() : std::string_view(bytes, static_cast<size_t>(size));
+}
+
+}  // namespace tesview

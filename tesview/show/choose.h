@@ -1,0 +1,84 @@
+// What --head, --tail, --columns and --path leave of a table and of those inside it.
+#ifndef TESVIEW_SHOW_CHOOSE_H_
+#define TESVIEW_SHOW_CHOOSE_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "tesview/show/columns.h"
+#include "tesview/show/view.h"
+#include "tsl_base/table.hpp"
+
+namespace tesview {
+
+// The rows from the first to the one behind the last.
+struct RowRange {
+  int from = 0;
+  int to = 0;
+};
+
+// Which columns of a table are shown.
+enum class Part {
+  kNone,
+  kAll,
+  kChosen,  // those of --columns, and the columns of tables that lead to one of them
+};
+
+// The choice in the tables of one reply, which lives at least as long. One thread at a time.
+class Choice {
+ public:
+  explicit Choice(const View& view);
+
+  // Walks over the table and all inside it, for what was chosen of them; throws TooMuch where that is too
+  // many or would give too much output. Tables that were not walked over have no part that is kChosen.
+  void Take(tsl_base::TableView table);
+
+  Part whole() const { return view_.columns.empty() ? Part::kAll : Part::kChosen; }
+  RowRange Rows(tsl_base::TableView table) const;
+  Layout& LayoutOf(tsl_base::TableView table) { return layouts_.Of(table); }
+
+  // In the order asked for, columns that lead to chosen ones last.
+  std::vector<const Column*> Columns(tsl_base::TableView table, Part part);
+
+  // What is shown of a table in this column of a table of which `part` is shown. A column of tables that was
+  // asked for shows the whole of those in which no column was asked for.
+  Part Inside(Part part, const Column& column, tsl_base::TableView child) const;
+
+  // The first column that was asked for and is nowhere in what was walked over; empty if all are there.
+  std::string MissingColumn() const;
+
+  // All names of columns in the table and inside it.
+  std::vector<std::string> AllColumnNames(tsl_base::TableView table);
+
+  // The table at the path that was asked for; no table and why in `error` if there is none.
+  tsl_base::TableView TableAt(tsl_base::TableView root, std::string* error);
+
+ private:
+  bool IsChosen(const Column& column) const { return wanted_.count(column.name) != 0; }
+  const std::vector<const Column*>& ChosenOf(Layout* layout);
+  bool LeadsToChosen(tsl_base::TableView table, int col) const;
+  bool FindChosen(tsl_base::TableView table);
+  void CountCells(tsl_base::TableView table, uint64_t outer);
+  void CollectNames(tsl_base::TableView table, std::unordered_set<const Layout*>* seen,
+                    std::unordered_set<std::string_view>* known, std::vector<std::string>* names);
+  tsl_base::TableView Descend(tsl_base::TableView table, std::string_view number, std::string_view name,
+                              std::string* done, std::string* error);
+
+  const View& view_;
+  Layouts layouts_;
+  std::unordered_map<std::string_view, size_t> wanted_;  // --columns, and where each is among them
+  std::unordered_map<const Layout*, std::vector<const Column*>> chosen_;
+  std::unordered_set<std::string_view> found_;          // of --columns
+  std::unordered_set<const void*> tables_with_chosen_;  // that have a chosen column or lead to one
+  uint64_t cells_ = 0;
+  uint64_t visited_ = 0;
+};
+
+}  // namespace tesview
+
+#endif  // TESVIEW_SHOW_CHOOSE_H_
