@@ -141,9 +141,16 @@ Column Batch(const std::vector<Column>& columns) {
 }
 
 Column Sliced(Column column, int64_t offset, int64_t length) {
-  column.offset = offset;
+  column.offset += offset;
   column.length = length;
   return column;
+}
+
+Column WithSlicedColumns(Column batch, int64_t offset, int64_t length) {
+  for (Column& column : batch.children)
+    column = Sliced(column, offset, length);
+  batch.length = length;
+  return batch;
 }
 
 ArrowSchema ExportSchema(const Column& column) {

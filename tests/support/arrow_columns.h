@@ -65,6 +65,9 @@ Column Batch(const std::vector<Column>& columns);
 
 // The values from `offset` on, `length` of them, in the same buffers.
 Column Sliced(Column column, int64_t offset, int64_t length);
+// The same rows of a batch, by slices of its columns: some readers refuse a batch that is not as long as its
+// columns.
+Column WithSlicedColumns(Column batch, int64_t offset, int64_t length);
 
 ArrowSchema ExportSchema(const Column& column);
 ArrowArray ExportArray(const Column& column);
