@@ -1,0 +1,177 @@
+// Arrays with one fault each, and that fault found; and arrays that are unusual, in which nothing is wrong.
+#include "replies/arrow_check.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "tests/support/arrow_columns.h"
+
+namespace {
+
+using arrow_columns::Bits;
+using arrow_columns::Bools;
+using arrow_columns::Column;
+using arrow_columns::ExportArray;
+using arrow_columns::ExportSchema;
+using arrow_columns::FixedSizeList;
+using arrow_columns::LargeList;
+using arrow_columns::List;
+using arrow_columns::Numbers;
+using arrow_columns::Owned;
+using arrow_columns::Sliced;
+using arrow_columns::Struct;
+using arrow_columns::Texts;
+using arrow_columns::Values;
+
+std::string FaultOf(const Column& column) {
+  Owned<ArrowSchema> schema(ExportSchema(column));
+  Owned<ArrowArray> array(ExportArray(column));
+  return replies::CheckArrow(*schema, *array);
+}
+
+Column Three() {
+  return Numbers<int32_t>("i", "n", {1, 2, 3}, "101");
+}
+
+TEST(ArrowCheck, FindsNothingWhereNothingIsWrong) {
+  EXPECT_EQ(FaultOf(Three()), "");
+  EXPECT_EQ(FaultOf(Sliced(Three(), 1, 1)), "");
+  EXPECT_EQ(FaultOf(Bools("b", "101", "110")), "");
+  EXPECT_EQ(FaultOf(Texts("u", "t", {"", "\xE4\xB8\xAD", "a"}, "011")), "");
+  EXPECT_EQ(FaultOf(Texts("Z", "t", {"\xFF", ""})), "");
+  EXPECT_EQ(FaultOf(List("l", {0, 0, 3}, Three(), "01")), "");
+  EXPECT_EQ(FaultOf(LargeList("l", {1, 2, 2}, Three())), "");
+  EXPECT_EQ(FaultOf(FixedSizeList("l", 3, Three())), "");
+  EXPECT_EQ(FaultOf(Struct("s", 2, {Three(), Texts("U", "t", {"a", "b"})}, "01")), "");
+  EXPECT_EQ(FaultOf(Sliced(Struct("s", 3, {Three()}), 2, 1)), "");
+  EXPECT_EQ(FaultOf(Struct("s", 5, {})), "");
+  Column told = Three();
+  told.null_count = 1;
+  EXPECT_EQ(FaultOf(told), "");
+  // The texts of nulls are nobody's.
+  EXPECT_EQ(FaultOf(Texts("u", "t", {"\xFF", "a"}, "01")), "");
+}
+
+TEST(ArrowCheck, FindsNothingInEmptyArraysWithoutBuffers) {
+  EXPECT_EQ(FaultOf({"g", "x", 0, {std::nullopt, std::nullopt}, {}}), "");
+  EXPECT_EQ(FaultOf({"u", "x", 0, {std::nullopt, std::nullopt, std::nullopt}, {}}), "");
+  EXPECT_EQ(FaultOf({"+l", "x", 0, {std::nullopt, std::nullopt}, {Three()}}), "");
+}
+
+TEST(ArrowCheck, Schemas) {
+  EXPECT_EQ(FaultOf({"y", "x", 0, {}, {}}), "unknown format \"y\"");
+  EXPECT_EQ(FaultOf(Struct("", 0, {{"y", "x", 0, {}, {}}})), "x: unknown format \"y\"");
+  EXPECT_EQ(FaultOf({"+l", "x", 0, {std::nullopt, std::nullopt}, {}}), "0 children in the schema");
+  EXPECT_EQ(FaultOf({"g", "x", 0, {std::nullopt, std::nullopt}, {Three()}}), "1 children in the schema");
+  EXPECT_EQ(FaultOf(Numbers<double>("g", "\xFF", {})), "a name that is not UTF-8");
+  Column column = Three();
+  column.metadata = {{"unit", "\xFF"}};
+  EXPECT_EQ(FaultOf(column), "metadata that is not UTF-8");
+}
+
+Column NestedStructs(int levels) {
+  Column column = Three();
+  for (int i = 0; i < levels; ++i)
+    column = Struct("s", 3, {column});
+  return column;
+}
+
+TEST(ArrowCheck, Depth) {
+  EXPECT_EQ(FaultOf(NestedStructs(64)), "");
+  const std::string fault = FaultOf(NestedStructs(65));
+  EXPECT_EQ(fault.substr(fault.size() - 21), ": more than 64 levels");
+}
+
+// The fault that a change makes in an array of three numbers in a struct.
+std::string FaultAfter(const std::function<void(ArrowSchema*, ArrowArray*)>& change) {
+  const Column column = Struct("", 3, {Three()});
+  Owned<ArrowSchema> schema(ExportSchema(column));
+  Owned<ArrowArray> array(ExportArray(column));
+  ArrowArray& child = *array->children[0];
+  const ArrowArray before = child;
+  const ArrowSchema schema_before = *schema->children[0];
+  change(schema->children[0], &child);
+  std::string fault = replies::CheckArrow(*schema, *array);
+  child = before;
+  *schema->children[0] = schema_before;
+  return fault;
+}
+
+TEST(ArrowCheck, Counts) {
+  EXPECT_EQ(FaultAfter([](auto*, auto*) {}), "");
+  EXPECT_EQ(FaultAfter([](auto*, auto* array) { array->release = nullptr; }), "n: the array is released");
+  EXPECT_EQ(FaultAfter([](auto* schema, auto*) { schema->release = nullptr; }), "n: the schema is released");
+  EXPECT_EQ(FaultAfter([](auto* schema, auto*) { schema->format = nullptr; }), "n: no format");
+  EXPECT_EQ(FaultAfter([](auto* schema, auto*) { schema->metadata = "\xFF\xFF\xFF\xFF"; }),
+            "n: metadata of negative length");
+  EXPECT_EQ(FaultAfter([](auto* schema, auto*) { schema->dictionary = schema; }), "n: a dictionary");
+  EXPECT_EQ(FaultAfter([](auto*, auto* array) { array->dictionary = array; }), "n: a dictionary");
+  EXPECT_EQ(FaultAfter([](auto*, auto* array) { array->offset = -1; }), "n: length 3, offset -1");
+  EXPECT_EQ(FaultAfter([](auto*, auto* array) { array->offset = INT64_MAX; }),
+            "n: length 3, offset 9223372036854775807");
+  EXPECT_EQ(FaultAfter([](auto*, auto* array) { array->length = 2; }),
+            "n: 2 values where its parent needs 3");
+  EXPECT_EQ(FaultAfter([](auto*, auto* array) { array->n_buffers = 3; }), "n: 3 buffers where 2 belong");
+  EXPECT_EQ(FaultAfter([](auto*, auto* array) { array->buffers = nullptr; }), "n: no buffers");
+  EXPECT_EQ(FaultAfter([](auto*, auto* array) { array->n_children = 1; }),
+            "n: 1 children where the schema has 0");
+  EXPECT_EQ(FaultAfter([](auto*, auto* array) { array->null_count = 2; }),
+            "n: 2 nulls are told, 1 are there");
+  EXPECT_EQ(FaultAfter([](auto*, auto* array) { array->null_count = 4; }), "n: 4 nulls in 3 values");
+  EXPECT_EQ(FaultAfter([](auto*, auto* array) { array->null_count = -2; }), "n: -2 nulls in 3 values");
+  EXPECT_EQ(FaultAfter([](auto* schema, auto*) { schema->flags = 0; }),
+            "n: 1 nulls where there must be none");
+}
+
+TEST(ArrowCheck, MissingPointers) {
+  EXPECT_EQ(FaultAfter([](auto*, auto* array) { array->n_children = -1; }),
+            "n: -1 children where the schema has 0");
+  const Column column = Struct("", 3, {Three()});
+  Owned<ArrowSchema> schema(ExportSchema(column));
+  Owned<ArrowArray> array(ExportArray(column));
+  ArrowArray* const child = std::exchange(array->children[0], nullptr);
+  EXPECT_EQ(replies::CheckArrow(*schema, *array), "child 0 is null");
+  array->children[0] = child;
+  ArrowSchema* const field = std::exchange(schema->children[0], nullptr);
+  EXPECT_EQ(replies::CheckArrow(*schema, *array), "child 0 in the schema is null");
+  schema->children[0] = field;
+}
+
+TEST(ArrowCheck, Buffers) {
+  Column column = Three();
+  column.buffers[1] = std::nullopt;
+  EXPECT_EQ(FaultOf(column), "no buffer for 3 values");
+  column = Texts("u", "t", {"ab"});
+  column.buffers[2] = std::nullopt;
+  EXPECT_EQ(FaultOf(column), "no buffer for 2 bytes");
+  const auto misaligned = [](ArrowSchema*, ArrowArray* array) {
+    static std::string bytes(64, '\1');
+    static const void* buffers[2] = {nullptr, bytes.data() + 1};
+    array->buffers = buffers;
+  };
+  EXPECT_EQ(FaultAfter(misaligned), "n: a buffer that is not aligned");
+}
+
+TEST(ArrowCheck, Offsets) {
+  EXPECT_EQ(FaultOf(List("l", {0, 2, 1}, Three())), "offset 2 is 1, and 2 before it");
+  EXPECT_EQ(FaultOf(List("l", {-1, 2, 2}, Three())), "offset 0 is -1");
+  EXPECT_EQ(FaultOf(List("l", {0, 2, 4}, Three())), "n: 3 values where its parent needs 4");
+  EXPECT_EQ(FaultOf(LargeList("l", {0, 5000000000}, Three())),
+            "n: 3 values where its parent needs 5000000000");
+  Column column = FixedSizeList("l", 3, Three());
+  column.length = 2;
+  EXPECT_EQ(FaultOf(column), "n: 3 values where its parent needs 6");
+  EXPECT_EQ(FaultOf(Sliced(Struct("s", 3, {Three()}), 1, 3)), "n: 3 values where its parent needs 4");
+}
+
+TEST(ArrowCheck, Utf8) {
+  EXPECT_EQ(FaultOf(Texts("u", "t", {"a", "\xE4\xB8"})), "value 1 is not UTF-8");
+  EXPECT_EQ(FaultOf(Texts("U", "t", {"\xED\xA0\x80"})), "value 0 is not UTF-8");
+  // A character that two texts share is whole in neither.
+  Column column = Texts("u", "t", {"", ""});
+  column.buffers = {Bits(""), Values<int32_t>({0, 1, 3}), "\xE4\xB8\xAD"};
+  EXPECT_EQ(FaultOf(column), "value 0 is not UTF-8");
+}
+
+}  // namespace
