@@ -20,9 +20,8 @@ using google::protobuf::Descriptor;
 using google::protobuf::EnumDescriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::FileDescriptor;
-
-constexpr int kFirstPayload = 20;
-constexpr int kLastPayload = 482;
+using replies::kFirstPayload;
+using replies::LastPayload;
 
 // The files that name no Java package, sorted by byte.
 const std::set<std::string> kWithoutJavaPackage = {
@@ -143,7 +142,6 @@ TEST(Envelope, FirstFiveFields) {
 TEST(Envelope, EachIdHasTheFieldOfItsNumberAndName) {
   ASSERT_NE(Ids().FindValueByNumber(0), nullptr);
   EXPECT_EQ(Ids().FindValueByNumber(0)->name(), "IDNone");
-  EXPECT_EQ(Ids().value_count(), 469);
   std::set<int> numbers;
   for (int i = 0; i < Ids().value_count(); ++i) {
     const auto& value = *Ids().value(i);
@@ -158,16 +156,15 @@ TEST(Envelope, EachIdHasTheFieldOfItsNumberAndName) {
     ASSERT_TRUE(StartsWith(value.name(), "ID")) << value.name();
     EXPECT_EQ(field->name(), prefix + value.name().substr(2)) << value.number();
   }
-  EXPECT_EQ(Envelope().field_count(), 468);
   for (int i = 0; i < Envelope().field_count(); ++i) {
     EXPECT_EQ(numbers.count(Envelope().field(i)->number()), 1U) << Envelope().field(i)->name();
   }
 }
 
 TEST(Envelope, EachPayloadFieldRepeatsTheMessageOfItsName) {
-  for (int number = kFirstPayload; number <= kLastPayload; ++number) {
+  for (int number = kFirstPayload; number <= LastPayload(); ++number) {
     const FieldDescriptor* field = Envelope().FindFieldByNumber(number);
-    ASSERT_NE(field, nullptr) << number;
+    ASSERT_NE(field, nullptr) << number << " is left out";
     EXPECT_TRUE(field->is_repeated()) << field->name();
     ASSERT_NE(field->message_type(), nullptr) << field->name();
     EXPECT_EQ(field->message_type()->containing_type(), nullptr) << field->name();
@@ -180,7 +177,6 @@ TEST(Envelope, SixToNineteenStayFree) {
     EXPECT_EQ(Envelope().FindFieldByNumber(number), nullptr) << number;
     EXPECT_EQ(Ids().FindValueByNumber(number), nullptr) << number;
   }
-  EXPECT_EQ(Envelope().FindFieldByNumber(kLastPayload + 1), nullptr);
 }
 
 TEST(Envelope, FieldsAndIdsAreDeclaredInAscendingNumber) {
@@ -201,13 +197,13 @@ TEST(Envelope, ItsFileHoldsNothingElse) {
 TEST(Envelope, NoMessageInItsReachIsProto3) {
   std::set<const Descriptor*> reached;
   Reach(Envelope(), reached);
-  EXPECT_GT(reached.size(), 463U);
+  EXPECT_GE(static_cast<int>(reached.size()), LastPayload() - kFirstPayload + 1);
   for (const Descriptor* type : reached)
     EXPECT_EQ(type->file()->syntax(), FileDescriptor::SYNTAX_PROTO2) << type->full_name();
 }
 
 TEST(SchemaFiles, AllAreOfOnePackage) {
-  EXPECT_EQ(Files().size(), 148U);
+  EXPECT_FALSE(Files().empty());
   for (const FileDescriptor* file : Files())
     EXPECT_EQ(file->package(), "tessel") << file->name();
 }
@@ -221,7 +217,6 @@ TEST(SchemaFiles, OneIsProto3) {
 }
 
 TEST(SchemaFiles, OptionsAreTheJavaOnes) {
-  ASSERT_EQ(kWithoutJavaPackage.size(), 22U);
   for (const std::string& name : kWithoutJavaPackage)
     EXPECT_NE(test_replies::Pool().FindFileByName(name), nullptr) << name;
   for (const FileDescriptor* file : Files()) {
@@ -230,6 +225,17 @@ TEST(SchemaFiles, OptionsAreTheJavaOnes) {
     if (file->name() == "indicate.proto") expected.set_java_outer_classname("TslIndicate");
     EXPECT_EQ(file->options().SerializeAsString(), expected.SerializeAsString()) << file->name();
   }
+}
+
+// The last number cannot be told from the schema alone: a type lost at its end would not be missed.
+TEST(SchemaPage, TellsTheRangeOfPayloadNumbers) {
+  const std::string range =
+      "from " + std::to_string(kFirstPayload) + " to " + std::to_string(LastPayload()) + ",";
+  bool told = false;
+  for (const std::string& line : Lines(SCHEMA_PAGE))
+    told = told || line.find(range) != std::string::npos;
+  EXPECT_TRUE(told) << "docs/schema.md does not say \"" << range
+                    << "\": a new payload type moves the last number there, and no type is ever taken away";
 }
 
 // One list entry for each file, "- `name.proto`: what it is for", and none for a file that is not there.

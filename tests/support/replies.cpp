@@ -41,6 +41,11 @@ const google::protobuf::DescriptorPool& Pool() {
   return TheSchema().pool;
 }
 
+int LastPayload() {
+  const auto* envelope = Pool().FindMessageTypeByName("tessel.MSG");
+  return envelope->field(envelope->field_count() - 1)->number();
+}
+
 std::unique_ptr<google::protobuf::Message> New(const std::string& name) {
   const auto* type = TheSchema().pool.FindMessageTypeByName("tessel." + name);
   if (type == nullptr) Fail("no message " + name);

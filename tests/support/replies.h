@@ -17,6 +17,11 @@ namespace test_replies {
 // The schema, in a pool of its own.
 const google::protobuf::DescriptorPool& Pool();
 
+// The payload types have the numbers from here on without a gap, as Id and as field of the envelope. The last
+// one is read from the schema.
+inline constexpr int kFirstPayload = 20;
+int LastPayload();
+
 // An empty message of the schema: "MSG", "Table", "QuoteMinSingle.Nested".
 std::unique_ptr<google::protobuf::Message> New(const std::string& name);
 
