@@ -11,7 +11,6 @@
 namespace replies {
 namespace {
 
-using tesview::IsUtf8;
 
 template <typename... Args>
 std::string Fault(const std::string& path, fmt::format_string<Args...> text, Args&&... args) {

@@ -1,0 +1,224 @@
+// Payloads as tables by the schema alone: columns in declared order, one for each kind of field, what is
+// packed, what is absent, how deep and how costly a hostile reply gets.
+#include "replies/decode.h"
+
+#include <google/protobuf/descriptor.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+
+#include "tests/support/replies.h"
+#include "tests/support/tables.h"
+
+namespace {
+
+namespace pb = google::protobuf;
+using replies::Unpack;
+using tsl_base::RowView;
+using tsl_base::Table;
+using tsl_base::TableView;
+
+std::unique_ptr<pb::Message> Parsed(const std::string& bytes) {
+  auto reply = test_replies::New("MSG");
+  EXPECT_TRUE(reply->ParsePartialFromString(bytes));
+  return reply;
+}
+
+Table Decode(const std::string& text, const Unpack& unpack = {}) {
+  std::string error;
+  Table table = replies::DecodePayload(*Parsed(test_replies::Reply(text)), unpack, &error);
+  EXPECT_EQ(error, "");
+  return table;
+}
+
+std::string ErrorOf(const std::string& text) {
+  std::string error;
+  const Table table = replies::DecodePayload(*Parsed(test_replies::Reply(text)), {}, &error);
+  EXPECT_FALSE(table);
+  return error;
+}
+
+TableView Child(const Table& table, int row, int col) {
+  return TableView(table_get_table(table.get(), row, col));
+}
+TableView Child(TableView table, int row, int col) {
+  return TableView(table_get_table(table.get(), row, col));
+}
+
+std::string SpecOf(TableView table) {
+  return ::SpecOf(const_cast<void*>(table.get()));
+}
+
+}  // namespace
+
+TEST(DecodePayload, GivesARowForEachElementAndATableForEachMessageInside) {
+  const Table table = Decode(
+      "Id: 22 RepDataQuoteTickSingle { Obj: 'SH600000' Data { Id: 5 ShiJian: 7 } Data { Id: 6 } QingPan: 9 }"
+      " RepDataQuoteTickSingle { Obj: 'SZ000001' }");
+  EXPECT_EQ(SpecOf(table.view()), "Obj:s;Data:t;QingPan:q;");
+  ASSERT_EQ(table.view().rows(), 2);
+  EXPECT_STREQ(table_get_str(table.get(), 0, 0), "SH600000");
+  EXPECT_STREQ(table_get_str(table.get(), 1, 0), "SZ000001");
+  EXPECT_EQ(table_get_int64(table.get(), 0, 2), 9);
+  EXPECT_EQ(table_is_set(table.get(), 1, 2), 0);
+  EXPECT_EQ(table_is_set(table.get(), 1, 1), 0);
+  const TableView ticks = Child(table, 0, 1);
+  EXPECT_EQ(
+      SpecOf(ticks),
+      "Id:q;ShiJian:q;ChengJiaoJia:q;ChengJiaoLiang:q;ChengJiaoE:q;ChengJiaoDanBiShu:q;"
+      "ShiFouZhuDongXingMaiDan:q;MaiMaiFangXiang:q;DanCiChengJiaoLiang:q;DanCiChengJiaoE:q;DanCiChengJiaoDanBiShu:q;");
+  ASSERT_EQ(ticks.rows(), 2);
+  EXPECT_EQ(table_get_int64(ticks.get(), 0, 1), 7);
+  EXPECT_EQ(table_get_int64(ticks.get(), 1, 0), 6);
+  EXPECT_EQ(table_is_set(ticks.get(), 1, 1), 0);
+}
+
+TEST(DecodePayload, HasALetterForEachKindOfField) {
+  const Table table = Decode(
+      "Id: 3 Tbl { Tiid: -1 Info { Name: 'A' Type: 105 } Info { Name: 'B' } Name: 'N'"
+      " Data { Index: 2 iValues: -4 iValues: 9223372036854775807 fValues: 0.5 dValues: 0.25 sValues: 'x'"
+      " sValues: '' bValues: 'b\\000c' xValues: -6 } }");
+  EXPECT_EQ(SpecOf(table.view()), "Tiid:i;Info:t;Data:t;DataX:t;Name:s;Memo:s;");
+  ASSERT_EQ(table.view().rows(), 1);
+  EXPECT_EQ(table_get_int(table.get(), 0, 0), -1);
+  EXPECT_EQ(table_is_set(table.get(), 0, 3), 0);
+  EXPECT_EQ(table_is_set(table.get(), 0, 5), 0);
+  EXPECT_EQ(Child(table, 0, 1).rows(), 2);
+  const TableView data = Child(table, 0, 2);
+  EXPECT_EQ(SpecOf(data),
+            "Index:i;iValues:t;fValues:t;dValues:t;sValues:t;bValues:t;tValues:t;aValues:t;xValues:t;");
+  const TableView integers = Child(data, 0, 1);
+  EXPECT_EQ(SpecOf(integers), "iValues:q;");
+  EXPECT_EQ(table_get_int64(integers.get(), 0, 0), -4);
+  EXPECT_EQ(table_get_int64(integers.get(), 1, 0), INT64_MAX);
+  EXPECT_EQ(SpecOf(Child(data, 0, 2)), "fValues:f;");
+  EXPECT_EQ(table_get_float(Child(data, 0, 2).get(), 0, 0), 0.5F);
+  EXPECT_EQ(table_get_double(Child(data, 0, 3).get(), 0, 0), 0.25);
+  EXPECT_EQ(Child(data, 0, 4).rows(), 2);
+  EXPECT_STREQ(table_get_str(Child(data, 0, 4).get(), 1, 0), "");
+  int size = 0;
+  const void* bytes = table_get_binary(Child(data, 0, 5).get(), 0, 0, &size);
+  EXPECT_EQ(std::string(static_cast<const char*>(bytes), static_cast<size_t>(size)), std::string("b\0c", 3));
+  EXPECT_EQ(table_is_set(data.get(), 0, 6), 0);
+  EXPECT_EQ(table_get_int64(Child(data, 0, 8).get(), 0, 0), -6);
+}
+
+TEST(DecodePayload, ShowsTrueAndFalseAsBytes) {
+  const Table table = Decode(
+      "Id: 437 RepDataDingYueTuiSongXiaoXiFanHuiShuJu { Data { Id: 'a' IsPaid: true IsRead: false } }");
+  const int col = table_col_index(table.get(), "Data");
+  const TableView data = Child(table, 0, col);
+  const int paid = table_col_index(const_cast<void*>(data.get()), "IsPaid");
+  EXPECT_EQ(table_col_type(const_cast<void*>(data.get()), paid), 9);
+  EXPECT_EQ(*static_cast<const unsigned char*>(table_get_buff(data.get(), 0, paid, nullptr)), 1);
+  EXPECT_EQ(*static_cast<const unsigned char*>(table_get_buff(data.get(), 0, paid + 1, nullptr)), 0);
+}
+
+TEST(DecodePayload, TakesAPayloadThatIsAText) {
+  const Table table = Decode("Id: 4 JsonTbl: '{}'");
+  EXPECT_EQ(SpecOf(table.view()), "JsonTbl:s;");
+  EXPECT_STREQ(table_get_str(table.get(), 0, 0), "{}");
+}
+
+TEST(DecodePayload, UnpacksTheFieldsOfTheseNames) {
+  // 0x4D2 is 12.34; the field beside it stays as it is.
+  const Table table =
+      Decode("Id: 22 RepDataQuoteTickSingle { Obj: 'A' Data { ChengJiaoJia: 0x4D2 ChengJiaoE: 0x4D2 } }",
+             {false, {"ChengJiaoJia"}});
+  const TableView ticks = Child(table, 0, 1);
+  EXPECT_EQ(
+      SpecOf(ticks),
+      "Id:q;ShiJian:q;ChengJiaoJia:d;ChengJiaoLiang:q;ChengJiaoE:q;ChengJiaoDanBiShu:q;"
+      "ShiFouZhuDongXingMaiDan:q;MaiMaiFangXiang:q;DanCiChengJiaoLiang:q;DanCiChengJiaoE:q;DanCiChengJiaoDanBiShu:q;");
+  EXPECT_EQ(table_get_double(ticks.get(), 0, 2), 12.34);
+  EXPECT_EQ(table_get_int64(ticks.get(), 0, 4), 0x4D2);
+}
+
+TEST(DecodePayload, UnpacksAllOfMarketData) {
+  const Table table = Decode(
+      "Id: 22 RepDataQuoteTickSingle { Obj: 'A' QingPan: 0xA04D2 Data { ShiJian: 0x104D2 ChengJiaoE: 0x1004D2 } }",
+      {true, {}});
+  EXPECT_EQ(table_get_double(table.get(), 0, 2), 1234.0);
+  EXPECT_EQ(table_get_double(Child(table, 0, 1).get(), 0, 1), 123.4);
+  EXPECT_EQ(table_get_double(Child(table, 0, 1).get(), 0, 4), -12.34);
+}
+
+TEST(DecodePayload, LeavesUnsetWhatHasNoValue) {
+  // Code 2 is no value, code 11 is none, and a negative word is no packed number.
+  const Table table = Decode(
+      "Id: 22 RepDataQuoteTickSingle { Obj: 'A' Data { Id: 0x20000 ShiJian: 0xB04D2 ChengJiaoJia: -1"
+      " ChengJiaoLiang: 0 } }",
+      {true, {}});
+  const TableView ticks = Child(table, 0, 1);
+  EXPECT_EQ(table_is_set(ticks.get(), 0, 0), 0);
+  EXPECT_EQ(table_is_set(ticks.get(), 0, 1), 0);
+  EXPECT_EQ(table_is_set(ticks.get(), 0, 2), 0);
+  EXPECT_EQ(table_is_set(ticks.get(), 0, 3), 1);
+  EXPECT_EQ(table_get_double(ticks.get(), 0, 3), 0.0);
+}
+
+TEST(DecodePayload, UnpacksWhatAConverterUnpacksAndNothingThatIsPlain) {
+  // The price of a bar is unpacked by the table of Id 21.
+  const Table bars = Decode("Id: 21 RepDataQuoteKlineSingle { Obj: 'A' Data { KaiPanJia: 0x4D2 } }");
+  const int data = table_col_index(bars.get(), "Data");
+  const TableView bar = Child(bars, 0, data);
+  const int open = table_col_index(const_cast<void*>(bar.get()), "KaiPanJia");
+  ASSERT_GE(open, 0);
+  EXPECT_EQ(table_get_double(bar.get(), 0, open), 12.34);
+}
+
+TEST(DecodePayload, LeavesTheIntegersOfOtherFamiliesAsTheyAre) {
+  const pb::Descriptor* envelope = test_replies::Pool().FindMessageTypeByName("tessel.MSG");
+  const pb::FieldDescriptor* token = envelope->FindFieldByName("RepDataToken");
+  ASSERT_NE(token, nullptr);
+  const std::string all = replies::DecodedSpec(*token->message_type(), token->number(), {true, {}});
+  const std::string none = replies::DecodedSpec(*token->message_type(), token->number(), {});
+  EXPECT_EQ(all, none);
+}
+
+TEST(DecodePayload, SaysWhyThereIsNone) {
+  EXPECT_EQ(ErrorOf("Id: 22"), "\"RepDataQuoteTickSingle\", the payload of Id 22, is empty");
+  EXPECT_EQ(ErrorOf("Id: 483"), "Id 483 has no payload in the schema");
+  EXPECT_EQ(ErrorOf("Id: 0"), "Id 0 has no payload in the schema");
+  EXPECT_EQ(ErrorOf("Id: 1"), "Id 1 has no payload in the schema");
+  EXPECT_EQ(ErrorOf("Id: 2 Obj: 'x'"), "Id 2 has no payload in the schema");
+  EXPECT_EQ(ErrorOf("Id: 5 ObjCount: 1"), "Id 5 has no payload in the schema");
+  EXPECT_EQ(ErrorOf("Id: -1"), "Id -1 has no payload in the schema");
+}
+
+// The parser's own bound is the bound here: the deepest reply that it accepts is shown, and freed.
+TEST(DecodePayload, GoesAsDeepAsTheParser) {
+  std::string tables;
+  std::string end;
+  for (int i = 0; i < 49; ++i) {
+    tables += "Data { Index: 0 tValues { ";
+    end += "} } ";
+  }
+  const auto reply = Parsed(test_replies::Reply("Id: 3 Tbl { " + tables + "Name: 'deepest' " + end + "}"));
+  std::string error;
+  const Table table = replies::DecodePayload(*reply, {}, &error);
+  TableView at = table.view();
+  for (int i = 0; i < 49; ++i)
+    at = Child(Child(at, 0, 2), 0, 6);
+  EXPECT_STREQ(table_get_str(at.get(), 0, 4), "deepest");
+}
+
+// Thousands of nested tables with the longest columns of the schema cost what their cells cost.
+TEST(DecodePayload, TakesTimeInProportionToTheReply) {
+  const pb::Descriptor* envelope = test_replies::Pool().FindMessageTypeByName("tessel.MSG");
+  auto reply = test_replies::New("MSG");
+  const pb::Reflection* reflection = reply->GetReflection();
+  const pb::FieldDescriptor* stocks = envelope->FindFieldByName("RepDataStkData");
+  reflection->SetInt32(reply.get(), envelope->FindFieldByName("Id"), 27);
+  for (int i = 0; i < 20'000; ++i) {
+    pb::Message* stock = reflection->AddMessage(reply.get(), stocks);
+    stock->GetReflection()->SetString(stock, stock->GetDescriptor()->FindFieldByName("Obj"), "A");
+  }
+  std::string error;
+  const auto start = std::chrono::steady_clock::now();
+  const Table table = replies::DecodePayload(*reply, {}, &error);
+  const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+  EXPECT_EQ(table.view().rows(), 20'000);
+  EXPECT_LT(taken.count(), 2.0);
+}
