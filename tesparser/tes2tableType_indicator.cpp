@@ -5,6 +5,7 @@
 #include "tesparser/packed_decimal.h"
 #include "tesparser/tes2tableType.h"
 #include "tesparser/text_cell.h"
+#include "tessel.zhibiao.pb.h"
 
 namespace {
 

@@ -3,6 +3,8 @@
 #include "tesparser/packed_decimal.h"
 #include "tesparser/tes2table.h"
 #include "tesparser/text_cell.h"
+#include "tessel.auction.pb.h"
+#include "tessel.pc.jieduantongji.pb.h"
 
 namespace {
 

@@ -8,6 +8,8 @@
 #include "tesparser/packed_decimal.h"
 #include "tesparser/tes2table.h"
 #include "tesparser/text_cell.h"
+#include "tessel.pc.dashifenxi.pb.h"
+#include "tessel.pc.rediantuisong.pb.h"
 
 namespace {
 

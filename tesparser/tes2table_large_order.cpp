@@ -2,6 +2,7 @@
 #include "tesparser/packed_decimal.h"
 #include "tesparser/tes2table.h"
 #include "tesparser/text_cell.h"
+#include "tessel.orderdata.pb.h"
 
 namespace {
 

@@ -6,6 +6,7 @@
 #include "tesparser/packed_decimal.h"
 #include "tesparser/tes2table.h"
 #include "tesparser/text_cell.h"
+#include "tessel.markettrendindicators.pb.h"
 
 namespace {
 

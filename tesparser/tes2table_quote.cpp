@@ -4,6 +4,8 @@
 #include "tesparser/table_alike.h"
 #include "tesparser/tes2table.h"
 #include "tesparser/text_cell.h"
+#include "tessel.stkdata.pb.h"
+#include "tsloutput.pb.h"
 
 namespace {
 

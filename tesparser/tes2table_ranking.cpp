@@ -7,6 +7,11 @@
 #include "tesparser/packed_decimal.h"
 #include "tesparser/tes2table.h"
 #include "tesparser/text_cell.h"
+#include "tessel.indicalcsort.pb.h"
+#include "tessel.markettrendindicators.pb.h"
+#include "tessel.paixu.pb.h"
+#include "tessel.xuangu.pb.h"
+#include "tessel.zhibiao.pb.h"
 
 namespace {
 

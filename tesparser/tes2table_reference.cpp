@@ -5,6 +5,7 @@
 #include "tesparser/packed_decimal.h"
 #include "tesparser/tes2table.h"
 #include "tesparser/text_cell.h"
+#include "tessel.pc.caiwuchuquanbankuai.pb.h"
 
 namespace {
 

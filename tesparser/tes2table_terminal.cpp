@@ -6,6 +6,9 @@
 #include "tesparser/packed_decimal.h"
 #include "tesparser/tes2table.h"
 #include "tesparser/text_cell.h"
+#include "tessel.markettrendindicators.pb.h"
+#include "tessel.pc.selfstocksync.pb.h"
+#include "tessel.pc.stkdata.pb.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <google/protobuf/arena.h>
 
-#include "MSG.pb.h"
+#include "MSG.proto.h"
 #include "tesparser/message_to_json.h"
 #include "tesparser/tes2table.h"
 #include "tesparser/tes2tableType.h"
