@@ -1,11 +1,14 @@
 # Runs protoc over all schema files in IN and puts what changed into OUT, so that a change to one schema file rebuilds
 # only what it touches.
+#
+# With proto_h a message's header only declares the messages of other files: whoever includes MSG.proto.h reads the
+# envelope without the 147 headers of all that it may carry.
 file(GLOB protos ${IN}/*.proto)
 set(fresh ${OUT}.fresh)
 file(REMOVE_RECURSE ${fresh})
 file(MAKE_DIRECTORY ${fresh} ${OUT})
 execute_process(
-  COMMAND ${PROTOC} -I${IN} --cpp_out=${fresh} --descriptor_set_out=${fresh}/tesparser.desc ${protos}
+  COMMAND ${PROTOC} -I${IN} --cpp_out=proto_h:${fresh} --descriptor_set_out=${fresh}/tesparser.desc ${protos}
   RESULT_VARIABLE result
   ERROR_VARIABLE errors)
 if(NOT result EQUAL 0)

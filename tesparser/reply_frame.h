@@ -6,7 +6,7 @@
 
 #include <cstddef>
 
-#include "MSG.pb.h"
+#include "MSG.proto.h"
 
 // The reply of one call. The envelope with its 463 repeated fields is the largest object of the schema (11
 // KB); the block holds it and the first of what it carries, so that it costs no allocation.

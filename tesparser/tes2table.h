@@ -9,7 +9,8 @@
 
 #include <string>
 
-#include "MSG.pb.h"
+#include "MSG.proto.h"
+#include "tslpbtable.pb.h"
 
 class tes2table {
  public:

@@ -8,8 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "MSG.pb.h"
+#include "MSG.proto.h"
 #include "tesparser/tesparser.h"
+#include "tslpbtable.pb.h"
 
 class tes2tableType {
  public:

@@ -4,6 +4,7 @@
 
 #include "tesparser/cell.h"
 #include "tesparser/tes2tableType.h"
+#include "tessel.zhibiao.pb.h"
 
 namespace {
 

@@ -1,8 +1,12 @@
 // Typed tables from a reply's own message: large orders (Id 321), holdings by class of holder (Id 296),
 // northbound holdings (Id 430), and the token (Id 44). All series columns are decoded, dates and times among
 // them, whether or not the field arrived; the token's four fields stand as they are.
+#include "CldBeiXiangZiJin.pb.h"
 #include "tesparser/cell.h"
 #include "tesparser/tes2tableType.h"
+#include "tessel.orderdata.pb.h"
+#include "tessel.pc.fenleichicang.pb.h"
+#include "tsltoken.pb.h"
 
 namespace {
 

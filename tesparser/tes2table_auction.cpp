@@ -2,6 +2,8 @@
 // (Id 442).
 #include "tesparser/cell.h"
 #include "tesparser/tes2table.h"
+#include "tessel.auction.pb.h"
+#include "tessel.pc.jieduantongji.pb.h"
 
 namespace {
 

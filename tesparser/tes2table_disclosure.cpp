@@ -4,6 +4,8 @@
 // other two a table without rows.
 #include "tesparser/cell.h"
 #include "tesparser/tes2table.h"
+#include "tessel.pc.dashifenxi.pb.h"
+#include "tessel.pc.rediantuisong.pb.h"
 
 namespace {
 

@@ -1,6 +1,7 @@
 // Large orders: the statistics of each object over time (Id 321) and the answer to an order (Id 392).
 #include "tesparser/cell.h"
 #include "tesparser/tes2table.h"
+#include "tessel.orderdata.pb.h"
 
 namespace {
 

@@ -5,6 +5,7 @@
 // is marked in 272 and 271 and left unset in 273.
 #include "tesparser/cell.h"
 #include "tesparser/tes2table.h"
+#include "tessel.markettrendindicators.pb.h"
 
 namespace {
 

@@ -2,8 +2,11 @@
 // column is written whether or not the field arrived.
 #include <cstdint>
 
+#include "CldF10ShuJu.pb.h"
 #include "tesparser/cell.h"
 #include "tesparser/tes2table.h"
+#include "tessel.pc.dingyuetuisong.pb.h"
+#include "tessel.topicpage.pb.h"
 
 // Of the whole profile the table shows the object and the office address.
 void* tes2table::ParseF10GsgkOutput(const tessel::MSG& message) {

@@ -2,6 +2,8 @@
 // All three write every column whether or not the field arrived: an absent number stands as zero.
 #include "tesparser/cell.h"
 #include "tesparser/tes2table.h"
+#include "tessel.stkdata.pb.h"
+#include "tsloutput.pb.h"
 
 namespace {
 

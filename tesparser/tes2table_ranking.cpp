@@ -6,6 +6,11 @@
 
 #include "tesparser/cell.h"
 #include "tesparser/tes2table.h"
+#include "tessel.indicalcsort.pb.h"
+#include "tessel.markettrendindicators.pb.h"
+#include "tessel.paixu.pb.h"
+#include "tessel.xuangu.pb.h"
+#include "tessel.zhibiao.pb.h"
 
 namespace {
 

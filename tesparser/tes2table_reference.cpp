@@ -4,6 +4,7 @@
 // received, and whole numbers are rounded. The header's version and checksum are shown and not judged.
 #include "tesparser/cell.h"
 #include "tesparser/tes2table.h"
+#include "tessel.pc.caiwuchuquanbankuai.pb.h"
 
 namespace {
 

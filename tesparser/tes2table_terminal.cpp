@@ -5,6 +5,9 @@
 
 #include "tesparser/cell.h"
 #include "tesparser/tes2table.h"
+#include "tessel.markettrendindicators.pb.h"
+#include "tessel.pc.selfstocksync.pb.h"
+#include "tessel.pc.stkdata.pb.h"
 
 namespace {
 

@@ -6,10 +6,11 @@
 #include <algorithm>
 #include <string>
 
-#include "MSG.pb.h"
+#include "MSG.proto.h"
 #include "tesparser/packed_decimal.h"
 #include "tsl_base/table.h"
 #include "tsl_base/text.h"
+#include "tslpbtable.pb.h"
 
 // The table in the first cell of the wrapper that a wire reply is; null where the reply is no such wrapper.
 // The rest of the wrapper is not looked at.
