@@ -39,8 +39,9 @@
  * "Data:53q" is a counted cell: 53 signed 64-bit values, contiguous, written and read as one. A count of 1
  * says nothing more than the letter alone. Text, binary and table cells have no counted form, and no cell is
  * wider than an int counts bytes. An entry of any other shape becomes a column of code 0 that holds nothing,
- * so that the columns behind it keep their index. Its name is what stands before the last ':', or all of it.
- * Only an empty entry at the very end, blanks or not, is no column. No spec makes table_create() fail.
+ * so that the columns behind it keep their index. Its name is what comes before the last ':', or all of it.
+ * Only an empty entry at the very end, or one of blanks behind a ';', is no column. No spec makes
+ * table_create() fail.
  *
  * Memory grows with the cells that are written, not with the rows and columns that are announced. Cells are
  * best written in ascending order of rows; any order is correct.
@@ -98,7 +99,7 @@ TSL_BASE_API void table_set_int64(void* table, int row, int col, long long value
 /* Writes time columns too: the 64 bits of a tsl_time_t. */
 TSL_BASE_API void table_set_uint64(void* table, int row, int col, unsigned long long value);
 
-/* For 16-bit columns, signed and unsigned alike, the 16 bits as they stand; elsewhere the unsigned number. */
+/* For 16-bit columns, signed and unsigned alike, the 16 bits as they are; elsewhere the unsigned number. */
 TSL_BASE_API void table_set_short(void* table, int row, int col, unsigned short value);
 
 /* PFloat and VFloat columns only, each its own class. */
