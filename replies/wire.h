@@ -11,6 +11,9 @@
 
 namespace replies {
 
+// Messages inside messages, as deep as the parser goes.
+inline constexpr int kDeepest = 100;
+
 // Reads a varint at `*pos` and moves `*pos` behind it. False if it is cut off or longer than ten bytes;
 // `*pos` then stays.
 bool ReadVarint(std::string_view bytes, size_t* pos, uint64_t* value);
