@@ -191,7 +191,7 @@ class CommandLine {
             "--from", given_.from,
             "How FILE holds replies: raw (one reply), delimited (a stream, each reply with its "
             "length as a varint before it), hex, base64 (a line is a reply, or all lines together are; "
-            "of a line of a log the longest run of digits), lines (a log, of which each line is looked "
+            "of a line of a log every run of digits that is one), lines (a log, of which each line is looked "
             "at by itself and as soon as it comes), text (protobuf text form). With auto, the default, "
             "it is found out.")
         ->type_name("FORM")
@@ -271,8 +271,10 @@ class CommandLine {
         ->type_name("N")
         ->group("Work")
         ->take_last();
-    app_.add_flag("--strict", arguments_.show.strict,
-                  "Stop at the first reply that cannot be shown or file that cannot be read.")
+    app_.add_flag(
+            "--strict", arguments_.show.strict,
+            "Stop at the first reply that cannot be shown or file that cannot be read. Lines of a log that look "
+            "like replies and are none, which are counted otherwise, are an error.")
         ->group("Work");
     app_.add_option("--progress", given_.progress,
                     "A line on standard error that tells how far the work is: always, never, or auto, which "

@@ -45,8 +45,8 @@ constexpr size_t kBytesWaiting = size_t{64} * 1024 * 1024;
 // A reply, or what stands in its place.
 struct Task {
   Item item;
-  std::string error;  // of the reading; there is no reply then
-  ExitCode error_code = kAllShown;
+  std::string error;                // of the reading; there is no reply then
+  ExitCode error_code = kAllShown;  // which stays so where something is only worth saying
 };
 
 // ---- reading ----
@@ -70,13 +70,12 @@ class Reader {
     while (true) {
       try {
         if (replies_ == nullptr && !Open()) return false;
-        if (TakeReply(task)) return true;
+        if (TakeReply(task) || TakeLookalikes(task)) return true;
       } catch (const InputError& error) {
         Close();
         Trouble(task, fmt::format("{}: {}", name_, error.what()));
         return true;
       }
-      Close();
     }
   }
 
@@ -92,6 +91,19 @@ class Reader {
         source_.get(), job_.from, [](const std::string& text, std::string* bytes, std::string* error) {
           return TextToBytes(text, false, bytes, error);
         });
+    return true;
+  }
+
+  // What the file's lines seemed to hold is said at its end, once. False if there is nothing to say.
+  bool TakeLookalikes(Task* task) {
+    const replies::Lookalikes lookalikes = replies_->lookalikes();
+    Close();
+    if (lookalikes.lines == 0) return false;
+    task->error =
+        fmt::format("{}: {} looked like {} not; first at line {}", name_,
+                    lookalikes.lines == 1 ? "1 line" : fmt::format("{} lines", lookalikes.lines),
+                    lookalikes.lines == 1 ? "a reply and was" : "replies and were", lookalikes.first_line);
+    task->error_code = job_.strict ? kSomeNotShown : kAllShown;
     return true;
   }
 
@@ -177,7 +189,7 @@ class Writer {
   }
 
   void Fail(const std::string& what, ExitCode code) {
-    ++failed_;
+    failed_ += code == kAllShown ? 0 : 1;
     code_ = std::max(code_, code);
     // What was shown before stands before the complaint, also where both go to one place.
     output_->Flush();
