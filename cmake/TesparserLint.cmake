@@ -5,7 +5,5 @@
 # "redefinition" where this list lacks one.)
 set_source_files_properties(${PROJECT_SOURCE_DIR}/tesview/show/render_json.cpp
   TARGET_DIRECTORY tesview_parts PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
-set_source_files_properties(${PROJECT_SOURCE_DIR}/replies/schema.cpp
-  TARGET_DIRECTORY replies PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
 # Of the fuzz targets each is the only one of its program.
 set_property(TARGET fuzz_replay PROPERTY UNITY_BUILD OFF)

@@ -11,6 +11,9 @@
 
 namespace replies {
 
+// The parser's own limit, in bytes.
+inline constexpr uint32_t kMaxReplyBytes = 0x7FFFFFFF;
+
 // Messages inside messages, as deep as the parser goes.
 inline constexpr int kDeepest = 100;
 
