@@ -63,7 +63,7 @@ std::vector<const CLI::App*> CommandsOf(const CLI::App& app) {
 
 // Commands that take names of payloads, files, or neither.
 bool TakesNames(const CLI::App& command) {
-  return command.get_name() == "ids" || command.get_name() == "schema";
+  return command.get_name() == "ids" || command.get_name() == "columns" || command.get_name() == "schema";
 }
 bool TakesFiles(const CLI::App& command) {
   return command.get_name() == "pack";

@@ -45,6 +45,8 @@ constexpr Word<Form> kFrom[] = {
     {"text", Form::kText}};
 constexpr Word<When> kWhen[] = {{"auto", When::kAuto}, {"always", When::kAlways}, {"never", When::kNever}};
 constexpr Word<When> kStyle[] = {{"auto", When::kAuto}, {"box", When::kAlways}, {"plain", When::kNever}};
+constexpr Word<ColumnsForm> kColumns[] = {
+    {"table", ColumnsForm::kTable}, {"json", ColumnsForm::kJson}, {"markdown", ColumnsForm::kMarkdown}};
 constexpr Word<PackForm> kPack[] = {{"raw", PackForm::kRaw},
                                     {"delimited", PackForm::kDelimited},
                                     {"hex", PackForm::kHex},
@@ -96,6 +98,9 @@ struct Given {
   bool pretty = false;
   bool strict = false;
   IdsRequest ids;
+  std::string columns_type;
+  std::string columns_to = "table";
+  ColumnsRequest columns_of;
   SchemaRequest schema;
   NumberRequest number;
   PackRequest pack;
@@ -179,6 +184,7 @@ class CommandLine {
     }
     if (!given_.generate.empty()) return PrintRequest{Generated()};
     if (ids_->parsed()) return given_.ids;
+    if (columns_->parsed()) return UnderstoodColumns();
     if (schema_->parsed()) return given_.schema;
     if (number_->parsed()) return UnderstoodNumber();
     if (pack_->parsed()) return UnderstoodPack();
@@ -293,6 +299,18 @@ class CommandLine {
     ids_->add_option("WORD", given_.ids.words, "Only Ids with this number or with this word in their name.");
     ids_->add_flag("--table", given_.ids.only_tables, "Only Ids with a table.");
 
+    columns_ = app_.add_subcommand("columns", "Tell what the columns of tables mean.");
+    columns_->add_option(
+        "ID", given_.columns_of.words,
+        "An Id or its name, with the tables inside its table; 21/Data tells of that table alone, "
+        "21/ of the outer one. The default is all that is described.");
+    columns_->add_option("--type", given_.columns_type, "The layout of this name or number.")
+        ->type_name("TYPE")
+        ->take_last();
+    columns_->add_option("--to", given_.columns_to, "table (the default), json, or markdown.")
+        ->type_name("FORM")
+        ->take_last();
+
     schema_ = app_.add_subcommand("schema", "Print the definition of a message or an enumeration.");
     schema_->add_option("NAME", given_.schema.names, "Its name, or the Id that carries it.")->required();
     schema_->add_flag("--all", given_.schema.all, "With all messages that it stands on.");
@@ -316,7 +334,7 @@ class CommandLine {
         ->take_last();
     pack_->add_flag("--partial", given_.pack.partial,
                     "Let required fields be missing, for replies that are to fail.");
-    for (CLI::App* command : {ids_, schema_, number_, pack_})
+    for (CLI::App* command : {ids_, columns_, schema_, number_, pack_})
       command->set_help_flag("-h,--help", "Print this help.");
   }
 
@@ -334,6 +352,8 @@ class CommandLine {
                                     {"--color", WordsOf(kWhen)},
                                     {"--style", WordsOf(kStyle)},
                                     {"--progress", WordsOf(kWhen)},
+                                    {"columns --type", types},
+                                    {"columns --to", WordsOf(kColumns)},
                                     {"pack --to", WordsOf(kPack)}},
                                    given_.generate);
     if (text.empty())
@@ -362,6 +382,13 @@ class CommandLine {
     if (name.size() > 1 && name[0] == '-')
       return fmt::format("unknown option {}{}", name, DidYouMean(name, known));
     return fmt::format("\"{}\" is one argument too many", given);
+  }
+
+  ColumnsRequest UnderstoodColumns() {
+    ColumnsRequest columns = given_.columns_of;
+    if (!given_.columns_type.empty()) columns.type = TypeOf(given_.columns_type);
+    columns.form = ValueOf(kColumns, given_.columns_to, "--to");
+    return columns;
   }
 
   NumberRequest UnderstoodNumber() {
@@ -413,7 +440,7 @@ class CommandLine {
   static void RefuseMistypedCommand(const std::string& word) {
     if (word == "-" || word.find_first_of("./") != std::string::npos || access(word.c_str(), F_OK) == 0)
       return;
-    const std::string near = DidYouMean(word, {"ids", "schema", "number", "pack"});
+    const std::string near = DidYouMean(word, {"ids", "columns", "schema", "number", "pack"});
     if (!near.empty() || word == "help")
       throw UsageError(fmt::format("no file or command is called \"{}\"{}", word, near));
   }
@@ -456,6 +483,7 @@ class CommandLine {
 
   CLI::App app_;
   CLI::App* ids_ = nullptr;
+  CLI::App* columns_ = nullptr;
   CLI::App* schema_ = nullptr;
   CLI::App* number_ = nullptr;
   CLI::App* pack_ = nullptr;
