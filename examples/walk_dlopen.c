@@ -68,11 +68,15 @@ static void PrintTable(void* table, int indent) {
       if (!lib.is_set(table, row, col)) continue;
       const char* name = lib.col_name(table, col);
       switch (lib.col_type(table, col)) {
-        case 3: printf("%*s%s = %d\n", indent + 2, "", name, lib.get_int(table, row, col)); break;
-        case 4: printf("%*s%s = %lld\n", indent + 2, "", name, lib.get_int64(table, row, col)); break;
-        case 6: printf("%*s%s = %.10g\n", indent + 2, "", name, lib.get_double(table, row, col)); break;
-        case 7: printf("%*s%s = %s\n", indent + 2, "", name, lib.get_str(table, row, col)); break;
-        case 13:
+        case TABLE_INT32: printf("%*s%s = %d\n", indent + 2, "", name, lib.get_int(table, row, col)); break;
+        case TABLE_INT64:
+          printf("%*s%s = %lld\n", indent + 2, "", name, lib.get_int64(table, row, col));
+          break;
+        case TABLE_DOUBLE:
+          printf("%*s%s = %.10g\n", indent + 2, "", name, lib.get_double(table, row, col));
+          break;
+        case TABLE_TEXT: printf("%*s%s = %s\n", indent + 2, "", name, lib.get_str(table, row, col)); break;
+        case TABLE_CHILD:
           printf("%*s%s:\n", indent + 2, "", name);
           PrintTable(lib.get_table(table, row, col), indent + 4);
           break;

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "replies/fill_required.h"
 #include "replies/schema.h"
 #include "replies/text_form.h"
 #include "replies/words.h"
@@ -14,30 +15,6 @@ namespace pb = google::protobuf;
 using tsl_base::Table;
 
 constexpr int32_t kWireTableId = 3;
-
-void FillRequired(pb::Message* message, int depth) {
-  const pb::Reflection* reflection = message->GetReflection();
-  for (int i = 0; i < message->GetDescriptor()->field_count(); ++i) {
-    const pb::FieldDescriptor* field = message->GetDescriptor()->field(i);
-    if (!field->is_required()) continue;
-    switch (field->cpp_type()) {
-      case pb::FieldDescriptor::CPPTYPE_INT32: reflection->SetInt32(message, field, 0); break;
-      case pb::FieldDescriptor::CPPTYPE_INT64: reflection->SetInt64(message, field, 0); break;
-      case pb::FieldDescriptor::CPPTYPE_UINT32: reflection->SetUInt32(message, field, 0); break;
-      case pb::FieldDescriptor::CPPTYPE_UINT64: reflection->SetUInt64(message, field, 0); break;
-      case pb::FieldDescriptor::CPPTYPE_DOUBLE: reflection->SetDouble(message, field, 0); break;
-      case pb::FieldDescriptor::CPPTYPE_FLOAT: reflection->SetFloat(message, field, 0); break;
-      case pb::FieldDescriptor::CPPTYPE_BOOL: reflection->SetBool(message, field, false); break;
-      case pb::FieldDescriptor::CPPTYPE_ENUM:
-        reflection->SetEnum(message, field, field->enum_type()->value(0));
-        break;
-      case pb::FieldDescriptor::CPPTYPE_STRING: reflection->SetString(message, field, ""); break;
-      case pb::FieldDescriptor::CPPTYPE_MESSAGE:
-        if (depth < kDeepest) FillRequired(reflection->MutableMessage(message, field), depth + 1);
-        break;
-    }
-  }
-}
 
 // A wrapper with one table of one cell, which is what a wire table comes in.
 std::string SmallestWireTable() {
@@ -56,7 +33,7 @@ std::string SmallestReply(int32_t id) {
   const auto reply = Schema::Get().NewReply();
   const pb::FieldDescriptor* field = reply->GetDescriptor()->FindFieldByNumber(id);
   if (field != nullptr && field->is_repeated() && field->cpp_type() == pb::FieldDescriptor::CPPTYPE_MESSAGE)
-    FillRequired(reply->GetReflection()->AddMessage(reply.get(), field), 1);
+    FillRequired(reply->GetReflection()->AddMessage(reply.get(), field));
   SetId(reply.get(), id);
   std::string bytes;
   reply->SerializePartialToString(&bytes);

@@ -11,11 +11,15 @@
 namespace replies {
 namespace {
 
-// Beginnings of one run that are decoded to its end: a line of nothing but beginnings would otherwise cost
+// Beginnings of one run that may turn out to be none: a line of nothing but beginnings would otherwise cost
 // its square. What begins behind these is a lookalike, so it is not lost without a word.
 constexpr int kMostTries = 16;
 // Digits that show how a reply begins.
 constexpr size_t kDigitsOfBeginning = 40;
+// Digits after which it is first asked whether they are one reply still, and how many times as many it is
+// then.
+constexpr size_t kDigitsOfFirstLook = 256;
+constexpr size_t kGrowth = 4;
 
 using Bytes = std::optional<std::string>;
 
@@ -24,8 +28,8 @@ Bytes Decode(std::string_view digits, Form form) {
 }
 
 // The first bytes of digits that may have been cut off anywhere.
-std::string Beginning(std::string_view digits, Form form) {
-  digits = digits.substr(0, kDigitsOfBeginning);
+std::string Beginning(std::string_view digits, size_t size, Form form) {
+  digits = digits.substr(0, size);
   Bytes bytes = Decode(digits, form);
   while (!bytes) {
     digits.remove_suffix(1);
@@ -38,9 +42,15 @@ bool IsOneReply(const Bytes& bytes) {
   return bytes && LooksLikeEnvelope(*bytes) && !HasSeveralIds(*bytes);
 }
 
-// The first line of a longer reply often holds no more than its Id.
-bool IsMoreThanAnId(const Bytes& bytes) {
-  return bytes && BeginsLikeEnvelope(*bytes);
+// All of the digits, if they are one reply. Of many replies only the first is decoded to find that they are
+// not.
+Bytes DecodeOneReply(std::string_view digits, Form form) {
+  for (size_t size = kDigitsOfFirstLook; size < digits.size(); size *= kGrowth) {
+    const std::string beginning = Beginning(digits, size, form);
+    if (HasSeveralIds(beginning) || !LooksLikeStartOfReply(beginning)) return std::nullopt;
+  }
+  Bytes bytes = Decode(digits, form);
+  return IsOneReply(bytes) ? bytes : std::nullopt;
 }
 
 // ---- digits among words ----
@@ -71,16 +81,21 @@ class RunReader {
 
 // The digits of the reply at the front of `tail`, whose first part is `part`; 0 if there is no reply.
 size_t RunReader::TakeReply(std::string_view tail, std::string_view part) {
-  Bytes whole = Decode(tail, form_);
-  Bytes first;
   std::string_view digits = tail;
-  if (!IsOneReply(whole)) first = Decode(part, form_);
-  if (IsOneReply(first) && IsMoreThanAnId(first)) {
-    whole = std::move(first);
+  Bytes bytes = DecodeOneReply(tail, form_);
+  if (!bytes) {
     digits = part;
+    bytes = DecodeOneReply(part, form_);
+    // The first line of a longer reply often holds no more than its Id.
+    if (bytes && !BeginsLikeEnvelope(*bytes)) bytes.reset();
   }
-  if (!whole || !LooksLikeEnvelope(*whole)) return 0;
-  found_.push_back({digits, std::move(*whole), form_});
+  if (!bytes) {
+    // Several in one are better than none.
+    digits = tail;
+    bytes = Decode(tail, form_);
+  }
+  if (!bytes || !LooksLikeEnvelope(*bytes)) return 0;
+  found_.push_back({digits, std::move(*bytes), form_});
   return digits.size();
 }
 
@@ -92,9 +107,10 @@ void RunReader::Read(std::string_view run) {
     const auto at = static_cast<size_t>(part.data() - run.data());
     if (at < taken) continue;
     const std::string_view tail = run.substr(at);
-    const std::string beginning = Beginning(tail, form_);
+    const std::string beginning = Beginning(tail, kDigitsOfBeginning, form_);
     if (beginning.empty() || beginning[0] != '\x08') continue;
-    const size_t size = tries++ < kMostTries ? TakeReply(tail, part) : 0;
+    const size_t size = tries < kMostTries ? TakeReply(tail, part) : 0;
+    tries += size == 0 ? 1 : 0;
     taken = at + size;
     // A name in front of a reply may have begun like one.
     lookalike = size == 0 && (lookalike || BeginsLikeEnvelope(beginning));

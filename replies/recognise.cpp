@@ -15,8 +15,6 @@ namespace {
 constexpr int kLinesLookedAt = 8;
 // Places of a line at which digits may begin.
 constexpr size_t kWordsLookedAt = 16;
-// The parser's own limit.
-constexpr uint64_t kMaxReplyBytes = 0x7FFFFFFF;
 
 // Text has no control characters, and is ASCII for the most part also where there is Chinese in it.
 bool LooksLikeText(std::string_view bytes) {

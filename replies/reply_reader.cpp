@@ -14,10 +14,8 @@
 namespace replies {
 namespace {
 
-// The parser's own limit.
-constexpr size_t kMaxReplyBytes = 0x7FFFFFFF;
-// The same written in hexadecimal.
-constexpr size_t kMaxTextBytes = 2 * kMaxReplyBytes;
+// The longest reply, written in hexadecimal.
+constexpr size_t kMaxTextBytes = size_t{2} * kMaxReplyBytes;
 
 // ---- one reply ----
 

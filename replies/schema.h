@@ -16,9 +16,6 @@
 
 namespace replies {
 
-// As deep as the parser goes.
-inline constexpr int kDeepest = 100;
-
 class Schema {
  public:
   // The one schema of the program, which is never freed. Any number of threads may use it.

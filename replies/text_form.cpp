@@ -9,6 +9,7 @@
 
 #include "replies/parse_reply.h"
 #include "replies/schema.h"
+#include "replies/wire.h"
 
 namespace replies {
 namespace {

@@ -34,7 +34,7 @@ WireStep TakeValue(std::string_view bytes, size_t pos, WireField* field, size_t*
     case 1: return TakeBytes(bytes, pos, 8, field, end);
     case 2:
       if (!ReadVarint(bytes, &pos, &size)) return CutOrBroken(bytes, pos);
-      if (size > 0x7FFFFFFF) return WireStep::kBroken;
+      if (size > kMaxReplyBytes) return WireStep::kBroken;
       return TakeBytes(bytes, pos, size, field, end);
     case 5: return TakeBytes(bytes, pos, 4, field, end);
     default: return WireStep::kBroken;

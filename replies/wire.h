@@ -11,6 +11,12 @@
 
 namespace replies {
 
+// The parser's own limit, in bytes.
+inline constexpr uint32_t kMaxReplyBytes = 0x7FFFFFFF;
+
+// Messages inside messages, as deep as the parser goes.
+inline constexpr int kDeepest = 100;
+
 // Reads a varint at `*pos` and moves `*pos` behind it. False if it is cut off or longer than ten bytes;
 // `*pos` then stays.
 bool ReadVarint(std::string_view bytes, size_t* pos, uint64_t* value);

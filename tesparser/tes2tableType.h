@@ -32,7 +32,7 @@ class tes2tableType {
   // Where the values of a wire column go.
   struct ColumnMatch {
     int index;  // the column of the table, negative if it has none of that name
-    int type;   // what table_col_type() says of it, 0 if there is none
+    int type;   // what table_col_type() says of it, TABLE_NOTHING if there is none
   };
   // One entry for each wire column, in their order.
   std::vector<ColumnMatch> MatchColumnsByName(const google::protobuf::RepeatedPtrField<tessel::CInfo>& info,

@@ -109,33 +109,35 @@ std::vector<tes2tableType::ColumnMatch> tes2tableType::MatchColumnsByName(
   matches.reserve(static_cast<size_t>(info.size()));
   for (const tessel::CInfo& column : info) {
     const int index = table_col_index(table, column.name().c_str());
-    matches.push_back({index, index < 0 ? 0 : table_col_type(table, index)});
+    matches.push_back({index, index < 0 ? int{TABLE_NOTHING} : table_col_type(table, index)});
   }
   return matches;
 }
 
 void tes2tableType::SetCellByColumnType(void* table, int row, int column, int columnType, double value) {
   switch (columnType) {
-    case 1:
-    case 9: SetByte(table, row, column, value); break;
-    case 2:
-    case 10: table_set_short(table, row, column, static_cast<unsigned short>(RoundToInt32(value))); break;
-    case 3: table_set_int(table, row, column, RoundToInt32(value)); break;
-    case 4: table_set_int64(table, row, column, RoundToInt64(value)); break;
-    case 5: table_set_float(table, row, column, NarrowToFloat(value)); break;
-    case 6: table_set_double(table, row, column, value); break;
-    case 7: SetNumberAsText(table, row, column, value); break;
+    case TABLE_INT8:
+    case TABLE_UINT8: SetByte(table, row, column, value); break;
+    case TABLE_INT16:
+    case TABLE_UINT16:
+      table_set_short(table, row, column, static_cast<unsigned short>(RoundToInt32(value)));
+      break;
+    case TABLE_INT32: table_set_int(table, row, column, RoundToInt32(value)); break;
+    case TABLE_INT64: table_set_int64(table, row, column, RoundToInt64(value)); break;
+    case TABLE_FLOAT: table_set_float(table, row, column, NarrowToFloat(value)); break;
+    case TABLE_DOUBLE: table_set_double(table, row, column, value); break;
+    case TABLE_TEXT: SetNumberAsText(table, row, column, value); break;
     // Through 64 bits, so that the upper half of the range, and what is beyond it, wraps.
-    case 11: table_set_uint(table, row, column, LowUint32(RoundToInt64(value))); break;
-    case 12: table_set_uint64(table, row, column, RoundToUint64(value)); break;
+    case TABLE_UINT32: table_set_uint(table, row, column, LowUint32(RoundToInt64(value))); break;
+    case TABLE_UINT64: table_set_uint64(table, row, column, RoundToUint64(value)); break;
     // A time takes a number of 32 bits, with its sign, into its 64.
-    case 14: {
+    case TABLE_TIME: {
       const tsl_time_t stamp(static_cast<unsigned long long>(int64_t{RoundToInt32(value)}));
       table_set_uint64(table, row, column, stamp.value());
       break;
     }
-    case 15: table_set_pfloat(table, row, column, PFloat(FourPlaces(value), kPlaces)); break;
-    case 16: table_set_vfloat(table, row, column, VFloat(FourPlaces(value), kPlaces)); break;
+    case TABLE_PFLOAT: table_set_pfloat(table, row, column, PFloat(FourPlaces(value), kPlaces)); break;
+    case TABLE_VFLOAT: table_set_vfloat(table, row, column, VFloat(FourPlaces(value), kPlaces)); break;
     default: break;  // binary, tables, and what is no column
   }
 }

@@ -39,8 +39,9 @@
  * "Data:53q" is a counted cell: 53 signed 64-bit values, contiguous, written and read as one. A count of 1
  * says nothing more than the letter alone. Text, binary and table cells have no counted form, and no cell is
  * wider than an int counts bytes. An entry of any other shape becomes a column of code 0 that holds nothing,
- * so that the columns behind it keep their index. Its name is the part before the last ':', or all of it.
- * Only an empty entry at the very end, blanks or not, is no column. No spec makes table_create() fail.
+ * so that the columns behind it keep their index. Its name is what comes before the last ':', or all of it.
+ * Only an empty entry at the very end, or one of blanks behind a ';', is no column. No spec makes
+ * table_create() fail.
  *
  * Memory grows with the cells that are written, not with the number of rows and columns. Cells are best
  * written in ascending order of rows; any order is correct.

@@ -10,6 +10,9 @@
 #include "fuzz/support/random.h"
 #include "fuzz/support/target.h"
 #include "fuzz/support/values.h"
+#include "replies/fill_required.h"
+#include "tesparser/tesparser.h"
+#include "tsl_base/table.h"
 #include "tslpbtable.pb.h"
 
 namespace fuzz {
@@ -23,11 +26,6 @@ using google::protobuf::RepeatedPtrField;
 
 constexpr int kWireTableId = 3;
 
-// The Ids of which something other than JSON is made, by either table export.
-constexpr int kConvertedIds[] = {kWireTableId, 20,  21,  25,  27,  28,  44,  55,  115, 130, 271,
-                                 272,          273, 274, 296, 303, 313, 321, 346, 385, 386, 392,
-                                 399,          405, 406, 414, 421, 430, 433, 437, 442, 443, 465};
-
 // How deep new content goes. What is there already is changed at any depth.
 constexpr int kNewDepth = 4;
 
@@ -38,6 +36,41 @@ const Descriptor* Envelope() {
 std::unique_ptr<Message> NewReply() {
   auto* factory = google::protobuf::MessageFactory::generated_factory();
   return std::unique_ptr<Message>(factory->GetPrototype(Envelope())->New());
+}
+
+// ---- the Ids that convert ---------------------------------------------------------------------------------
+
+bool GivesTable(const std::string& reply) {
+  for (int type = TPTypeById; type <= TPTypeZhiBiao1; ++type) {
+    void* table = TesparserPB2TableType(reply, static_cast<TPType>(type));
+    table_free(table);
+    if (table != nullptr) return true;
+  }
+  return false;
+}
+
+// Whether something other than JSON is made of the smallest reply with this field.
+bool Converts(const FieldDescriptor* payload) {
+  if (!payload->is_repeated() || payload->cpp_type() != FieldDescriptor::CPPTYPE_MESSAGE) return false;
+  const std::unique_ptr<Message> reply = NewReply();
+  const Reflection* reflection = reply->GetReflection();
+  reflection->SetInt32(reply.get(), Envelope()->FindFieldByNumber(1), payload->number());
+  replies::FillRequired(reflection->AddMessage(reply.get(), payload));
+  return GivesTable(reply->SerializeAsString());
+}
+
+// Asked of the library, so that no converter is missed.
+std::vector<int> FindConvertedIds() {
+  std::vector<int> ids{kWireTableId};
+  for (int i = 0; i < Envelope()->field_count(); ++i) {
+    if (Converts(Envelope()->field(i))) ids.push_back(Envelope()->field(i)->number());
+  }
+  return ids;
+}
+
+const std::vector<int>& ConvertedIds() {
+  static const std::vector<int> ids = FindConvertedIds();
+  return ids;
 }
 
 class Changer {
@@ -278,7 +311,7 @@ void Changer::ChooseId(Message* reply) {
   if (random_.OneIn(4)) reply->Clear();
   const int chosen = random_.OneIn(3)   ? kWireTableId
                      : random_.OneIn(8) ? SomePayload(*reply)
-                                        : random_.Of(kConvertedIds);
+                                        : random_.Of(ConvertedIds());
   reflection->SetInt32(reply, id, chosen);
   if (chosen == kWireTableId) {
     BuildPayload(reply);

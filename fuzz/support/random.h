@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 namespace fuzz {
 
@@ -26,6 +27,10 @@ class Random {
   template <class T, size_t N>
   const T& Of(const T (&choices)[N]) {
     return choices[Below(N)];
+  }
+  template <class T>
+  const T& Of(const std::vector<T>& choices) {
+    return choices[Below(choices.size())];
   }
 
  private:

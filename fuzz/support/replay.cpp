@@ -1,7 +1,10 @@
 // Runs fuzz targets without a fuzzer, in any build: recorded inputs again, or fresh ones from a fixed seed.
 //
-//   fuzz_replay TARGET FILE_OR_FOLDER...
-//   fuzz_replay TARGET --fresh COUNT SEED [FILE_OR_FOLDER...]     made from the files, if there are any
+//   fuzz_replay TARGET INPUT...
+//   fuzz_replay TARGET --fresh COUNT SEED [INPUT...]     made from the inputs, if there are any
+//   fuzz_replay --list                                   name, longest input and kind of each target
+//
+// An INPUT is a file, a folder of files, or --texts FOLDER, which only targets that read texts take.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -34,16 +37,19 @@ std::string ReadFile(const fs::path& path) {
   return std::string((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
 }
 
-std::vector<fs::path> Expand(char** from, char** to) {
+void AddFiles(const fs::path& path, std::vector<fs::path>* files) {
+  if (!fs::is_directory(path)) return files->push_back(path);
+  for (const auto& entry : fs::directory_iterator(path)) {
+    if (entry.is_regular_file()) files->push_back(entry.path());
+  }
+}
+
+std::vector<fs::path> Expand(const fuzz::Target& target, char** from, char** to) {
   std::vector<fs::path> files;
   for (; from != to; ++from) {
-    if (!fs::is_directory(*from)) {
-      files.emplace_back(*from);
-      continue;
-    }
-    for (const auto& entry : fs::directory_iterator(*from)) {
-      if (entry.is_regular_file()) files.push_back(entry.path());
-    }
+    const bool texts = std::strcmp(*from, "--texts") == 0 && from + 1 != to;
+    if (texts) ++from;
+    if (!texts || target.kind == fuzz::Kind::kTexts) AddFiles(*from, &files);
   }
   return files;
 }
@@ -114,26 +120,40 @@ int RunFresh(const fuzz::Target& target, long count, uint64_t seed, const std::v
   return 0;
 }
 
+const char* NameOf(fuzz::Kind kind) {
+  switch (kind) {
+    case fuzz::Kind::kBytes: return "bytes";
+    case fuzz::Kind::kTexts: return "texts";
+    case fuzz::Kind::kReplies: return "replies";
+  }
+  return "";
+}
+
+int List() {
+  for (const fuzz::Target* target = fuzz::targets; target != nullptr; target = target->next)
+    std::printf("%s %zu %s\n", target->name, target->longest, NameOf(target->kind));
+  return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc == 2 && std::strcmp(argv[1], "--list") == 0) return List();
   const fuzz::Target* target = argc >= 3 ? FindTarget(argv[1]) : nullptr;
   if (target == nullptr) {
     std::fprintf(stderr,
-                 "usage: fuzz_replay TARGET FILE_OR_FOLDER...\n"
-                 "       fuzz_replay TARGET --fresh COUNT SEED [FILE_OR_FOLDER...]\n"
-                 "targets:");
-    for (const fuzz::Target* known = fuzz::targets; known != nullptr; known = known->next)
-      std::fprintf(stderr, " %s", known->name);
-    std::fprintf(stderr, "\n");
+                 "usage: fuzz_replay TARGET INPUT...\n"
+                 "       fuzz_replay TARGET --fresh COUNT SEED [INPUT...]\n"
+                 "       fuzz_replay --list\n"
+                 "An INPUT is a file, a folder of files, or --texts FOLDER.\n");
     return 2;
   }
   if (std::strcmp(argv[2], "--fresh") == 0) {
     if (argc < 5) return 2;
     return RunFresh(*target, std::strtol(argv[3], nullptr, 10), std::strtoull(argv[4], nullptr, 10),
-                    Expand(argv + 5, argv + argc));
+                    Expand(*target, argv + 5, argv + argc));
   }
-  const std::vector<fs::path> files = Expand(argv + 2, argv + argc);
+  const std::vector<fs::path> files = Expand(*target, argv + 2, argv + argc);
   for (const fs::path& file : files)
     RunOn(*target, ReadFile(file));
   std::printf("%s: %zu inputs\n", target->name, files.size());

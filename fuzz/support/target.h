@@ -17,9 +17,17 @@ using Run = void (*)(const uint8_t* data, size_t size);
 using Mutate = std::string (*)(const std::string& input, const std::string* other, size_t most,
                                uint64_t seed);
 
+enum class Kind {
+  kBytes,
+  kTexts,    // reads texts, which are seeds as well
+  kReplies,  // covers half of the schema: weighing inputs by how rare their coverage is costs more than it
+             // gives
+};
+
 struct Target {
   const char* name;
   size_t longest;  // longer inputs are left out, so that no input is slow because it is long
+  Kind kind;
   Run run;
   Mutate mutate;
   Target* next;
@@ -45,12 +53,14 @@ void RunTarget(const Target& target, const uint8_t* data, size_t size);
 #define FUZZ_CHECK(condition) \
   ((condition) ? static_cast<void>(0) : fuzz::Fail(#condition, __FILE__, __LINE__))
 
-// Names a function of this file as a target.
-#define FUZZ_TARGET(function, longest) FUZZ_TARGET_WITH_MUTATOR(function, longest, nullptr)
-#define FUZZ_TARGET_WITH_MUTATOR(function, longest, mutate)                         \
-  namespace {                                                                       \
-  fuzz::Target the_target = {#function, (longest), &(function), (mutate), nullptr}; \
-  const fuzz::Registration the_registration(&the_target);                           \
+// Names a function of this file as a target. This is the only place that says what a target needs:
+// fuzz_replay
+// --list tells the others.
+#define FUZZ_TARGET(function, longest, kind) FUZZ_TARGET_WITH_MUTATOR(function, longest, kind, nullptr)
+#define FUZZ_TARGET_WITH_MUTATOR(function, longest, kind, mutate)                           \
+  namespace {                                                                               \
+  fuzz::Target the_target = {#function, (longest), (kind), &(function), (mutate), nullptr}; \
+  const fuzz::Registration the_registration(&the_target);                                   \
   }
 
 #endif  // FUZZ_SUPPORT_TARGET_H_

@@ -15,4 +15,4 @@ void built_reply(const uint8_t* data, size_t size) {
 
 }  // namespace
 
-FUZZ_TARGET_WITH_MUTATOR(built_reply, 4096, &fuzz::ChangeReply)
+FUZZ_TARGET_WITH_MUTATOR(built_reply, 4096, fuzz::Kind::kReplies, &fuzz::ChangeReply)

@@ -127,4 +127,4 @@ void column_spec(const uint8_t* data, size_t size) {
 
 }  // namespace
 
-FUZZ_TARGET(column_spec, 6000)
+FUZZ_TARGET(column_spec, 6000, fuzz::Kind::kBytes)

@@ -135,4 +135,4 @@ void gb2312(const uint8_t* data, size_t size) {
 
 }  // namespace
 
-FUZZ_TARGET(gb2312, 4096)
+FUZZ_TARGET(gb2312, 4096, fuzz::Kind::kTexts)

@@ -173,4 +173,4 @@ void json_walk(const uint8_t* data, size_t size) {
 
 }  // namespace
 
-FUZZ_TARGET_WITH_MUTATOR(json_walk, 4096, &fuzz::ChangeReply)
+FUZZ_TARGET_WITH_MUTATOR(json_walk, 4096, fuzz::Kind::kReplies, &fuzz::ChangeReply)

@@ -152,4 +152,4 @@ void numbers(const uint8_t* data, size_t size) {
 
 }  // namespace
 
-FUZZ_TARGET(numbers, 16)
+FUZZ_TARGET(numbers, 16, fuzz::Kind::kBytes)

@@ -14,4 +14,4 @@ void raw_reply(const uint8_t* data, size_t size) {
 
 }  // namespace
 
-FUZZ_TARGET(raw_reply, 4096)
+FUZZ_TARGET(raw_reply, 4096, fuzz::Kind::kReplies)

@@ -427,4 +427,4 @@ void table_ops(const uint8_t* data, size_t size) {
 
 }  // namespace
 
-FUZZ_TARGET(table_ops, 2048)
+FUZZ_TARGET(table_ops, 2048, fuzz::Kind::kBytes)

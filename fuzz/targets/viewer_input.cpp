@@ -179,4 +179,4 @@ void viewer_input(const uint8_t* data, size_t size) {
 
 }  // namespace
 
-FUZZ_TARGET(viewer_input, 4096)
+FUZZ_TARGET(viewer_input, 4096, fuzz::Kind::kTexts)

@@ -66,6 +66,28 @@ TEST(LogLine, HasAllItsRepliesInTheirOrder) {
   EXPECT_EQ(Replies("{\"a\": \"CBYSBUFCQ0RF\\nCBYSBUFCQ0RF\"}"), (Strings{kOther, kOther}));
 }
 
+TEST(LogLine, ARunMayHoldAnyNumberOfReplies) {
+  std::string line = "{\"all\": \"";
+  for (int i = 0; i < 100; ++i)
+    line += std::string(i == 0 ? "" : "\\n") + kOtherBase64;
+  const LineContent content = RepliesInLine(line + "\"}", Form::kLines);
+  EXPECT_EQ(content.replies, Strings(100, kOther));
+  EXPECT_FALSE(content.lookalike);
+}
+
+// Longer than the first looks at whether it is one.
+TEST(LogLine, ALongReplyIsWrappedWithEscapedLineEnds) {
+  // Id 22 and an Obj of 30,000 letters, 0xB0 0xEA 0x01 as a varint.
+  const std::string reply = "\x08\x16\x12\xB0\xEA\x01" + std::string(30000, 'x');
+  for (const std::string& digits : {EncodeHex(reply), EncodeBase64(reply)}) {
+    std::string line = "got ";
+    for (size_t at = 0; at < digits.size(); at += 76)
+      line += digits.substr(at, 76) + "\\n";
+    EXPECT_EQ(Replies(line + " and " + kOtherHex), (Strings{reply, kOther}));
+    EXPECT_TRUE(RepliesInLine(line.substr(0, 20000), Form::kLines).lookalike);
+  }
+}
+
 TEST(LogLine, Base64MayBeJoinedToAName) {
   for (const std::string line :
        {"GET /reply/CBYSBUFCQ0RF?x=1", "GET reply/CBYSBUFCQ0RF", "a/b/c/d/CBYSBUFCQ0RF/e",

@@ -413,6 +413,7 @@ TEST(Cost, OfALogIsLinear) {
   };
   expect_linear(joined, joins, 80000);
   expect_linear(log + "got ", parts, 80000);
+  expect_linear(log + "got ", "CBYSBUFCQ0RF\\n", 80000);
   expect_linear(log, "got 0814120241 ", 80000);
   expect_linear(log, "got 081412024142\n", 80000);
 }

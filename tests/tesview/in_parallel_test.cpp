@@ -98,6 +98,9 @@ TEST(Stream, RepliesComeOutAsSoonAsTheyAreIn) {
   const std::vector<std::tuple<std::string, std::string, std::string>> cases{
       {"delimited", Framed(Reply("Id: 22")), "1"},
       {"delimited", Framed(Reply("Id: 22")), "2"},
+      {"auto", Framed(Reply("Id: 22")), "1"},
+      {"auto", Framed(Reply("Id: 22")), "2"},
+      {"auto", "10:00 something else\n10:01 got 081608160816\n", "1"},
       {"lines", "10:00 something else\n10:01 got 081608160816\n", "1"},
       {"lines", "10:00 something else\n10:01 got 081608160816\n", "2"}};
   for (const auto& [from, reply_in_form, jobs] : cases) {

@@ -143,4 +143,48 @@ TEST_F(Files, ADirectoryThatCannotBeListedIsSaidAndTheRestIsShown) {
   EXPECT_EQ(result.code, 3);
 }
 
+TEST(Log, WhatLooksLikeAReplyAndIsNoneIsCounted) {
+  const std::string log =
+      "10:00 begin\n10:01 got 081412024142 end\n10:02 got 0814120241 end\n10:03 got 08141202414 end\n";
+  for (const char* jobs : {"-j1", "-j2"}) {
+    const Result result = ViewBytes(log, {"--json", jobs});
+    EXPECT_EQ(result.out, "{\"Id\": 20, \"Obj\": \"AB\"}\n");
+    EXPECT_EQ(result.err,
+              "tesview: (standard input): 2 lines looked like replies and were not; first at line 3\n");
+    EXPECT_EQ(result.code, 0);
+    const Result strict = ViewBytes(log, {"--json", "--strict", jobs});
+    EXPECT_EQ(strict.out, result.out);
+    EXPECT_EQ(strict.err, result.err);
+    EXPECT_EQ(strict.code, 1);
+  }
+  EXPECT_EQ(ViewBytes(log.substr(0, log.find("10:03")), {"--json"}).err,
+            "tesview: (standard input): 1 line looked like a reply and was not; first at line 3\n");
+  // It is no reply that cannot be shown.
+  EXPECT_EQ(ViewBytes(log + log, {"--to", "summary"}).out.find("cannot be shown"), std::string::npos);
+}
+
+TEST_F(Files, OfEachFileTheLookalikesAreCounted) {
+  const std::string bad = Write("a.log", "got 081412024142\ngot 0814120241\n");
+  const std::string good = Write("b.log", "got 081412024142\n");
+  const Result result = View({"--json", bad, good, bad});
+  EXPECT_EQ(LinesOf(result.out).size(), 3u);
+  const std::string said = "tesview: " + bad + ": 1 line looked like a reply and was not; first at line 2\n";
+  EXPECT_EQ(result.err, said + said);
+}
+
+TEST(Log, NoReplyInALineIsLost) {
+  // Id 20 and an Obj of five letters, in base64 behind '=' and behind '/', and twice in a line.
+  const Result result = ViewBytes(
+      "body=CBQSBUFCQ0RF\nGET reply/CBQSBUFCQ0RF\n0x7f CBQSBUFCQ0RF and 081412054142434445\n", {"--json"});
+  EXPECT_EQ(LinesOf(result.out), Strings(4, "{\"Id\": 20, \"Obj\": \"ABCDE\"}"));
+  EXPECT_EQ(result.err, "");
+  const Result numbered =
+      ViewBytes("got 081412024142\nnothing\ngot 081412024142 and 081412024142\n", {"--to", "ndjson"});
+  ASSERT_EQ(LinesOf(numbered.out).size(), 3u);
+  for (size_t i = 0; i < 3; ++i) {
+    EXPECT_NE(LinesOf(numbered.out)[i].find("\"_reply\":" + std::to_string(i + 1) + ","), std::string::npos)
+        << numbered.out;
+  }
+}
+
 }  // namespace

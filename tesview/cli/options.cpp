@@ -201,7 +201,7 @@ class CommandLine {
             "--from", given_.from,
             "How FILE holds replies: raw (one reply), delimited (a stream, each reply with its "
             "length as a varint before it), hex, base64 (a line is a reply, or all lines together are; "
-            "of a line of a log the longest run of digits), lines (a log, of which each line is read "
+            "of a line of a log every run of digits that is one), lines (a log, of which each line is read "
             "separately and as soon as it arrives), text (protobuf text form). auto, the default, "
             "detects it.")
         ->type_name("FORM")
@@ -282,8 +282,10 @@ class CommandLine {
         ->type_name("N")
         ->group("Work")
         ->take_last();
-    app_.add_flag("--strict", given_.strict,
-                  "Stop at the first reply that cannot be shown or file that cannot be read.")
+    app_.add_flag(
+            "--strict", given_.strict,
+            "Stop at the first reply that cannot be shown or file that cannot be read. Lines of a log that "
+            "look like replies and are none, which are counted otherwise, are an error.")
         ->group("Work");
     app_.add_option("--progress", given_.progress,
                     "Show progress in a line on standard error: always, never, or auto (if standard error "

@@ -26,7 +26,10 @@ Printer::Printer(const ShowRequest& request, Output* output, Progress* progress,
       output_is_terminal_(IsTerminal(STDOUT_FILENO)) {}
 
 void Printer::Print(const ReadItem& read, const Shown& shown) {
-  if (!read.error.empty()) return Fail(read.error, read.error_code);
+  if (!read.error.empty()) {
+    const bool only_said = read.error_code == kAllShown;
+    return Fail(read.error, only_said && request_.strict ? kSomeNotShown : read.error_code);
+  }
   ++replies_;
   bytes_ += read.item.reply.bytes.size();
   if (!shown.error.empty()) return Fail(WhereIs(read.item) + shown.error, kSomeNotShown);
@@ -51,7 +54,7 @@ void Printer::End() {
 }
 
 void Printer::Fail(const std::string& what, ExitCode code) {
-  ++failed_;
+  failed_ += code == kAllShown ? 0 : 1;
   *code_ = std::max(*code_, code);
   // What was printed before comes before the complaint, also where both go to one place.
   output_->Flush();

@@ -51,13 +51,12 @@ bool ReplyFiles::Next(ReadItem* next) {
   while (true) {
     try {
       if (replies_ == nullptr && !Open()) return false;
-      if (TakeReply(next)) return true;
+      if (TakeReply(next) || TakeLookalikes(next)) return true;
     } catch (const InputError& error) {
       Close();
       FailToRead(next, fmt::format("{}: {}", name_, error.what()));
       return true;
     }
-    Close();
   }
 }
 
@@ -97,6 +96,18 @@ bool ReplyFiles::TakeReply(ReadItem* next) {
     next->error = fmt::format("{}: {}", name_, next->error);
     next->error_code = kSomeNotShown;
   }
+  return true;
+}
+
+// What the file's lines seemed to hold is said at its end, once. False if there is nothing to say.
+bool ReplyFiles::TakeLookalikes(ReadItem* next) {
+  const replies::Lookalikes lookalikes = replies_->lookalikes();
+  Close();
+  if (lookalikes.lines == 0) return false;
+  next->error =
+      fmt::format("{}: {} looked like {} not; first at line {}", name_,
+                  lookalikes.lines == 1 ? "1 line" : fmt::format("{} lines", lookalikes.lines),
+                  lookalikes.lines == 1 ? "a reply and was" : "replies and were", lookalikes.first_line);
   return true;
 }
 

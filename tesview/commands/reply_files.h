@@ -19,7 +19,7 @@ namespace tesview {
 struct ReadItem {
   Item item;
   std::string error;
-  ExitCode error_code = kAllShown;  // what the error amounts to
+  ExitCode error_code = kAllShown;  // what the error amounts to; nothing where it is only worth saying
 };
 
 class ReplyFiles {
@@ -42,6 +42,7 @@ class ReplyFiles {
   bool Open();
   void Close();
   bool TakeReply(ReadItem* next);
+  bool TakeLookalikes(ReadItem* next);
 
   const replies::Form from_;
   replies::InputFiles files_;

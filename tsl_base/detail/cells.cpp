@@ -85,7 +85,6 @@ void GrowSlab(TableData* table, const Column& column, Slab* slab, uint32_t capac
   while (outlier != map.end() && outlier->first.slot == column.slot && outlier->first.row < capacity) {
     memcpy(cells + outlier->first.row * width, &outlier->second, width);
     SetBit(bits, outlier->first.row);
-    ++slab->known_set;
     --slab->outliers;
     outlier = map.erase(outlier);
   }

@@ -77,15 +77,15 @@ int table_col_index(void* table, const char* name) {
 
 int table_col_type(void* table, int col) {
   switch (static_cast<HostTable*>(table)->columns.at(static_cast<size_t>(col)).type) {
-    case 's': return 7;
-    case 'd': return 6;
-    case 'f': return 5;
-    case 'q': return 4;
-    case 'i': return 3;
-    case 'I': return 11;
-    case 'b': return 8;
-    case 't': return 13;
-    default: return 0;
+    case 's': return TABLE_TEXT;
+    case 'd': return TABLE_DOUBLE;
+    case 'f': return TABLE_FLOAT;
+    case 'q': return TABLE_INT64;
+    case 'i': return TABLE_INT32;
+    case 'I': return TABLE_UINT32;
+    case 'b': return TABLE_BINARY;
+    case 't': return TABLE_CHILD;
+    default: return TABLE_NOTHING;
   }
 }
 
