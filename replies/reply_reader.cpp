@@ -242,7 +242,9 @@ void LineReader::Look(std::string_view line) {
   found_ = std::move(content.replies);
   if (!found_.empty()) below_.Begin(found_.back(), form_ == Form::kLines ? content.hex_column : 0);
   std::reverse(found_.begin(), found_.end());
-  if (content.lookalike && ++lookalikes_.lines == 1) lookalikes_.first_line = line_number_;
+  // Of a form that was asked for, a line without replies is an error already.
+  const bool counts = content.lookalike && (form_ == Form::kLines || !found_.empty());
+  if (counts && ++lookalikes_.lines == 1) lookalikes_.first_line = line_number_;
 }
 
 // Whether a line without replies is an error, which is then said.

@@ -61,7 +61,7 @@ void CheckNumber(T value, bool own, const void* cell) {
   }
 }
 
-class Walk {
+class TableWalk {
  public:
   void Table(void* table);
 
@@ -73,7 +73,7 @@ class Walk {
   uint64_t cells_left_ = kCellsOfWalk;
 };
 
-void Walk::Columns(void* table) {
+void TableWalk::Columns(void* table) {
   constexpr int kNamesLookedUp = 64;
   const int cols = table_cols(table);
   for (int col = 0; col < cols; ++col) {
@@ -91,7 +91,7 @@ void Walk::Columns(void* table) {
   }
 }
 
-void Walk::Outside(void* table) {
+void TableWalk::Outside(void* table) {
   const int rows = table_rows(table);
   const int cols = table_cols(table);
   const int cells[][2] = {{-1, 0},      {0, -1},      {rows, 0},         {0, cols},
@@ -107,7 +107,7 @@ void Walk::Outside(void* table) {
   FUZZ_CHECK(*table_col_name(table, cols) == '\0');
 }
 
-void Walk::Cell(void* table, int row, int col) {
+void TableWalk::Cell(void* table, int row, int col) {
   const int type = table_col_type(table, col);
   const int count = table_col_count(table, col);
   const bool set = table_is_set(table, row, col) != 0;
@@ -149,7 +149,7 @@ void Walk::Cell(void* table, int row, int col) {
   if (child != nullptr) Table(child);
 }
 
-void Walk::Table(void* table) {
+void TableWalk::Table(void* table) {
   const int rows = table_rows(table);
   const int cols = table_cols(table);
   FUZZ_CHECK(rows >= 0 && cols >= 0);
@@ -169,7 +169,7 @@ void Walk::Table(void* table) {
 }  // namespace
 
 void WalkTable(void* table) {
-  Walk().Table(table);
+  TableWalk().Table(table);
 }
 
 void WalkAndFree(void* table) {

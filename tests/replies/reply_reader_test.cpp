@@ -306,6 +306,15 @@ TEST(Lines, LookalikesAreCounted) {
   EXPECT_EQ(good.lookalikes.first_line, 0u);
 }
 
+TEST(Lines, OfAFormThatWasAskedForSayWhatIsCutOffOnce) {
+  const AllRead all =
+      ReadAll("got 081412024142\ngot 08141202414\ngot 081412024142 and 08141202414\n", Form::kHex);
+  EXPECT_EQ(all.replies, (Strings{kReply, kReply}));
+  EXPECT_EQ(all.errors, Strings{"reply 2 at offset 17: no hexadecimal digits in this line"});
+  EXPECT_EQ(all.lookalikes.lines, 1u);
+  EXPECT_EQ(all.lookalikes.first_line, 3u);
+}
+
 // ---- sources that pause ----
 
 // Gives its pieces one by one and pauses behind each of them.
