@@ -11,7 +11,7 @@ namespace {
 std::string Text(TimeKind kind, int64_t value) {
   char room[kTimeRoom];
   const char* end = WriteTime(room, kind, value);
-  return end == nullptr ? "none" : std::string(room, end);
+  return end == nullptr ? "none" : std::string(room, static_cast<size_t>(end - room));
 }
 
 TEST(Times, AreWrittenByTheirKind) {

@@ -44,6 +44,9 @@ constexpr Word<Form> kFrom[] = {
     {"hex", Form::kHex},   {"base64", Form::kBase64}, {"lines", Form::kLines},
     {"text", Form::kText}};
 constexpr Word<When> kWhen[] = {{"auto", When::kAuto}, {"always", When::kAlways}, {"never", When::kNever}};
+constexpr Word<Header> kHeader[] = {
+    {"name", Header::kName}, {"en", Header::kEnglish}, {"zh", Header::kChinese}};
+constexpr Word<bool> kTime[] = {{"raw", false}, {"iso", true}};
 constexpr Word<When> kStyle[] = {{"auto", When::kAuto}, {"box", When::kAlways}, {"plain", When::kNever}};
 constexpr Word<ColumnsForm> kColumns[] = {
     {"table", ColumnsForm::kTable}, {"json", ColumnsForm::kJson}, {"markdown", ColumnsForm::kMarkdown}};
@@ -93,6 +96,10 @@ struct Given {
   std::string progress = "auto";
   std::string pack_to = "raw";
   std::string generate;
+  std::string header = "name";
+  std::string time = "raw";
+  std::string unpack;
+  bool decode = false;
   bool table = false;
   bool json = false;
   bool pretty = false;
@@ -135,7 +142,7 @@ TPType TypeOf(const std::string& given) {
 }
 
 // Blanks beside the commas are none of the names'.
-std::vector<std::string> SplitAtCommas(const std::string& list) {
+std::vector<std::string> SplitAtCommas(const std::string& list, const char* option = "--columns") {
   std::vector<std::string> parts;
   size_t begin = 0;
   while (begin <= list.size()) {
@@ -144,7 +151,7 @@ std::vector<std::string> SplitAtCommas(const std::string& list) {
     if (!part.empty()) parts.emplace_back(part);
     begin = end + 1;
   }
-  if (parts.empty()) throw UsageError("--columns names no column");
+  if (parts.empty()) throw UsageError(fmt::format("{} names no column", option));
   return parts;
 }
 
@@ -237,6 +244,20 @@ class CommandLine {
         ->group("Output")
         ->take_last();
     app_.add_option(
+            "--header", given_.header,
+            "Headings of tables: name (the columns' own names), en, or zh. They are made up for reading; "
+            "--columns takes names.")
+        ->type_name("WORDS")
+        ->group("Output")
+        ->take_last();
+    app_.add_option(
+            "--time", given_.time,
+            "raw (as the columns have them), or iso: 2024-06-17 15:00:00, Beijing time, in every form, "
+            "where the kind of time is known.")
+        ->type_name("FORM")
+        ->group("Output")
+        ->take_last();
+    app_.add_option(
             "--width", given_.width,
             "Width of the screen in columns; 0 cuts nothing. The default is the terminal's width, and 0 "
             "elsewhere.")
@@ -253,6 +274,20 @@ class CommandLine {
         ->type_name("TYPE")
         ->group("Choice")
         ->take_last();
+    app_.add_flag(
+            "--decode", given_.decode,
+            "Take the fields of the payload as columns, by the schema alone: for replies without a table.")
+        ->group("Choice")
+        ->excludes("--type");
+    unpack_ =
+        app_.add_option(
+                "--unpack", given_.unpack,
+                "With --decode, unpack these 64-bit fields; without names, all of market data that are not "
+                "known to be plain. Those that are known to be packed are always unpacked.")
+            ->type_name("NAME,...")
+            ->group("Choice")
+            ->expected(0, 1)
+            ->take_last();
     app_.add_option("--path", given_.path,
                     "Show only the table in this cell, row/column, as in 0/Data or 0/Data/2/Inner.")
         ->type_name("PATH")
@@ -351,6 +386,8 @@ class CommandLine {
                                    {{"--to", WordsOf(kTo)},
                                     {"--from", WordsOf(kFrom)},
                                     {"--type", types},
+                                    {"--header", WordsOf(kHeader)},
+                                    {"--time", WordsOf(kTime)},
                                     {"--color", WordsOf(kWhen)},
                                     {"--style", WordsOf(kStyle)},
                                     {"--progress", WordsOf(kWhen)},
@@ -419,6 +456,7 @@ class CommandLine {
   }
 
   ShowRequest UnderstoodShow() {
+    if (!given_.unpack.empty() && given_.unpack != "-") TakeBackFile();
     ShowRequest show;
     show.paths = given_.paths;
     show.strict = given_.strict;
@@ -447,6 +485,20 @@ class CommandLine {
       throw UsageError(fmt::format("no file or command is called \"{}\"{}", word, near));
   }
 
+  replies::Unpack UnderstoodUnpack() const {
+    if (unpack_->count() == 0) return {};
+    if (given_.unpack.empty()) return {true, {}};
+    return {false, SplitAtCommas(given_.unpack, "--unpack")};
+  }
+
+  // The value of --unpack may be left out: a word behind it that is no list of names is a FILE.
+  void TakeBackFile() {
+    if (given_.unpack.find_first_of("./") == std::string::npos && access(given_.unpack.c_str(), F_OK) != 0)
+      return;
+    given_.paths.insert(given_.paths.begin(), given_.unpack);
+    given_.unpack.clear();
+  }
+
   void UnderstandView(View* view) {
     if (given_.table + given_.json + given_.pretty > 1)
       throw UsageError("only one of --table, --json and --pretty can be had");
@@ -456,6 +508,10 @@ class CommandLine {
     view->table_or_nothing = given_.table;
     if (!given_.type.empty()) view->type = TypeOf(given_.type);
     view->path = given_.path;
+    view->header = ValueOf(kHeader, given_.header, "--header");
+    view->iso_times = ValueOf(kTime, given_.time, "--time");
+    if (given_.decode) view->decode = UnderstoodUnpack();
+    if (!given_.decode && unpack_->count() != 0) throw UsageError("--unpack takes --decode with it");
     if (!given_.columns.empty()) view->columns = SplitAtCommas(given_.columns);
     constexpr int64_t kMost = std::numeric_limits<int32_t>::max();
     if (!given_.head.empty()) view->head = NumberOf(given_.head, "--head", 0, kMost);
@@ -484,6 +540,7 @@ class CommandLine {
   }
 
   CLI::App app_;
+  CLI::Option* unpack_ = nullptr;
   CLI::App* ids_ = nullptr;
   CLI::App* columns_ = nullptr;
   CLI::App* schema_ = nullptr;
