@@ -136,9 +136,10 @@ TPType TypeOf(const std::string& given) {
   const std::string near = DidYouMean(given, names);
   throw UsageError(fmt::format(
       "unknown type \"{}\" for --type{}", given,
-      near.empty() ? "; known: DaDan, FenLeiChiCang, BxzjStock, BxzjBlock, Token, ZhiBiao1 to ZhiBiao16 "
-                     "and their numbers"
-                   : near));
+      near.empty()
+          ? "; known: DaDan, FenLeiChiCang, BxzjStock, BxzjBlock, Token, ZhiBiao1 to ZhiBiao16 and their "
+            "numbers"
+          : near));
 }
 
 // Blanks beside the commas are none of the names'.
@@ -220,10 +221,9 @@ class CommandLine {
     auto* to =
         app_.add_option(
                 "--to", given_.to,
-                "Form of output: table (the default), json (one line, as the library writes it), pretty (the "
-                "same "
-                "over many lines), ndjson, csv, summary (Id, payload, sizes and times), text (protobuf text "
-                "form).")
+                "Form of output: table (the default), json (one line, as the library writes it), pretty "
+                "(the same over many lines), ndjson, csv, summary (Id, payload, sizes and times), text "
+                "(protobuf text form).")
             ->type_name("FORM")
             ->group("Output")
             ->take_last();
@@ -269,8 +269,9 @@ class CommandLine {
   void DefineChoice() {
     app_.add_option(
             "--type", given_.type,
-            "Take the layout of this name or number instead of that of the reply's Id: DaDan, FenLeiChiCang, "
-            "BxzjStock, Token, ZhiBiao1 to ZhiBiao16.")
+            "Take the layout of this name or number instead of that of the reply's Id: DaDan, "
+            "FenLeiChiCang, BxzjStock, Token, ZhiBiao1 to ZhiBiao16. Ids 44, 296 and 430, which have no "
+            "layout of their own and one of a type, are shown in that without it.")
         ->type_name("TYPE")
         ->group("Choice")
         ->take_last();
@@ -333,7 +334,9 @@ class CommandLine {
   void DefineCommands() {
     app_.require_subcommand(0, 1);
     ids_ = app_.add_subcommand("ids", "List the Ids, the payload of each and which have a table.");
-    ids_->add_option("WORD", given_.ids.words, "Only Ids with this number or with this word in their name.");
+    ids_->add_option("WORD", given_.ids.words,
+                     "Only Ids with this number or with this word in their "
+                     "name.");
     ids_->add_flag("--table", given_.ids.only_tables, "Only Ids with a table.");
 
     columns_ = app_.add_subcommand("columns", "Tell what the columns of tables mean.");
@@ -350,7 +353,7 @@ class CommandLine {
 
     schema_ = app_.add_subcommand("schema", "Print the definition of a message or an enumeration.");
     schema_->add_option("NAME", given_.schema.names, "Its name, or the Id that carries it.")->required();
-    schema_->add_flag("--all", given_.schema.all, "With all messages that it stands on.");
+    schema_->add_flag("--all", given_.schema.all, "With all messages that it uses.");
 
     number_ = app_.add_subcommand("number", "Unpack packed decimals, as JSON shows them.");
     number_->footer("VALUE...");
@@ -360,7 +363,11 @@ class CommandLine {
     number_->allow_extras();
 
     pack_ = app_.add_subcommand("pack", "Turn replies from protobuf text form to bytes.");
-    pack_->add_option("FILE", given_.pack.paths, "Files in text form; \"-\" is standard input.")->required();
+    pack_
+        ->add_option("FILE", given_.pack.paths,
+                     "Files in text form; \"-\" is standard "
+                     "input.")
+        ->required();
     pack_->add_option("-o,--output", given_.pack.output, "Write there instead of to standard output.")
         ->type_name("FILE")
         ->take_last();
@@ -533,9 +540,11 @@ class CommandLine {
     const bool summary = view.to == To::kSummary;
     if ((view.type && !summary) || !view.path.empty() || !view.columns.empty() || view.head >= 0 ||
         view.tail >= 0) {
-      throw UsageError(summary ? "a summary takes no --path, --columns, --head or --tail"
-                               : "--type, --path, --columns, --head and --tail choose from a table; take "
-                                 "--to table, ndjson or csv");
+      throw UsageError(
+          summary
+              ? "a summary takes no --path, --columns, --head or --tail"
+              : "--type, --path, --columns, --head and --tail choose from a table; take --to table, ndjson "
+                "or csv");
     }
   }
 
