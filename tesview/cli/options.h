@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "tesview/commands/run.h"
+#include "tesview/commands/requests.h"
 
 namespace tesview {
 

@@ -1,9 +1,10 @@
+#include "tesview/show/choose.h"
+
 #include <algorithm>
 #include <charconv>
 
 #include "replies/suggest.h"
 #include "replies/text.h"
-#include "tesview/show/render.h"
 
 namespace tesview {
 namespace {

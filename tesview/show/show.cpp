@@ -7,7 +7,7 @@
 #include "replies/text_form.h"
 #include "replies/vocabulary.h"
 #include "replies/wire.h"
-#include "tesview/show/render.h"
+#include "tesview/show/choose.h"
 #include "tesview/show/view.h"
 
 namespace tesview {

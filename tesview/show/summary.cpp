@@ -2,7 +2,7 @@
 
 #include "replies/text.h"
 #include "replies/vocabulary.h"
-#include "tesview/show/render.h"
+#include "tesview/show/choose.h"
 
 namespace tesview {
 

@@ -4,7 +4,7 @@
 #include "replies/encodings.h"
 #include "replies/text.h"
 #include "tesview/show/buffer.h"
-#include "tesview/show/render.h"
+#include "tesview/show/choose.h"
 
 namespace tesview {
 

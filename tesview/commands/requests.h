@@ -1,7 +1,7 @@
 // From the sources to the output: the replies are read one by one, shown, and written in the order of the
 // input.
-#ifndef TESVIEW_COMMANDS_RUN_H_
-#define TESVIEW_COMMANDS_RUN_H_
+#ifndef TESVIEW_COMMANDS_REQUESTS_H_
+#define TESVIEW_COMMANDS_REQUESTS_H_
 
 #include <string>
 #include <vector>
@@ -38,4 +38,4 @@ void Complain(const std::string& what);
 
 }  // namespace tesview
 
-#endif  // TESVIEW_COMMANDS_RUN_H_
+#endif  // TESVIEW_COMMANDS_REQUESTS_H_

@@ -1,10 +1,9 @@
-#include "tesview/show/table.h"
-
 #include <cmath>
 #include <cstring>
 #include <unordered_set>
 
 #include "replies/text.h"
+#include "tesview/show/table.h"
 
 namespace tesview {
 

@@ -1,5 +1,3 @@
-#include "tesview/commands/run.h"
-
 #include <fmt/format.h>
 #include <pthread.h>
 #include <unistd.h>
@@ -18,6 +16,7 @@
 #include "replies/source.h"
 #include "replies/text.h"
 #include "replies/text_form.h"
+#include "tesview/commands/requests.h"
 #include "tesview/terminal/output.h"
 #include "tesview/terminal/progress.h"
 #include "tesview/terminal/terminal.h"

@@ -1,5 +1,3 @@
-#include "tesview/commands/commands.h"
-
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <unistd.h>
@@ -19,6 +17,7 @@
 #include "replies/text_form.h"
 #include "replies/vocabulary.h"
 #include "replies/words.h"
+#include "tesview/commands/commands.h"
 
 namespace tesview {
 

@@ -1,6 +1,6 @@
 // The forms of output. All functions are pure: a table or a text in, text out.
-#ifndef TESVIEW_SHOW_RENDER_H_
-#define TESVIEW_SHOW_RENDER_H_
+#ifndef TESVIEW_SHOW_CHOOSE_H_
+#define TESVIEW_SHOW_CHOOSE_H_
 
 #include <cstdint>
 #include <exception>
@@ -91,4 +91,4 @@ struct Style {
 
 }  // namespace tesview
 
-#endif  // TESVIEW_SHOW_RENDER_H_
+#endif  // TESVIEW_SHOW_CHOOSE_H_
