@@ -94,6 +94,11 @@ struct Given {
   bool table = false;
   bool json = false;
   bool pretty = false;
+  bool strict = false;
+  IdsRequest ids;
+  SchemaRequest schema;
+  NumberRequest number;
+  PackRequest pack;
 };
 
 int64_t NumberOf(const std::string& given, const char* option, int64_t least, int64_t most) {
@@ -152,14 +157,14 @@ class CommandLine {
     DefineCommands();
   }
 
-  Arguments Parse(int argc, const char* const* argv) {
+  Request Parse(int argc, const char* const* argv) {
     try {
       app_.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
       const auto commands = app_.get_subcommands();
-      return Printed(commands.empty() ? HelpText(app_) : CommandHelpText(*commands[0]));
+      return PrintRequest{commands.empty() ? HelpText(app_) : CommandHelpText(*commands[0])};
     } catch (const CLI::CallForVersion&) {
-      return Printed("tesview " TESVIEW_VERSION "\n");
+      return PrintRequest{"tesview " TESVIEW_VERSION "\n"};
     } catch (const CLI::ExtrasError&) {
       throw UsageError(Unexpected());
     } catch (const CLI::ArgumentMismatch& error) {
@@ -172,13 +177,12 @@ class CommandLine {
     } catch (const CLI::ParseError& error) {
       throw UsageError(error.what());
     }
-    if (!given_.generate.empty()) return Printed(Generated());
-    if (ids_->parsed()) arguments_.command = Command::kIds;
-    if (schema_->parsed()) arguments_.command = Command::kSchema;
-    if (number_->parsed()) UnderstandNumber();
-    if (pack_->parsed()) UnderstandPack();
-    if (arguments_.command == Command::kShow) UnderstandShow();
-    return arguments_;
+    if (!given_.generate.empty()) return PrintRequest{Generated()};
+    if (ids_->parsed()) return given_.ids;
+    if (schema_->parsed()) return given_.schema;
+    if (number_->parsed()) return UnderstoodNumber();
+    if (pack_->parsed()) return UnderstoodPack();
+    return UnderstoodShow();
   }
 
  private:
@@ -272,7 +276,7 @@ class CommandLine {
         ->group("Work")
         ->take_last();
     app_.add_flag(
-            "--strict", arguments_.show.strict,
+            "--strict", given_.strict,
             "Stop at the first reply that cannot be shown or file that cannot be read. Lines of a log that look "
             "like replies and are none, which are counted otherwise, are an error.")
         ->group("Work");
@@ -288,25 +292,23 @@ class CommandLine {
   void DefineCommands() {
     app_.require_subcommand(0, 1);
     ids_ = app_.add_subcommand("ids", "List the Ids, the payload of each and which have a table.");
-    ids_->add_option("WORD", arguments_.ids.words,
-                     "Only Ids with this number or with this word in their name.");
-    ids_->add_flag("--table", arguments_.ids.only_tables, "Only Ids with a table.");
+    ids_->add_option("WORD", given_.ids.words, "Only Ids with this number or with this word in their name.");
+    ids_->add_flag("--table", given_.ids.only_tables, "Only Ids with a table.");
 
     schema_ = app_.add_subcommand("schema", "Print the definition of a message or an enumeration.");
-    schema_->add_option("NAME", arguments_.schema.names, "Its name, or the Id that carries it.")->required();
-    schema_->add_flag("--all", arguments_.schema.all, "With all messages that it stands on.");
+    schema_->add_option("NAME", given_.schema.names, "Its name, or the Id that carries it.")->required();
+    schema_->add_flag("--all", given_.schema.all, "With all messages that it stands on.");
 
     number_ = app_.add_subcommand("number", "Unpack packed decimals, as JSON shows them.");
     number_->footer("VALUE...");
-    number_->add_flag("--packed", arguments_.number.packed, "Say what scale and sign they carry.");
-    number_->add_flag("--pack", arguments_.number.pack, "The other way: from 12.34 to the packed number.");
+    number_->add_flag("--packed", given_.number.packed, "Say what scale and sign they carry.");
+    number_->add_flag("--pack", given_.number.pack, "The other way: from 12.34 to the packed number.");
     // A negative number is no option.
     number_->allow_extras();
 
     pack_ = app_.add_subcommand("pack", "Turn replies from protobuf text form to bytes.");
-    pack_->add_option("FILE", arguments_.pack.paths, "Files in text form; \"-\" is standard input.")
-        ->required();
-    pack_->add_option("-o,--output", arguments_.pack.output, "Write there instead of to standard output.")
+    pack_->add_option("FILE", given_.pack.paths, "Files in text form; \"-\" is standard input.")->required();
+    pack_->add_option("-o,--output", given_.pack.output, "Write there instead of to standard output.")
         ->type_name("FILE")
         ->take_last();
     pack_
@@ -314,17 +316,10 @@ class CommandLine {
                      "raw (the default, one reply), delimited, hex or base64 (a line for each reply).")
         ->type_name("FORM")
         ->take_last();
-    pack_->add_flag("--partial", arguments_.pack.partial,
+    pack_->add_flag("--partial", given_.pack.partial,
                     "Let required fields be missing, for replies that are to fail.");
     for (CLI::App* command : {ids_, schema_, number_, pack_})
       command->set_help_flag("-h,--help", "Print this help.");
-  }
-
-  static Arguments Printed(std::string text) {
-    Arguments arguments;
-    arguments.command = Command::kPrinted;
-    arguments.printed = std::move(text);
-    return arguments;
   }
 
   std::string Generated() const {
@@ -371,46 +366,49 @@ class CommandLine {
     return fmt::format("\"{}\" is one argument too many", given);
   }
 
-  void UnderstandNumber() {
-    arguments_.command = Command::kNumber;
-    arguments_.number.values = number_->remaining();
-    for (const std::string& value : arguments_.number.values) {
+  NumberRequest UnderstoodNumber() {
+    NumberRequest number = given_.number;
+    number.values = number_->remaining();
+    for (const std::string& value : number.values) {
       if (value.size() > 1 && value[0] == '-' && std::isdigit(static_cast<unsigned char>(value[1])) == 0 &&
           value[1] != '.')
         throw UsageError(UnknownOption(*number_, value));
     }
-    if (arguments_.number.values.empty()) throw UsageError("number needs a VALUE, such as 0x4D2");
+    if (number.values.empty()) throw UsageError("number needs a VALUE, such as 0x4D2");
+    return number;
   }
 
-  void UnderstandPack() {
-    arguments_.command = Command::kPack;
-    PackCommand& pack = arguments_.pack;
+  PackRequest UnderstoodPack() {
+    PackRequest pack = given_.pack;
     pack.form = ValueOf(kPack, given_.pack_to, "--to");
     if (pack.form == PackForm::kRaw && pack.paths.size() > 1) {
       throw UsageError("raw holds one reply; several FILEs take --to delimited, hex or base64");
     }
     if (pack.form != PackForm::kHex && pack.form != PackForm::kBase64 && pack.output.empty() &&
         IsTerminal(STDOUT_FILENO)) {
-      throw UsageError("bytes do a terminal no good; take --to hex, -o FILE or a pipe");
+      throw UsageError("a terminal cannot show bytes; take --to hex, -o FILE or a pipe");
     }
+    return pack;
   }
 
-  void UnderstandShow() {
-    Job& job = arguments_.show;
-    job.paths = given_.paths;
-    if (job.paths.empty()) {
+  ShowRequest UnderstoodShow() {
+    ShowRequest show;
+    show.paths = given_.paths;
+    show.strict = given_.strict;
+    if (show.paths.empty()) {
       if (IsTerminal(STDIN_FILENO)) {
         throw UsageError("no FILE is given, and standard input is a terminal (- reads it all the same)");
       }
-      job.paths.emplace_back("-");
+      show.paths.emplace_back("-");
     }
-    RefuseMistypedCommand(job.paths[0]);
-    job.from = ValueOf(kFrom, given_.from, "--from");
+    RefuseMistypedCommand(show.paths[0]);
+    show.from = ValueOf(kFrom, given_.from, "--from");
     const int64_t cores = std::max(1U, std::thread::hardware_concurrency());
     const int64_t jobs = NumberOf(given_.jobs, "--jobs", 0, kMostJobs);
-    job.jobs = static_cast<int>(jobs == 0 ? std::min<int64_t>(cores, kMostJobs) : jobs);
-    job.progress = ValueOf(kWhen, given_.progress, "--progress");
-    UnderstandView(&job.view);
+    show.jobs = static_cast<int>(jobs == 0 ? std::min<int64_t>(cores, kMostJobs) : jobs);
+    show.progress = ValueOf(kWhen, given_.progress, "--progress");
+    UnderstandView(&show.view);
+    return show;
   }
 
   // A word that is no file, but nearly a command.
@@ -464,12 +462,11 @@ class CommandLine {
   CLI::App* number_ = nullptr;
   CLI::App* pack_ = nullptr;
   Given given_;
-  Arguments arguments_;
 };
 
 }  // namespace
 
-Arguments ParseArguments(int argc, const char* const* argv) {
+Request ParseArguments(int argc, const char* const* argv) {
   return CommandLine().Parse(argc, argv);
 }
 

@@ -1,9 +1,11 @@
-// From the sources to the output: the replies are read one by one, shown, and written in the order of the
-// input.
+// What the user asked for: one struct for each command. The command line makes them, the commands answer
+// them.
 #ifndef TESVIEW_COMMANDS_REQUESTS_H_
 #define TESVIEW_COMMANDS_REQUESTS_H_
 
+#include <stdexcept>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "replies/reply_reader.h"
@@ -11,17 +13,9 @@
 
 namespace tesview {
 
-// What the program ends with. Documented in the help: change both.
-enum ExitCode : int {
-  kAllShown = 0,
-  kSomeNotShown = 1,  // some reply is damaged or cannot be shown as asked
-  kWrongUsage = 2,
-  kFileTrouble = 3,  // some file cannot be read, or the output not written
-};
-
 enum class When { kAuto, kAlways, kNever };
 
-struct Job {
+struct ShowRequest {
   std::vector<std::string> paths;  // files, directories, "-"
   replies::Form from = replies::Form::kAuto;
   View view;
@@ -30,11 +24,44 @@ struct Job {
   When progress = When::kAuto;
 };
 
-// Ends the process itself if it is interrupted.
-ExitCode Run(const Job& job);
+struct IdsRequest {
+  std::vector<std::string> words;
+  bool only_tables = false;
+};
 
-// One line on standard error: "tesview: what".
-void Complain(const std::string& what);
+struct SchemaRequest {
+  std::vector<std::string> names;
+  bool all = false;
+};
+
+struct NumberRequest {
+  std::vector<std::string> values;
+  bool packed = false;
+  bool pack = false;
+};
+
+enum class PackForm { kRaw, kDelimited, kHex, kBase64 };
+
+struct PackRequest {
+  std::vector<std::string> paths;
+  std::string output;  // empty for standard output
+  PackForm form = PackForm::kRaw;
+  bool partial = false;
+};
+
+// A text that is ready: help, version, completions.
+struct PrintRequest {
+  std::string text;
+};
+
+using Request =
+    std::variant<ShowRequest, IdsRequest, SchemaRequest, NumberRequest, PackRequest, PrintRequest>;
+
+// Wrong usage: one sentence.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
 
 }  // namespace tesview
 

@@ -1,13 +1,12 @@
+#include "tesview/show/cells.h"
+
 #include <cmath>
 #include <cstring>
-#include <unordered_set>
-
-#include "replies/text.h"
-#include "tesview/show/table.h"
 
 namespace tesview {
 
-using replies::CellTextToUtf8;
+using tsl_base::TableView;
+using tsl_base::Type;
 
 namespace {
 
@@ -37,64 +36,32 @@ char* WriteDecimalOf(char* to, const void* numbers, int element) {
 
 }  // namespace
 
-std::vector<Column> ColumnsOf(void* table) {
-  std::vector<Column> columns;
-  const int count = table_cols(table);
-  columns.reserve(static_cast<size_t>(count));
-  std::unordered_set<std::string> taken;
-  for (int c = 0; c < count; ++c) {
-    Column column;
-    column.index = c;
-    column.raw = table_col_name(table, c);
-    column.name = CellTextToUtf8(column.raw);
-    if (column.name.empty()) column.name = fmt::format("#{}", c);
-    while (!taken.insert(column.name).second)
-      column.name += fmt::format("#{}", c);
-    column.type = table_col_type(table, c);
-    column.count = table_col_count(table, c);
-    const bool fixed = column.is_number();
-    column.counted = fixed && column.count != 1;
-    columns.push_back(std::move(column));
-  }
-  return columns;
-}
-
-bool HasColumns(void* table, const std::vector<Column>& columns) {
-  if (table_cols(table) != static_cast<int>(columns.size())) return false;
-  for (const Column& column : columns) {
-    if (table_col_type(table, column.index) != column.type) return false;
-    if (table_col_count(table, column.index) != column.count) return false;
-    if (std::strcmp(table_col_name(table, column.index), column.raw.c_str()) != 0) return false;
-  }
-  return true;
-}
-
 char* WriteNumber(char* to, const Column& column, const void* numbers, int element) {
   switch (column.type) {
-    case kInt8: return WriteSigned<int8_t>(to, numbers, element);
-    case kInt16: return WriteSigned<int16_t>(to, numbers, element);
-    case kInt32: return WriteSigned<int32_t>(to, numbers, element);
-    case kInt64: return WriteSigned<int64_t>(to, numbers, element);
-    case kFloat: return WriteFloating(to, Element<float>(numbers, element));
-    case kDouble: return WriteFloating(to, Element<double>(numbers, element));
-    case kUint8: return WriteUnsigned<uint8_t>(to, numbers, element);
-    case kUint16: return WriteUnsigned<uint16_t>(to, numbers, element);
-    case kUint32: return WriteUnsigned<uint32_t>(to, numbers, element);
-    case kUint64: return WriteUnsigned<uint64_t>(to, numbers, element);
-    case kTime: return WriteInteger(to, Element<tsl_time_t>(numbers, element).value());
-    case kPFloat: return WriteDecimalOf<PFloat>(to, numbers, element);
-    case kVFloat: return WriteDecimalOf<VFloat>(to, numbers, element);
+    case Type::kInt8: return WriteSigned<int8_t>(to, numbers, element);
+    case Type::kInt16: return WriteSigned<int16_t>(to, numbers, element);
+    case Type::kInt32: return WriteSigned<int32_t>(to, numbers, element);
+    case Type::kInt64: return WriteSigned<int64_t>(to, numbers, element);
+    case Type::kFloat: return WriteFloating(to, Element<float>(numbers, element));
+    case Type::kDouble: return WriteFloating(to, Element<double>(numbers, element));
+    case Type::kUint8: return WriteUnsigned<uint8_t>(to, numbers, element);
+    case Type::kUint16: return WriteUnsigned<uint16_t>(to, numbers, element);
+    case Type::kUint32: return WriteUnsigned<uint32_t>(to, numbers, element);
+    case Type::kUint64: return WriteUnsigned<uint64_t>(to, numbers, element);
+    case Type::kTime: return WriteInteger(to, Element<tsl_time_t>(numbers, element).value());
+    case Type::kPFloat: return WriteDecimalOf<PFloat>(to, numbers, element);
+    case Type::kVFloat: return WriteDecimalOf<VFloat>(to, numbers, element);
     default: return to;
   }
 }
 
 char* WriteJsonNumber(char* to, const Column& column, const void* numbers, int element) {
   // Most cells are of these two types.
-  if (column.type == kInt64) return WriteSigned<int64_t>(to, numbers, element);
-  if (column.type == kDouble) {
+  if (column.type == Type::kInt64) return WriteSigned<int64_t>(to, numbers, element);
+  if (column.type == Type::kDouble) {
     const auto value = Element<double>(numbers, element);
     if (std::isfinite(value)) return WriteFloating(to, value);
-  } else if (column.type != kFloat || std::isfinite(Element<float>(numbers, element))) {
+  } else if (column.type != Type::kFloat || std::isfinite(Element<float>(numbers, element))) {
     return WriteNumber(to, column, numbers, element);
   }
   *to++ = '"';
@@ -108,9 +75,9 @@ void AppendNumber(std::string* to, const Column& column, const void* numbers, in
   to->append(digits, WriteNumber(digits, column, numbers, element));
 }
 
-std::string_view BinaryOf(const void* table, int row, const Column& column) {
+std::string_view BinaryOf(TableView table, int row, const Column& column) {
   int size = 0;
-  const auto* bytes = static_cast<const char*>(table_get_binary(table, row, column.index, &size));
+  const auto* bytes = static_cast<const char*>(table_get_binary(table.get(), row, column.index, &size));
   return bytes == nullptr ? std::string_view() : std::string_view(bytes, static_cast<size_t>(size));
 }
 

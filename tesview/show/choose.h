@@ -1,92 +1,82 @@
-// The forms of output. All functions are pure: a table or a text in, text out.
+// What --head, --tail, --columns and --path leave of a table and of those inside it.
 #ifndef TESVIEW_SHOW_CHOOSE_H_
 #define TESVIEW_SHOW_CHOOSE_H_
 
 #include <cstdint>
-#include <exception>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
+#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
-#include "tesview/show/table.h"
+#include "tesview/show/columns.h"
 #include "tesview/show/view.h"
+#include "tsl_base/table.hpp"
 
 namespace tesview {
 
-// A reply can announce far more cells than it has bytes, and text that is repeated or padded grows without
-// bound. What would come out larger than this is not shown at all.
-constexpr uint64_t kMostCells = 10'000'000;
-constexpr size_t kMostOutput = size_t{512} * 1024 * 1024;
+// The rows from the first to the one behind the last.
+struct RowRange {
+  int from = 0;
+  int to = 0;
+};
 
-class TooMuch : public std::exception {};
+// Which columns of a table are shown.
+enum class Part {
+  kNone,
+  kAll,
+  kChosen,  // those of --columns, and the columns of tables that lead to one of them
+};
 
-inline void CheckSize(size_t out) {
-  if (out > kMostOutput) throw TooMuch();
-}
+// The choice in the tables of one reply, which lives at least as long. One thread at a time.
+class Choice {
+ public:
+  explicit Choice(const View& view);
 
-// The cells of all lines that the table gives; throws TooMuch.
-void CheckCells(const View& view, void* table);
+  // Walks over the table and all inside it, for what was chosen of them; throws TooMuch where that is too
+  // many or would give too much output. Tables that were not walked over have no part that is kChosen.
+  void Take(tsl_base::TableView table);
 
-// ---- choosing (choose.cpp) ----
+  Part whole() const { return view_.columns.empty() ? Part::kAll : Part::kChosen; }
+  RowRange Rows(tsl_base::TableView table) const;
+  Layout& LayoutOf(tsl_base::TableView table) { return layouts_.Of(table); }
 
-// The rows of a table that --head and --tail leave.
-std::pair<int, int> RowsShown(const View& view, const void* table);
+  // In the order asked for, columns that lead to chosen ones last.
+  std::vector<const Column*> Columns(tsl_base::TableView table, Part part);
 
-// The table at a path, "0/Data/1/Inner"; null and why in `error` if there is none.
-void* TableAt(void* root, const std::string& path, std::string* error);
+  // What is shown of a table in this column of a table of which `part` is shown. A column of tables that was
+  // asked for shows the whole of those in which no column was asked for.
+  Part Inside(Part part, const Column& column, tsl_base::TableView child) const;
 
-// The columns that --columns leaves, in the order asked for; a column of tables stays where a table in it has
-// one of those that were asked for.
-std::vector<Column> ColumnsShown(const View& view, void* table);
+  // The first column that was asked for and is nowhere in what was walked over; empty if all are there.
+  std::string MissingColumn() const;
 
-// Whether the table, or one inside it, has one of the columns that were asked for.
-bool HasChosen(const View& view, void* table);
+  // All names of columns in the table and inside it.
+  std::vector<std::string> AllColumnNames(tsl_base::TableView table);
 
-// What is chosen of a table in this column, null if it is not shown. A column of tables that was asked for
-// shows the whole of those in which no column was asked for. `all` is the view without a choice of columns.
-const View* ViewInside(const View& view, const View& all, const Column& column, void* child);
-View WithAllColumns(View view);
-
-// The first column that was asked for and is nowhere in the table; empty if all are there.
-std::string MissingColumn(const View& view, void* table);
-
-// All names of columns in the table and inside it.
-std::vector<std::string> AllColumnNames(void* table);
-
-// ---- forms ----
-
-// For people: the table, then the tables inside it, indented and each under its path.
-std::string RenderTable(const View& view, void* table);
-
-// One object a line. A row with tables inside gives one line for each of their rows, which repeats the outer
-// cells.
-void RenderNdjson(const View& view, const Item& item, int32_t id, void* table, std::string* out);
-// A reply without a table, as JSON under the key "_json".
-void RenderNdjsonWhole(const Item& item, int32_t id, const std::string& json, std::string* out);
-
-// The same lines as comma-separated values, with a header.
-void RenderCsv(const View& view, const Item& item, void* table, std::string* header, std::string* out);
-
-// JSON of one line spread over many. The text of numbers and strings stays as it is.
-std::string PrettyJson(std::string_view json, bool color);
-
-// One line of figures.
-std::string SummaryHeader(const Item& item);
-std::string RenderSummary(const View& view, const Item& item, int32_t id);
-
-// ---- shared ----
-
-struct Style {
-  bool color;
-  std::string Bold(std::string_view text) const { return Wrap("1", text); }
-  std::string Dim(std::string_view text) const { return Wrap("2", text); }
-  std::string Cyan(std::string_view text) const { return Wrap("36", text); }
+  // The table at the path that was asked for; no table and why in `error` if there is none.
+  tsl_base::TableView TableAt(tsl_base::TableView root, std::string* error);
 
  private:
-  std::string Wrap(std::string_view code, std::string_view text) const {
-    return color ? fmt::format("\x1b[{}m{}\x1b[0m", code, text) : std::string(text);
-  }
+  bool IsChosen(const Column& column) const { return wanted_.count(column.name) != 0; }
+  const std::vector<const Column*>& ChosenOf(Layout* layout);
+  bool LeadsToChosen(tsl_base::TableView table, int col) const;
+  bool FindChosen(tsl_base::TableView table);
+  void CountCells(tsl_base::TableView table, uint64_t outer);
+  void CollectNames(tsl_base::TableView table, std::unordered_set<const Layout*>* seen,
+                    std::unordered_set<std::string_view>* known, std::vector<std::string>* names);
+  tsl_base::TableView Descend(tsl_base::TableView table, std::string_view number, std::string_view name,
+                              std::string* done, std::string* error);
+
+  const View& view_;
+  Layouts layouts_;
+  std::unordered_map<std::string_view, size_t> wanted_;  // --columns, and where each is among them
+  std::unordered_map<const Layout*, std::vector<const Column*>> chosen_;
+  std::unordered_set<std::string_view> found_;          // of --columns
+  std::unordered_set<const void*> tables_with_chosen_;  // that have a chosen column or lead to one
+  uint64_t cells_ = 0;
+  uint64_t visited_ = 0;
 };
 
 }  // namespace tesview

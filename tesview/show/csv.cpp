@@ -1,60 +1,133 @@
-#include <algorithm>
-#include <optional>
+#include "tesview/show/csv.h"
+
+#include <fmt/format.h>
+
+#include <memory>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <vector>
 
 #include "replies/encodings.h"
 #include "replies/text.h"
-#include "tesview/show/choose.h"
+#include "tesview/show/cells.h"
+#include "tesview/show/limits.h"
 
 namespace tesview {
 
 using replies::AppendCsvField;
 using replies::CellTextToUtf8;
 using replies::EncodeBase64;
+using tsl_base::TableView;
+using tsl_base::Type;
 
 namespace {
 
-// The columns of all tables at one place of the nesting.
-struct Place {
-  std::vector<Column> columns;
-  std::vector<Place> inner;    // one for each column, used by those of tables
-  std::vector<size_t> fields;  // where the column stands in a line; of no use for one with tables inside
+class CsvLevel;
+
+// A column of one level of the nesting, whichever tables have it.
+struct CsvColumn {
+  std::string name;
+  bool has_field = false;  // where it holds no tables, or nothing is inside them
+  size_t field = 0;        // its place in a line
+  std::unique_ptr<CsvLevel> inner;
 };
 
-// Adds what the table has and the place does not know yet.
-void Gather(const View& view, const View& all, void* table, Place* place) {
-  for (const Column& column : ColumnsShown(view, table)) {
-    auto at = std::find_if(place->columns.begin(), place->columns.end(),
-                           [&](const Column& known) { return known.name == column.name; });
-    if (at == place->columns.end()) {
-      place->columns.push_back(column);
-      place->inner.emplace_back();
-      at = place->columns.end() - 1;
+// Where the columns of one layout go.
+struct CsvTargets {
+  std::vector<std::pair<const Column*, size_t>> fields;
+  std::vector<std::pair<const Column*, CsvLevel*>> inner;
+};
+
+// The columns of all tables at one level of the nesting.
+class CsvLevel {
+ public:
+  // Adds what is shown of the table and of those inside it.
+  void Gather(Choice* choice, Part part, TableView table) {
+    Layout& layout = choice->LayoutOf(table);
+    // All columns of a layout are added once; which are chosen depends on the table.
+    if (part != Part::kAll || gathered_.insert(&layout).second) {
+      for (const Column* column : choice->Columns(table, part))
+        Add(*column);
     }
-    if (column.type != kTable) continue;
-    Place* inner = &place->inner[static_cast<size_t>(at - place->columns.begin())];
-    const auto [from, to] = RowsShown(view, table);
-    for (int row = from; row < to; ++row) {
-      void* child = table_get_table(table, row, column.index);
-      const View* inside = child == nullptr ? nullptr : ViewInside(view, all, column, child);
-      if (inside != nullptr) Gather(*inside, all, child, inner);
+    const RowRange rows = choice->Rows(table);
+    for (const int col : layout.tables()) {
+      const Column& column = layout.columns()[static_cast<size_t>(col)];
+      const auto known = known_.find(column.name);
+      if (known == known_.end()) continue;
+      CsvLevel* inner = columns_[known->second].inner.get();
+      if (inner == nullptr) continue;
+      for (int row = rows.from; row < rows.to; ++row) {
+        const TableView child = ChildOf(table, row, col);
+        const Part inside = choice->Inside(part, column, child);
+        if (inside != Part::kNone) inner->Gather(choice, inside, child);
+      }
     }
   }
-}
 
-// Gives every column its field, inner ones where the column of their tables stands.
-void Number(Place* place, const std::string& prefix, std::vector<std::string>* names) {
-  for (size_t c = 0; c < place->columns.size(); ++c) {
-    place->fields.push_back(names->size());
-    const std::string name = prefix + place->columns[c].name;
-    if (place->inner[c].columns.empty()) {
-      names->push_back(name);
-    } else {
-      Number(&place->inner[c], name + ".", names);
+  // The bytes of the names of all fields.
+  size_t SizeOfNames(size_t prefix) const {
+    size_t size = 0;
+    for (const CsvColumn& column : columns_) {
+      const size_t name = prefix + column.name.size() + 1;
+      size += name;
+      if (column.inner != nullptr) size += column.inner->SizeOfNames(name);
+      CheckSize(size);
+    }
+    return size;
+  }
+
+  // Gives every column its field, those inside tables where the column of the tables is.
+  void Number(const std::string& prefix, size_t* fields, std::string* header) {
+    for (CsvColumn& column : columns_) {
+      const bool has_inner = column.inner != nullptr && !column.inner->columns_.empty();
+      const std::string name = prefix + column.name;
+      column.has_field = column.has_field || !has_inner;
+      if (column.has_field) {
+        column.field = (*fields)++;
+        if (column.field != 0) *header += ',';
+        AppendCsvField(header, name);
+      }
+      if (has_inner) column.inner->Number(name + ".", fields, header);
     }
   }
-}
 
-std::string NumberField(const void* table, int row, const Column& column) {
+  const CsvTargets& TargetsOf(Layout* layout) {
+    const auto [at, is_new] = targets_.try_emplace(layout);
+    CsvTargets& targets = at->second;
+    if (!is_new) return targets;
+    for (const Column& column : layout->columns()) {
+      const auto known = known_.find(column.name);
+      if (known == known_.end()) continue;
+      const CsvColumn& of = columns_[known->second];
+      if (column.is_table() && of.inner != nullptr) {
+        targets.inner.emplace_back(&column, of.inner.get());
+      } else if (!column.is_table()) {
+        targets.fields.emplace_back(&column, of.field);
+      }
+    }
+    return targets;
+  }
+
+ private:
+  void Add(const Column& column) {
+    const auto [at, is_new] = known_.try_emplace(column.name, columns_.size());
+    if (is_new) columns_.push_back({column.name, false, 0, nullptr});
+    CsvColumn& known = columns_[at->second];
+    if (!column.is_table()) {
+      known.has_field = true;
+    } else if (known.inner == nullptr) {
+      known.inner = std::make_unique<CsvLevel>();
+    }
+  }
+
+  std::vector<CsvColumn> columns_;
+  std::unordered_map<std::string, size_t> known_;
+  std::unordered_set<const Layout*> gathered_;
+  std::unordered_map<const Layout*, CsvTargets> targets_;
+};
+
+std::string NumbersField(TableView table, int row, const Column& column) {
   std::string text;
   const void* numbers = NumbersOf(table, row, column);
   for (int i = 0; i < column.count && numbers != nullptr; ++i) {
@@ -64,62 +137,48 @@ std::string NumberField(const void* table, int row, const Column& column) {
   return text;
 }
 
-std::string Field(const void* table, int row, const Column& column) {
-  if (table_is_set(table, row, column.index) == 0) return std::string();
+std::string CsvField(TableView table, int row, const Column& column) {
+  if (!table.is_set(row, column.index)) return std::string();
   std::string field;
-  if (column.type == kText) {
-    const char* text = table_get_str(table, row, column.index);
+  if (column.type == Type::kText) {
+    const char* text = TextOf(table, row, column);
     if (text == nullptr || *text == '\0') return "\"\"";
     AppendCsvField(&field, CellTextToUtf8(text));
-  } else if (column.type == kBinary) {
+  } else if (column.type == Type::kBinary) {
     const std::string_view bytes = BinaryOf(table, row, column);
     field = bytes.empty() ? "\"\"" : EncodeBase64(bytes);
   } else if (column.is_number()) {
-    field = NumberField(table, row, column);
+    field = NumbersField(table, row, column);
   }
   return field;
 }
 
-class Lines {
+class CsvLines {
  public:
-  Lines(const View& view, std::string start, size_t fields, std::string* out)
-      : all_(WithAllColumns(view)), start_(std::move(start)), fields_(fields), out_(out) {}
+  CsvLines(Choice* choice, std::string start, size_t fields, std::string* out)
+      : choice_(choice), start_(std::move(start)), fields_(fields), out_(out) {}
 
-  void Table(const View& view, void* table, const Place& place) {
-    const std::vector<Column> columns = ColumnsOf(table);
-    const auto [from, to] = RowsShown(view, table);
-    for (int row = from; row < to; ++row)
-      Row(view, table, columns, place, row);
+  void Table(Part part, TableView table, CsvLevel* level) {
+    const CsvTargets& targets = level->TargetsOf(&choice_->LayoutOf(table));
+    const RowRange rows = choice_->Rows(table);
+    for (int row = rows.from; row < rows.to; ++row)
+      Row(part, table, targets, row);
   }
 
  private:
   // The fields of this row are emptied again behind its lines, so that the next row does not inherit them.
-  void Row(const View& view, void* table, const std::vector<Column>& columns, const Place& place, int row) {
-    std::vector<size_t> used;
-    for (const Column& column : columns) {
-      const auto c = Find(place, column.name);
-      if (!c || column.type == kTable) continue;
-      used.push_back(place.fields[*c]);
-      fields_[place.fields[*c]] = Field(table, row, column);
-    }
+  void Row(Part part, TableView table, const CsvTargets& targets, int row) {
+    for (const auto& [column, field] : targets.fields)
+      fields_[field] = CsvField(table, row, *column);
     const size_t before = out_->size();
-    for (const Column& column : columns) {
-      const auto c = Find(place, column.name);
-      if (!c || column.type != kTable) continue;
-      void* child = table_get_table(table, row, column.index);
-      const View* inside = child == nullptr ? nullptr : ViewInside(view, all_, column, child);
-      if (inside != nullptr) Table(*inside, child, place.inner[*c]);
+    for (const auto& [column, inner] : targets.inner) {
+      const TableView child = ChildOf(table, row, column->index);
+      const Part inside = choice_->Inside(part, *column, child);
+      if (inside != Part::kNone) Table(inside, child, inner);
     }
     if (out_->size() == before) Write();
-    for (const size_t field : used)
+    for (const auto& [column, field] : targets.fields)
       fields_[field].clear();
-  }
-
-  static std::optional<size_t> Find(const Place& place, const std::string& name) {
-    for (size_t c = 0; c < place.columns.size(); ++c) {
-      if (place.columns[c].name == name) return c;
-    }
-    return std::nullopt;
   }
 
   void Write() {
@@ -132,7 +191,7 @@ class Lines {
     CheckSize(out_->size());
   }
 
-  const View all_;
+  Choice* choice_;
   std::string start_;
   std::vector<std::string> fields_;
   std::string* out_;
@@ -140,11 +199,10 @@ class Lines {
 
 }  // namespace
 
-void RenderCsv(const View& view, const Item& item, void* table, std::string* header, std::string* out) {
-  Place place;
-  Gather(view, WithAllColumns(view), table, &place);
-  std::vector<std::string> names;
-  Number(&place, "", &names);
+void RenderCsv(Choice* choice, const Item& item, TableView table, std::string* header, std::string* out) {
+  CsvLevel level;
+  level.Gather(choice, choice->whole(), table);
+  level.SizeOfNames(0);
   std::string start;
   if (item.name_source) {
     *header += "_file,";
@@ -155,12 +213,10 @@ void RenderCsv(const View& view, const Item& item, void* table, std::string* hea
     *header += "_reply,";
     start += fmt::format("{},", item.reply.number);
   }
-  for (size_t i = 0; i < names.size(); ++i) {
-    if (i != 0) *header += ',';
-    AppendCsvField(header, names[i]);
-  }
+  size_t fields = 0;
+  level.Number("", &fields, header);
   *header += '\n';
-  Lines(view, start, names.size(), out).Table(view, table, place);
+  CsvLines(choice, start, fields, out).Table(choice->whole(), table, &level);
 }
 
 }  // namespace tesview

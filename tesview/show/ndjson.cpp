@@ -1,27 +1,37 @@
+#include "tesview/show/ndjson.h"
+
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <map>
+#include <utility>
+#include <vector>
 
 #include "replies/encodings.h"
 #include "replies/text.h"
 #include "tesview/show/buffer.h"
-#include "tesview/show/choose.h"
+#include "tesview/show/cells.h"
+#include "tesview/show/limits.h"
 
 namespace tesview {
 
 using replies::AppendJsonString;
 using replies::CellTextToUtf8;
 using replies::EncodeBase64;
+using tsl_base::TableView;
+using tsl_base::Type;
 
 namespace {
 
 // More Ids than have a table; the count is bounded as a hostile stream may have any Id.
-constexpr size_t kMostPlaces = 64;
+constexpr size_t kMostIds = 64;
 // Layouts of one place that are kept; only wire tables have several.
 constexpr size_t kMostPlans = 8;
-// Room for lines that is kept from one reply to the next.
-constexpr size_t kMostKept = size_t{1} << 20;
+// Room for lines, and for plans, that is kept from one reply to the next.
+constexpr size_t kMostLinesKept = size_t{1} << 20;
+constexpr size_t kMostPlansKept = size_t{4} << 20;
 
-// What stands in a JSON string as it is.
+// What a JSON string holds without an escape.
 constexpr bool IsPlain(unsigned char c) {
   return c >= 0x20 && c < 0x7F && c != '"' && c != '\\';
 }
@@ -33,73 +43,100 @@ std::string EscapedInJson(const std::string& text) {
   return quoted.substr(1, quoted.size() - 2);
 }
 
-struct Plan;
+struct NdjsonPlan;
+
+// Of the reply that is being rendered.
+struct NdjsonReply {
+  uint64_t number = 0;  // of the replies that this thread renders
+  size_t key_bytes = 0;
+};
 
 // The plans of the tables at one place of the nesting. Kept from one table to the next: most of them are
 // alike, or of a few kinds.
-class Place {
+class NdjsonPlans {
  public:
-  explicit Place(std::string prefix);
-  Plan* PlanOf(const View& view, void* table);
+  explicit NdjsonPlans(std::string prefix) : prefix_(std::move(prefix)) {}
+  NdjsonPlan* PlanOf(Choice* choice, Part part, TableView table, NdjsonReply* reply);
 
  private:
+  NdjsonPlan* Known(TableView table, const NdjsonReply& reply);
+  NdjsonPlan Make(const std::vector<const Column*>& shown, NdjsonReply* reply) const;
+
   std::string prefix_;  // of the keys, "Data."
-  std::vector<Plan> plans_;
+  std::vector<NdjsonPlan> plans_;
 };
 
 // The columns of a table, with their keys ready to be written.
-struct Plan {
-  std::vector<Column> columns;
-  std::vector<Column> shown;
+struct NdjsonPlan {
+  bool all = true;                 // no columns are left out
+  uint64_t reply = 0;              // the last one that had tables of this plan
+  const char* spec = nullptr;      // of its tables
+  std::vector<Column> columns;     // that are shown
   std::vector<std::string> keys;   // ",\"Data.ShiJian\":"
   std::vector<std::string> paths;  // of columns of tables, as paths go on: "/Data/"
-  std::vector<Place> inner;
+  std::vector<NdjsonPlans> inner;
   bool has_tables = false;
-  bool all = true;  // no columns are left out
 };
 
-Place::Place(std::string prefix) : prefix_(std::move(prefix)) {}
-
-Plan MakePlan(const View& view, void* table, const std::string& prefix) {
-  Plan plan;
-  plan.all = view.columns.empty();
-  plan.columns = ColumnsOf(table);
-  plan.shown = view.columns.empty() ? plan.columns : ColumnsShown(view, table);
-  for (const Column& column : plan.shown) {
+NdjsonPlan NdjsonPlans::Make(const std::vector<const Column*>& shown, NdjsonReply* reply) const {
+  NdjsonPlan plan;
+  for (const Column* column : shown) {
+    // The name, its key, and the prefix of what is inside.
+    reply->key_bytes += 2 * prefix_.size() + 3 * column->name.size();
+    CheckSize(reply->key_bytes);
+    plan.columns.push_back(*column);
     std::string key = ",";
-    AppendJsonString(&key, prefix + column.name);
+    AppendJsonString(&key, prefix_ + column->name);
     plan.keys.push_back(key + ":");
-    plan.paths.push_back("/" + EscapedInJson(column.name) + "/");
-    plan.inner.emplace_back(prefix + column.name + ".");
-    plan.has_tables = plan.has_tables || column.type == kTable;
+    plan.paths.push_back(column->is_table() ? "/" + EscapedInJson(column->name) + "/" : "");
+    plan.inner.emplace_back(column->is_table() ? prefix_ + column->name + "." : "");
+    plan.has_tables = plan.has_tables || column->is_table();
   }
   return plan;
 }
 
-Plan* Place::PlanOf(const View& view, void* table) {
-  // What --columns leaves of a table depends on the tables in it: such a plan serves once.
-  if (!view.columns.empty()) plans_.clear();
-  const auto known = std::find_if(plans_.begin(), plans_.end(), [&](const Plan& plan) {
-    return plan.all && HasColumns(table, plan.columns);
-  });
-  if (known != plans_.end()) return &*known;
-  if (plans_.size() == kMostPlans) plans_.clear();
-  plans_.push_back(MakePlan(view, table, prefix_));
-  return &plans_.back();
+// A plan for all columns of the table.
+NdjsonPlan* NdjsonPlans::Known(TableView table, const NdjsonReply& reply) {
+  const char* spec = SpecOf(table);
+  for (NdjsonPlan& plan : plans_) {
+    if (plan.all && plan.spec == spec && plan.reply == reply.number) return &plan;
+  }
+  for (NdjsonPlan& plan : plans_) {
+    if (!plan.all || !HasColumns(table, plan.columns)) continue;
+    plan.spec = spec;
+    plan.reply = reply.number;
+    return &plan;
+  }
+  return nullptr;
 }
 
-class Lines {
+NdjsonPlan* NdjsonPlans::PlanOf(Choice* choice, Part part, TableView table, NdjsonReply* reply) {
+  const bool all = part == Part::kAll;
+  // What --columns leaves of a table depends on the tables in it: such a plan serves once.
+  if (!all) plans_.clear();
+  NdjsonPlan* known = all ? Known(table, *reply) : nullptr;
+  if (known != nullptr) return known;
+  if (plans_.size() == kMostPlans) plans_.clear();
+  plans_.push_back(Make(choice->Columns(table, part), reply));
+  NdjsonPlan* made = &plans_.back();
+  made->all = all;
+  made->spec = SpecOf(table);
+  made->reply = reply->number;
+  return made;
+}
+
+class NdjsonLines {
  public:
   // `start` is what each line has up to the path of its row.
-  Lines(const View& view, std::string_view start, std::string place, Buffer* out)
-      : all_(WithAllColumns(view)), start_(start), place_(std::move(place)), out_(out) {}
+  NdjsonLines(Choice* choice, NdjsonReply* reply, std::string_view start, std::string place, Buffer* out)
+      : choice_(choice), reply_(reply), start_(start), place_(std::move(place)), out_(out) {}
 
-  void Table(const View& view, void* table, Place* place) {
-    Plan* plan = place->PlanOf(view, table);
-    const auto [from, to] = RowsShown(view, table);
-    for (int row = from; row < to; ++row) {
+  void Table(Part part, TableView table, NdjsonPlans* plans) {
+    NdjsonPlan* plan = plans->PlanOf(choice_, part, table, reply_);
+    const RowRange rows = choice_->Rows(table);
+    for (int row = rows.from; row < rows.to; ++row) {
       if (plan->has_tables) {
-        RowWithTables(view, table, plan, row);
+        RowWithTables(part, table, plan, row);
       } else {
         Begin(row);
         Cells(out_, table, *plan, row);
@@ -126,14 +163,14 @@ class Lines {
   }
 
   // Those that hold no table.
-  void Cells(Buffer* to, const void* table, const Plan& plan, int row) {
-    for (size_t c = 0; c < plan.shown.size(); ++c) {
-      const Column& column = plan.shown[c];
+  void Cells(Buffer* to, TableView table, const NdjsonPlan& plan, int row) {
+    for (size_t c = 0; c < plan.columns.size(); ++c) {
+      const Column& column = plan.columns[c];
       const std::string& key = plan.keys[c];
       switch (column.type) {
-        case kTable: break;
-        case kText: Text(to, key, table_get_str(table, row, column.index)); break;
-        case kBinary: Binary(to, key, table, row, column); break;
+        case Type::kTable: break;
+        case Type::kText: Text(to, key, TextOf(table, row, column)); break;
+        case Type::kBinary: Binary(to, key, table, row, column); break;
         default:
           if (column.counted) {
             List(to, key, table, row, column);
@@ -156,8 +193,8 @@ class Lines {
     to->Wrote(at);
   }
 
-  static void List(Buffer* to, const std::string& key, const void* table, int row, const Column& column) {
-    if (table_is_set(table, row, column.index) == 0) return Null(to, key);
+  static void List(Buffer* to, const std::string& key, TableView table, int row, const Column& column) {
+    if (!table.is_set(row, column.index)) return Null(to, key);
     const void* numbers = NumbersOf(table, row, column);
     to->Append(key);
     to->Append("[");
@@ -182,8 +219,8 @@ class Lines {
     to->Wrote(at);
   }
 
-  void Binary(Buffer* to, const std::string& key, const void* table, int row, const Column& column) {
-    if (table_is_set(table, row, column.index) == 0) return Null(to, key);
+  void Binary(Buffer* to, const std::string& key, TableView table, int row, const Column& column) {
+    if (!table.is_set(row, column.index)) return Null(to, key);
     Escaped(to, key, EncodeBase64(BinaryOf(table, row, column)));
   }
 
@@ -194,12 +231,12 @@ class Lines {
     to->Append(escaped_);
   }
 
-  void RowWithTables(const View& view, void* table, Plan* plan, int row) {
+  void RowWithTables(Part part, TableView table, NdjsonPlan* plan, int row) {
     const size_t outer = outer_.size();
     Cells(&outer_, table, *plan, row);
     Empties(table, *plan, row);
     const size_t before = out_->size();
-    InnerLines(view, table, plan, row);
+    InnerLines(part, table, plan, row);
     if (out_->size() == before) {
       Begin(row);
       End();
@@ -208,43 +245,59 @@ class Lines {
   }
 
   // The cells that give no lines: those that are not set, and tables without a row.
-  void Empties(const void* table, const Plan& plan, int row) {
-    for (size_t c = 0; c < plan.shown.size(); ++c) {
-      if (plan.shown[c].type != kTable) continue;
-      const int column = plan.shown[c].index;
-      if (HasRows(table_get_table(table, row, column))) continue;
+  void Empties(TableView table, const NdjsonPlan& plan, int row) {
+    for (size_t c = 0; c < plan.columns.size(); ++c) {
+      const Column& column = plan.columns[c];
+      if (!column.is_table() || HasRows(ChildOf(table, row, column.index))) continue;
       outer_.Append(plan.keys[c]);
-      outer_.Append(table_is_set(table, row, column) != 0 ? "[]" : "null");
+      outer_.Append(table.is_set(row, column.index) ? "[]" : "null");
+      CheckSize(outer_.size());
     }
   }
 
-  bool HasRows(const void* child) const {
-    const auto [from, to] = RowsShown(all_, child);
-    return from < to;
+  bool HasRows(TableView child) const {
+    const RowRange rows = choice_->Rows(child);
+    return rows.from < rows.to;
   }
 
-  void InnerLines(const View& view, void* table, Plan* plan, int row) {
+  void InnerLines(Part part, TableView table, NdjsonPlan* plan, int row) {
     const size_t place = place_.size();
-    for (size_t c = 0; c < plan->shown.size(); ++c) {
-      const Column& column = plan->shown[c];
-      if (column.type != kTable) continue;
-      void* child = table_get_table(table, row, column.index);
-      const View* inside = HasRows(child) ? ViewInside(view, all_, column, child) : nullptr;
-      if (inside == nullptr) continue;
+    for (size_t c = 0; c < plan->columns.size(); ++c) {
+      const Column& column = plan->columns[c];
+      if (!column.is_table()) continue;
+      const TableView child = ChildOf(table, row, column.index);
+      const Part inside = HasRows(child) ? choice_->Inside(part, column, child) : Part::kNone;
+      if (inside == Part::kNone) continue;
       char number[kNumberRoom];
       place_.append(number, WriteInteger(number, static_cast<int64_t>(row)));
       place_ += plan->paths[c];
-      Table(*inside, child, &plan->inner[c]);
+      Table(inside, child, &plan->inner[c]);
       place_.resize(place);
     }
   }
 
-  const View all_;
+  Choice* choice_;
+  NdjsonReply* reply_;
   std::string_view start_;
   std::string place_;  // of the table, as JSON has it: "0/Data/"
   Buffer outer_;       // the cells of the rows around it
   Buffer* out_;
   std::string escaped_;
+};
+
+// What a thread keeps from one reply to the next.
+struct NdjsonKept {
+  std::map<int32_t, NdjsonPlans> plans;  // by Id
+  size_t plan_bytes = 0;
+  uint64_t replies = 0;
+  Buffer lines;
+
+  // Not what an unusual reply made large.
+  void Trim() {
+    if (plans.size() <= kMostIds && plan_bytes <= kMostPlansKept) return;
+    plans.clear();
+    plan_bytes = 0;
+  }
 };
 
 std::string Origin(const Item& item, int32_t id) {
@@ -258,69 +311,33 @@ std::string Origin(const Item& item, int32_t id) {
   return text + fmt::format("\"_id\":{}", id);
 }
 
-size_t StringEnd(std::string_view json, size_t begin) {
-  size_t end = begin + 1;
-  while (end < json.size() && json[end] != '"')
-    end += json[end] == '\\' ? 2U : 1U;
-  return std::min(end + 1, json.size());
-}
-
 }  // namespace
 
-void RenderNdjson(const View& view, const Item& item, int32_t id, void* table, std::string* out) {
-  thread_local std::map<int32_t, Place> places;
-  if (places.size() > kMostPlaces) places.clear();
-  Place* place = &places.try_emplace(id, "").first->second;
-  thread_local Buffer lines;
+void RenderNdjson(Choice* choice, const Item& item, int32_t id, const std::string& path, TableView table,
+                  std::string* out) {
+  thread_local NdjsonKept kept;
+  kept.Trim();
+  NdjsonReply reply;
+  reply.number = ++kept.replies;
+  Buffer lines = std::exchange(kept.lines, Buffer());
   lines.Shorten(0);
   const std::string start = "{" + Origin(item, id) + ",\"_row\":\"";
-  Lines(view, start, view.path.empty() ? "" : EscapedInJson(view.path + "/"), &lines)
-      .Table(view, table, place);
+  NdjsonPlans* plans = &kept.plans.try_emplace(id, "").first->second;
+  try {
+    NdjsonLines(choice, &reply, start, path.empty() ? "" : EscapedInJson(path + "/"), &lines)
+        .Table(choice->whole(), table, plans);
+  } catch (...) {
+    kept.plans.clear();
+    kept.plan_bytes = 0;
+    throw;
+  }
+  kept.plan_bytes += reply.key_bytes;
   out->append(lines.text());
-  if (lines.capacity() > kMostKept) lines = Buffer();
+  if (lines.capacity() <= kMostLinesKept) kept.lines = std::move(lines);
 }
 
 void RenderNdjsonWhole(const Item& item, int32_t id, const std::string& json, std::string* out) {
   *out += "{" + Origin(item, id) + ",\"_row\":null,\"_json\":" + json + "}\n";
-}
-
-std::string PrettyJson(std::string_view json, bool color) {
-  const Style style{color};
-  std::string out;
-  size_t depth = 0;
-  const auto new_line = [&out, &depth] { out.append("\n").append(depth * 2, ' '); };
-  for (size_t i = 0; i < json.size();) {
-    const char c = json[i];
-    if (c == '"') {
-      const size_t end = StringEnd(json, i);
-      const std::string_view text = json.substr(i, end - i);
-      const bool key = end < json.size() && json[end] == ':';
-      out += key ? style.Cyan(text) : std::string(text);
-      i = end;
-      continue;
-    }
-    ++i;
-    if (c == ' ') continue;
-    if ((c == '{' || c == '[') && i < json.size() && (json[i] == '}' || json[i] == ']')) {
-      out += c;
-      out += json[i++];
-    } else if (c == '{' || c == '[') {
-      out += c;
-      ++depth;
-      new_line();
-    } else if (c == '}' || c == ']') {
-      if (depth > 0) --depth;
-      new_line();
-      out += c;
-    } else if (c == ',') {
-      out += c;
-      new_line();
-    } else {
-      out += c;
-      if (c == ':') out += ' ';
-    }
-  }
-  return out + "\n";
 }
 
 }  // namespace tesview

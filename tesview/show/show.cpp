@@ -1,3 +1,7 @@
+#include "tesview/show/show.h"
+
+#include <fmt/format.h>
+
 #include <new>
 
 #include "replies/diagnosis.h"
@@ -8,7 +12,14 @@
 #include "replies/vocabulary.h"
 #include "replies/wire.h"
 #include "tesview/show/choose.h"
-#include "tesview/show/view.h"
+#include "tesview/show/csv.h"
+#include "tesview/show/limits.h"
+#include "tesview/show/ndjson.h"
+#include "tesview/show/pretty_json.h"
+#include "tesview/show/style.h"
+#include "tesview/show/summary.h"
+#include "tesview/show/table_form.h"
+#include "tsl_base/table.hpp"
 
 namespace tesview {
 
@@ -22,11 +33,13 @@ using replies::TypedLayoutsOf;
 using replies::WhyNoReply;
 using replies::WhyNoTable;
 using replies::WhyNoTableBriefly;
+using tsl_base::Table;
+using tsl_base::TableView;
 
 namespace {
 
-OwnedTable MakeTable(const View& view, const std::string& bytes) {
-  return OwnedTable(view.type ? TesparserPB2TableType(bytes, *view.type) : TesparserPB2Table(bytes));
+Table MakeTable(const View& view, const std::string& bytes) {
+  return Table(view.type ? TesparserPB2TableType(bytes, *view.type) : TesparserPB2Table(bytes));
 }
 
 // Which reply this is, over what is shown of it.
@@ -38,32 +51,29 @@ std::string Title(const View& view, const Item& item, int32_t id, const std::str
   return style.Bold(title + "Id " + IdWithName(id)) + "  " + style.Dim(rest) + "\n";
 }
 
-// The table that the paths and columns ask for; null and why.
-void* Chosen(const View& view, void* root, std::string* error) {
-  void* table = TableAt(root, view.path, error);
-  if (table == nullptr) return nullptr;
-  const std::string missing = MissingColumn(view, table);
-  if (missing.empty()) {
-    CheckCells(view, table);
-    return table;
-  }
+// The table that the path and the columns ask for; no table and why.
+TableView Chosen(Choice* choice, TableView root, std::string* error) {
+  const TableView table = choice->TableAt(root, error);
+  if (!table) return table;
+  choice->Take(table);
+  const std::string missing = choice->MissingColumn();
+  if (missing.empty()) return table;
   *error = fmt::format("no column \"{}\" in this table", missing);
+  const std::vector<std::string> names = choice->AllColumnNames(table);
   // Columns inside are asked for without the path that ndjson and csv have before them.
-  const std::string suggestion = DidYouMean(missing.substr(missing.rfind('.') + 1), AllColumnNames(table));
+  const std::string suggestion = DidYouMean(missing.substr(missing.rfind('.') + 1), names);
   if (!suggestion.empty()) {
     *error += suggestion;
-    return nullptr;
+    return TableView();
   }
-  std::string names;
-  for (const std::string& name : AllColumnNames(table))
-    names += (names.empty() ? "" : ", ") + name;
-  *error += "; it has: " + names;
-  return nullptr;
+  for (const std::string& name : names)
+    *error += (&name == &names[0] ? "; it has: " : ", ") + name;
+  return TableView();
 }
 
-std::string Figures(void* table, size_t bytes) {
-  const int rows = table_rows(table);
-  const int cols = table_cols(table);
+std::string Figures(TableView table, size_t bytes) {
+  const int rows = table.rows();
+  const int cols = table.cols();
   return fmt::format("{} {}, {} {}, {} bytes", rows, rows == 1 ? "row" : "rows", cols,
                      cols == 1 ? "column" : "columns", bytes);
 }
@@ -94,20 +104,23 @@ void ShowInsteadOfTable(const View& view, const Item& item, int32_t id, Shown* s
 void ShowTable(const View& view, const Item& item, Shown* shown) {
   int32_t id = 0;
   FindId(item.reply.bytes, &id);
-  const OwnedTable root = MakeTable(view, item.reply.bytes);
-  if (root == nullptr) return ShowInsteadOfTable(view, item, id, shown);
-  void* table = Chosen(view, root.get(), &shown->error);
-  if (table == nullptr) return;
-  shown->out = Title(view, item, id, Figures(table, item.reply.bytes.size())) + RenderTable(view, table);
+  const Table root = MakeTable(view, item.reply.bytes);
+  if (!root) return ShowInsteadOfTable(view, item, id, shown);
+  Choice choice(view);
+  const TableView table = Chosen(&choice, root.view(), &shown->error);
+  if (!table) return;
+  shown->out =
+      Title(view, item, id, Figures(table, item.reply.bytes.size())) + RenderTable(view, &choice, table);
 }
 
 void ShowNdjson(const View& view, const Item& item, Shown* shown) {
   int32_t id = 0;
   FindId(item.reply.bytes, &id);
-  const OwnedTable root = MakeTable(view, item.reply.bytes);
-  if (root != nullptr) {
-    void* table = Chosen(view, root.get(), &shown->error);
-    if (table != nullptr) RenderNdjson(view, item, id, table, &shown->out);
+  const Table root = MakeTable(view, item.reply.bytes);
+  if (root) {
+    Choice choice(view);
+    const TableView table = Chosen(&choice, root.view(), &shown->error);
+    if (table) RenderNdjson(&choice, item, id, view.path, table, &shown->out);
     return;
   }
   const bool whole = !view.table_or_nothing && !view.type && view.path.empty() && view.columns.empty();
@@ -120,13 +133,14 @@ void ShowNdjson(const View& view, const Item& item, Shown* shown) {
 }
 
 void ShowCsv(const View& view, const Item& item, Shown* shown) {
-  const OwnedTable root = MakeTable(view, item.reply.bytes);
-  if (root == nullptr) {
+  const Table root = MakeTable(view, item.reply.bytes);
+  if (!root) {
     shown->error = WhyNoTable(item.reply.bytes, view.type);
     return;
   }
-  void* table = Chosen(view, root.get(), &shown->error);
-  if (table != nullptr) RenderCsv(view, item, table, &shown->header, &shown->out);
+  Choice choice(view);
+  const TableView table = Chosen(&choice, root.view(), &shown->error);
+  if (table) RenderCsv(&choice, item, table, &shown->header, &shown->out);
 }
 
 void ShowSummary(const View& view, const Item& item, Shown* shown) {
@@ -136,7 +150,7 @@ void ShowSummary(const View& view, const Item& item, Shown* shown) {
     return;
   }
   shown->header = SummaryHeader(item);
-  shown->out = RenderSummary(view, item, id);
+  shown->out = RenderSummary(item, id, view.type);
 }
 
 void ShowText(const Item& item, Shown* shown) {

@@ -1,8 +1,14 @@
+#include "tesview/show/summary.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
 #include <chrono>
 
 #include "replies/text.h"
 #include "replies/vocabulary.h"
-#include "tesview/show/choose.h"
+#include "tesview/show/cells.h"
+#include "tsl_base/table.hpp"
 
 namespace tesview {
 
@@ -10,6 +16,8 @@ using replies::DisplayWidth;
 using replies::FindPayload;
 using replies::Payload;
 using replies::Printable;
+using tsl_base::Table;
+using tsl_base::TableView;
 
 namespace {
 
@@ -28,22 +36,22 @@ double Fastest(Call call) {
   return fastest;
 }
 
-struct Size {
+struct TreeSize {
   uint64_t tables = 0;
   uint64_t rows = 0;
   uint64_t cells = 0;  // that are set
 };
 
-void Measure(void* table, Size* size) {
+void Measure(TableView table, TreeSize* size) {
   ++size->tables;
-  const int rows = table_rows(table);
-  const int cols = table_cols(table);
+  const int rows = table.rows();
+  const int cols = table.cols();
   size->rows += static_cast<uint64_t>(rows);
   for (int row = 0; row < rows; ++row) {
     for (int col = 0; col < cols; ++col) {
-      if (table_is_set(table, row, col) == 0) continue;
+      if (!table.is_set(row, col)) continue;
       ++size->cells;
-      if (void* child = table_get_table(table, row, col)) Measure(child, size);
+      if (const TableView child = ChildOf(table, row, col)) Measure(child, size);
     }
   }
 }
@@ -67,28 +75,28 @@ std::string SummaryHeader(const Item& item) {
                      "convert us");
 }
 
-std::string RenderSummary(const View& view, const Item& item, int32_t id) {
+std::string RenderSummary(const Item& item, int32_t id, std::optional<TPType> type) {
   // A type that is rejected after the parse leaves the parse to be measured.
-  const double parse = Fastest([&] { TesparserPB2TableType(item.reply.bytes, TPTypeBxzjBlock); });
-  OwnedTable table;
+  const double parse =
+      Fastest([&] { Table rejected(TesparserPB2TableType(item.reply.bytes, TPTypeBxzjBlock)); });
+  Table table;
   const double both = Fastest([&] {
-    table.reset(view.type ? TesparserPB2TableType(item.reply.bytes, *view.type)
-                          : TesparserPB2Table(item.reply.bytes));
+    table.reset(type ? TesparserPB2TableType(item.reply.bytes, *type) : TesparserPB2Table(item.reply.bytes));
   });
 
   const Payload* payload = FindPayload(id);
   std::string line = Start(item, Printable(item.source), fmt::format("{}", item.reply.number)) +
                      fmt::format("{:>5}  {:<28}  {:>10}  ", id, payload == nullptr ? "?" : payload->name,
                                  item.reply.bytes.size());
-  if (table == nullptr) {
+  if (!table) {
     return line + fmt::format("{:>7}  {:>7}  {:>7}  {:>9}  {:>9}  {:>11.1f}  {:>11}\n", "-", "-", "-", "-",
                               "-", parse, "-");
   }
-  Size size;
-  Measure(table.get(), &size);
-  return line + fmt::format("{:>7}  {:>7}  {:>7}  {:>9}  {:>9}  {:>11.1f}  {:>11.1f}\n",
-                            table_rows(table.get()), table_cols(table.get()), size.tables, size.rows,
-                            size.cells, parse, both > parse ? both - parse : 0.0);
+  TreeSize size;
+  Measure(table.view(), &size);
+  return line + fmt::format("{:>7}  {:>7}  {:>7}  {:>9}  {:>9}  {:>11.1f}  {:>11.1f}\n", table.view().rows(),
+                            table.view().cols(), size.tables, size.rows, size.cells, parse,
+                            both > parse ? both - parse : 0.0);
 }
 
 }  // namespace tesview

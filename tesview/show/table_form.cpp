@@ -1,11 +1,17 @@
+#include "tesview/show/table_form.h"
+
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <limits>
-#include <string>
+#include <utility>
 #include <vector>
 
 #include "replies/encodings.h"
 #include "replies/text.h"
-#include "tesview/show/choose.h"
+#include "tesview/show/cells.h"
+#include "tesview/show/limits.h"
+#include "tesview/show/style.h"
 
 namespace tesview {
 
@@ -14,6 +20,8 @@ using replies::CutToWidth;
 using replies::DisplayWidth;
 using replies::EncodeHex;
 using replies::Printable;
+using tsl_base::TableView;
+using tsl_base::Type;
 
 namespace {
 
@@ -50,7 +58,7 @@ struct Grid {
   size_t rows = 0;
 };
 
-std::string List(const void* table, int row, const Column& column) {
+std::string ListText(TableView table, int row, const Column& column) {
   std::string text = "[";
   const void* numbers = NumbersOf(table, row, column);
   for (int i = 0; i < column.count && numbers != nullptr; ++i) {
@@ -60,7 +68,7 @@ std::string List(const void* table, int row, const Column& column) {
   return text + "]";
 }
 
-std::string Binary(std::string_view bytes) {
+std::string BytesText(std::string_view bytes) {
   std::string text = fmt::format("{} byte{}", bytes.size(), bytes.size() == 1 ? "" : "s");
   if (bytes.empty()) return text;
   text += ": " + EncodeHex(bytes.substr(0, kBinaryBytesShown));
@@ -68,16 +76,17 @@ std::string Binary(std::string_view bytes) {
   return text;
 }
 
-Cell TableCell(const void* table, int row, const Column& column) {
-  void* child = table_get_table(table, row, column.index);
-  if (child == nullptr) return {"(empty)", true, 0};
-  return {fmt::format("{}{}{}", table_rows(child), kTimes, table_cols(child)), true, 0};
+Cell TableCell(TableView table, int row, const Column& column) {
+  const TableView child = ChildOf(table, row, column.index);
+  if (!child) return {"(empty)", true, 0};
+  return {fmt::format("{}{}{}", child.rows(), kTimes, child.cols()), true, 0};
 }
 
-Cell NumberCell(const void* table, int row, const Column& column) {
+Cell NumberCell(TableView table, int row, const Column& column) {
   // A mask of columns says more by its digits than by its value.
-  if (column.name == "HasBits" && column.type == kInt64) {
-    return {fmt::format("{:#x}", static_cast<uint64_t>(table_get_int64(table, row, column.index))), false, 0};
+  if (column.name == "HasBits" && column.type == Type::kInt64) {
+    return {fmt::format("{:#x}", static_cast<uint64_t>(table_get_int64(table.get(), row, column.index))),
+            false, 0};
   }
   Cell cell;
   if (const void* number = NumbersOf(table, row, column)) AppendNumber(&cell.text, column, number, 0);
@@ -86,17 +95,17 @@ Cell NumberCell(const void* table, int row, const Column& column) {
   return cell;
 }
 
-Cell CellOf(const void* table, int row, const Column& column) {
-  if (table_is_set(table, row, column.index) == 0) return {std::string(kUnset), true, 0};
-  if (column.counted) return {List(table, row, column), false, 0};
+Cell CellOf(TableView table, int row, const Column& column) {
+  if (!table.is_set(row, column.index)) return {std::string(kUnset), true, 0};
+  if (column.counted) return {ListText(table, row, column), false, 0};
   switch (column.type) {
-    case kText: {
-      const char* text = table_get_str(table, row, column.index);
+    case Type::kText: {
+      const char* text = TextOf(table, row, column);
       if (text == nullptr || *text == '\0') return {std::string(kEmptyText), true, 0};
       return {Printable(CellTextToUtf8(text)), false, 0};
     }
-    case kBinary: return {Binary(BinaryOf(table, row, column)), false, 0};
-    case kTable: return TableCell(table, row, column);
+    case Type::kBinary: return {BytesText(BinaryOf(table, row, column)), false, 0};
+    case Type::kTable: return TableCell(table, row, column);
     default: return NumberCell(table, row, column);
   }
 }
@@ -185,7 +194,7 @@ std::string Aligned(const GridColumn& column, const std::string& text, const std
   return last ? styled : styled + blanks;
 }
 
-std::string Line(const View& view, const Grid& grid, size_t indent, const std::string& left,
+std::string Rule(const View& view, const Grid& grid, size_t indent, const std::string& left,
                  const std::string& middle, const std::string& right) {
   const Style style{view.color};
   std::string line;
@@ -227,9 +236,9 @@ std::string GridText(const View& view, const Grid& grid, size_t indent) {
     styled.push_back(style.Bold(column.name));
   }
   std::string text;
-  if (view.boxes) text += Line(view, grid, indent, "\xE2\x94\x8C", "\xE2\x94\xAC", "\xE2\x94\x90");
+  if (view.boxes) text += Rule(view, grid, indent, "\xE2\x94\x8C", "\xE2\x94\xAC", "\xE2\x94\x90");
   text += GridRow(view, grid, indent, cells, styled);
-  if (view.boxes) text += Line(view, grid, indent, "\xE2\x94\x9C", "\xE2\x94\xBC", "\xE2\x94\xA4");
+  if (view.boxes) text += Rule(view, grid, indent, "\xE2\x94\x9C", "\xE2\x94\xBC", "\xE2\x94\xA4");
   for (size_t r = 0; r < grid.rows; ++r) {
     for (size_t c = 0; c < grid.columns.size(); ++c) {
       const Cell& cell = grid.columns[c].cells[r];
@@ -239,7 +248,7 @@ std::string GridText(const View& view, const Grid& grid, size_t indent) {
     text += GridRow(view, grid, indent, cells, styled);
     CheckSize(text.size());
   }
-  if (view.boxes) text += Line(view, grid, indent, "\xE2\x94\x94", "\xE2\x94\xB4", "\xE2\x94\x98");
+  if (view.boxes) text += Rule(view, grid, indent, "\xE2\x94\x94", "\xE2\x94\xB4", "\xE2\x94\x98");
   return text;
 }
 
@@ -323,62 +332,64 @@ std::string FitAndPrint(const View& view, Grid grid, size_t indent, std::vector<
   return cut.empty() ? text : text + CutNote(view, cut, indent, told);
 }
 
-// ---- the walk ----
+// ---- tables inside tables ----
 
 // Rows of tables with the same columns, one below the other.
 struct Block {
-  std::vector<Column> columns;
+  std::vector<const Column*> columns;
   std::vector<std::string> labels;
-  std::vector<std::pair<const void*, int>> rows;
+  std::vector<std::pair<TableView, int>> rows;
 };
 
 std::string BlockText(const View& view, const Block& block, size_t indent, std::vector<std::string>* told) {
   Grid grid;
   grid.rows = block.rows.size();
   grid.columns.push_back(RowNumbers(block.labels));
-  for (const Column& column : block.columns) {
+  for (const Column* column : block.columns) {
     GridColumn shown;
-    shown.name = Printable(column.name) + (column.counted ? fmt::format("[{}]", column.count) : "");
-    shown.right = column.is_number() && !column.counted;
+    shown.name = Printable(column->name) + (column->counted ? fmt::format("[{}]", column->count) : "");
+    shown.right = column->is_number() && !column->counted;
     for (const auto& [table, row] : block.rows)
-      shown.cells.push_back(CellOf(table, row, column));
+      shown.cells.push_back(CellOf(table, row, *column));
     grid.columns.push_back(std::move(shown));
   }
   return FitAndPrint(view, std::move(grid), indent, told);
 }
 
 // What names a row: the first text in it.
-std::string RowCaption(const void* table, int row, const std::vector<Column>& columns) {
+std::string RowCaption(TableView table, int row, const std::vector<Column>& columns) {
   for (const Column& column : columns) {
-    if (column.type != kText) continue;
-    const char* text = table_get_str(table, row, column.index);
+    if (column.type != Type::kText) continue;
+    const char* text = TextOf(table, row, column);
     if (text != nullptr && *text != '\0') return CutToWidth(Printable(CellTextToUtf8(text)), kRoomForText);
   }
   return std::string();
 }
 
-std::string RowsAndName(const void* table) {
-  const int rows = table_rows(table);
-  const std::string name = Printable(CellTextToUtf8(table_name(table)));
+std::string RowsAndName(TableView table) {
+  const int rows = table.rows();
+  const std::string name = Printable(CellTextToUtf8(table.name()));
   return fmt::format("{} {}{}", rows, rows == 1 ? "row" : "rows", name.empty() ? "" : ", named " + name);
 }
 
-class Walk {
+class TableForm {
  public:
-  explicit Walk(const View& view) : all_(WithAllColumns(view)), style_{view.color} {}
+  TableForm(const View& view, Choice* choice) : view_(view), choice_(choice), style_{view.color} {}
 
-  std::string Table(const View& view, void* table, const std::string& path, size_t indent) {
+  std::string Table(Part part, TableView table, const std::string& path, size_t indent) {
     Block block;
-    block.columns = ColumnsShown(view, table);
-    const auto [from, to] = RowsShown(view, table);
-    for (int row = from; row < to; ++row) {
+    block.columns = choice_->Columns(table, part);
+    const RowRange rows = choice_->Rows(table);
+    for (int row = rows.from; row < rows.to; ++row) {
       block.labels.push_back(fmt::format("{}", row));
       block.rows.emplace_back(table, row);
     }
-    std::string text = BlockText(view, block, indent, &told_);
-    text += Hidden(table, to - from, indent);
-    for (const Column& column : block.columns) {
-      if (column.type == kTable) text += Inner(view, table, column, path, indent + 2);
+    std::string text = BlockText(view_, block, indent, &told_);
+    text += Hidden(table, rows.to - rows.from, indent);
+    for (const Column* column : block.columns) {
+      if (!column->is_table()) continue;
+      text += Inner(part, table, *column, path, indent + 2);
+      CheckSize(text.size());
     }
     return text;
   }
@@ -386,60 +397,55 @@ class Walk {
  private:
   struct Child {
     int row;
-    void* table;
-    const View* view;
+    TableView table;
+    Part part;
   };
 
-  std::string Hidden(const void* table, int shown, size_t indent) {
-    const int rest = table_rows(table) - shown;
-    if (rest == 0) return std::string();
-    return std::string(indent, ' ') + style_.Dim(fmt::format("{} of {} rows", shown, table_rows(table))) +
-           "\n";
+  std::string Hidden(TableView table, int shown, size_t indent) {
+    if (table.rows() == shown) return std::string();
+    return std::string(indent, ' ') + style_.Dim(fmt::format("{} of {} rows", shown, table.rows())) + "\n";
   }
 
   // Tables of one row each with the same columns read better as one.
-  static bool Alike(const std::vector<Child>& children) {
+  bool Alike(const std::vector<Child>& children) {
     if (children.size() < 2) return false;
-    const auto columns = ColumnsOf(children[0].table);
-    return std::all_of(children.begin(), children.end(),
-                       [&](const Child& child) {
-                         return child.view == children[0].view && table_rows(child.table) == 1 &&
-                                HasColumns(child.table, columns);
-                       }) &&
-           std::none_of(columns.begin(), columns.end(), [](const Column& c) { return c.type == kTable; });
+    Layout& first = choice_->LayoutOf(children[0].table);
+    return first.tables().empty() && std::all_of(children.begin(), children.end(), [&](const Child& child) {
+             return child.part == children[0].part && child.table.rows() == 1 &&
+                    choice_->LayoutOf(child.table).IsLike(&first);
+           });
   }
 
-  std::string Inner(const View& view, void* table, const Column& column, const std::string& path,
+  std::string Inner(Part part, TableView table, const Column& column, const std::string& path,
                     size_t indent) {
     std::vector<Child> children;
-    const auto [from, to] = RowsShown(view, table);
-    for (int row = from; row < to; ++row) {
-      void* child = table_get_table(table, row, column.index);
-      const View* inside = child == nullptr ? nullptr : ViewInside(view, all_, column, child);
-      if (inside != nullptr) children.push_back({row, child, inside});
+    const RowRange rows = choice_->Rows(table);
+    for (int row = rows.from; row < rows.to; ++row) {
+      const TableView child = ChildOf(table, row, column.index);
+      const Part inside = choice_->Inside(part, column, child);
+      if (inside != Part::kNone) children.push_back({row, child, inside});
     }
-    if (Alike(children) && view.head != 0 && view.tail != 0)
+    if (Alike(children) && view_.head != 0 && view_.tail != 0)
       return Joined(children, path + "*/" + column.name, indent);
     std::string text;
-    const auto columns = ColumnsOf(table);
     for (const Child& child : children) {
       const std::string here = fmt::format("{}{}/{}", path, child.row, column.name);
-      text += Heading(here, RowCaption(table, child.row, columns), RowsAndName(child.table), indent);
-      text += Table(*child.view, child.table, here + "/", indent);
+      const std::string caption = RowCaption(table, child.row, choice_->LayoutOf(table).columns());
+      text += Heading(here, caption, RowsAndName(child.table), indent);
+      text += Table(child.part, child.table, here + "/", indent);
       CheckSize(text.size());
     }
     return text;
   }
 
   std::string Joined(const std::vector<Child>& children, const std::string& path, size_t indent) {
-    const View& view = *children[0].view;
     Block block;
-    block.columns = ColumnsShown(view, children[0].table);
+    block.columns = choice_->Columns(children[0].table, children[0].part);
     for (const Child& child : children) {
       block.labels.push_back(fmt::format("{}", child.row));
       block.rows.emplace_back(child.table, 0);
     }
-    return Heading(path, "", "1 row each", indent) + BlockText(view, block, indent, &told_);
+    return Heading(path, "", "1 row each", indent) + BlockText(view_, block, indent, &told_);
   }
 
   std::string Heading(const std::string& path, const std::string& caption, const std::string& size,
@@ -448,15 +454,16 @@ class Walk {
            (caption.empty() ? "" : "  " + style_.Bold(caption)) + "  " + style_.Dim(size) + "\n";
   }
 
-  const View all_;
+  const View& view_;
+  Choice* choice_;
   Style style_;
   std::vector<std::string> told_;  // the columns that the last note named
 };
 
 }  // namespace
 
-std::string RenderTable(const View& view, void* table) {
-  return Walk(view).Table(view, table, view.path.empty() ? "" : view.path + "/", 0);
+std::string RenderTable(const View& view, Choice* choice, TableView table) {
+  return TableForm(view, choice).Table(choice->whole(), table, view.path.empty() ? "" : view.path + "/", 0);
 }
 
 }  // namespace tesview

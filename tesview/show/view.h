@@ -1,4 +1,4 @@
-// What the user asked to see, one reply that is to be shown, and what came of it.
+// What the user asked to see.
 #ifndef TESVIEW_SHOW_VIEW_H_
 #define TESVIEW_SHOW_VIEW_H_
 
@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "replies/reply_reader.h"
 #include "tesparser/tesparser.h"
 
 namespace tesview {
@@ -27,24 +26,6 @@ struct View {
   bool boxes = false;
   bool color = false;
 };
-
-// A reply and where it came from.
-struct Item {
-  std::string source;         // as messages name it
-  bool name_source = false;   // there are several, so the output says which
-  bool number_reply = false;  // the source may hold several
-  replies::Reply reply;
-};
-
-// All texts are whole lines. They are written in the order of the replies.
-struct Shown {
-  std::string header;  // written if it is not the one that was written last
-  std::string out;
-  std::string error;  // why the reply cannot be shown; empty if it can
-};
-
-// Shows one reply. Keeps no state; any number of threads may call it at once. Throws std::bad_alloc only.
-Shown Show(const View& view, const Item& item);
 
 }  // namespace tesview
 

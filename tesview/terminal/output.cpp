@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 
 namespace tesview {
@@ -12,12 +11,6 @@ namespace {
 
 // Pieces in which lines are handed to the system.
 constexpr size_t kPiece = size_t{64} * 1024;
-
-volatile std::sig_atomic_t noted_signal = 0;
-
-extern "C" void NoteSignal(int signal) {
-  noted_signal = signal;
-}
 
 // The front of `lines` that is sent at once: as many whole lines as fit a piece, at least one.
 size_t PieceOf(std::string_view lines) {
@@ -28,26 +21,6 @@ size_t PieceOf(std::string_view lines) {
 }
 
 }  // namespace
-
-void CatchInterrupts() {
-  struct sigaction action {};
-  action.sa_handler = NoteSignal;
-  // No SA_RESTART: a read that waits for input has to come back.
-  action.sa_flags = static_cast<int>(SA_RESETHAND);
-  sigaction(SIGINT, &action, nullptr);
-  sigaction(SIGTERM, &action, nullptr);
-}
-
-bool WasInterrupted() {
-  return noted_signal != 0;
-}
-
-void EndByInterrupt() {
-  const int signal = noted_signal;
-  std::signal(signal, SIG_DFL);
-  raise(signal);
-  _exit(128 + signal);
-}
 
 void Output::Write(std::string_view lines) {
   buffer_ += lines;

@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "tesview/terminal/interrupt.h"
+
 namespace tesview {
 
 // The reader of the pipe has gone.
@@ -18,15 +20,6 @@ class OutputError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
-
-// Thrown where work may stop after a signal.
-class Interrupted : public std::exception {};
-
-// From here on SIGINT and SIGTERM are noted; a second one ends the process at once.
-void CatchInterrupts();
-bool WasInterrupted();
-// Ends the process by the signal that was noted.
-[[noreturn]] void EndByInterrupt();
 
 class Output {
  public:

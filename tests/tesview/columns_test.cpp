@@ -1,0 +1,57 @@
+#include "tesview/show/columns.h"
+
+#include <gtest/gtest.h>
+
+namespace tesview {
+namespace {
+
+using tsl_base::Table;
+
+TEST(Columns, AreKnownAgainByAllThatTheyAre) {
+  const Table table("a:i;b:2d;a:s;;\xD6\xD0:t", 1);
+  const auto columns = ColumnsOf(table.view());
+  ASSERT_EQ(columns.size(), 5U);
+  EXPECT_EQ(columns[2].name, "a#2");
+  EXPECT_EQ(columns[3].name, "#3");
+  EXPECT_EQ(columns[4].name, "中");
+  EXPECT_FALSE(HasColumns(table.view(), {columns[0], columns[1], columns[2]}));
+  const auto same = [&](const char* spec) { return HasColumns(Table(spec, 7, "other").view(), columns); };
+  EXPECT_TRUE(same("a:i;b:2d;a:s;;\xD6\xD0:t"));
+  EXPECT_FALSE(same("a:i;b:2d;a:s;;\xD6\xD0:t;more:i"));
+  EXPECT_FALSE(same("a:q;b:2d;a:s;;\xD6\xD0:t"));
+  EXPECT_FALSE(same("a:i;b:3d;a:s;;\xD6\xD0:t"));
+  EXPECT_FALSE(same("A:i;b:2d;a:s;;\xD6\xD0:t"));
+  EXPECT_FALSE(same("a:i;b:2d;c:s;;\xD6\xD0:t"));
+  EXPECT_FALSE(same("a:i;b:2d;a:s;;\xD6\xD1:t"));
+}
+
+TEST(Layouts, TablesOfOneSpecShareOne) {
+  const Table first("a:i;T:t;b:s;U:t", 1);
+  const Table second("a:i;T:t;b:s;U:t", 3);
+  const Table other("a:i;T:t;b:s;V:t", 1);
+  Layouts layouts;
+  Layout& layout = layouts.Of(first.view());
+  EXPECT_EQ(&layouts.Of(second.view()), &layout);
+  EXPECT_NE(&layouts.Of(other.view()), &layout);
+  // Also after another one was looked up.
+  EXPECT_EQ(&layouts.Of(first.view()), &layout);
+  EXPECT_EQ(layout.cols(), 4);
+  EXPECT_EQ(layout.tables(), (std::vector<int>{1, 3}));
+  ASSERT_EQ(layout.columns().size(), 4U);
+  EXPECT_EQ(layout.columns()[3].name, "U");
+  EXPECT_FALSE(layout.IsLike(&layouts.Of(other.view())));
+}
+
+TEST(Layouts, OfALongSpecAreAlikeByTheirColumns) {
+  // Specs of more than 4 KB are parsed for each table.
+  const std::string spec = std::string(5000, 'n') + ":i;b:s";
+  const Table first(spec, 1);
+  const Table second(spec, 1);
+  const Table other(spec + ";c:s", 1);
+  Layouts layouts;
+  EXPECT_TRUE(layouts.Of(first.view()).IsLike(&layouts.Of(second.view())));
+  EXPECT_FALSE(layouts.Of(first.view()).IsLike(&layouts.Of(other.view())));
+}
+
+}  // namespace
+}  // namespace tesview

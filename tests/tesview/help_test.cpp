@@ -1,0 +1,79 @@
+// Help, manual page and the examples in them.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "replies/text.h"
+#include "tests/support/program.h"
+#include "tests/support/viewer.h"
+#include "tests/tesview/inputs.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using program::Result;
+using viewer::Files;
+using viewer::LinesOf;
+using viewer::Program;
+using viewer::Reply;
+using viewer::Slurp;
+using viewer::StreamOf;
+using viewer::Strings;
+using viewer::TwoKlines;
+using viewer::View;
+
+TEST(Help, GoesToStandardOutputWithExitZero) {
+  const Result result = View({"--help"});
+  EXPECT_EQ(result.code, 0);
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(result.out.substr(0, 49), "tesview shows replies of the market-data service\n");
+  for (const std::string& line : LinesOf(result.out))
+    EXPECT_LE(replies::DisplayWidth(line), 80u) << line;
+  EXPECT_NE(View({"pack", "--help"}).out.find("Usage: tesview pack"), std::string::npos);
+  EXPECT_EQ(View({"--version"}).out.substr(0, 8), "tesview ");
+}
+
+TEST(Help, ManualAndCompletionsAreWhatTheProgramSays) {
+  const std::string source = SOURCE_DIR;
+  for (const auto& [word, path] :
+       std::vector<std::pair<std::string, std::string>>{{"man", "/docs/tesview.1"},
+                                                        {"bash", "/packaging/completions/tesview.bash"},
+                                                        {"zsh", "/packaging/completions/_tesview"},
+                                                        {"fish", "/packaging/completions/tesview.fish"}}) {
+    const Result made = View({"--generate", word});
+    ASSERT_EQ(made.code, 0);
+    if (std::getenv("TESVIEW_UPDATE") != nullptr) std::ofstream(source + path) << made.out;
+    EXPECT_EQ(Slurp(source + path), made.out)
+        << path << " is not what tesview --generate " << word << " prints";
+  }
+}
+
+// Everything that the help shows as an example works as it stands.
+TEST_F(Files, TheExamplesOfTheHelpRun) {
+  Write("quotes.bin", Reply("Id: 20 RepDataQuoteDynaSingle { Obj: 'A' }"));
+  Write("kline.bin", TwoKlines());
+  Write("service.log",
+        "10:00 reply " + View({"pack", "--to", "hex", Write("reply.txtpb", "Id: 22 Obj: 'AB'")}).out);
+  Write("replies.stream", StreamOf(TwoKlines(), 10));
+  Write("replies/one.bin", TwoKlines());
+  const Strings lines = LinesOf(View({"--help"}).out);
+  const auto begin = std::find(lines.begin(), lines.end(), "Examples:");
+  int run = 0;
+  for (auto line = begin + 1; line < lines.end() && !line->empty(); ++line) {
+    if (line->substr(0, 3) == "   ") continue;
+    const Result result =
+        program::Shell("set -e; " + line->substr(2), fs::path(Program()).parent_path(), directory_);
+    EXPECT_EQ(result.code, 0) << *line << "\n" << result.err;
+    EXPECT_EQ(result.err, "") << *line;
+    EXPECT_TRUE(!result.out.empty() || line->find('>') != std::string::npos) << *line;
+    ++run;
+  }
+  EXPECT_EQ(run, 10);
+}
+
+}  // namespace

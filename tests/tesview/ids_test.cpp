@@ -1,0 +1,71 @@
+// tesview ids.
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+
+#include "tests/support/program.h"
+#include "tests/support/viewer.h"
+#include "tests/tesview/inputs.h"
+
+namespace {
+
+using program::Result;
+using viewer::LinesOf;
+using viewer::View;
+
+TEST(Ids, ExactlyTheseHaveATable) {
+  std::string ids;
+  for (const std::string& line : LinesOf(View({"ids", "--table"}).out)) {
+    std::stringstream fields(line);
+    std::string id, name, form;
+    fields >> id >> name >> form;
+    if (form == "table" || form == "table,") ids += id + " ";
+  }
+  EXPECT_EQ(
+      ids,
+      "Id 3 20 21 27 28 55 115 130 271 272 273 274 303 313 321 346 385 386 392 399 405 406 414 421 433 437 442 443 465 ");
+}
+
+TEST(Ids, TheTypedLayoutsAreNamed) {
+  const std::string all = View({"ids"}).out;
+  EXPECT_NE(all.find("   25  ZhiBiaoShuChu                             --type ZhiBiao1 to ZhiBiao16\n"),
+            std::string::npos);
+  EXPECT_NE(all.find("   44  Token                                     --type Token\n"), std::string::npos);
+  EXPECT_NE(all.find("  296  PcFenLeiChiCangLieBiao                    --type FenLeiChiCang\n"),
+            std::string::npos);
+  EXPECT_NE(all.find("  321  DaDanShuJuShuChu                          table, --type DaDan\n"),
+            std::string::npos);
+  EXPECT_NE(all.find("  430  BxzjBasicStockInfoOutput                  --type BxzjStock\n"),
+            std::string::npos);
+  // Every Id of the vocabulary and a header.
+  EXPECT_EQ(LinesOf(all).size(), 470u);
+}
+
+TEST(Ids, AMistypedOneIsAnswered) {
+  const Result result = View({"ids", "QuoteDinaSingle"});
+  EXPECT_EQ(result.err, "tesview: no Id is called \"QuoteDinaSingle\"; did you mean \"QuoteDynaSingle\"?\n");
+  EXPECT_EQ(result.code, 1);
+  EXPECT_EQ(View({"ids", "9999"}).err,
+            "tesview: no Id has the number \"9999\"; tesview ids lists them all\n");
+  EXPECT_EQ(View({"schema", "9999"}).err,
+            "tesview: no message or enumeration has the Id \"9999\"; tesview ids lists the payloads\n");
+  EXPECT_NE(View({"ids", "21"}).out.find("   21  QuoteKlineSingle"), std::string::npos);
+}
+
+TEST(Names, ThatAreNotThereAreSaid) {
+  EXPECT_EQ(View({"ids", "qqqq"}).err, "tesview: no Id is called \"qqqq\"; tesview ids lists them all\n");
+  const Result tables = View({"ids", "--table", "QuoteTickSingle"});
+  EXPECT_EQ(tables.err.find("tesview: no Id with a table is called \"QuoteTickSingle\""), 0U) << tables.err;
+  EXPECT_EQ(tables.code, 1);
+  // By the name of the field as well.
+  EXPECT_EQ(LinesOf(View({"ids", "repdatastkdata"}).out).size(), 2U);
+
+  const Result schemas = View({"schema", "JPBLeiXing", "qqqq", "InfoType"});
+  EXPECT_EQ(schemas.err,
+            "tesview: no message or enumeration is called \"qqqq\"; tesview ids lists the payloads\n");
+  EXPECT_EQ(schemas.code, 1);
+  EXPECT_NE(schemas.out.find("}\n\nenum InfoType {"), std::string::npos) << schemas.out;
+}
+
+}  // namespace

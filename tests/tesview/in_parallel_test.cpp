@@ -1,0 +1,129 @@
+// Many replies at once, and streams: order, bounded memory, whole lines at an interrupt, no waiting.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <tuple>
+#include <vector>
+
+#include "tests/support/program.h"
+#include "tests/support/viewer.h"
+#include "tests/tesview/inputs.h"
+
+namespace {
+
+using program::How;
+using program::Result;
+using viewer::Files;
+using viewer::Framed;
+using viewer::kSanitized;
+using viewer::LinesOf;
+using viewer::Reply;
+using viewer::StreamOf;
+using viewer::Strings;
+using viewer::TwoKlines;
+using viewer::View;
+using viewer::ViewBytes;
+
+TEST_F(Files, ManyJobsGiveTheOutputOfOne) {
+  std::string stream;
+  for (int i = 0; i < 3000; ++i)
+    stream += Framed(i % 7 == 3 ? std::string("\x08") : Reply("Id: 22 ObjCount: " + std::to_string(i)));
+  const std::string path = Write("a.stream", stream);
+  const std::string other = Write("b.bin", TwoKlines());
+  for (const char* to : {"json", "ndjson", "table"}) {
+    const Result one = View({"--to", to, path, other, directory_ + "/none"});
+    const Result four = View({"--to", to, "--jobs", "4", path, other, directory_ + "/none"});
+    EXPECT_EQ(one.out, four.out);
+    EXPECT_EQ(one.err, four.err);
+    EXPECT_EQ(one.code, 3);
+    EXPECT_EQ(four.code, 3);
+  }
+}
+
+TEST_F(Files, AnInterruptLeavesWholeLines) {
+  const int count = 30000;
+  const std::string path = Write("a.stream", StreamOf(TwoKlines(), count));
+  for (const std::string jobs : {"1", "2"}) {
+    How how;
+    how.after = 100000;
+    how.then = [](int process) {
+      kill(process, SIGINT);
+      // The program is blocked in a write until more is read; it has to see the signal first.
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    };
+    const Result result = View({"--to", "json", "--jobs", jobs, path}, how);
+    EXPECT_EQ(result.signal, SIGINT);
+    ASSERT_FALSE(result.out.empty());
+    EXPECT_EQ(result.out.back(), '\n');
+    const std::string whole = LinesOf(ViewBytes(TwoKlines(), {"--to", "json"}).out)[0];
+    const Strings lines = LinesOf(result.out);
+    EXPECT_LT(lines.size(), static_cast<size_t>(count));
+    EXPECT_TRUE(
+        std::all_of(lines.begin(), lines.end(), [&](const std::string& line) { return line == whole; }));
+  }
+}
+
+TEST(Stream, AnyLengthTakesBoundedMemory) {
+  if (kSanitized) GTEST_SKIP() << "sanitizers keep freed memory";
+  const auto view = [](int count, const std::string& jobs) {
+    How how;
+    how.feed = [count](int fd) {
+      const std::string block = StreamOf(TwoKlines(), 500);
+      for (int i = 0; i < count; ++i) {
+        for (size_t sent = 0; sent < block.size();) {
+          const ssize_t n = write(fd, block.data() + sent, block.size() - sent);
+          if (n <= 0) return;
+          sent += static_cast<size_t>(n);
+        }
+      }
+    };
+    return View({"--to", "summary", "--jobs", jobs, "--from", "delimited"}, how);
+  };
+  for (const std::string jobs : {"1", "2"}) {
+    const Result few = view(2, jobs);
+    const Result many = view(100, jobs);
+    EXPECT_EQ(LinesOf(few.out).size(), 1002u);
+    EXPECT_EQ(LinesOf(many.out).size(), 50002u);
+    EXPECT_LT(many.most_memory, few.most_memory + 16 * 1024) << jobs;
+  }
+}
+
+TEST(Stream, RepliesComeOutAsSoonAsTheyAreIn) {
+  const std::vector<std::tuple<std::string, std::string, std::string>> cases{
+      {"delimited", Framed(Reply("Id: 22")), "1"},
+      {"delimited", Framed(Reply("Id: 22")), "2"},
+      {"auto", Framed(Reply("Id: 22")), "1"},
+      {"auto", Framed(Reply("Id: 22")), "2"},
+      {"auto", "10:00 something else\n10:01 got 081608160816\n", "1"},
+      {"lines", "10:00 something else\n10:01 got 081608160816\n", "1"},
+      {"lines", "10:00 something else\n10:01 got 081608160816\n", "2"}};
+  for (const auto& [from, reply_in_form, jobs] : cases) {
+    const std::string& reply = reply_in_form;
+    // The second reply is sent only when the first one has come out.
+    int ready[2];
+    ASSERT_EQ(pipe(ready), 0);
+    How how;
+    how.feed = [&](int fd) {
+      char one = 0;
+      if (write(fd, reply.data(), reply.size()) < 0 || read(ready[0], &one, 1) != 1) return;
+      if (write(fd, reply.data(), reply.size()) < 0) return;
+    };
+    how.after = 1;
+    how.then = [&](int) {
+      if (write(ready[1], "x", 1) != 1) std::abort();
+    };
+    // Without the first reply's output this would wait for ever.
+    const Result result = View({"--json", "--from", from, "--jobs", jobs}, how);
+    EXPECT_EQ(result.out, "{\"Id\": 22}\n{\"Id\": 22}\n");
+    close(ready[0]);
+    close(ready[1]);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,114 @@
+// Hostile replies: an answer or an error in bounded time and memory, and no crash.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/support/program.h"
+#include "tests/support/viewer.h"
+#include "tests/tesview/inputs.h"
+
+namespace {
+
+using program::Result;
+using viewer::Framed;
+using viewer::kSanitized;
+using viewer::LinesOf;
+using viewer::Shell;
+using viewer::SmallTable;
+using viewer::ViewBytes;
+using viewer::Wire;
+
+TEST(Hostile, MoreCellsThanAnybodyReadsAreRefused) {
+  // 4,000 rows by the first column's values, and 4,000 columns: 16 million cells from some 40 KB.
+  std::string table = "Info { Name: 'A' Type: 105 } Data { Index: 0";
+  for (int i = 0; i < 4000; ++i)
+    table += " iValues: 0";
+  table += " }";
+  for (int i = 1; i < 4000; ++i)
+    table += " Info { Type: 105 } Data { Index: " + std::to_string(i) + " }";
+  const std::string reply = Wire(table);
+  for (const std::string to : {"table", "ndjson", "csv"}) {
+    const Result result = ViewBytes(reply, {"--to", to});
+    EXPECT_EQ(
+        result.err,
+        "tesview: (standard input): too large to be shown as a whole; take --head, --columns or --path\n");
+    EXPECT_EQ(result.code, 1);
+  }
+  EXPECT_EQ(LinesOf(ViewBytes(reply, {"--to", "csv", "--head", "2"}).out).size(), 3u);
+  EXPECT_EQ(LinesOf(ViewBytes(reply, {"--to", "csv", "--columns", "A"}).out).size(), 4001u);
+}
+
+TEST(Hostile, TextRepeatedWithoutEndIsRefused) {
+  // A text of 200 kB beside a table of 5,000 rows would give a gigabyte of lines.
+  std::string inner = "Info { Name: 'B' Type: 105 } Data { Index: 0";
+  for (int i = 0; i < 5000; ++i)
+    inner += " iValues: 0";
+  const std::string reply =
+      Wire("Info { Name: 'N' Type: 115 } Info { Name: 'T' Type: 116 } Data { Index: 0 sValues: '" +
+           std::string(200000, 'x') + "' } Data { Index: 1 tValues { " + inner + " } } }");
+  const Result result = ViewBytes(reply, {"--to", "ndjson"});
+  EXPECT_EQ(
+      result.err,
+      "tesview: (standard input): too large to be shown as a whole; take --head, --columns or --path\n");
+  EXPECT_EQ(ViewBytes(reply, {}).code, 0);
+}
+
+TEST(Hostile, TextFormNestedWithoutEndIsRefused) {
+  std::string text = "Id: 3 Tbl {";
+  for (int i = 0; i < 100000; ++i)
+    text += " Data { tValues {";
+  const Result result = ViewBytes(text, {});
+  EXPECT_EQ(result.code, 1);
+  EXPECT_EQ(result.signal, 0);
+  EXPECT_NE(result.err.find("not a reply in text form: line 1, column "), std::string::npos) << result.err;
+}
+
+TEST(Hostile, NestingIsShownAsDeepAsTheParserGoes) {
+  // Each level is a column and a table in it: two messages deeper for the parser.
+  const auto nested = [](int levels) {
+    std::string table = "Info { Name: 'A' Type: 105 } Data { Index: 0 iValues: 0 }";
+    for (int i = 0; i < levels; ++i)
+      table = "Info { Name: 'T' Type: 116 } Data { Index: 0 tValues { " + table + " } }";
+    return Wire(table);
+  };
+  EXPECT_EQ(ViewBytes(nested(40), {}).code, 0);
+  EXPECT_EQ(LinesOf(ViewBytes(nested(40), {"--to", "csv"}).out).size(), 2u);
+  const Result deeper = ViewBytes(nested(60), {});
+  EXPECT_EQ(deeper.code, 1);
+  EXPECT_NE(deeper.err.find("nested deeper than 100 levels"), std::string::npos) << deeper.err;
+}
+
+// Any damage of any byte gives an answer or an error, and no crash.
+TEST(Hostile, EveryByteOfAReplyMayBeDamaged) {
+  const std::string reply = SmallTable();
+  std::string stream;
+  for (size_t i = 0; i < reply.size(); ++i) {
+    for (const char c : {'\x00', '\x7F', '\x80', '\xFF'}) {
+      std::string damaged = reply;
+      damaged[i] = c;
+      stream += Framed(damaged);
+    }
+    stream += Framed(reply.substr(0, i));
+  }
+  for (const std::string to : {"table", "json", "pretty", "ndjson", "csv", "summary", "text"}) {
+    const Result result = ViewBytes(stream, {"--from", "delimited", "--to", to});
+    EXPECT_EQ(result.signal, 0);
+    EXPECT_EQ(result.code, 1);
+  }
+}
+
+TEST(Memory, AReplyThatNeedsTooMuchIsSaidAndTheNextIsShown) {
+  if (kSanitized) GTEST_SKIP() << "a sanitizer takes addresses by the terabyte";
+  // 400,000 elements of Id 403 without a field, three bytes each and more than a kilobyte in memory.
+  std::string large("\x08\x93\x03");
+  for (int i = 0; i < 400'000; ++i)
+    large.append("\x9A\x19\x00", 3);
+  // 1,200,003 as a varint: 0x124F83 in groups of seven bits is 49, 1F, 03.
+  const std::string stream = "\x83\x9F\x49" + large + std::string("\x02\x08\x16");
+  const Result result = Shell("ulimit -v 262144; \"$0\" --from delimited --to json", stream);
+  EXPECT_EQ(result.err, "tesview: (standard input): reply 1 at offset 0: not enough memory to show it\n");
+  EXPECT_EQ(result.out, "{\"Id\": 22}\n");
+  EXPECT_EQ(result.code, 1);
+}
+
+}  // namespace

@@ -1,0 +1,106 @@
+// Wrong usage: one line that helps, and exit code 2.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/support/program.h"
+#include "tests/support/viewer.h"
+#include "tests/tesview/inputs.h"
+
+namespace {
+
+using program::Result;
+using viewer::Prices;
+using viewer::Program;
+using viewer::Strings;
+using viewer::View;
+using viewer::ViewBytes;
+
+struct Usage {
+  Strings arguments;
+  std::string says;
+};
+
+TEST(WrongUsage, IsOneLineThatHelps) {
+  const std::vector<Usage> cases{
+      {{"--colums", "A"}, "unknown option --colums; did you mean \"--columns\"?"},
+      {{"--to", "jsn"},
+       "unknown word \"jsn\" for --to; known: table, json, pretty, ndjson, csv, summary, text"},
+      {{"--from=xml"},
+       "unknown word \"xml\" for --from; known: auto, raw, delimited, hex, base64, lines, text"},
+      {{"--type", "DaDn"}, "unknown type \"DaDn\" for --type; did you mean \"DaDan\"?"},
+      {{"--head", "-1"}, "\"-1\" for --head is no number from 0 to 2147483647"},
+      {{"--jobs", "many"}, "\"many\" for --jobs is no number from 0 to 256"},
+      {{"--json", "--table"}, "only one of --table, --json and --pretty can be had"},
+      {{"--json", "--head", "3"},
+       "--type, --path, --columns, --head and --tail choose from a table; take --to table, ndjson or csv"},
+      {{"number"}, "number needs a VALUE, such as 0x4D2"},
+      {{"number", "x"}, "\"x\" is no 64-bit number, as 1234 and 0x4D2 are; --pack takes 12.34"},
+      {{"number", "--pakced", "1"}, "unknown option --pakced; did you mean \"--packed\"?"},
+      {{"--type", "77"},
+       "unknown type \"77\" for --type; known: DaDan, FenLeiChiCang, BxzjStock, BxzjBlock, Token, ZhiBiao1 to "
+       "ZhiBiao16 and their numbers"},
+      {{"--head"}, "--head needs a value"},
+      {{"pack"}, "pack needs a FILE"},
+      {{"schema"}, "schema needs a NAME"},
+      {{"shema", "21"}, "no file or command is called \"shema\"; did you mean \"schema\"?"},
+      {{"help"}, "no file or command is called \"help\""},
+      {{"pack", "a", "b"}, "raw holds one reply; several FILEs take --to delimited, hex or base64"},
+  };
+  for (const Usage& each : cases) {
+    const Result result = View(each.arguments);
+    EXPECT_EQ(result.err, "tesview: " + each.says + " (tesview --help tells more)\n");
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.code, 2) << each.says;
+  }
+}
+
+TEST(WrongUsage, ATerminalIsNotReadUnasked) {
+  const Result result = program::Run({"script", "-qec", Program() + "; echo code $?", "/dev/null"});
+  EXPECT_NE(result.out.find("no FILE is given, and standard input is a terminal"), std::string::npos)
+      << result.out;
+  EXPECT_NE(result.out.find("code 2"), std::string::npos) << result.out;
+}
+
+TEST(WrongUsage, ChoicesFromATableAreRefusedWhereThereIsNone) {
+  const std::string more = " (tesview --help tells more)\n";
+  for (const Strings& choice :
+       {Strings{"--path", "0/Data"}, {"--columns", "A"}, {"--head", "1"}, {"--tail", "1"}, {"--type", "1"}}) {
+    for (const std::string to : {"json", "pretty", "text", "summary"}) {
+      if (to == "summary" && choice[0] == "--type") continue;
+      Strings arguments{"--to", to};
+      arguments.insert(arguments.end(), choice.begin(), choice.end());
+      const Result result = View(arguments);
+      EXPECT_EQ(result.err,
+                (to == "summary"
+                     ? "tesview: a summary takes no --path, --columns, --head or --tail"
+                     : "tesview: --type, --path, --columns, --head and --tail choose from a table; take "
+                       "--to table, ndjson or csv") +
+                    more)
+          << to << choice[0];
+      EXPECT_EQ(result.code, 2);
+    }
+  }
+  EXPECT_EQ(View({"--columns", ","}).err, "tesview: --columns names no column" + more);
+  EXPECT_EQ(View({"--head", "3x"}).err,
+            "tesview: \"3x\" for --head is no number from 0 to 2147483647" + more);
+  EXPECT_EQ(View({"--jobs", "257"}).err, "tesview: \"257\" for --jobs is no number from 0 to 256" + more);
+  // Empty names between commas are none.
+  EXPECT_EQ(ViewBytes(Prices(), {"--columns", ",Price,", "--to", "csv"}).out, "Price\n12.34\n0.5\n");
+}
+
+TEST(WrongUsage, WhatIsMissingOrUnknownIsSaid) {
+  const std::string more = " (tesview --help tells more)\n";
+  EXPECT_EQ(View({"--type", "zzqqxx"}).err,
+            "tesview: unknown type \"zzqqxx\" for --type; known: DaDan, FenLeiChiCang, BxzjStock, BxzjBlock, "
+            "Token, ZhiBiao1 to ZhiBiao16 and their numbers" +
+                more);
+  const Result missing = View({"--width"});
+  EXPECT_EQ(missing.err, "tesview: --width needs a value" + more);
+  EXPECT_EQ(missing.code, 2);
+  EXPECT_EQ(View({"--generate", "pdf"}).err,
+            "tesview: unknown word \"pdf\" for --generate; known: man, bash, zsh, fish" + more);
+}
+
+}  // namespace

@@ -1,0 +1,41 @@
+#include <gtest/gtest.h>
+
+#include "tesview/terminal/progress.h"
+
+namespace tesview {
+namespace {
+
+TEST(ProgressLine, HasUnitsThatFit) {
+  EXPECT_EQ(ProgressText(999, 0, 0, 1, 0), "999 B  0 replies  999 B/s");
+  EXPECT_EQ(ProgressText(1500, 0, 1, 1, 0), "1.5 kB  1 reply  1.5 kB/s");
+  EXPECT_EQ(ProgressText(2'500'000, 0, 2, 2, 0), "2.5 MB  2 replies  1.2 MB/s");
+  EXPECT_EQ(ProgressText(5'000'000'000, 0, 2, 2, 0), "5.00 GB  2 replies  2.50 GB/s");
+}
+
+TEST(ProgressLine, TellsThePartAndTheRest) {
+  // 10 of 40 MB in 10 s: 30 MB more at 1 MB/s.
+  EXPECT_EQ(ProgressText(10'000'000, 40'000'000, 3, 10, 0),
+            " 25%  10.0 MB of 40.0 MB  3 replies  1.0 MB/s  30 s left");
+  // 150 MB more at 0.5 MB/s.
+  EXPECT_EQ(ProgressText(50'000'000, 200'000'000, 3, 100, 0),
+            " 25%  50.0 MB of 200.0 MB  3 replies  500.0 kB/s  5 min 00 s left");
+  // 125 s.
+  EXPECT_EQ(ProgressText(1'000'000, 126'000'000, 3, 1, 0),
+            "  1%  1.0 MB of 126.0 MB  3 replies  1.0 MB/s  2 min 05 s left");
+  // 7,200 s.
+  EXPECT_EQ(ProgressText(1'000'000, 7'201'000'000, 3, 1, 0),
+            "  0%  1.0 MB of 7.20 GB  3 replies  1.0 MB/s  2.0 h left");
+  // A file that grew.
+  EXPECT_EQ(ProgressText(3000, 2000, 3, 1, 0), "100%  3.0 kB of 2.0 kB  3 replies  3.0 kB/s");
+  EXPECT_EQ(ProgressText(0, 2000, 0, 0, 0), "  0%  0 B of 2.0 kB  0 replies  0 B/s");
+}
+
+TEST(ProgressLine, IsCutToTheTerminal) {
+  // The last column stays free, or some terminals begin a new line.
+  EXPECT_EQ(ProgressText(999, 0, 0, 1, 10), "999 B  0 ");
+  EXPECT_EQ(ProgressText(999, 0, 0, 1, 25), "999 B  0 replies  999 B/");
+  EXPECT_EQ(ProgressText(999, 0, 0, 1, 26), "999 B  0 replies  999 B/s");
+}
+
+}  // namespace
+}  // namespace tesview

@@ -1,0 +1,126 @@
+// JSON and text form of a reply, and why a reply or its table cannot be shown.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/support/program.h"
+#include "tests/support/viewer.h"
+#include "tests/tesview/inputs.h"
+
+namespace {
+
+using program::How;
+using program::Result;
+using viewer::Reply;
+using viewer::TwoKlines;
+using viewer::View;
+using viewer::ViewBytes;
+
+TEST(Table, AReplyWithoutATableIsShownAsJson) {
+  const Result result = ViewBytes(Reply("Id: 22"), {});
+  EXPECT_EQ(result.out, "Id 22 (QuoteTickSingle)  no table form, as JSON, 2 bytes\n{\n  \"Id\": 22\n}\n");
+  EXPECT_EQ(result.code, 0);
+}
+
+TEST(NoTable, TheReasonIsFoundAndSaid) {
+  const std::string in = "tesview: (standard input): ";
+  EXPECT_EQ(ViewBytes(Reply("Id: 22"), {"--table"}).err,
+            in + "Id 22 (QuoteTickSingle): no table form; try --to json\n");
+  EXPECT_EQ(ViewBytes(Reply("Id: 25"), {"--table"}).err,
+            in + "Id 25 (ZhiBiaoShuChu): no table form; try --to json or --type ZhiBiao1\n");
+  EXPECT_EQ(
+      ViewBytes(Reply("Id: 20"), {"--table"}).err,
+      in +
+          "Id 20 (QuoteDynaSingle): nothing to show: field \"RepDataQuoteDynaSingle\" is empty; try --to json\n");
+  EXPECT_EQ(ViewBytes(Reply("Id: 99999"), {"--table"}).err, in + "Id 99999: no table form; try --to json\n");
+  EXPECT_EQ(ViewBytes(Reply("Id: 20 RepDataQuoteDynaSingle { Obj: 'A' }"), {"--type", "Token"}).err,
+            in + "Id 20 (QuoteDynaSingle) gives no table of type Token\n");
+  EXPECT_EQ(ViewBytes(Reply("Id: 44"), {"--type", "DaDan"}).err,
+            in + "Id 44 (Token) gives no table of type DaDan; try --type Token\n");
+  EXPECT_EQ(ViewBytes(Reply("Id: 22"), {"--table"}).code, 1);
+}
+
+TEST(NoReply, WhatIsMissingOrWhereItBreaksIsSaid) {
+  const std::string in = "tesview: (standard input): ";
+  EXPECT_EQ(ViewBytes("", {"--from", "raw"}).err, in + "empty, 0 bytes\n");
+  EXPECT_EQ(ViewBytes(Reply("Obj: 'AB'"), {"--from", "raw"}).err,
+            in + "not a reply: required field \"Id\" is missing (4 bytes read)\n");
+  EXPECT_EQ(ViewBytes(Reply("Id: 27 RepDataStkData { }"), {}).err,
+            in + "not a reply: required field \"RepDataStkData[0].Obj\" is missing (5 bytes read)\n");
+  // Two bytes of the Id, then an Obj that is cut.
+  EXPECT_EQ(ViewBytes(Reply("Id: 20 Obj: 'AB'").substr(0, 5), {}).err,
+            in + "not a reply: the bytes end inside the field that begins at offset 2 (5 bytes read)\n");
+  // Id, then field 20 of two bytes, whose inner field 1 promises five.
+  EXPECT_EQ(
+      ViewBytes(std::string("\x08\x14\xA2\x01\x02\x0A\x05"), {}).err,
+      in +
+          "not a reply: the bytes end inside the field that begins at offset 5 in \"RepDataQuoteDynaSingle\" (7 bytes read)\n");
+  EXPECT_EQ(ViewBytes("", {"--from", "raw"}).code, 1);
+}
+
+TEST(NoReply, JsonThatCannotBeIsSaid) {
+  const Result result = ViewBytes(std::string("\x08\x14\x12\x01\xFF"), {"--json"});
+  EXPECT_EQ(result.err, "tesview: (standard input): no JSON can hold it: Obj: Fail to convert to json\n");
+  EXPECT_EQ(result.code, 1);
+}
+
+TEST(Json, IsTheLibrarysOwnLine) {
+  EXPECT_EQ(ViewBytes(Reply("Id: 22 Obj: '银'"), {"--json"}).out, "{\"Id\": 22, \"Obj\": \"银\"}\n");
+}
+
+TEST(Json, PrettyKeepsTheTextOfValues) {
+  EXPECT_EQ(ViewBytes(Reply("Id: 44 Obj: 'a:{\\\"' RepDataToken { Result: -1 Token: '' }"), {"--pretty"}).out,
+            "{\n"
+            "  \"Id\": 44,\n"
+            "  \"Obj\": \"a:{\\\"\",\n"
+            "  \"RepDataToken\": [\n"
+            "    {\n"
+            "      \"Result\": -1,\n"
+            "      \"Token\": \"\"\n"
+            "    }\n"
+            "  ]\n"
+            "}\n");
+}
+
+TEST(Text, IsWhatPackReads) {
+  const Result text = ViewBytes(TwoKlines(), {"--to", "text"});
+  EXPECT_EQ(text.code, 0);
+  How how;
+  how.input = text.out;
+  EXPECT_EQ(View({"pack", "-"}, how).out, TwoKlines());
+}
+
+TEST(NoReply, AListThatEndsInsideANumberIsSaid) {
+  // Tbl { Data { Index: 0 and a list of seven bytes } }: the list's bytes begin at offset 10.
+  const auto damaged = [](char tag, const std::string& seven) {
+    return std::string("\x08\x03\x1A\x0D\x1A\x0B\x08\x00", 8) + tag + '\x07' + seven;
+  };
+  const auto says = [](const std::string& bytes) { return ViewBytes(bytes, {"--from", "raw"}).err; };
+  const std::string zeroes(7, '\0');
+  const std::string start = "tesview: (standard input): not a reply: the list in \"Tbl.Data.";
+  const std::string end = "\", at offset 10, ends inside a number (17 bytes read)\n";
+  EXPECT_EQ(says(damaged('\x22', zeroes)), start + "dValues" + end);
+  EXPECT_EQ(says(damaged('\x1A', zeroes)), start + "fValues" + end);
+  EXPECT_EQ(says(damaged('\x12', std::string(7, '\x80'))), start + "iValues" + end);
+
+  // The same behind a list of one float and one of one double, which are whole: 10 + 4 and 2 + 8 bytes on.
+  const std::string behind = std::string("\x08\x03\x1A\x18\x1A\x16\x08\x00\x1A\x04", 10) +
+                             std::string(4, '\0') + "\x22\x08" + std::string(8, '\0') + "\x12\x02\x80\x80";
+  EXPECT_EQ(says(behind), start + "iValues\", at offset 26, ends inside a number (28 bytes read)\n");
+}
+
+TEST(NoReply, OfSeveralMissingFieldsTheFirstIsNamed) {
+  // Both elements lack their Obj.
+  EXPECT_EQ(
+      ViewBytes(Reply("Id: 27 RepDataStkData { } RepDataStkData { }"), {"--from", "raw"}).err,
+      "tesview: (standard input): not a reply: required field \"RepDataStkData[0].Obj\" is missing, and 1 "
+      "more (8 bytes read)\n");
+}
+
+TEST(NoTable, ALayoutThatFitsMayHaveNothingToShow) {
+  EXPECT_EQ(
+      ViewBytes(Reply("Id: 44"), {"--type", "Token"}).err,
+      "tesview: (standard input): Id 44 (Token) gives no table of type Token; it has nothing to show\n");
+}
+
+}  // namespace

@@ -1,0 +1,41 @@
+// The line of figures.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <sstream>
+#include <string>
+
+#include "tests/support/program.h"
+#include "tests/support/viewer.h"
+#include "tests/tesview/inputs.h"
+
+namespace {
+
+using program::Result;
+using viewer::LinesOf;
+using viewer::Strings;
+using viewer::TwoKlines;
+using viewer::ViewBytes;
+
+TEST(Summary, SaysIdPayloadAndSizes) {
+  const Result result = ViewBytes(TwoKlines(), {"--to", "summary"});
+  const Strings lines = LinesOf(result.out);
+  ASSERT_EQ(lines.size(), 2u);
+  std::stringstream fields(lines[1]);
+  std::string id, payload, bytes, rows, columns, tables, all_rows, cells, parse, convert;
+  fields >> id >> payload >> bytes >> rows >> columns >> tables >> all_rows >> cells >> parse >> convert;
+  EXPECT_EQ(id, "21");
+  EXPECT_EQ(payload, "QuoteKlineSingle");
+  EXPECT_EQ(bytes, std::to_string(TwoKlines().size()));
+  EXPECT_EQ(rows, "2");
+  EXPECT_EQ(columns, "2");
+  // The outer one and that of the first instrument; 2 + 2 rows; 3 outer cells that are set and 2 x 14 inner
+  // ones.
+  EXPECT_EQ(tables, "2");
+  EXPECT_EQ(all_rows, "4");
+  EXPECT_EQ(cells, "31");
+  EXPECT_GT(std::stod(parse), 0);
+  EXPECT_GE(std::stod(convert), 0);
+}
+
+}  // namespace

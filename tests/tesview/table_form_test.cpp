@@ -1,0 +1,205 @@
+// The form for people: what a table looks like, in a terminal and elsewhere.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "replies/text.h"
+#include "tests/support/program.h"
+#include "tests/support/viewer.h"
+#include "tests/tesview/inputs.h"
+
+namespace {
+
+using program::How;
+using program::Result;
+using viewer::InTerminal;
+using viewer::LinesOf;
+using viewer::P;
+using viewer::Reply;
+using viewer::SmallTable;
+using viewer::Strings;
+using viewer::TwoKlines;
+using viewer::View;
+using viewer::ViewBytes;
+using viewer::Wire;
+using viewer::WithoutColor;
+
+TEST(Table, UnsetEmptyAndZeroDifferAndPointsStandBelowEachOther) {
+  const Result result = ViewBytes(SmallTable(), {});
+  EXPECT_EQ(result.out, "Id 3 (Tbl)  3 rows, 2 columns, " + std::to_string(SmallTable().size()) +
+                            " bytes\n"
+                            "#  Name      Price\n"
+                            "0  平安银行  12.34\n"
+                            "1  ''         0.5\n"
+                            "2  x          ·\n");
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(result.code, 0);
+}
+
+TEST(Table, InnerTablesFollowIndentedUnderTheirPath) {
+  const Result result = ViewBytes(TwoKlines(), {"--columns", "Obj,ShiJian,ShouPanJia"});
+  EXPECT_EQ(result.out.substr(result.out.find('\n') + 1),
+            "#  Obj       Data\n"
+            "0  SH600000  2 × 14\n"
+            "1  SZ000001  ·\n"
+            "\n"
+            "  0/Data  SH600000  2 rows\n"
+            "  #   ShiJian  ShouPanJia\n"
+            "  0  20240617       12.34\n"
+            "  1  20240618       12.5\n");
+}
+
+TEST(Table, TablesOfOneRowAreJoined) {
+  const std::string reply =
+      Reply("Id: 20 RepDataQuoteDynaSingle { Obj: 'A' Data { Id: 1 ShiJian: 1 ZuiXinJia: " + P(1234) +
+            " } }"
+            "RepDataQuoteDynaSingle { Obj: 'B' Data { Id: 1 ShiJian: 1 ZuiXinJia: " +
+            P(1234, 0, 1) + " } }");
+  const Result result = ViewBytes(reply, {"--columns", "ZuiXinJia"});
+  EXPECT_NE(result.out.find("  */Data  1 row each\n"
+                            "  #  ZuiXinJia\n"
+                            "  0      12.34\n"
+                            "  1     -12.34\n"),
+            std::string::npos)
+      << result.out;
+}
+
+TEST(Table, TheMaskOfColumnsIsHexadecimal) {
+  // Of the columns only column 1 was sent: mask 2.
+  const Result result =
+      ViewBytes(Reply("Id: 465 RepDataPcStkData { Obj: 'A' JiaoYiDaiMa: '1' }"), {"--columns", "HasBits"});
+  EXPECT_NE(result.out.find("#  HasBits\n0      0x2\n"), std::string::npos) << result.out;
+}
+
+TEST(Table, WhatWouldSteerTheTerminalIsShown) {
+  const std::string reply = Wire("Info { Name: 'N' Type: 115 } Data { Index: 0 sValues: 'a\\033[2J\\n' }");
+  const Result result = ViewBytes(reply, {});
+  EXPECT_NE(result.out.find("a\\x1b[2J\\n"), std::string::npos);
+  EXPECT_EQ(result.out.find('\x1b'), std::string::npos);
+}
+
+TEST(Table, BytesAreHexAndCutToSixteen) {
+  const std::string reply = Wire(
+      "Info { Name: 'B' Type: 98 } Data { Index: 0 bValues: '' bValues: '\\377' bValues: '0123456789abcdefg' }");
+  const Result result = ViewBytes(reply, {});
+  EXPECT_NE(result.out.find("0  0 bytes\n1  1 byte: ff\n2  17 bytes: 30313233343536373839616263646566…\n"),
+            std::string::npos)
+      << result.out;
+}
+
+TEST(Terminal, HasBoxesAndColour) {
+  How how = InTerminal(80);
+  how.input = SmallTable();
+  const std::string out = View({}, how).out;
+  EXPECT_NE(out.find("\x1b[1mName\x1b[0m"), std::string::npos);
+  const std::string plain = WithoutColor(out);
+  EXPECT_EQ(plain.substr(plain.find('\n') + 1),
+            "┌───┬──────────┬───────┐\n"
+            "│ # │ Name     │ Price │\n"
+            "├───┼──────────┼───────┤\n"
+            "│ 0 │ 平安银行 │ 12.34 │\n"
+            "│ 1 │ ''       │  0.5  │\n"
+            "│ 2 │ x        │  ·    │\n"
+            "└───┴──────────┴───────┘\n");
+}
+
+TEST(Terminal, NoColorIsObeyedUnlessColourIsAskedFor) {
+  How how = InTerminal(80);
+  how.environment = {"NO_COLOR=1"};
+  how.input = SmallTable();
+  EXPECT_EQ(View({}, how).out.find('\x1b'), std::string::npos);
+  EXPECT_NE(View({"--color", "always"}, how).out.find('\x1b'), std::string::npos);
+  How dumb = InTerminal(80);
+  dumb.environment.push_back("TERM=dumb");
+  dumb.input = SmallTable();
+  EXPECT_EQ(View({}, dumb).out.find('\x1b'), std::string::npos);
+  EXPECT_EQ(ViewBytes(SmallTable(), {}).out.find('\x1b'), std::string::npos);
+  EXPECT_NE(ViewBytes(SmallTable(), {"--color=always"}).out.find('\x1b'), std::string::npos);
+}
+
+TEST(Terminal, NothingIsWiderThanTheScreenAndWhatIsCutIsNamed) {
+  for (const unsigned short columns : std::vector<unsigned short>{30, 60, 100}) {
+    How how = InTerminal(columns);
+    how.input = TwoKlines();
+    const std::string out = WithoutColor(View({}, how).out);
+    for (const std::string& line :
+         LinesOf(out).size() > 1 ? LinesOf(out.substr(out.find('\n') + 1)) : Strings{})
+      EXPECT_LE(replies::DisplayWidth(line), columns) << line;
+    EXPECT_NE(out.find("more columns do not fit"), std::string::npos) << out;
+  }
+  How how = InTerminal(60);
+  how.input = TwoKlines();
+  EXPECT_EQ(View({"--width", "0"}, how).out.find("do not fit"), std::string::npos);
+}
+
+TEST(Terminal, ColumnsThatDoNotFitAreNamedInFullAndOnce) {
+  const std::string bar = " Data { ShiJian: " + P(20240617, 10) + " }";
+  How how = InTerminal(60);
+  how.input = Reply("Id: 21 RepDataQuoteKlineSingle { Obj: 'A'" + bar + bar +
+                    " } RepDataQuoteKlineSingle { Obj: 'B'" + bar + bar + " }");
+  const std::string out = WithoutColor(View({}, how).out);
+  EXPECT_NE(out.find("  10 more columns do not fit (--columns, --width 0):\n"
+                     "  ShouPanJia, ChengJiaoLiang, ChengJiaoE, ChengJiaoBiShu,\n"
+                     "  ShangZhangJiaShu, XiaDieJiaShu, ChiCang, ZengCang,\n"
+                     "  ZengLiang, JieSuanJia\n"),
+            std::string::npos)
+      << out;
+  EXPECT_NE(out.find("  10 more columns do not fit\n"), std::string::npos) << out;
+}
+
+TEST(Terminal, ASingleWideRowIsTurnedOnItsSide) {
+  How how = InTerminal(60);
+  how.input = Reply("Id: 20 RepDataQuoteDynaSingle { Obj: 'A' Data { Id: 1 ShiJian: 1 ZuiXinJia: " + P(1234) +
+                    " } }");
+  const std::string out = WithoutColor(View({}, how).out);
+  EXPECT_NE(out.find("│ ZuiXinJia          │ 12.34 │\n"), std::string::npos) << out;
+}
+
+TEST(Terminal, LongCellsAreCutAsFarAsNeededAndWholeInAPipe) {
+  const std::string text(100, 'x');
+  const std::string reply = Wire("Info { Name: 'N' Type: 115 } Data { Index: 0 sValues: '" + text + "' }");
+  How how = InTerminal(80);
+  how.input = reply;
+  // Of 80 columns the row number and the lines take 8.
+  EXPECT_NE(View({}, how).out.find(" " + std::string(71, 'x') + "… "), std::string::npos);
+  how.columns = 108;
+  EXPECT_NE(View({}, how).out.find(" " + text + " "), std::string::npos);
+  EXPECT_NE(ViewBytes(reply, {}).out.find(text), std::string::npos);
+}
+
+TEST(Terminal, LongCellsLeaveRoomForOtherColumns) {
+  // Two texts of 60 columns: 40 each and lines of 11 fit 91 columns and not 90, and what is left over is
+  // used.
+  const std::string text(60, 'x');
+  const std::string reply =
+      Wire("Info { Name: 'N' Type: 115 } Info { Name: 'M' Type: 115 } Data { Index: 0 sValues: '" + text +
+           "' sValues: '' } Data { Index: 1 sValues: '" + text + "' sValues: '' }");
+  const std::string cut = " " + std::string(39, 'x') + "… ";
+  EXPECT_NE(ViewBytes(reply, {"--style", "box", "--width", "91"}).out.find(cut + "│" + cut),
+            std::string::npos);
+  const std::string longer = " " + std::string(44, 'x') + "… ";
+  EXPECT_NE(ViewBytes(reply, {"--style", "box", "--width", "101"}).out.find(longer + "│" + longer),
+            std::string::npos);
+  const std::string narrow = ViewBytes(reply, {"--style", "box", "--width", "90"}).out;
+  EXPECT_NE(narrow.find(" " + text + " "), std::string::npos) << narrow;
+  EXPECT_NE(narrow.find("1 more column does not fit (--columns, --width 0): M\n"), std::string::npos)
+      << narrow;
+}
+
+TEST(Table, ARowOnItsSideIsAsWideAsItsTextIsSeen) {
+  const std::string reply = Wire(
+      "Info { Name: 'LongNameOfAColumn' Type: 115 } Info { Name: 'OtherColumn' Type: 115 }"
+      "Data { Index: 0 sValues: 'abcdefg    ' } Data { Index: 1 sValues: 'x' }");
+  const Result result = ViewBytes(reply, {"--style", "box", "--width", "31"});
+  const Strings lines = LinesOf(result.out);
+  ASSERT_EQ(lines.size(), 7U);
+  EXPECT_EQ(lines[4], "│ LongNameOfAColumn │ abcdefg │");
+  EXPECT_EQ(lines[5], "│ OtherColumn       │ x       │");
+  // One column less, and the name is what gives way.
+  const Strings narrow = LinesOf(ViewBytes(reply, {"--style", "box", "--width", "30"}).out);
+  ASSERT_EQ(narrow.size(), 7U);
+  EXPECT_EQ(narrow[4], "│ LongNameOfAColu… │ abcdefg │");
+}
+
+}  // namespace

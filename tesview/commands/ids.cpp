@@ -1,0 +1,76 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+
+#include "replies/layouts.h"
+#include "replies/suggest.h"
+#include "replies/vocabulary.h"
+#include "replies/words.h"
+#include "tesview/commands/commands.h"
+#include "tesview/terminal/complain.h"
+
+namespace tesview {
+
+using replies::DidYouMean;
+using replies::HasTable;
+using replies::LowerCase;
+using replies::NameOfType;
+using replies::Payload;
+using replies::TypedLayoutsOf;
+using replies::Vocabulary;
+
+namespace {
+
+bool IsNumber(const std::string& word) {
+  return !word.empty() &&
+         std::all_of(word.begin(), word.end(), [](unsigned char c) { return std::isdigit(c) != 0; });
+}
+
+bool Matches(const Payload& payload, const std::vector<std::string>& words) {
+  if (words.empty()) return true;
+  return std::any_of(words.begin(), words.end(), [&](const std::string& word) {
+    if (IsNumber(word)) return std::to_string(payload.id) == word;
+    return LowerCase(payload.name).find(LowerCase(word)) != std::string::npos ||
+           LowerCase(payload.field).find(LowerCase(word)) != std::string::npos;
+  });
+}
+
+std::string TableForms(int32_t id) {
+  std::string forms = HasTable(id) ? "table" : "";
+  std::string types;
+  for (const TPType type : TypedLayoutsOf(id)) {
+    types += types.empty() ? "--type " : ", ";
+    types += type == TPTypeZhiBiao1 ? "ZhiBiao1 to ZhiBiao16" : NameOfType(type);
+  }
+  if (forms.empty() || types.empty()) return forms + types;
+  return forms + ", " + types;
+}
+
+}  // namespace
+
+void Answer(const IdsRequest& request, Output* output, ExitCode* code) {
+  bool any = false;
+  for (const Payload& payload : Vocabulary()) {
+    if (!Matches(payload, request.words)) continue;
+    const std::string forms = TableForms(payload.id);
+    if (request.only_tables && forms.empty()) continue;
+    if (!any) output->Write(fmt::format("{:>5}  {:<40}  {}\n", "Id", "payload", "table"));
+    any = true;
+    std::string line = fmt::format("{:>5}  {:<40}  {}", payload.id, payload.name, forms);
+    line.erase(line.find_last_not_of(' ') + 1);
+    output->Write(line + "\n");
+  }
+  if (any) return;
+  std::vector<std::string> names;
+  for (const Payload& payload : Vocabulary())
+    names.push_back(payload.name);
+  const std::string word = request.words.empty() ? "" : request.words[0];
+  std::string near = DidYouMean(word, names);
+  if (near.empty()) near = "; tesview ids lists them all";
+  Complain(fmt::format("no Id{} {} \"{}\"{}", request.only_tables ? " with a table" : "",
+                       IsNumber(word) ? "has the number" : "is called", word, near));
+  *code = kSomeNotShown;
+}
+
+}  // namespace tesview

@@ -1,0 +1,64 @@
+#include "tesview/commands/printer.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "tesview/terminal/complain.h"
+#include "tesview/terminal/terminal.h"
+
+namespace tesview {
+namespace {
+
+std::string WhereIs(const Item& item) {
+  if (!item.number_reply) return item.source + ": ";
+  return fmt::format("{}: reply {} at offset {}: ", item.source, item.reply.number, item.reply.offset);
+}
+
+}  // namespace
+
+Printer::Printer(const ShowRequest& request, Output* output, Progress* progress, ExitCode* code)
+    : request_(request),
+      output_(output),
+      progress_(progress),
+      code_(code),
+      output_is_terminal_(IsTerminal(STDOUT_FILENO)) {}
+
+void Printer::Print(const ReadItem& read, const Shown& shown) {
+  if (!read.error.empty()) return Fail(read.error, read.error_code);
+  ++replies_;
+  bytes_ += read.item.reply.bytes.size();
+  if (!shown.error.empty()) return Fail(WhereIs(read.item) + shown.error, kSomeNotShown);
+  // The progress line and the output may share the terminal.
+  if (output_is_terminal_) progress_->Clear();
+  if (request_.view.to == To::kTable && printed_ != 0) output_->Write("\n");
+  if (shown.header != last_header_) {
+    if (!last_header_.empty()) output_->Write("\n");
+    output_->Write(shown.header);
+    last_header_ = shown.header;
+  }
+  output_->Write(shown.out);
+  ++printed_;
+}
+
+void Printer::End() {
+  if (request_.view.to == To::kSummary && replies_ > 1) {
+    output_->Write(fmt::format("{} replies, {} bytes{}\n", replies_, bytes_,
+                               failed_ == 0 ? "" : fmt::format(", {} cannot be shown", failed_)));
+  }
+  output_->Flush();
+}
+
+void Printer::Fail(const std::string& what, ExitCode code) {
+  failed_ += code == kAllShown ? 0 : 1;
+  // Strictly taken, what is only worth saying is an error.
+  *code_ = std::max({*code_, code, request_.strict ? kSomeNotShown : kAllShown});
+  // What was printed before comes before the complaint, also where both go to one place.
+  output_->Flush();
+  progress_->Clear();
+  Complain(what);
+  if (request_.strict) throw StopAtFirst();
+}
+
+}  // namespace tesview

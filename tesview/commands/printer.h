@@ -1,0 +1,49 @@
+// What was shown of each reply, written in the order of the input, and what went wrong, said.
+#ifndef TESVIEW_COMMANDS_PRINTER_H_
+#define TESVIEW_COMMANDS_PRINTER_H_
+
+#include <cstdint>
+#include <exception>
+#include <string>
+
+#include "tesview/commands/exit_code.h"
+#include "tesview/commands/reply_files.h"
+#include "tesview/commands/requests.h"
+#include "tesview/show/show.h"
+#include "tesview/terminal/output.h"
+#include "tesview/terminal/progress.h"
+
+namespace tesview {
+
+// Thrown behind the first failure if the user is strict. What came before has been written.
+class StopAtFirst : public std::exception {};
+
+// Every call may throw what Output throws.
+class Printer {
+ public:
+  // `code` is raised with each failure.
+  Printer(const ShowRequest& request, Output* output, Progress* progress, ExitCode* code);
+
+  void Print(const ReadItem& read, const Shown& shown);
+  // What was printed goes out now.
+  void Flush() { output_->Flush(); }
+  void End();
+
+ private:
+  void Fail(const std::string& what, ExitCode code);
+
+  const ShowRequest& request_;
+  Output* output_;
+  Progress* progress_;
+  ExitCode* code_;
+  const bool output_is_terminal_;
+  std::string last_header_;
+  uint64_t replies_ = 0;
+  uint64_t bytes_ = 0;
+  uint64_t printed_ = 0;
+  uint64_t failed_ = 0;
+};
+
+}  // namespace tesview
+
+#endif  // TESVIEW_COMMANDS_PRINTER_H_

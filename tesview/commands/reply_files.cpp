@@ -1,0 +1,114 @@
+#include "tesview/commands/reply_files.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "replies/reply_reader.h"
+#include "replies/source.h"
+#include "replies/text.h"
+#include "replies/text_form.h"
+#include "tesview/terminal/interrupt.h"
+
+namespace tesview {
+
+using replies::DisplayWidth;
+using replies::FileSource;
+using replies::FindFiles;
+using replies::Form;
+using replies::InputError;
+using replies::Printable;
+using replies::ReplyReader;
+using replies::TextToBytes;
+
+namespace {
+
+std::string NameOfFile(const std::string& path) {
+  return path == "-" ? "(standard input)" : path;
+}
+
+void FailToRead(ReadItem* next, const std::string& what) {
+  next->error = what;
+  next->error_code = kFileTrouble;
+}
+
+}  // namespace
+
+ReplyFiles::ReplyFiles(const std::vector<std::string>& paths, Form from)
+    : from_(from), files_(FindFiles(paths)) {
+  if (files_.paths.empty() && files_.errors.empty())
+    files_.errors.push_back(paths[0] + ": there are no files in it");
+  for (const std::string& path : files_.paths)
+    source_width_ = std::max(source_width_, DisplayWidth(Printable(NameOfFile(path))));
+}
+
+bool ReplyFiles::Next(ReadItem* next) {
+  *next = ReadItem();
+  if (next_error_ < files_.errors.size()) {
+    FailToRead(next, files_.errors[next_error_++]);
+    return true;
+  }
+  while (true) {
+    try {
+      if (replies_ == nullptr && !Open()) return false;
+      if (TakeReply(next) || TakeLookalikes(next)) return true;
+    } catch (const InputError& error) {
+      Close();
+      FailToRead(next, fmt::format("{}: {}", name_, error.what()));
+      return true;
+    }
+  }
+}
+
+bool ReplyFiles::Open() {
+  if (next_file_ == files_.paths.size()) return false;
+  const std::string& path = files_.paths[next_file_++];
+  name_ = NameOfFile(path);
+  source_ = std::make_unique<FileSource>(path);
+  source_->OnWait([this] {
+    if (on_wait_) on_wait_();
+    if (WasInterrupted()) throw Interrupted();
+  });
+  counted_ = 0;
+  replies_ = std::make_unique<ReplyReader>(
+      source_.get(), from_, [](const std::string& text, std::string* bytes, std::string* error) {
+        return TextToBytes(text, false, bytes, error);
+      });
+  return true;
+}
+
+void ReplyFiles::Close() {
+  replies_.reset();
+  source_.reset();
+}
+
+// False at the end of the file.
+bool ReplyFiles::TakeReply(ReadItem* next) {
+  const replies::Next step = replies_->Read(&next->item.reply, &next->error);
+  if (on_progress_) on_progress_(replies_->position() - counted_, step == replies::Next::kReply ? 1 : 0);
+  counted_ = replies_->position();
+  if (step == replies::Next::kEnd) return false;
+  next->item.source = name_;
+  next->item.source_width = source_width_;
+  next->item.name_source = files_.paths.size() > 1;
+  next->item.number_reply = replies_->many();
+  if (step == replies::Next::kBad) {
+    next->error = fmt::format("{}: {}", name_, next->error);
+    next->error_code = kSomeNotShown;
+  }
+  return true;
+}
+
+// What the file's lines seemed to hold is said at its end, once. False if there is nothing to say.
+bool ReplyFiles::TakeLookalikes(ReadItem* next) {
+  const replies::Lookalikes lookalikes = replies_->lookalikes();
+  Close();
+  if (lookalikes.lines == 0) return false;
+  next->error =
+      fmt::format("{}: {} looked like {} not; first at line {}", name_,
+                  lookalikes.lines == 1 ? "1 line" : fmt::format("{} lines", lookalikes.lines),
+                  lookalikes.lines == 1 ? "a reply and was" : "replies and were", lookalikes.first_line);
+  return true;
+}
+
+}  // namespace tesview

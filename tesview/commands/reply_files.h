@@ -1,0 +1,64 @@
+// All replies of all files, one after the other.
+#ifndef TESVIEW_COMMANDS_REPLY_FILES_H_
+#define TESVIEW_COMMANDS_REPLY_FILES_H_
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "replies/reply_reader.h"
+#include "replies/source.h"
+#include "tesview/commands/exit_code.h"
+#include "tesview/show/show.h"
+
+namespace tesview {
+
+// A reply, or why there is none in its place.
+struct ReadItem {
+  Item item;
+  std::string error;
+  ExitCode error_code = kAllShown;  // what the error amounts to; kAllShown if it is only worth saying
+};
+
+class ReplyFiles {
+ public:
+  // Looks the paths up once.
+  ReplyFiles(const std::vector<std::string>& paths, replies::Form from);
+
+  // The bytes of all files; 0 where that is not known.
+  uint64_t TotalBytes() const { return files_.bytes; }
+
+  // Called before each read that may have to wait.
+  void OnWait(std::function<void()> call) { on_wait_ = std::move(call); }
+  // Called with the bytes dealt with and the replies found since the last call.
+  void OnProgress(std::function<void(uint64_t, uint64_t)> call) { on_progress_ = std::move(call); }
+
+  // False at the end. Throws what the calls above throw, and Interrupted.
+  bool Next(ReadItem* next);
+
+ private:
+  bool Open();
+  void Close();
+  bool TakeReply(ReadItem* next);
+  bool TakeLookalikes(ReadItem* next);
+
+  const replies::Form from_;
+  replies::InputFiles files_;
+  size_t next_file_ = 0;
+  size_t source_width_ = 0;
+  size_t next_error_ = 0;
+  std::function<void()> on_wait_;
+  std::function<void(uint64_t, uint64_t)> on_progress_;
+
+  // Of the file that is open.
+  std::string name_;
+  std::unique_ptr<replies::FileSource> source_;
+  std::unique_ptr<replies::ReplyReader> replies_;
+  uint64_t counted_ = 0;
+};
+
+}  // namespace tesview
+
+#endif  // TESVIEW_COMMANDS_REPLY_FILES_H_

@@ -1,0 +1,42 @@
+// The cells of tables: as text, number, bytes or inner table.
+#ifndef TESVIEW_SHOW_CELLS_H_
+#define TESVIEW_SHOW_CELLS_H_
+
+#include <string>
+#include <string_view>
+
+#include "tesview/show/columns.h"
+#include "tesview/show/numbers.h"
+#include "tsl_base/table.hpp"
+
+namespace tesview {
+
+// The elements of a numeric cell, single or counted; null if the cell is not set.
+inline const void* NumbersOf(tsl_base::TableView table, int row, const Column& column) {
+  return table_get_buff(table.get(), row, column.index, nullptr);
+}
+
+// One of those elements as text, of kNumberRoom at most; returns the end of what was written.
+char* WriteNumber(char* to, const Column& column, const void* numbers, int element);
+
+// The same in JSON, where infinite numbers and NaN are texts.
+char* WriteJsonNumber(char* to, const Column& column, const void* numbers, int element);
+
+// WriteNumber() at the end of a text.
+void AppendNumber(std::string* to, const Column& column, const void* numbers, int element);
+
+// Null if the cell holds no text.
+inline const char* TextOf(tsl_base::TableView table, int row, const Column& column) {
+  return table_get_str(table.get(), row, column.index);
+}
+
+std::string_view BinaryOf(tsl_base::TableView table, int row, const Column& column);
+
+// A view of no table if the cell holds none.
+inline tsl_base::TableView ChildOf(tsl_base::TableView table, int row, int col) {
+  return tsl_base::TableView(table_get_table(table.get(), row, col));
+}
+
+}  // namespace tesview
+
+#endif  // TESVIEW_SHOW_CELLS_H_

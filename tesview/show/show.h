@@ -1,0 +1,35 @@
+// One reply in the form that the user asked for.
+#ifndef TESVIEW_SHOW_SHOW_H_
+#define TESVIEW_SHOW_SHOW_H_
+
+#include <cstddef>
+#include <string>
+
+#include "replies/reply_reader.h"
+#include "tesview/show/view.h"
+
+namespace tesview {
+
+// A reply and where it came from.
+struct Item {
+  std::string source;         // as messages name it
+  size_t source_width = 0;    // the columns that the longest name of all sources takes
+  bool name_source = false;   // there are several, so the output says which
+  bool number_reply = false;  // the source may hold several
+  replies::Reply reply;
+};
+
+// All texts are whole lines. They are written in the order of the replies.
+struct Shown {
+  std::string header;  // written if it is not the one that was written last
+  std::string out;
+  std::string error;  // why the reply cannot be shown; empty if it can
+};
+
+// Shows one reply. Keeps no state that can be seen; any number of threads may call it at once. Throws
+// std::bad_alloc only.
+Shown Show(const View& view, const Item& item);
+
+}  // namespace tesview
+
+#endif  // TESVIEW_SHOW_SHOW_H_
