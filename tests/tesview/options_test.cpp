@@ -57,6 +57,7 @@ TEST(WrongUsage, IsOneLineThatHelps) {
 }
 
 TEST(WrongUsage, ATerminalIsNotReadUnasked) {
+  if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
   const Result result = program::Run({"script", "-qec", Program() + "; echo code $?", "/dev/null"});
   EXPECT_NE(result.out.find("no FILE is given, and standard input is a terminal"), std::string::npos)
       << result.out;

@@ -75,6 +75,12 @@ void AppendNumber(std::string* to, const Column& column, const void* numbers, in
   to->append(digits, WriteNumber(digits, column, numbers, element));
 }
 
+void AppendRounded(std::string* to, const Column& column, const void* numbers, int element) {
+  if (column.type != Type::kDouble) return AppendNumber(to, column, numbers, element);
+  char digits[kNumberRoom];
+  to->append(digits, WriteRounded(digits, Element<double>(numbers, element)));
+}
+
 std::string_view BinaryOf(TableView table, int row, const Column& column) {
   int size = 0;
   const auto* bytes = static_cast<const char*>(table_get_binary(table.get(), row, column.index, &size));

@@ -63,7 +63,7 @@ std::string ListText(TableView table, int row, const Column& column) {
   const void* numbers = NumbersOf(table, row, column);
   for (int i = 0; i < column.count && numbers != nullptr; ++i) {
     if (i != 0) text += ", ";
-    AppendNumber(&text, column, numbers, i);
+    AppendRounded(&text, column, numbers, i);
   }
   return text + "]";
 }
@@ -89,7 +89,7 @@ Cell NumberCell(TableView table, int row, const Column& column) {
             false, 0};
   }
   Cell cell;
-  if (const void* number = NumbersOf(table, row, column)) AppendNumber(&cell.text, column, number, 0);
+  if (const void* number = NumbersOf(table, row, column)) AppendRounded(&cell.text, column, number, 0);
   const size_t point = cell.text.find('.');
   if (point != std::string::npos) cell.fraction = cell.text.size() - point;
   return cell;
@@ -264,7 +264,6 @@ Grid Turned(const Grid& grid) {
     Cell cell = column.cells[0];
     while (!cell.text.empty() && cell.text.back() == ' ')
       cell.text.pop_back();
-    cell.fraction = 0;
     turned.columns[1].cells.push_back(cell);
   }
   turned.rows = turned.columns[0].cells.size();
@@ -425,8 +424,7 @@ class TableForm {
       const Part inside = choice_->Inside(part, column, child);
       if (inside != Part::kNone) children.push_back({row, child, inside});
     }
-    if (Alike(children) && view_.head != 0 && view_.tail != 0)
-      return Joined(children, path + "*/" + column.name, indent);
+    if (Alike(children)) return Joined(children, path + "*/" + column.name, indent);
     std::string text;
     for (const Child& child : children) {
       const std::string here = fmt::format("{}{}/{}", path, child.row, column.name);
