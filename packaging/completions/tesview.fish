@@ -24,7 +24,7 @@ complete -c tesview -n 'not __fish_seen_subcommand_from ids schema number pack' 
 complete -c tesview -n '__fish_seen_subcommand_from ids' -l table -d 'Only Ids with a table'
 complete -c tesview -n '__fish_seen_subcommand_from ids' -s h -l help -d 'Print this help'
 complete -c tesview -n '__fish_seen_subcommand_from ids' -f -a "(tesview ids 2>/dev/null | awk 'NR > 1 { print \$2 }')"
-complete -c tesview -n '__fish_seen_subcommand_from schema' -l all -d 'With all messages that it stands on'
+complete -c tesview -n '__fish_seen_subcommand_from schema' -l all -d 'With all messages that it uses'
 complete -c tesview -n '__fish_seen_subcommand_from schema' -s h -l help -d 'Print this help'
 complete -c tesview -n '__fish_seen_subcommand_from schema' -f -a "(tesview ids 2>/dev/null | awk 'NR > 1 { print \$2 }')"
 complete -c tesview -n '__fish_seen_subcommand_from number' -l packed -d 'Say what scale and sign they carry'

@@ -33,13 +33,12 @@ struct Page {
 Section Introduction() {
   return {"Description",
           {"Reads replies from files, directories or standard input, in whatever form they have, and shows "
-           "each one: its Id "
-           "with the name of its payload, then its table and the tables inside it, or its JSON where it has "
-           "no table form."},
+           "each one: its Id with the name of its payload, then its table and the tables inside it, or its "
+           "JSON where it has no table form."},
           {}};
 }
 
-// Each line can be run as it stands; a test does it.
+// Each line can be run as it is; a test does it.
 Section Examples() {
   return {"Examples",
           {},
@@ -47,7 +46,7 @@ Section Examples() {
            {"tesview --path 0/Data --columns ShiJian,ShouPanJia --tail 5 kline.bin",
             "Of the first instrument's bars the last five closing prices."},
            {"grep reply service.log | tesview",
-            "Show the replies that stand in the lines of a log as hexadecimal or base64."},
+            "Show the replies in the lines of a log, in hexadecimal or base64."},
            {"tesview --jobs 0 --to ndjson replies.stream | head -3",
             "Turn a stream of replies into lines for other tools."},
            {"tesview --to csv kline.bin > kline.csv", "The same for a spreadsheet."},
@@ -59,60 +58,53 @@ Section Examples() {
 }
 
 Section TableRules() {
-  return {"Tables",
-          {"Numbers stand with their points below each other, doubles in the fewest digits that give the "
-           "same double. In front of each "
-           "row is its number. Of a column of tables the cell says rows \xC3\x97 columns; the tables follow, "
-           "indented, each under its "
-           "path (0/Data is the cell in row 0, column Data). Tables of one row each are joined to one "
-           "(*/Data). HasBits is "
-           "hexadecimal, bytes are cut to 16.",
-           "A middle dot (\xC2\xB7) is a cell that was not set, '' an empty text, (empty) a cell that was "
-           "set to no table. Text comes "
-           "as UTF-8: what is well-formed UTF-8 with a character of three bytes or more is taken as it is, "
-           "everything else as code page "
-           "936. Characters that would steer the terminal are shown as \\n, \\x1b or \\u202e.",
-           "Where the width of the screen is known, texts, lists and bytes are cut as far as the table needs "
-           "it, to 40 columns. Where that is not enough, a table of one row is "
-           "turned on its side, and of other tables columns are left out from the right until the rest fits; "
-           "they are named below, once for tables that lack the same. "
-           "Into a pipe or a file nothing is cut. For a pager: --style box --color always FILE | less -RS."},
-          {}};
+  return {
+      "Tables",
+      {"Numbers are aligned at their points, doubles in at most 15 significant digits. In "
+       "front of each row is its number. Of a column of tables the cell says rows \xC3\x97 columns; the "
+       "tables follow, indented, each under its path (0/Data is the cell in row 0, column Data). Tables of "
+       "one row each are joined to one (*/Data). HasBits is hexadecimal, bytes are cut to 16.",
+       "A middle dot (\xC2\xB7) is a cell that was not set, '' an empty text, (empty) a cell that was set "
+       "to no table. Text comes as UTF-8: what is well-formed UTF-8 with a character of three bytes or "
+       "more is taken as it is, everything else as code page 936. Characters that would steer the terminal "
+       "are shown as \\n, \\x1b or \\u202e.",
+       "Where the width of the screen is known, texts, lists and bytes are cut as far as the table needs "
+       "it, to 40 columns. Where that is not enough, a table of one row is turned on its side, and of "
+       "other tables columns are left out from the right until the rest fits; they are named below, once "
+       "for tables that lack the same. Into a pipe or a file nothing is cut. For a pager: --style box "
+       "--color always FILE | less -RS."},
+      {}};
 }
 
 Section LineRules() {
   return {
       "Lines for other tools",
       {"ndjson and csv are flat: a row with tables in it gives one line for each of their rows, with the "
-       "outer cells repeated and the "
-       "inner ones called Data.ShiJian; with several columns of tables the lines of one follow those of "
-       "the other. A row without inner "
-       "rows gives one line. A second column of the same name is called Name#5 after its index. Counted "
-       "cells are a list, in csv with blanks "
-       "between the numbers; bytes are base64.",
+       "outer cells repeated and the inner ones called Data.ShiJian; with several columns of tables the "
+       "lines of one follow those of the other. A row without inner rows gives one line. A column whose "
+       "name is taken, by another one or by _file, _reply, _id and _row, is called Name#5 after its index. "
+       "Doubles are in the fewest digits that give the same double. Counted cells are a list, in csv with "
+       "blanks between the numbers; bytes are base64.",
        "ndjson: _file and _reply (from 1) where there are several, _id, _row (the path of the row, "
-       "\"0/Data/3\"), then the columns. A "
-       "cell that was not set is null, one set to a table without rows []; both stand in each line of "
-       "their row. NaN and infinity are texts. A reply "
-       "without a table form is one "
-       "line with its JSON under _json.",
-       "csv: UTF-8, quoted where it has to be, lines end in a line feed. A cell that was not set is nothing "
-       "(with a single column the line is empty), an empty text \"\"; a line of another "
-       "column of tables leaves the columns of this one empty. Before replies with other columns "
-       "comes an empty line and a header of their "
-       "own. A reply without a table form is an error."},
+       "\"0/Data/3\"), then the columns. A cell that was not set is null, one set to a table without rows "
+       "[]; both are in each line of their row. NaN and infinity are texts. A reply without a table form "
+       "is one line with its JSON under _json.",
+       "csv: UTF-8, quoted where it has to be, lines end in a line feed. A cell that was not set is "
+       "nothing (with a single column the line is empty), an empty text \"\"; a line of another column of "
+       "tables leaves the columns of this one empty. Before replies with other columns comes an empty line "
+       "and a header of their own. A reply without a table form is an error."},
       {}};
 }
 
 Section ExitCodes() {
-  return {
-      "Exit codes",
-      {},
-      {{"0", "Everything was shown, or whoever read the output had seen enough."},
-       {"1",
-        "Some reply is damaged or cannot be shown as asked, or some name is not known; the rest was shown."},
-       {"2", "Wrong usage; nothing was done."},
-       {"3", "Some file cannot be read, or the output cannot be written."}}};
+  return {"Exit codes",
+          {},
+          {{"0", "Everything was shown, or whoever read the output had seen enough."},
+           {"1",
+            "Some reply is damaged or cannot be shown as asked, or some name is not known; the rest was "
+            "shown."},
+           {"2", "Wrong usage; nothing was done."},
+           {"3", "Some file cannot be read, or the output cannot be written."}}};
 }
 
 Section Environment() {
@@ -125,8 +117,7 @@ Section Environment() {
 Section Memory() {
   return {"Memory",
           {"Streams and lines are read one reply at a time, at most some 64 MB of them at once with --jobs. "
-           "One reply and its output are held as a "
-           "whole."},
+           "One reply and its output are held as a whole."},
           {}};
 }
 

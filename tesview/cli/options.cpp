@@ -124,9 +124,10 @@ TPType TypeOf(const std::string& given) {
   const std::string near = DidYouMean(given, names);
   throw UsageError(fmt::format(
       "unknown type \"{}\" for --type{}", given,
-      near.empty() ? "; known: DaDan, FenLeiChiCang, BxzjStock, BxzjBlock, Token, ZhiBiao1 to ZhiBiao16 "
-                     "and their numbers"
-                   : near));
+      near.empty()
+          ? "; known: DaDan, FenLeiChiCang, BxzjStock, BxzjBlock, Token, ZhiBiao1 to ZhiBiao16 and their "
+            "numbers"
+          : near));
 }
 
 // Blanks beside the commas are none of the names'.
@@ -193,11 +194,10 @@ class CommandLine {
         "no FILE is standard input. A file that is called like a command is given as ./ids.");
     app_.add_option(
             "--from", given_.from,
-            "How FILE holds replies: raw (one reply), delimited (a stream, each reply with its "
-            "length as a varint before it), hex, base64 (a line is a reply, or all lines together are; "
-            "of a line of a log every run of digits that is one), lines (a log, of which each line is looked "
-            "at by itself and as soon as it comes), text (protobuf text form). With auto, the default, "
-            "it is found out.")
+            "How FILE holds replies: raw (one reply), delimited (a stream, each reply with its length as a "
+            "varint before it), hex, base64 (a line is a reply, or all lines together are; of a line of a "
+            "log every run of digits that is one), lines (a log, of which each line is looked at by itself "
+            "and as soon as it comes), text (protobuf text form). With auto, the default, it is recognised.")
         ->type_name("FORM")
         ->group("Input")
         ->take_last();
@@ -207,10 +207,9 @@ class CommandLine {
     auto* to =
         app_.add_option(
                 "--to", given_.to,
-                "Form of output: table (the default), json (one line, as the library writes it), pretty (the "
-                "same "
-                "over many lines), ndjson, csv, summary (Id, payload, sizes and times), text (protobuf text "
-                "form).")
+                "Form of output: table (the default), json (one line, as the library writes it), pretty "
+                "(the same over many lines), ndjson, csv, summary (Id, payload, sizes and times), text "
+                "(protobuf text form).")
             ->type_name("FORM")
             ->group("Output")
             ->take_last();
@@ -241,8 +240,9 @@ class CommandLine {
   void DefineChoice() {
     app_.add_option(
             "--type", given_.type,
-            "Take the layout of this name or number instead of that of the reply's Id: DaDan, FenLeiChiCang, "
-            "BxzjStock, Token, ZhiBiao1 to ZhiBiao16.")
+            "Take the layout of this name or number instead of that of the reply's Id: DaDan, "
+            "FenLeiChiCang, BxzjStock, Token, ZhiBiao1 to ZhiBiao16. Ids 44, 296 and 430, which have no "
+            "layout of their own and one of a type, are shown in that without it.")
         ->type_name("TYPE")
         ->group("Choice")
         ->take_last();
@@ -251,9 +251,10 @@ class CommandLine {
         ->type_name("PATH")
         ->group("Choice")
         ->take_last();
-    app_.add_option("--columns", given_.columns,
-                    "Show only these columns, in this order, wherever in the table they are; of a column of "
-                    "tables all that is in it.")
+    app_.add_option(
+            "--columns", given_.columns,
+            "Show only these columns, in this order, wherever in the table they are; of a column of tables "
+            "all that is in it.")
         ->type_name("NAME,...")
         ->group("Choice")
         ->take_last();
@@ -275,15 +276,14 @@ class CommandLine {
         ->type_name("N")
         ->group("Work")
         ->take_last();
-    app_.add_flag(
-            "--strict", given_.strict,
-            "Stop at the first reply that cannot be shown or file that cannot be read. Lines of a log that look "
-            "like replies and are none, which are counted otherwise, are an error.")
+    app_.add_flag("--strict", given_.strict,
+                  "Stop at the first reply that cannot be shown or file that cannot be read. Lines of a log "
+                  "that look like replies and are none, which are counted otherwise, are an error.")
         ->group("Work");
-    app_.add_option("--progress", given_.progress,
-                    "A line on standard error that tells how far the work is: always, never, or auto, which "
-                    "is when standard error "
-                    "is a terminal and standard output is none.")
+    app_.add_option(
+            "--progress", given_.progress,
+            "A line on standard error that tells how far the work is: always, never, or auto, which is "
+            "when standard error is a terminal and standard output is none.")
         ->type_name("WHEN")
         ->group("Work")
         ->take_last();
@@ -292,12 +292,14 @@ class CommandLine {
   void DefineCommands() {
     app_.require_subcommand(0, 1);
     ids_ = app_.add_subcommand("ids", "List the Ids, the payload of each and which have a table.");
-    ids_->add_option("WORD", given_.ids.words, "Only Ids with this number or with this word in their name.");
+    ids_->add_option("WORD", given_.ids.words,
+                     "Only Ids with this number or with this word in their "
+                     "name.");
     ids_->add_flag("--table", given_.ids.only_tables, "Only Ids with a table.");
 
     schema_ = app_.add_subcommand("schema", "Print the definition of a message or an enumeration.");
     schema_->add_option("NAME", given_.schema.names, "Its name, or the Id that carries it.")->required();
-    schema_->add_flag("--all", given_.schema.all, "With all messages that it stands on.");
+    schema_->add_flag("--all", given_.schema.all, "With all messages that it uses.");
 
     number_ = app_.add_subcommand("number", "Unpack packed decimals, as JSON shows them.");
     number_->footer("VALUE...");
@@ -307,7 +309,11 @@ class CommandLine {
     number_->allow_extras();
 
     pack_ = app_.add_subcommand("pack", "Turn replies from protobuf text form to bytes.");
-    pack_->add_option("FILE", given_.pack.paths, "Files in text form; \"-\" is standard input.")->required();
+    pack_
+        ->add_option("FILE", given_.pack.paths,
+                     "Files in text form; \"-\" is standard "
+                     "input.")
+        ->required();
     pack_->add_option("-o,--output", given_.pack.output, "Write there instead of to standard output.")
         ->type_name("FILE")
         ->take_last();
@@ -450,9 +456,11 @@ class CommandLine {
     const bool summary = view.to == To::kSummary;
     if ((view.type && !summary) || !view.path.empty() || !view.columns.empty() || view.head >= 0 ||
         view.tail >= 0) {
-      throw UsageError(summary ? "a summary takes no --path, --columns, --head or --tail"
-                               : "--type, --path, --columns, --head and --tail choose from a table; take "
-                                 "--to table, ndjson or csv");
+      throw UsageError(
+          summary
+              ? "a summary takes no --path, --columns, --head or --tail"
+              : "--type, --path, --columns, --head and --tail choose from a table; take --to table, ndjson "
+                "or csv");
     }
   }
 
