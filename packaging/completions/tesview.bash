@@ -16,6 +16,15 @@ _tesview() {
       [[ $word == -* ]] || values=$(tesview ids 2>/dev/null | awk 'NR > 1 { print $2 }')
       files=
       ;;
+    columns)
+      options="--type --to --help"
+      case $before in
+        --type) values="DaDan FenLeiChiCang BxzjStock Token ZhiBiao1 ZhiBiao2 ZhiBiao3 ZhiBiao4 ZhiBiao5 ZhiBiao6 ZhiBiao7 ZhiBiao8 ZhiBiao9 ZhiBiao10 ZhiBiao11 ZhiBiao12 ZhiBiao13 ZhiBiao14 ZhiBiao15 ZhiBiao16" ;;
+        --to) values="table json markdown" ;;
+      esac
+      [[ $word == -* ]] || values=$(tesview ids 2>/dev/null | awk 'NR > 1 { print $2 }')
+      files=
+      ;;
     schema)
       options="--all --help"
       [[ $word == -* ]] || values=$(tesview ids 2>/dev/null | awk 'NR > 1 { print $2 }')
@@ -32,15 +41,17 @@ _tesview() {
       esac
       ;;
     *)
-      options="--help --version --from --to --table --json --pretty --color --style --width --type --path --columns --head --tail --jobs --strict --progress"
+      options="--help --version --from --to --table --json --pretty --color --style --header --time --width --type --decode --unpack --path --columns --head --tail --jobs --strict --progress"
       case $before in
         --from) values="auto raw delimited hex base64 lines text" ;;
         --to) values="table json pretty ndjson csv summary text" ;;
         --color) values="auto always never" ;;
         --style) values="auto box plain" ;;
+        --header) values="name en zh" ;;
+        --time) values="raw iso" ;;
         --type) values="DaDan FenLeiChiCang BxzjStock Token ZhiBiao1 ZhiBiao2 ZhiBiao3 ZhiBiao4 ZhiBiao5 ZhiBiao6 ZhiBiao7 ZhiBiao8 ZhiBiao9 ZhiBiao10 ZhiBiao11 ZhiBiao12 ZhiBiao13 ZhiBiao14 ZhiBiao15 ZhiBiao16" ;;
         --progress) values="auto always never" ;;
-        --width|--path|--columns|--head|--tail|-j|--jobs) return ;;
+        --width|--unpack|--path|--columns|--head|--tail|-j|--jobs) return ;;
       esac
       ;;
   esac
@@ -49,7 +60,7 @@ _tesview() {
   elif [[ $word == -* ]]; then
     COMPREPLY=($(compgen -W "$options" -- "$word"))
   else
-    [[ COMP_CWORD -eq 1 ]] && COMPREPLY=($(compgen -W "ids schema number pack" -- "$word"))
+    [[ COMP_CWORD -eq 1 ]] && COMPREPLY=($(compgen -W "ids columns schema number pack" -- "$word"))
     # A name may have blanks in it.
     local IFS=$'\n'
     [[ -n $files ]] && COMPREPLY+=($(compgen -f -- "$word"))
