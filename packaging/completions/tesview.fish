@@ -18,9 +18,9 @@ complete -c tesview -n 'not __fish_seen_subcommand_from ids columns schema numbe
 complete -c tesview -n 'not __fish_seen_subcommand_from ids columns schema number pack' -l width -x -d 'Width of the screen in columns'
 complete -c tesview -n 'not __fish_seen_subcommand_from ids columns schema number pack' -l type -x -a 'DaDan FenLeiChiCang BxzjStock Token ZhiBiao1 ZhiBiao2 ZhiBiao3 ZhiBiao4 ZhiBiao5 ZhiBiao6 ZhiBiao7 ZhiBiao8 ZhiBiao9 ZhiBiao10 ZhiBiao11 ZhiBiao12 ZhiBiao13 ZhiBiao14 ZhiBiao15 ZhiBiao16' -d 'Take the layout of this name or number instead of that of the reply\'s Id'
 complete -c tesview -n 'not __fish_seen_subcommand_from ids columns schema number pack' -l decode -d 'Take the fields of the payload as columns, by the schema alone'
-complete -c tesview -n 'not __fish_seen_subcommand_from ids columns schema number pack' -l unpack -x -d 'With --decode, unpack these 64-bit fields'
+complete -c tesview -n 'not __fish_seen_subcommand_from ids columns schema number pack' -l unpack -x -a '(tesview columns --to names 2>/dev/null)' -d 'With --decode, unpack these 64-bit fields'
 complete -c tesview -n 'not __fish_seen_subcommand_from ids columns schema number pack' -l path -x -d 'Show only the table in this cell, row/column, as in 0/Data or 0/Data/2/Inner'
-complete -c tesview -n 'not __fish_seen_subcommand_from ids columns schema number pack' -l columns -x -d 'Show only these columns, in this order, in whichever table they are'
+complete -c tesview -n 'not __fish_seen_subcommand_from ids columns schema number pack' -l columns -x -a '(tesview columns --to names 2>/dev/null)' -d 'Show only these columns, in this order, in whichever table they are'
 complete -c tesview -n 'not __fish_seen_subcommand_from ids columns schema number pack' -l head -x -d 'Show only the first N rows of each table'
 complete -c tesview -n 'not __fish_seen_subcommand_from ids columns schema number pack' -l tail -x -d 'Show only the last N rows of each table'
 complete -c tesview -n 'not __fish_seen_subcommand_from ids columns schema number pack' -s j -l jobs -x -d 'Show N replies at once'
@@ -30,7 +30,7 @@ complete -c tesview -n '__fish_seen_subcommand_from ids' -l table -d 'Only Ids w
 complete -c tesview -n '__fish_seen_subcommand_from ids' -s h -l help -d 'Print this help'
 complete -c tesview -n '__fish_seen_subcommand_from ids' -f -a "(tesview ids 2>/dev/null | awk 'NR > 1 { print \$2 }')"
 complete -c tesview -n '__fish_seen_subcommand_from columns' -l type -x -a 'DaDan FenLeiChiCang BxzjStock Token ZhiBiao1 ZhiBiao2 ZhiBiao3 ZhiBiao4 ZhiBiao5 ZhiBiao6 ZhiBiao7 ZhiBiao8 ZhiBiao9 ZhiBiao10 ZhiBiao11 ZhiBiao12 ZhiBiao13 ZhiBiao14 ZhiBiao15 ZhiBiao16' -d 'The layout of this name or number'
-complete -c tesview -n '__fish_seen_subcommand_from columns' -l to -x -a 'table json markdown' -d 'table (the default), json, or markdown'
+complete -c tesview -n '__fish_seen_subcommand_from columns' -l to -x -a 'table json markdown names' -d 'table (the default), json, markdown, or names (of the columns alone, each once)'
 complete -c tesview -n '__fish_seen_subcommand_from columns' -s h -l help -d 'Print this help'
 complete -c tesview -n '__fish_seen_subcommand_from columns' -f -a "(tesview ids 2>/dev/null | awk 'NR > 1 { print \$2 }')"
 complete -c tesview -n '__fish_seen_subcommand_from schema' -l all -d 'With all messages that it uses'

@@ -48,8 +48,10 @@ constexpr Word<Header> kHeader[] = {
     {"name", Header::kName}, {"en", Header::kEnglish}, {"zh", Header::kChinese}};
 constexpr Word<bool> kTime[] = {{"raw", false}, {"iso", true}};
 constexpr Word<When> kStyle[] = {{"auto", When::kAuto}, {"box", When::kAlways}, {"plain", When::kNever}};
-constexpr Word<ColumnsForm> kColumns[] = {
-    {"table", ColumnsForm::kTable}, {"json", ColumnsForm::kJson}, {"markdown", ColumnsForm::kMarkdown}};
+constexpr Word<ColumnsForm> kColumns[] = {{"table", ColumnsForm::kTable},
+                                          {"json", ColumnsForm::kJson},
+                                          {"markdown", ColumnsForm::kMarkdown},
+                                          {"names", ColumnsForm::kNames}};
 constexpr Word<PackForm> kPack[] = {{"raw", PackForm::kRaw},
                                     {"delimited", PackForm::kDelimited},
                                     {"hex", PackForm::kHex},
@@ -335,8 +337,7 @@ class CommandLine {
     app_.require_subcommand(0, 1);
     ids_ = app_.add_subcommand("ids", "List the Ids, the payload of each and which have a table.");
     ids_->add_option("WORD", given_.ids.words,
-                     "Only Ids with this number or with this word in their "
-                     "name.");
+                     "Only Ids with this number, or with this word in their name or in what they are.");
     ids_->add_flag("--table", given_.ids.only_tables, "Only Ids with a table.");
 
     columns_ = app_.add_subcommand("columns", "Tell what the columns of tables mean.");
@@ -347,7 +348,9 @@ class CommandLine {
     columns_->add_option("--type", given_.columns_type, "The layout of this name or number.")
         ->type_name("TYPE")
         ->take_last();
-    columns_->add_option("--to", given_.columns_to, "table (the default), json, or markdown.")
+    columns_
+        ->add_option("--to", given_.columns_to,
+                     "table (the default), json, markdown, or names (of the columns alone, each once).")
         ->type_name("FORM")
         ->take_last();
 
@@ -538,12 +541,12 @@ class CommandLine {
     if (view.to != To::kJson && view.to != To::kPretty && view.to != To::kText && view.to != To::kSummary)
       return;
     const bool summary = view.to == To::kSummary;
-    if ((view.type && !summary) || !view.path.empty() || !view.columns.empty() || view.head >= 0 ||
-        view.tail >= 0) {
+    if ((view.type && !summary) || view.decode || !view.path.empty() || !view.columns.empty() ||
+        view.head >= 0 || view.tail >= 0) {
       throw UsageError(
           summary
-              ? "a summary takes no --path, --columns, --head or --tail"
-              : "--type, --path, --columns, --head and --tail choose from a table; take --to table, ndjson "
+              ? "a summary takes no --decode, --path, --columns, --head or --tail"
+              : "--type, --decode, --path, --columns, --head and --tail choose from a table; take --to table, ndjson "
                 "or csv");
     }
   }

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -318,6 +319,10 @@ class Printer {
       case ColumnsForm::kTable: return Write(ForPeople(table));
       case ColumnsForm::kMarkdown: return Write(AsMarkdown(table));
       case ColumnsForm::kJson: json_.push_back(AsJson(table)); return;
+      case ColumnsForm::kNames:
+        for (const ColumnDescription& column : table.columns)
+          names_.emplace(column.name);
+        return;
     }
   }
   void Print(int32_t id, const DecodedTable& table) {
@@ -325,10 +330,16 @@ class Printer {
       case ColumnsForm::kTable: return Write(ForPeople(id, table));
       case ColumnsForm::kMarkdown: return Write(MarkdownTable(LinesOf(table, "`")));
       case ColumnsForm::kJson: json_.push_back(AsJson(id, table)); return;
+      case ColumnsForm::kNames:
+        for (const auto& column : table.columns)
+          names_.insert(column.name);
+        return;
     }
   }
   void Finish() {
     if (form_ == ColumnsForm::kJson) output_->Write(JsonList(json_) + "\n");
+    for (const std::string& name : names_)
+      output_->Write(name + "\n");
   }
 
  private:
@@ -341,6 +352,7 @@ class Printer {
   ColumnsForm form_;
   Output* output_;
   std::vector<std::string> json_;
+  std::set<std::string> names_;
   bool written_ = false;
 };
 

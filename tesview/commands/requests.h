@@ -30,7 +30,7 @@ struct IdsRequest {
   bool only_tables = false;
 };
 
-enum class ColumnsForm { kTable, kJson, kMarkdown };
+enum class ColumnsForm { kTable, kJson, kMarkdown, kNames };
 
 struct ColumnsRequest {
   std::vector<std::string> words;  // "21", "QuoteKlineSingle/Data"; empty for all
