@@ -53,7 +53,7 @@ TEST(Help, ManualAndCompletionsAreWhatTheProgramSays) {
   }
 }
 
-// Everything that the help shows as an example works as it stands.
+// Everything that the help shows as an example works as it is.
 TEST_F(Files, TheExamplesOfTheHelpRun) {
   Write("quotes.bin", Reply("Id: 20 RepDataQuoteDynaSingle { Obj: 'A' }"));
   Write("kline.bin", TwoKlines());

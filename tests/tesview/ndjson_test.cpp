@@ -46,7 +46,7 @@ TEST(Ndjson, TablesWithoutRowsStandInEachLine) {
 }
 
 TEST(Ndjson, LayoutsOfOneIdMayChangeFromReplyToReply) {
-  // More layouts than are kept, each twice, so that some are planned anew.
+  // More layouts than are kept, each twice, so that some are planned again.
   std::string stream;
   std::string expected;
   for (int i = 0; i < 24; ++i) {

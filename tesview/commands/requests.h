@@ -9,7 +9,7 @@
 #include <variant>
 #include <vector>
 
-#include "replies/reply_reader.h"
+#include "replies/form.h"
 #include "tesview/show/view.h"
 
 namespace tesview {

@@ -39,7 +39,7 @@ constexpr std::string_view kTimes = " \xC3\x97 ";
 struct Cell {
   std::string text;
   bool dim = false;
-  // Of a number, the columns from its point on, so that points stand below each other.
+  // Of a number, the columns from its point on, so that points are below each other.
   size_t fraction = 0;
 };
 
@@ -138,7 +138,7 @@ GridColumn RowNumbers(const std::vector<std::string>& labels) {
   return column;
 }
 
-// What stands between columns, and around them with boxes.
+// What is between columns, and around them with boxes.
 size_t Overhead(const View& view, size_t columns) {
   if (columns == 0) return 0;
   return view.boxes ? columns * 3 + 1 : (columns - 1) * 2;
