@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "MSG.pb.h"
+#include "MSG.proto.h"
 
 namespace {
 
