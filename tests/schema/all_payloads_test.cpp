@@ -36,8 +36,8 @@ using google::protobuf::Descriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 using google::protobuf::Reflection;
-using replies::kFirstPayload;
-using replies::LastPayload;
+using test_replies::kFirstPayload;
+using test_replies::LastPayload;
 
 constexpr int kTable = 3;
 

@@ -20,8 +20,8 @@ using google::protobuf::Descriptor;
 using google::protobuf::EnumDescriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::FileDescriptor;
-using replies::kFirstPayload;
-using replies::LastPayload;
+using test_replies::kFirstPayload;
+using test_replies::LastPayload;
 
 // The files that name no Java package, sorted by byte.
 const std::set<std::string> kWithoutJavaPackage = {

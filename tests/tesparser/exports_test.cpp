@@ -206,7 +206,7 @@ TEST(Frame, PartsOfAReplyAreNotJoined) {
 
 TEST(Frame, UnknownFieldsFailNothingAndAreNotShown) {
   const std::string reply = Snapshot();
-  const auto next = static_cast<unsigned>(replies::LastPayload()) + 1;
+  const auto next = static_cast<unsigned>(test_replies::LastPayload()) + 1;
   const std::string more =
       reply + Number(6, 1) + Message(19, "abc") + Message(next, "def") + Number(536870911, 1);
   EXPECT_EQ(TesparserPB2Json(more), TesparserPB2Json(reply));
@@ -244,7 +244,7 @@ TEST(Frame, EveryIntMayBePassedAsType) {
 // ---- the envelope ---------------------------------------------------------------------------------------
 
 TEST(Envelope, IdNoneAndUnknownIdsParseAndHaveNoTable) {
-  for (const int id : {0, 6, 19, replies::LastPayload() + 1, 10000, -1, INT32_MIN, INT32_MAX}) {
+  for (const int id : {0, 6, 19, test_replies::LastPayload() + 1, 10000, -1, INT32_MIN, INT32_MAX}) {
     const std::string data =
         Reply("Id: " + std::to_string(id) + " RepDataQuoteDynaSingle { Obj: 'SH600000' }");
     ExpectJsonWithoutTable(data);

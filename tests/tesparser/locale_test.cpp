@@ -18,8 +18,8 @@
 
 namespace {
 
-using replies::P;
-using replies::Reply;
+using test_replies::P;
+using test_replies::Reply;
 
 std::string OneAndAHalf() {
   char text[16];
