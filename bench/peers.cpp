@@ -9,7 +9,7 @@
 
 #include <protozero/pbf_reader.hpp>
 
-#include "MSG.pb.h"
+#include "MSG.proto.h"
 #include "tesparser/message_to_json.h"
 #include "tesparser/packed_decimal.h"
 #include "tesparser/tesparser.h"

@@ -5,8 +5,15 @@
 #include <cstdlib>
 #include <random>
 
-#include "MSG.pb.h"
+#include "MSG.proto.h"
+#include "tessel.orderdata.pb.h"
+#include "tessel.paixu.pb.h"
+#include "tessel.pc.caiwuchuquanbankuai.pb.h"
+#include "tessel.pc.dingyuetuisong.pb.h"
+#include "tessel.zhibiao.pb.h"
 #include "tsl_base/table.h"
+#include "tsloutput.pb.h"
+#include "tslpbtable.pb.h"
 
 namespace {
 

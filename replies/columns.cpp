@@ -209,43 +209,15 @@ std::vector<PayloadDescription> ParsePayloads(std::string_view text) {
   return payloads;
 }
 
-TimeKind KindOfWord(std::string_view word) {
-  if (word == "yyyymmdd") return TimeKind::kDate;
-  if (word == "yyyymmddhhmmss") return TimeKind::kDateTime;
-  if (word == "hhmmss") return TimeKind::kTimeOfDay;
-  if (word == "hhmm") return TimeKind::kHourMinute;
-  if (word == "unix") return TimeKind::kUnix;
-  if (word == "unix_ms") return TimeKind::kUnixMilli;
-  return TimeKind::kNone;
-}
-
-// Dates have eight digits, moments fourteen.
-constexpr int64_t kLastDate = 99'991'231;
-
 }  // namespace
 
 std::string Told::Marked() const {
   return guess ? std::string(text) + " ?" : std::string(text);
 }
 
-bool ColumnDescription::Is(std::string_view word) const {
-  const auto words = Words(kind.text);
+bool Told::Has(std::string_view word) const {
+  const auto words = Words(text);
   return std::find(words.begin(), words.end(), word) != words.end();
-}
-
-bool IsTime(const ColumnDescription& column) {
-  const auto words = Words(column.kind.text);
-  return std::any_of(words.begin(), words.end(),
-                     [](std::string_view word) { return KindOfWord(word) != TimeKind::kNone; });
-}
-
-TimeKind TimeKindOf(const ColumnDescription& column, int64_t value) {
-  if (column.Is("yyyymmdd") && column.Is("yyyymmddhhmmss"))
-    return value <= kLastDate ? TimeKind::kDate : TimeKind::kDateTime;
-  for (const std::string_view word : Words(column.kind.text)) {
-    if (const TimeKind kind = KindOfWord(word); kind != TimeKind::kNone) return kind;
-  }
-  return TimeKind::kNone;
 }
 
 std::string TableDescription::Spec() const {

@@ -25,6 +25,8 @@ struct Told {
 
   // The text, with " ?" behind a guess.
   std::string Marked() const;
+  // Whether it is one of the words of the text.
+  bool Has(std::string_view word) const;
 };
 
 // An element of an array cell.
@@ -45,24 +47,15 @@ struct ColumnDescription {
   Told meaning;
   Told unit;  // "currency", "shares", "percent", ...; "varies" if it differs from row to row
   Told kind;  // words: "cp936 code", "yyyymmdd", "unix", "mask", ...
-  std::string_view
-      source;  // the field, from the payload's element on: "Data.ZuiXinJia"; empty if there is none
+  // The field, from the payload's element on: "Data.ZuiXinJia"; empty if there is none.
+  std::string_view source;
   std::string_view made;   // "decoded", "truncated", "rounded", "plain", "text", "children", ...
   std::string_view unset;  // "never", "absent", "absent or null", "always", ... or in words
   std::vector<ElementDescription> elements;
 
   // Whether `kind` has the word.
-  bool Is(std::string_view word) const;
+  bool Is(std::string_view word) const { return kind.Has(word); }
 };
-
-// What the figures of a time column count.
-enum class TimeKind { kNone, kDate, kDateTime, kTimeOfDay, kHourMinute, kUnix, kUnixMilli };
-
-// The kind of time that a value of the column has. Columns that carry dates in one reply and moments in
-// another say both; the value then tells.
-TimeKind TimeKindOf(const ColumnDescription& column, int64_t value);
-// Whether the column may hold times at all.
-bool IsTime(const ColumnDescription& column);
 
 struct TableDescription {
   int32_t id = 0;

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "replies/columns.h"
+#include "replies/schema.h"
 #include "tesparser/tesparser.h"
 
 namespace replies {
@@ -101,9 +102,11 @@ class Decoder {
 
   tsl_base::Table Messages(const pb::Message& holder, const pb::FieldDescriptor& field);
   tsl_base::Table Values(const pb::Message& holder, const pb::FieldDescriptor& field);
-  const Layout& LayoutOf(const pb::Descriptor* message);
+  // Describes the table of a field, and those inside it.
+  void Tell(const pb::FieldDescriptor& field, const std::string& path, std::vector<DecodedTable>* tables);
 
  private:
+  const Layout& LayoutOf(const pb::Descriptor* message);
   bool IsUnpacked(const pb::FieldDescriptor& field) const;
   char Letter(const pb::FieldDescriptor& field) const;
   tsl_base::Table NewTable(const std::string& spec, int rows);
@@ -115,6 +118,7 @@ class Decoder {
   const Unpack& unpack_;
   bool all_ = false;
   std::map<const pb::Descriptor*, Layout> layouts_;
+  std::set<const pb::Descriptor*> open_;  // the messages that are being told of
   // A table of each long spec, to make the others alike: reading such a spec for each of thousands of tables
   // would take longer than all the rest.
   std::map<const std::string*, tsl_base::Table> models_;
@@ -155,6 +159,41 @@ const Layout& Decoder::LayoutOf(const pb::Descriptor* message) {
     layout.unpacked.push_back(IsUnpacked(field));
   }
   return layout;
+}
+
+std::string TypeText(const pb::FieldDescriptor& field) {
+  std::string text = field.is_repeated() ? "repeated " : "";
+  if (field.message_type() != nullptr) return text + field.message_type()->name();
+  if (field.enum_type() != nullptr) return text + field.enum_type()->name();
+  return text + field.type_name();
+}
+
+DecodedColumn ColumnOf(const pb::FieldDescriptor& field, char letter) {
+  return {field.name(), letter, TypeText(field)};
+}
+
+void Decoder::Tell(const pb::FieldDescriptor& field, const std::string& path,
+                   std::vector<DecodedTable>* tables) {
+  const pb::Descriptor* message = field.message_type();
+  DecodedTable table{path, {}};
+  if (message == nullptr) {
+    table.columns.push_back(ColumnOf(field, Letter(field)));
+    tables->push_back(std::move(table));
+    return;
+  }
+  for (int i = 0; i < message->field_count(); ++i) {
+    const pb::FieldDescriptor& inner = *message->field(i);
+    table.columns.push_back(ColumnOf(inner, inner.is_repeated() ? 't' : Letter(inner)));
+  }
+  tables->push_back(std::move(table));
+  if (!open_.insert(message).second) return;
+  for (int i = 0; i < message->field_count(); ++i) {
+    const pb::FieldDescriptor& inner = *message->field(i);
+    const bool nested = inner.is_repeated() || inner.message_type() != nullptr;
+    if (!nested || open_.count(inner.message_type()) != 0) continue;
+    Tell(inner, path.empty() ? inner.name() : path + "/" + inner.name(), tables);
+  }
+  open_.erase(message);
 }
 
 // Specs up to this length are remembered by the table library itself.
@@ -276,10 +315,6 @@ tsl_base::Table Decoder::Values(const pb::Message& holder, const pb::FieldDescri
   return table;
 }
 
-int32_t IdOf(const pb::Message& reply) {
-  return reply.GetReflection()->GetInt32(reply, reply.GetDescriptor()->FindFieldByName("Id"));
-}
-
 // The envelope's own fields are no payload of any Id.
 const pb::FieldDescriptor* PayloadField(const pb::Descriptor& envelope, int32_t id) {
   const pb::FieldDescriptor* field = envelope.FindFieldByNumber(id);
@@ -308,10 +343,12 @@ tsl_base::Table DecodePayload(const pb::Message& reply, const Unpack& unpack, st
   return field->message_type() != nullptr ? decoder.Messages(reply, *field) : decoder.Values(reply, *field);
 }
 
-std::string DecodedSpec(const pb::Descriptor& message, int32_t id, const Unpack& unpack) {
-  const pb::Descriptor* envelope = message.file()->pool()->FindMessageTypeByName("tessel.MSG");
-  if (envelope == nullptr) return "";
-  return Decoder(*envelope, id, unpack).LayoutOf(&message).spec;
+std::vector<DecodedTable> DecodedTables(const pb::Descriptor& envelope, int32_t id, const Unpack& unpack) {
+  std::vector<DecodedTable> tables;
+  const pb::FieldDescriptor* field = PayloadField(envelope, id);
+  if (field == nullptr) return tables;
+  Decoder(envelope, id, unpack).Tell(*field, "", &tables);
+  return tables;
 }
 
 }  // namespace replies

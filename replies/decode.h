@@ -36,9 +36,23 @@ struct Unpack {
 tsl_base::Table DecodePayload(const google::protobuf::Message& reply, const Unpack& unpack,
                               std::string* error);
 
-// The columns that elements of the Id's payload get, as a column spec; empty for an Id without a payload. The
-// letters of tables that are nested are those of DecodedSpec() of their message.
-std::string DecodedSpec(const google::protobuf::Descriptor& message, int32_t id, const Unpack& unpack);
+// A column that DecodePayload() gives, and the field that it is made of.
+struct DecodedColumn {
+  std::string name;
+  char letter = 0;
+  std::string type;  // as the schema declares it: "repeated int64", "QuoteKlineSingle"
+};
+
+// A table that it gives: the outer one, or one nested in it.
+struct DecodedTable {
+  std::string path;  // "" for the outer one, "Data", "Data/Inner"
+  std::vector<DecodedColumn> columns;
+};
+
+// The tables of an Id's payload, an outer one before those nested in it; none for an Id without a payload. A
+// message that is inside itself is told once.
+std::vector<DecodedTable> DecodedTables(const google::protobuf::Descriptor& envelope, int32_t id,
+                                        const Unpack& unpack);
 
 }  // namespace replies
 

@@ -13,12 +13,21 @@ _tesview() {
   case $command in
     ids)
       options="--table --help"
-      [[ $word == -* ]] || values=$(tesview ids 2>/dev/null | awk 'NR > 1 { print $2 }')
+      [[ -n $values || $word == -* ]] || values=$(tesview ids 2>/dev/null | awk 'NR > 1 { print $2 }')
+      files=
+      ;;
+    columns)
+      options="--type --to --help"
+      case $before in
+        --type) values="DaDan FenLeiChiCang BxzjStock Token ZhiBiao1 ZhiBiao2 ZhiBiao3 ZhiBiao4 ZhiBiao5 ZhiBiao6 ZhiBiao7 ZhiBiao8 ZhiBiao9 ZhiBiao10 ZhiBiao11 ZhiBiao12 ZhiBiao13 ZhiBiao14 ZhiBiao15 ZhiBiao16" ;;
+        --to) values="table json markdown names" ;;
+      esac
+      [[ -n $values || $word == -* ]] || values=$(tesview ids 2>/dev/null | awk 'NR > 1 { print $2 }')
       files=
       ;;
     schema)
       options="--all --help"
-      [[ $word == -* ]] || values=$(tesview ids 2>/dev/null | awk 'NR > 1 { print $2 }')
+      [[ -n $values || $word == -* ]] || values=$(tesview ids 2>/dev/null | awk 'NR > 1 { print $2 }')
       files=
       ;;
     number)
@@ -32,24 +41,31 @@ _tesview() {
       esac
       ;;
     *)
-      options="--help --version --from --to --table --json --pretty --color --style --width --type --path --columns --head --tail --jobs --strict --progress"
+      options="--help --version --from --to --table --json --pretty --color --style --header --time --width --type --decode --unpack --path --columns --head --tail --jobs --strict --progress"
       case $before in
         --from) values="auto raw delimited hex base64 lines text" ;;
         --to) values="table json pretty ndjson csv summary text" ;;
         --color) values="auto always never" ;;
         --style) values="auto box plain" ;;
+        --header) values="name en zh" ;;
+        --time) values="raw iso" ;;
         --type) values="DaDan FenLeiChiCang BxzjStock Token ZhiBiao1 ZhiBiao2 ZhiBiao3 ZhiBiao4 ZhiBiao5 ZhiBiao6 ZhiBiao7 ZhiBiao8 ZhiBiao9 ZhiBiao10 ZhiBiao11 ZhiBiao12 ZhiBiao13 ZhiBiao14 ZhiBiao15 ZhiBiao16" ;;
+        --unpack) values=$(tesview columns --to names 2>/dev/null) ;;
+        --columns) values=$(tesview columns --to names 2>/dev/null) ;;
         --progress) values="auto always never" ;;
-        --width|--path|--columns|--head|--tail|-j|--jobs) return ;;
+        --width|--path|--head|--tail|-j|--jobs) return ;;
       esac
       ;;
   esac
   if [[ -n $values ]]; then
-    COMPREPLY=($(compgen -W "$values" -- "$word"))
+    # Behind a comma begins another word of the list.
+    local list=
+    [[ $word == *,* ]] && list=${word%,*},
+    COMPREPLY=($(compgen -W "$values" -P "$list" -- "${word##*,}"))
   elif [[ $word == -* ]]; then
     COMPREPLY=($(compgen -W "$options" -- "$word"))
   else
-    [[ COMP_CWORD -eq 1 ]] && COMPREPLY=($(compgen -W "ids schema number pack" -- "$word"))
+    [[ COMP_CWORD -eq 1 ]] && COMPREPLY=($(compgen -W "ids columns schema number pack" -- "$word"))
     # A name may have blanks in it.
     local IFS=$'\n'
     [[ -n $files ]] && COMPREPLY+=($(compgen -f -- "$word"))

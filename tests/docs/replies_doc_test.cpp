@@ -85,7 +85,7 @@ std::string FormOf(const std::string& title) {
 //  321  DaDanShuJuShuChu                          table, --type DaDan
 std::set<std::string> FormsOfTheLibrary() {
   static const std::regex table(R"(^ *(\d+)  (\w+) +table\b.*)");
-  static const std::regex layout(R"(^ *(\d+)  .* --type (\w+)(?: to (\w+))?$)");
+  static const std::regex layout(R"(^ *(\d+)  .* --type (\w+)(?: to (\w+))?  .*)");
   std::set<std::string> forms;
   for (const std::string& line : LinesOf(RunLine("tesview ids").out)) {
     std::smatch part;
@@ -117,7 +117,7 @@ std::set<std::string> DocumentedSpecs(const std::string& text) {
       if (!open) specs.emplace_back();
       open = true;
       specs.back() += cells[2].str() + ":" + cells[3].str() + ";";
-    } else if (!StartsWith(line, "|---")) {
+    } else if (!StartsWith(line, "|---") && !StartsWith(line, "| | [")) {  // elements of the column above
       open = false;
     }
   }

@@ -544,18 +544,21 @@ TEST(Columns, SayWhichLineOfTheirTextIsWrong) {
             "line 2: an element without a column: [0] | A | B | - | - | F");
 }
 
-TEST(Columns, TellTheKindOfATime) {
-  ColumnDescription column;
-  EXPECT_EQ(replies::TimeKindOf(column, 20240617), replies::TimeKind::kNone);
-  EXPECT_FALSE(replies::IsTime(column));
-  column.kind.text = "cp936 yyyymmdd";
-  EXPECT_TRUE(replies::IsTime(column));
-  EXPECT_EQ(replies::TimeKindOf(column, 20240617), replies::TimeKind::kDate);
-  column.kind.text = "yyyymmdd yyyymmddhhmmss";
-  EXPECT_EQ(replies::TimeKindOf(column, 20240617), replies::TimeKind::kDate);
-  EXPECT_EQ(replies::TimeKindOf(column, 20240617150000), replies::TimeKind::kDateTime);
-  column.kind.text = "unix";
-  EXPECT_EQ(replies::TimeKindOf(column, 1718607600), replies::TimeKind::kUnix);
+// A program that reads a reply knows its tables by their columns: two of one reply that have the same
+// columns are told alike.
+TEST(Columns, OfTablesAlikeAreHeadedAlike) {
+  for (const TableDescription& table : replies::DescribedTables()) {
+    for (const TableDescription& other : replies::DescribedTables()) {
+      if (table.id != other.id || table.type != other.type || table.Spec() != other.Spec()) continue;
+      for (size_t i = 0; i < table.columns.size(); ++i) {
+        EXPECT_EQ(table.columns[i].english.text, other.columns[i].english.text)
+            << Where(table, table.columns[i]);
+        EXPECT_EQ(table.columns[i].chinese.text, other.columns[i].chinese.text)
+            << Where(table, table.columns[i]);
+        EXPECT_EQ(table.columns[i].kind.text, other.columns[i].kind.text) << Where(table, table.columns[i]);
+      }
+    }
+  }
 }
 
 TEST(Payloads, AreDescribedForEachIdOfTheVocabulary) {

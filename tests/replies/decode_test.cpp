@@ -169,12 +169,54 @@ TEST(DecodePayload, UnpacksWhatAConverterUnpacksAndNothingThatIsPlain) {
 }
 
 TEST(DecodePayload, LeavesTheIntegersOfOtherFamiliesAsTheyAre) {
-  const pb::Descriptor* envelope = test_replies::Pool().FindMessageTypeByName("tessel.MSG");
-  const pb::FieldDescriptor* token = envelope->FindFieldByName("RepDataToken");
-  ASSERT_NE(token, nullptr);
-  const std::string all = replies::DecodedSpec(*token->message_type(), token->number(), {true, {}});
-  const std::string none = replies::DecodedSpec(*token->message_type(), token->number(), {});
-  EXPECT_EQ(all, none);
+  const pb::Descriptor& envelope = *test_replies::Pool().FindMessageTypeByName("tessel.MSG");
+  const int token = envelope.FindFieldByName("RepDataToken")->number();
+  const auto all = replies::DecodedTables(envelope, token, {true, {}});
+  const auto none = replies::DecodedTables(envelope, token, {});
+  ASSERT_EQ(all.size(), none.size());
+  for (size_t i = 0; i < all.size(); ++i) {
+    for (size_t k = 0; k < all[i].columns.size(); ++k)
+      EXPECT_EQ(all[i].columns[k].letter, none[i].columns[k].letter) << all[i].columns[k].name;
+  }
+}
+
+TEST(DecodedTables, TellTheColumnsAndTheirFields) {
+  const pb::Descriptor& envelope = *test_replies::Pool().FindMessageTypeByName("tessel.MSG");
+  const auto tables = replies::DecodedTables(envelope, 22, {true, {}});
+  ASSERT_EQ(tables.size(), 2U);
+  EXPECT_EQ(tables[0].path, "");
+  ASSERT_EQ(tables[0].columns.size(), 3U);
+  EXPECT_EQ(tables[0].columns[0].name, "Obj");
+  EXPECT_EQ(tables[0].columns[0].letter, 's');
+  EXPECT_EQ(tables[0].columns[0].type, "string");
+  EXPECT_EQ(tables[0].columns[1].letter, 't');
+  EXPECT_EQ(tables[0].columns[1].type, "repeated FenBiChengJiao");
+  EXPECT_EQ(tables[0].columns[2].letter, 'd');
+  EXPECT_EQ(tables[0].columns[2].type, "int64");
+  EXPECT_EQ(tables[1].path, "Data");
+  EXPECT_TRUE(replies::DecodedTables(envelope, 2, {}).empty());
+}
+
+// A wire table is inside itself.
+TEST(DecodedTables, TellOfAMessageInsideItselfOnce) {
+  const pb::Descriptor& envelope = *test_replies::Pool().FindMessageTypeByName("tessel.MSG");
+  for (const auto& table : replies::DecodedTables(envelope, 3, {}))
+    EXPECT_EQ(table.path.find("tValues/"), std::string::npos) << table.path;
+}
+
+// Every Id's payload has tables with columns.
+TEST(DecodedTables, AreThereForEveryPayload) {
+  const pb::Descriptor& envelope = *test_replies::Pool().FindMessageTypeByName("tessel.MSG");
+  for (int i = 0; i < envelope.field_count(); ++i) {
+    const int id = envelope.field(i)->number();
+    if (id == 1 || id == 2 || id == 5) continue;
+    const auto tables = replies::DecodedTables(envelope, id, {});
+    ASSERT_FALSE(tables.empty()) << id;
+    if (envelope.field(i)->message_type() != nullptr) {
+      EXPECT_EQ(tables[0].columns.size(),
+                static_cast<size_t>(envelope.field(i)->message_type()->field_count()));
+    }
+  }
 }
 
 TEST(DecodePayload, SaysWhyThereIsNone) {

@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <mutex>
 #include <thread>
 
@@ -99,6 +100,16 @@ void Drain(int fd, std::string* to, const std::function<void()>& each) {
 
 }  // namespace
 
+std::string WhyNoTerminal() {
+  int outer = -1;
+  int inner = -1;
+  if (openpty(&outer, &inner, nullptr, nullptr, nullptr) != 0)
+    return std::string("there is no pseudo-terminal: ") + std::strerror(errno);
+  close(outer);
+  close(inner);
+  return std::string();
+}
+
 Result Run(const std::vector<std::string>& command, const How& how) {
   std::signal(SIGPIPE, SIG_IGN);
   const Ends in = Pipe();
@@ -128,6 +139,8 @@ Result Run(const std::vector<std::string>& command, const How& how) {
   if (WIFEXITED(status)) result.code = WEXITSTATUS(status);
   if (WIFSIGNALED(status)) result.signal = WTERMSIG(status);
   result.most_memory = usage.ru_maxrss;
+  result.seconds =
+      static_cast<double>(usage.ru_utime.tv_sec) + static_cast<double>(usage.ru_utime.tv_usec) / 1e6;
   return result;
 }
 

@@ -14,6 +14,7 @@ struct Result {
   std::string out;  // all that came to a terminal, if standard output is one
   std::string err;
   long most_memory = 0;  // kilobytes that were resident at most
+  double seconds = 0;    // of processor time, in its own code
 };
 
 struct How {
@@ -29,6 +30,9 @@ struct How {
   std::function<void(int)> then;
   std::string directory;
 };
+
+// Why no pseudo-terminal can be had on this machine; empty if one can.
+std::string WhyNoTerminal();
 
 Result Run(const std::vector<std::string>& command, const How& how = How());
 

@@ -9,10 +9,11 @@
 #include <memory>
 #include <string>
 
-#include "MSG.pb.h"
+#include "MSG.proto.h"
 #include "tesparser/message_to_json.h"
 #include "tesparser/tesparser.h"
 #include "tests/support/json.h"
+#include "tslpbtable.pb.h"
 
 namespace {
 

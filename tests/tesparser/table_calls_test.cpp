@@ -11,6 +11,7 @@
 #include "tesparser/tes2table.h"
 #include "tesparser/tes2tableType.h"
 #include "tests/support/tables.h"
+#include "tsloutput.pb.h"
 
 namespace {
 

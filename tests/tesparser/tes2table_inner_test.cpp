@@ -4,6 +4,7 @@
 #include <string>
 
 #include "tesparser/tes2table.h"
+#include "tessel.pc.selfstocksync.pb.h"
 #include "tests/support/tables.h"
 
 namespace {

@@ -7,8 +7,13 @@
 #include <cstdint>
 #include <limits>
 
+#include "CldBeiXiangZiJin.pb.h"
 #include "tesparser/tes2tableType.h"
+#include "tessel.orderdata.pb.h"
+#include "tessel.pc.fenleichicang.pb.h"
+#include "tessel.zhibiao.pb.h"
 #include "tests/support/tables.h"
+#include "tsltoken.pb.h"
 
 namespace {
 

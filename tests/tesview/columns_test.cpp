@@ -29,7 +29,7 @@ TEST(Layouts, TablesOfOneSpecShareOne) {
   const Table first("a:i;T:t;b:s;U:t", 1);
   const Table second("a:i;T:t;b:s;U:t", 3);
   const Table other("a:i;T:t;b:s;V:t", 1);
-  Layouts layouts;
+  Layouts layouts(TableKind{});
   Layout& layout = layouts.Of(first.view());
   EXPECT_EQ(&layouts.Of(second.view()), &layout);
   EXPECT_NE(&layouts.Of(other.view()), &layout);
@@ -48,7 +48,7 @@ TEST(Layouts, OfALongSpecAreAlikeByTheirColumns) {
   const Table first(spec, 1);
   const Table second(spec, 1);
   const Table other(spec + ";c:s", 1);
-  Layouts layouts;
+  Layouts layouts(TableKind{});
   EXPECT_TRUE(layouts.Of(first.view()).IsLike(&layouts.Of(second.view())));
   EXPECT_FALSE(layouts.Of(first.view()).IsLike(&layouts.Of(other.view())));
 }

@@ -65,12 +65,13 @@ TEST_P(Completion, OffersWhatMayStandThere) {
     GTEST_SKIP() << shell << " is not installed";
   Write("a.bin", "");
   const std::vector<std::pair<std::string, Strings>> cases{
-      {"tesview ", {"a.bin", "ids", "number", "pack", "schema"}},
+      {"tesview ", {"a.bin", "columns", "ids", "number", "pack", "schema"}},
       {"tesview --to js", {"json"}},
       {"tesview --col", {"--color", "--columns"}},
       {"tesview a.bin --str", {"--strict"}},
       {"tesview --type FenL", {"FenLeiChiCang"}},
-      {"tesview --columns ", {}},
+      {"tesview --columns ZuiXin", {"ZuiXinJia", "ZuiXinJiaDengYuZhangTingJiaShu"}},
+      {"tesview columns --to mark", {"markdown"}},
       {"tesview pack ", {"a.bin"}},
       {"tesview pack --to ", {"base64", "delimited", "hex", "raw"}},
       {"tesview pack --pa", {"--partial"}},

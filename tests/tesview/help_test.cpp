@@ -53,7 +53,7 @@ TEST(Help, ManualAndCompletionsAreWhatTheProgramSays) {
   }
 }
 
-// Everything that the help shows as an example works as it stands.
+// Everything that the help shows as an example works as it is.
 TEST_F(Files, TheExamplesOfTheHelpRun) {
   Write("quotes.bin", Reply("Id: 20 RepDataQuoteDynaSingle { Obj: 'A' }"));
   Write("kline.bin", TwoKlines());
@@ -74,6 +74,24 @@ TEST_F(Files, TheExamplesOfTheHelpRun) {
     ++run;
   }
   EXPECT_EQ(run, 10);
+}
+
+TEST(Help, LinesAreAsFullAsTheyCanBe) {
+  const Strings lines = LinesOf(View({"--help"}).out);
+  const auto indent = [](const std::string& line) { return line.find_first_not_of(' '); };
+  size_t joined = 0;
+  for (size_t i = 1; i < lines.size(); ++i) {
+    // A text goes on in a line of its own indentation; behind "Usage:" each line is one of its own.
+    const size_t begin = indent(lines[i]);
+    if (begin == std::string::npos || lines[i - 1].empty() || indent(lines[i - 1]) != begin) continue;
+    if (lines[i].find("tesview ") == begin && begin == 7) continue;
+    const std::string word = lines[i].substr(begin, lines[i].find(' ', begin) - begin);
+    EXPECT_GT(replies::DisplayWidth(lines[i - 1]) + 1 + replies::DisplayWidth(word), 80U)
+        << lines[i - 1] << "\n"
+        << lines[i];
+    ++joined;
+  }
+  EXPECT_GT(joined, 30U);
 }
 
 }  // namespace

@@ -24,6 +24,7 @@ using viewer::Framed;
 using viewer::kSanitized;
 using viewer::LinesOf;
 using viewer::Reply;
+using viewer::Shell;
 using viewer::StreamOf;
 using viewer::Strings;
 using viewer::TwoKlines;
@@ -124,6 +125,21 @@ TEST(Stream, RepliesComeOutAsSoonAsTheyAreIn) {
     close(ready[0]);
     close(ready[1]);
   }
+}
+
+TEST(Jobs, ThatCannotBeStartedAreSaidAndTheWorkIsDone) {
+  if (kSanitized) GTEST_SKIP() << "a sanitizer takes addresses by the terabyte";
+  // Each thread takes 8 MB of addresses for its stack; 256 of them do not fit.
+  const Result result =
+      Shell("ulimit -s 8192; ulimit -v 600000; \"$0\" --jobs 256 --from delimited --to json; echo $?",
+            StreamOf(Reply("Id: 22"), 1000));
+  const Strings lines = LinesOf(result.out);
+  ASSERT_EQ(lines.size(), 1001U);
+  EXPECT_EQ(lines[0], "{\"Id\": 22}");
+  EXPECT_EQ(lines[1000], "0");
+  EXPECT_NE(result.err.find(" of the 256 threads that --jobs asks for are used: there is no room for more\n"),
+            std::string::npos)
+      << result.err;
 }
 
 }  // namespace

@@ -81,7 +81,7 @@ inline std::string Prices() {
 inline program::Result Shell(const std::string& line, const std::string& bytes = std::string()) {
   program::How how;
   how.input = bytes;
-  return program::Run({"sh", "-c", line, TESVIEW}, how);
+  return program::Run({"sh", "-c", line, Program()}, how);
 }
 
 inline program::How InTerminal(unsigned short columns) {

@@ -111,4 +111,73 @@ TEST(Memory, AReplyThatNeedsTooMuchIsSaidAndTheNextIsShown) {
   EXPECT_EQ(result.code, 1);
 }
 
+TEST(Cost, CsvIsLinearInTheColumns) {
+  if (kSanitized) GTEST_SKIP() << "sanitizers take their own time";
+  // 3,000 rows by the first column's values, and 3,000 columns; looked for by name they took minutes.
+  std::string table = "Info { Name: 'A' Type: 105 } Data { Index: 0";
+  for (int i = 0; i < 3000; ++i)
+    table += " iValues: 0";
+  table += " }";
+  for (int i = 1; i < 3000; ++i)
+    table += " Info { Type: 105 } Data { Index: " + std::to_string(i) + " }";
+  const Result result = ViewBytes(Wire(table), {"--to", "csv"});
+  EXPECT_EQ(LinesOf(result.out).size(), 3001U);
+  EXPECT_LT(result.seconds, 15);
+}
+
+TEST(Cost, ChosenColumnsAreFoundOnce) {
+  if (kSanitized) GTEST_SKIP() << "sanitizers take their own time";
+  std::string table;
+  for (int i = 0; i < 60000; ++i)
+    table += "Info { Type: 105 } Data { Index: 0 iValues: 7 } ";
+  const std::string reply = Wire(table);
+  for (const std::string to : {"table", "ndjson", "csv"}) {
+    const Result result = ViewBytes(reply, {"--to", to, "--columns", "#0"});
+    EXPECT_EQ(result.code, 0) << result.err;
+    EXPECT_LT(result.seconds, 2) << to;
+  }
+}
+
+// A long name in front of many: the names alone would be gigabytes.
+TEST(Cost, NamesBeyondTheLimitAreNotMade) {
+  if (kSanitized) GTEST_SKIP() << "sanitizers keep freed memory";
+  std::string inner;
+  for (int i = 0; i < 30000; ++i)
+    inner += "Info { Type: 105 } Data { Index: 0 iValues: 7 } ";
+  const std::string reply = Wire("Info { Name: '" + std::string(90000, 'n') +
+                                 "' Type: 116 } Data { Index: 0 tValues { " + inner + " } }");
+  EXPECT_LT(reply.size(), 600'000U);
+  for (const std::string to : {"ndjson", "csv"}) {
+    const Result result = ViewBytes(reply, {"--to", to});
+    EXPECT_EQ(result.code, 1);
+    EXPECT_NE(result.err.find("too large to be shown as a whole"), std::string::npos) << result.err;
+    // The reply, its table, and no more of the output than the limit.
+    EXPECT_LT(result.most_memory, 700 * 1024) << to;
+  }
+  EXPECT_LT(ViewBytes(reply, {}).most_memory, 700 * 1024);
+}
+
+// All tables of one column share the names of its first: a long one is not copied for each.
+TEST(Cost, ANameThatManyTablesShareIsReadOnce) {
+  if (kSanitized) GTEST_SKIP() << "sanitizers take their own time";
+  std::string tables = "tValues { Info { Name: '" + std::string(800'000, 'n') +
+                       "' Type: 105 } Data { Index: 0 iValues: 7 } } ";
+  std::string rows = "sValues: '' ";
+  for (int i = 1; i < 60000; ++i) {
+    tables += "tValues { Data { Index: 0 iValues: 7 } } ";
+    rows += "sValues: '' ";
+  }
+  const std::string reply = Wire("Info { Name: 'R' Type: 115 } Data { Index: 0 " + rows +
+                                 "} Info { Name: 'T' Type: 116 } Data { Index: 1 " + tables + "}");
+  const Result csv = ViewBytes(reply, {"--to", "csv"});
+  EXPECT_EQ(LinesOf(csv.out).size(), 60001U);
+  EXPECT_LT(csv.seconds, 3);
+  // Each line of ndjson has the name: too much, and soon.
+  const Result ndjson = ViewBytes(reply, {"--to", "ndjson"});
+  EXPECT_EQ(ndjson.code, 1);
+  EXPECT_LT(ndjson.seconds, 5);
+  EXPECT_LT(ViewBytes(reply, {"--to", "ndjson", "--columns", "R"}).seconds, 3);
+  EXPECT_LT(ViewBytes(reply, {}).seconds, 5);
+}
+
 }  // namespace

@@ -46,7 +46,7 @@ TEST(Ndjson, TablesWithoutRowsStandInEachLine) {
 }
 
 TEST(Ndjson, LayoutsOfOneIdMayChangeFromReplyToReply) {
-  // More layouts than are kept, each twice, so that some are planned anew.
+  // More layouts than are kept, each twice, so that some are planned again.
   std::string stream;
   std::string expected;
   for (int i = 0; i < 24; ++i) {
@@ -61,6 +61,46 @@ TEST(Ndjson, LayoutsOfOneIdMayChangeFromReplyToReply) {
 TEST(Ndjson, AReplyWithoutATableIsOneLine) {
   EXPECT_EQ(ViewBytes(Reply("Id: 22"), {"--to", "ndjson"}).out,
             "{\"_id\":22,\"_row\":null,\"_json\":{\"Id\": 22}}\n");
+}
+
+TEST(Ndjson, ControlCharactersAreEscapedWhateverElseIsThere) {
+  const auto line = [](const std::string& text) {
+    return ViewBytes(Wire("Info { Name: 'N' Type: 115 } Data { Index: 0 sValues: '" + text + "' }"),
+                     {"--to", "ndjson"})
+        .out;
+  };
+  const std::string start = R"({"_id":3,"_row":"0","N":")";
+  EXPECT_EQ(line("a\\177b"), start + "a\\u007fb\"}\n");
+  EXPECT_EQ(line("\\177"), start + "\\u007f\"}\n");
+  EXPECT_EQ(line("\\001\\037\\n"), start + "\\u0001\\u001f\\n\"}\n");
+  // The first and the last character that stay as they are.
+  EXPECT_EQ(line(" ~"), start + " ~\"}\n");
+}
+
+// A row whose columns are called as the viewer calls its own fields, or as those of the table in it.
+std::string TakenNames() {
+  std::string table;
+  for (const std::string name : {"_id", "_row", "_file", "_reply", "D.x", "D", "_id#0"})
+    table += "Info { Name: '" + name + "' Type: " + (name == "D" ? "116" : "115") + " } ";
+  for (int i = 0; i < 7; ++i) {
+    const std::string index = std::to_string(i);
+    table += "Data { Index: " + index;
+    if (i == 5) {
+      table += " tValues { Info { Name: 'x' Type: 115 } Data { Index: 0 sValues: 'inner' } } }";
+    } else {
+      table += " sValues: 'v" + index + "' }";
+    }
+  }
+  return Wire(table);
+}
+
+TEST(Ndjson, KeysAreNotTakenTwice) {
+  EXPECT_EQ(ViewBytes(TakenNames(), {"--to", "ndjson"}).out,
+            R"({"_id":3,"_row":"0/D/0","_id#0":"v0","_row#1":"v1","_file#2":"v2","_reply#3":"v3",)"
+            R"("D.x":"v4","_id#0#6":"v6","D.x#0":"inner"})"
+            "\n");
+  EXPECT_EQ(ViewBytes(TakenNames(), {"--to", "csv"}).out,
+            "_id#0,_row#1,_file#2,_reply#3,D.x,D.x#0,_id#0#6\nv0,v1,v2,v3,v4,inner,v6\n");
 }
 
 }  // namespace

@@ -89,4 +89,15 @@ TEST(Number, IsPackedWithinFiftyFiveBitsAndNinePlaces) {
   }
 }
 
+TEST(Number, PackedShowsAMantissaOfMoreThanSixteenBits) {
+  // 123456 is 0x1E240: 0x1 from bit 24 on, 0xE240 in the lowest 16 bits. 0x100E240 is 16777216 + 57920.
+  EXPECT_EQ(View({"number", "--packed", "0x100E240"}).out,
+            "0x100e240 = 16835136\n"
+            "  number    1234.56\n"
+            "  mantissa  123456\n"
+            "  scale     code 0: 2 decimals, divided by 100\n"
+            "  sign      nibble 0: positive\n"
+            "  as int    1235\n");
+}
+
 }  // namespace

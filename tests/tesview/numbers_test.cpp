@@ -108,5 +108,34 @@ TEST(Numbers, IntegersAndDecimals) {
   EXPECT_EQ(std::string(text, WriteInteger(text, ~uint64_t{0})), "18446744073709551615");
 }
 
+TEST(Numbers, FloatsAreWholeUpToTwentyFourBits) {
+  EXPECT_EQ(Written(16777215.0F), "16777215");
+  EXPECT_EQ(Written(-16777216.0F), "-16777216");
+  EXPECT_EQ(Written(16777218.0F), "16777218");
+  // Above, fewer digits may give the float back: the next ones to 134,217,728 are 8 below and 16 above.
+  EXPECT_EQ(Written(134217728.0F), "134217730");
+}
+
+TEST(Numbers, RoundedHaveAtMostFifteenDigits) {
+  const auto rounded = [](double value) {
+    char text[kNumberRoom];
+    return std::string(text, WriteRounded(text, value));
+  };
+  EXPECT_EQ(rounded(10.040000000000001), "10.04");
+  EXPECT_EQ(rounded(-132.57000000000002), "-132.57");
+  EXPECT_EQ(rounded(1.0 / 3), "0.333333333333333");
+  EXPECT_EQ(rounded(2.0 / 3), "0.666666666666667");
+  EXPECT_EQ(rounded(0.00012345678901234567), "0.000123456789012346");
+  // Fifteen digits stay, and zeros at an end are none of them.
+  EXPECT_EQ(rounded(0.123456789012345), "0.123456789012345");
+  EXPECT_EQ(rounded(123456789012345), "123456789012345");
+  EXPECT_EQ(rounded(1000000000000000), "1000000000000000");
+  EXPECT_EQ(rounded(1234567890123456), "1.23456789012346e+15");
+  EXPECT_EQ(rounded(12.34), "12.34");
+  EXPECT_EQ(rounded(0), "0");
+  EXPECT_EQ(rounded(1e300), "1e+300");
+  EXPECT_EQ(rounded(-std::numeric_limits<double>::infinity()), "-inf");
+}
+
 }  // namespace
 }  // namespace tesview

@@ -34,7 +34,7 @@ TEST(WrongUsage, IsOneLineThatHelps) {
       {{"--jobs", "many"}, "\"many\" for --jobs is no number from 0 to 256"},
       {{"--json", "--table"}, "only one of --table, --json and --pretty can be had"},
       {{"--json", "--head", "3"},
-       "--type, --path, --columns, --head and --tail choose from a table; take --to table, ndjson or csv"},
+       "--type, --decode, --path, --columns, --head and --tail choose from a table; take --to table, ndjson or csv"},
       {{"number"}, "number needs a VALUE, such as 0x4D2"},
       {{"number", "x"}, "\"x\" is no 64-bit number, as 1234 and 0x4D2 are; --pack takes 12.34"},
       {{"number", "--pakced", "1"}, "unknown option --pakced; did you mean \"--packed\"?"},
@@ -57,6 +57,7 @@ TEST(WrongUsage, IsOneLineThatHelps) {
 }
 
 TEST(WrongUsage, ATerminalIsNotReadUnasked) {
+  if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
   const Result result = program::Run({"script", "-qec", Program() + "; echo code $?", "/dev/null"});
   EXPECT_NE(result.out.find("no FILE is given, and standard input is a terminal"), std::string::npos)
       << result.out;
@@ -72,12 +73,13 @@ TEST(WrongUsage, ChoicesFromATableAreRefusedWhereThereIsNone) {
       Strings arguments{"--to", to};
       arguments.insert(arguments.end(), choice.begin(), choice.end());
       const Result result = View(arguments);
-      EXPECT_EQ(result.err,
-                (to == "summary"
-                     ? "tesview: a summary takes no --path, --columns, --head or --tail"
-                     : "tesview: --type, --path, --columns, --head and --tail choose from a table; take "
-                       "--to table, ndjson or csv") +
-                    more)
+      EXPECT_EQ(
+          result.err,
+          (to == "summary"
+               ? "tesview: a summary takes no --decode, --path, --columns, --head or --tail"
+               : "tesview: --type, --decode, --path, --columns, --head and --tail choose from a table; take "
+                 "--to table, ndjson or csv") +
+              more)
           << to << choice[0];
       EXPECT_EQ(result.code, 2);
     }

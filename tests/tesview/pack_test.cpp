@@ -45,6 +45,7 @@ TEST_F(Files, PackWritesALongLengthInTwoBytes) {
 }
 
 TEST_F(Files, PackKeepsBytesFromATerminal) {
+  if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
   const std::string text = Write("small.txtpb", "Id: 22");
   How how;
   how.terminal_out = true;

@@ -23,6 +23,7 @@ using viewer::TwoKlines;
 using viewer::View;
 
 TEST(Terminal, ProgressIsOnStandardErrorWhenTheWorkIsLong) {
+  if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
   How how;
   how.terminal_err = true;
   how.feed = [](int fd) {
@@ -44,6 +45,7 @@ TEST(Terminal, ProgressIsOnStandardErrorWhenTheWorkIsLong) {
 }
 
 TEST_F(Files, ProgressOfAFileSaysPartAndTimeLeft) {
+  if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
   const std::string path = Write("a.stream", StreamOf(TwoKlines(), 20000));
   How how;
   how.terminal_err = true;

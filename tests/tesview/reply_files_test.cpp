@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -109,9 +110,10 @@ TEST_F(Files, OfSeveralFilesEachLineTellsWhichOne) {
 
   const Strings lines = LinesOf(View({"--to", "summary", a, b}).out);
   ASSERT_EQ(lines.size(), 4U);
-  EXPECT_EQ(lines[0].substr(0, 31), "file" + std::string(22, ' ') + "   Id");
-  EXPECT_EQ(lines[1].substr(0, a.size() + 7),
-            a + std::string(a.size() < 24 ? 24 - a.size() : 0, ' ') + "      3");
+  // As wide as the longest name, and 24 columns at least.
+  const size_t width = std::max<size_t>(b.size(), 24);
+  EXPECT_EQ(lines[0].substr(0, width + 7), "file" + std::string(width - 4, ' ') + "     Id");
+  EXPECT_EQ(lines[1].substr(0, width + 7), a + std::string(width - a.size(), ' ') + "      3");
   EXPECT_EQ(lines[2].substr(0, b.size()), b);
   EXPECT_EQ(lines[3], "2 replies, " + std::to_string(2 * Prices().size()) + " bytes");
 }

@@ -83,7 +83,7 @@ std::string EveryForm(const std::string& sample) {
 }
 
 // What each sample looks like in each form is held in tests/tesview/expected, to be read by people;
-// TESVIEW_UPDATE=1 writes the files anew, and the difference is to be read as well.
+// TESVIEW_UPDATE=1 writes the files again, and the difference is to be read as well.
 class SampleForms : public testing::TestWithParam<std::string> {};
 
 TEST_P(SampleForms, AreAsHeld) {

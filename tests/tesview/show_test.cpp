@@ -1,7 +1,10 @@
 // JSON and text form of a reply, and why a reply or its table cannot be shown.
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "tests/support/program.h"
 #include "tests/support/viewer.h"
@@ -11,7 +14,9 @@ namespace {
 
 using program::How;
 using program::Result;
+using viewer::LinesOf;
 using viewer::Reply;
+using viewer::Strings;
 using viewer::TwoKlines;
 using viewer::View;
 using viewer::ViewBytes;
@@ -120,6 +125,47 @@ TEST(NoReply, OfSeveralMissingFieldsTheFirstIsNamed) {
 TEST(NoTable, ALayoutThatFitsMayHaveNothingToShow) {
   EXPECT_EQ(
       ViewBytes(Reply("Id: 44"), {"--type", "Token"}).err,
+      "tesview: (standard input): Id 44 (Token) gives no table of type Token; it has nothing to show\n");
+}
+
+// ---- layouts of a type ----
+
+TEST(OnlyLayout, IsTakenWithoutBeingAskedFor) {
+  const std::vector<std::pair<std::string, std::string>> cases{
+      {"Id: 44 RepDataToken { Result: 7 Token: 't' Uid: 'u' Device: 'd' }", "Token"},
+      {"Id: 296 RepDataPcFenLeiChiCangLieBiao { Obj: 'A' }", "FenLeiChiCang"},
+      {"Id: 430 RepDataBxzjBasicStockInfoOutput { Obj: 'A' Data { ShiJian: 1 } }", "BxzjStock"}};
+  for (const auto& [text, type] : cases) {
+    const std::string reply = Reply(text);
+    for (const std::string to : {"table", "ndjson", "csv"}) {
+      const Result asked = ViewBytes(reply, {"--to", to, "--type", type});
+      EXPECT_EQ(asked.code, 0) << type << asked.err;
+      EXPECT_EQ(ViewBytes(reply, {"--to", to}).out, asked.out) << type;
+    }
+    EXPECT_EQ(ViewBytes(reply, {"--table"}).code, 0) << type;
+    // "rows" is the fourth figure.
+    const Strings lines = LinesOf(ViewBytes(reply, {"--to", "summary"}).out);
+    ASSERT_EQ(lines.size(), 2U) << type;
+    std::stringstream fields(lines[1]);
+    std::string id, payload, bytes, rows;
+    fields >> id >> payload >> bytes >> rows;
+    EXPECT_EQ(rows, "1") << type;
+  }
+}
+
+TEST(OnlyLayout, IsNoneWhereThereAreSeveralOrThatOfTheId) {
+  // Sixteen indicators; a table of its own, with nothing in it.
+  EXPECT_NE(ViewBytes(Reply("Id: 25"), {}).out.find("no table form (--type ZhiBiao1 gives one), as JSON"),
+            std::string::npos);
+  EXPECT_NE(ViewBytes(Reply("Id: 321"), {}).out.find("nothing to show"), std::string::npos);
+}
+
+TEST(OnlyLayout, MayHaveNothingToShow) {
+  const Result result = ViewBytes(Reply("Id: 44"), {});
+  EXPECT_EQ(result.out,
+            "Id 44 (Token)  nothing to show as type Token, as JSON, 2 bytes\n{\n  \"Id\": 44\n}\n");
+  EXPECT_EQ(
+      ViewBytes(Reply("Id: 44"), {"--table"}).err,
       "tesview: (standard input): Id 44 (Token) gives no table of type Token; it has nothing to show\n");
 }
 

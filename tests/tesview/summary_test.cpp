@@ -5,6 +5,7 @@
 #include <sstream>
 #include <string>
 
+#include "replies/text.h"
 #include "tests/support/program.h"
 #include "tests/support/viewer.h"
 #include "tests/tesview/inputs.h"
@@ -12,9 +13,13 @@
 namespace {
 
 using program::Result;
+using viewer::Files;
 using viewer::LinesOf;
+using viewer::Reply;
+using viewer::SmallTable;
 using viewer::Strings;
 using viewer::TwoKlines;
+using viewer::View;
 using viewer::ViewBytes;
 
 TEST(Summary, SaysIdPayloadAndSizes) {
@@ -36,6 +41,19 @@ TEST(Summary, SaysIdPayloadAndSizes) {
   EXPECT_EQ(cells, "31");
   EXPECT_GT(std::stod(parse), 0);
   EXPECT_GE(std::stod(convert), 0);
+}
+
+TEST_F(Files, ASummaryIsAlignedWhateverTheNamesLengths) {
+  // The longest name of a payload, a long one of a file, and short ones of both.
+  const std::string small = Write("b.bin", SmallTable());
+  const std::string large = Write(std::string(60, 'n') + "银.bin", Reply("Id: 436"));
+  const Strings lines = LinesOf(View({"--to", "summary", small, large}).out);
+  ASSERT_EQ(lines.size(), 4U);
+  // The last column is aligned to the right.
+  EXPECT_EQ(replies::DisplayWidth(lines[1]), replies::DisplayWidth(lines[0]));
+  EXPECT_EQ(replies::DisplayWidth(lines[2]), replies::DisplayWidth(lines[0]));
+  EXPECT_NE(lines[2].find("  436  DingYueTuiSongYongHuFanHuiShuJu  "), std::string::npos) << lines[2];
+  EXPECT_EQ(lines[0].find("payload"), lines[1].find("Tbl"));
 }
 
 }  // namespace

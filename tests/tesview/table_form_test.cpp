@@ -89,6 +89,7 @@ TEST(Table, BytesAreHexAndCutToSixteen) {
 }
 
 TEST(Terminal, HasBoxesAndColour) {
+  if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
   How how = InTerminal(80);
   how.input = SmallTable();
   const std::string out = View({}, how).out;
@@ -105,6 +106,7 @@ TEST(Terminal, HasBoxesAndColour) {
 }
 
 TEST(Terminal, NoColorIsObeyedUnlessColourIsAskedFor) {
+  if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
   How how = InTerminal(80);
   how.environment = {"NO_COLOR=1"};
   how.input = SmallTable();
@@ -119,6 +121,7 @@ TEST(Terminal, NoColorIsObeyedUnlessColourIsAskedFor) {
 }
 
 TEST(Terminal, NothingIsWiderThanTheScreenAndWhatIsCutIsNamed) {
+  if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
   for (const unsigned short columns : std::vector<unsigned short>{30, 60, 100}) {
     How how = InTerminal(columns);
     how.input = TwoKlines();
@@ -134,6 +137,7 @@ TEST(Terminal, NothingIsWiderThanTheScreenAndWhatIsCutIsNamed) {
 }
 
 TEST(Terminal, ColumnsThatDoNotFitAreNamedInFullAndOnce) {
+  if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
   const std::string bar = " Data { ShiJian: " + P(20240617, 10) + " }";
   How how = InTerminal(60);
   how.input = Reply("Id: 21 RepDataQuoteKlineSingle { Obj: 'A'" + bar + bar +
@@ -149,6 +153,7 @@ TEST(Terminal, ColumnsThatDoNotFitAreNamedInFullAndOnce) {
 }
 
 TEST(Terminal, ASingleWideRowIsTurnedOnItsSide) {
+  if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
   How how = InTerminal(60);
   how.input = Reply("Id: 20 RepDataQuoteDynaSingle { Obj: 'A' Data { Id: 1 ShiJian: 1 ZuiXinJia: " + P(1234) +
                     " } }");
@@ -157,6 +162,7 @@ TEST(Terminal, ASingleWideRowIsTurnedOnItsSide) {
 }
 
 TEST(Terminal, LongCellsAreCutAsFarAsNeededAndWholeInAPipe) {
+  if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
   const std::string text(100, 'x');
   const std::string reply = Wire("Info { Name: 'N' Type: 115 } Data { Index: 0 sValues: '" + text + "' }");
   How how = InTerminal(80);
@@ -200,6 +206,36 @@ TEST(Table, ARowOnItsSideIsAsWideAsItsTextIsSeen) {
   const Strings narrow = LinesOf(ViewBytes(reply, {"--style", "box", "--width", "30"}).out);
   ASSERT_EQ(narrow.size(), 7U);
   EXPECT_EQ(narrow[4], "│ LongNameOfAColu… │ abcdefg │");
+}
+
+TEST(Table, WhatIsNoValueIsDim) {
+  const std::string out = ViewBytes(SmallTable(), {"--color", "always"}).out;
+  EXPECT_EQ(out.substr(out.find('\n') + 1),
+            "\x1b[1m#\x1b[0m  \x1b[1mName\x1b[0m      \x1b[1mPrice\x1b[0m\n"
+            "\x1b[2m0\x1b[0m  平安银行  12.34\n"
+            "\x1b[2m1\x1b[0m  \x1b[2m''\x1b[0m         0.5\n"
+            "\x1b[2m2\x1b[0m  x          \x1b[2m·   \x1b[0m\n");
+}
+
+TEST(Table, TailOfNoRowsIsItsHeader) {
+  const std::string small = ViewBytes(SmallTable(), {"--tail", "0"}).out;
+  EXPECT_EQ(small.substr(small.find('\n') + 1), "#  Name  Price\n0 of 3 rows\n");
+  // Nothing of the tables inside either.
+  const std::string klines = ViewBytes(TwoKlines(), {"--tail", "0"}).out;
+  EXPECT_EQ(klines.substr(klines.find('\n') + 1), "#  Obj  Data\n0 of 2 rows\n");
+}
+
+TEST(Table, NumbersHaveAtMostFifteenDigits) {
+  // 0.1 + 0.2, and 2/3, as doubles of a wire table; csv and ndjson stay exact.
+  const std::string reply = Wire(
+      "Info { Name: 'D' Type: 100 } Data { Index: 0 dValues: 0.30000000000000004 dValues: 0.66666666666666663 dValues: 12.5 fValues: [0, 0, 0] }");
+  const std::string out = ViewBytes(reply, {}).out;
+  EXPECT_EQ(out.substr(out.find('\n') + 1),
+            "#                   D\n"
+            "0   0.3\n"
+            "1   0.666666666666667\n"
+            "2  12.5\n");
+  EXPECT_EQ(ViewBytes(reply, {"--to", "csv"}).out, "D\n0.30000000000000004\n0.6666666666666666\n12.5\n");
 }
 
 }  // namespace

@@ -18,6 +18,7 @@ struct Completed {
   std::string text;
 
   bool takes_file() const { return value == "FILE"; }
+  bool takes_columns() const { return long_name == "columns" || long_name == "unpack"; }
 };
 
 std::string Joined(const std::vector<std::string>& words, std::string_view between = " ") {
@@ -63,13 +64,15 @@ std::vector<const CLI::App*> CommandsOf(const CLI::App& app) {
 
 // Commands that take names of payloads, files, or neither.
 bool TakesNames(const CLI::App& command) {
-  return command.get_name() == "ids" || command.get_name() == "schema";
+  return command.get_name() == "ids" || command.get_name() == "columns" || command.get_name() == "schema";
 }
 bool TakesFiles(const CLI::App& command) {
   return command.get_name() == "pack";
 }
 
 constexpr std::string_view kPayloadNames = "tesview ids 2>/dev/null | awk 'NR > 1 { print $2 }'";
+
+constexpr std::string_view kColumnNames = "tesview columns --to names 2>/dev/null";
 
 std::string Quoted(const std::string& text, std::string_view quote) {
   std::string quoted = "'";
@@ -96,6 +99,8 @@ std::string BashBranch(const std::string& pattern, const std::vector<Completed>&
     const std::string both = option.short_name.empty() ? name : "-" + option.short_name + "|" + name;
     if (!option.words.empty()) {
       values += fmt::format("        {}) values=\"{}\" ;;\n", both, Joined(option.words));
+    } else if (option.takes_columns()) {
+      values += fmt::format("        {}) values=$({}) ;;\n", both, kColumnNames);
     } else if (!option.takes_file()) {
       none += (none.empty() ? "" : "|") + both;
     }
@@ -115,7 +120,7 @@ std::string Bash(const CLI::App& app, const std::vector<Words>& words) {
     std::string rest;
     if (!TakesFiles(*command)) rest = "files=";
     if (TakesNames(*command))
-      rest = fmt::format("[[ $word == -* ]] || values=$({})\n      files=", kPayloadNames);
+      rest = fmt::format("[[ -n $values || $word == -* ]] || values=$({})\n      files=", kPayloadNames);
     branches += BashBranch(command->get_name(), CompletedOptions(*command, words), rest);
   }
   branches += BashBranch("*", CompletedOptions(app, words), "");
@@ -135,7 +140,10 @@ _tesview() {{
   case $command in
 {}  esac
   if [[ -n $values ]]; then
-    COMPREPLY=($(compgen -W "$values" -- "$word"))
+    # Behind a comma begins another word of the list.
+    local list=
+    [[ $word == *,* ]] && list=${{word%,*}},
+    COMPREPLY=($(compgen -W "$values" -P "$list" -- "${{word##*,}}"))
   elif [[ $word == -* ]]; then
     COMPREPLY=($(compgen -W "$options" -- "$word"))
   else
@@ -158,6 +166,7 @@ std::string ZshArguments(const std::vector<Completed>& options, const std::strin
       value = ":" + option.value + ":";
       if (!option.words.empty()) value += "(" + Joined(option.words) + ")";
       if (option.takes_file()) value += "_files";
+      if (option.takes_columns()) value += "_tesview_columns";
     }
     const std::string description = "[" + option.text + "]" + value;
     const std::string name = "--" + option.long_name + (value.empty() ? "" : "=");
@@ -197,6 +206,12 @@ _tesview_names() {{
   compadd -a names
 }}
 
+_tesview_columns() {{
+  local -a columns
+  columns=(${{(f)"$({})"}})
+  _values -s , column $columns
+}}
+
 _tesview_first() {{
   local -a commands
   commands=({})
@@ -218,7 +233,7 @@ _tesview() {{
 
 _tesview "$@"
 )sh",
-      kPayloadNames, described.substr(1), Joined(names, "|"), branches);
+      kPayloadNames, kColumnNames, described.substr(1), Joined(names, "|"), branches);
 }
 
 std::string FishOptions(const std::string& condition, const std::vector<Completed>& options) {
@@ -230,6 +245,7 @@ std::string FishOptions(const std::string& condition, const std::vector<Complete
     // Files are offered only to what takes one.
     if (!option.value.empty()) text += option.takes_file() ? " -r" : " -x";
     if (!option.words.empty()) text += " -a '" + Joined(option.words) + "'";
+    if (option.takes_columns()) text += fmt::format(" -a '({})'", kColumnNames);
     text += " -d " + Quoted(option.text, "\\'") + "\n";
   }
   return text;

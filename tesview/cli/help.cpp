@@ -60,8 +60,7 @@ Section Examples() {
 
 Section TableRules() {
   return {"Tables",
-          {"Numbers are aligned at the decimal point, doubles in the fewest digits that give the "
-           "same double. Each "
+          {"Numbers are aligned at the decimal point, doubles in at most 15 significant digits. Each "
            "row starts with its number. A cell with a table shows rows \xC3\x97 columns; the tables follow, "
            "indented, each under its "
            "path (0/Data is the cell in row 0, column Data). Tables of one row each are joined into one "
@@ -87,7 +86,8 @@ Section LineRules() {
        "outer cells repeated and the "
        "inner ones called Data.ShiJian; if there are several columns of tables, the lines of one follow "
        "those of the other. A row without inner "
-       "rows gives one line. A second column of the same name is called Name#5 after its index. Counted "
+       "rows gives one line. A column whose name is taken, by another one or by _file, _reply, _id and "
+       "_row, is called Name#5 after its index. Doubles are in the fewest digits that give the same double. Counted "
        "cells are lists, in csv with blanks "
        "between the numbers; bytes are base64.",
        "ndjson: _file and _reply (from 1) where there are several, _id, _row (the path of the row, "

@@ -44,7 +44,14 @@ constexpr Word<Form> kFrom[] = {
     {"hex", Form::kHex},   {"base64", Form::kBase64}, {"lines", Form::kLines},
     {"text", Form::kText}};
 constexpr Word<When> kWhen[] = {{"auto", When::kAuto}, {"always", When::kAlways}, {"never", When::kNever}};
+constexpr Word<Header> kHeader[] = {
+    {"name", Header::kName}, {"en", Header::kEnglish}, {"zh", Header::kChinese}};
+constexpr Word<bool> kTime[] = {{"raw", false}, {"iso", true}};
 constexpr Word<When> kStyle[] = {{"auto", When::kAuto}, {"box", When::kAlways}, {"plain", When::kNever}};
+constexpr Word<ColumnsForm> kColumns[] = {{"table", ColumnsForm::kTable},
+                                          {"json", ColumnsForm::kJson},
+                                          {"markdown", ColumnsForm::kMarkdown},
+                                          {"names", ColumnsForm::kNames}};
 constexpr Word<PackForm> kPack[] = {{"raw", PackForm::kRaw},
                                     {"delimited", PackForm::kDelimited},
                                     {"hex", PackForm::kHex},
@@ -91,11 +98,18 @@ struct Given {
   std::string progress = "auto";
   std::string pack_to = "raw";
   std::string generate;
+  std::string header = "name";
+  std::string time = "raw";
+  std::string unpack;
+  bool decode = false;
   bool table = false;
   bool json = false;
   bool pretty = false;
   bool strict = false;
   IdsRequest ids;
+  std::string columns_type;
+  std::string columns_to = "table";
+  ColumnsRequest columns_of;
   SchemaRequest schema;
   NumberRequest number;
   PackRequest pack;
@@ -124,13 +138,14 @@ TPType TypeOf(const std::string& given) {
   const std::string near = DidYouMean(given, names);
   throw UsageError(fmt::format(
       "unknown type \"{}\" for --type{}", given,
-      near.empty() ? "; known: DaDan, FenLeiChiCang, BxzjStock, BxzjBlock, Token, ZhiBiao1 to ZhiBiao16 "
-                     "and their numbers"
-                   : near));
+      near.empty()
+          ? "; known: DaDan, FenLeiChiCang, BxzjStock, BxzjBlock, Token, ZhiBiao1 to ZhiBiao16 and their "
+            "numbers"
+          : near));
 }
 
 // Blanks beside the commas are none of the names'.
-std::vector<std::string> SplitAtCommas(const std::string& list) {
+std::vector<std::string> SplitAtCommas(const std::string& list, const char* option = "--columns") {
   std::vector<std::string> parts;
   size_t begin = 0;
   while (begin <= list.size()) {
@@ -139,7 +154,7 @@ std::vector<std::string> SplitAtCommas(const std::string& list) {
     if (!part.empty()) parts.emplace_back(part);
     begin = end + 1;
   }
-  if (parts.empty()) throw UsageError("--columns names no column");
+  if (parts.empty()) throw UsageError(fmt::format("{} names no column", option));
   return parts;
 }
 
@@ -179,6 +194,7 @@ class CommandLine {
     }
     if (!given_.generate.empty()) return PrintRequest{Generated()};
     if (ids_->parsed()) return given_.ids;
+    if (columns_->parsed()) return UnderstoodColumns();
     if (schema_->parsed()) return given_.schema;
     if (number_->parsed()) return UnderstoodNumber();
     if (pack_->parsed()) return UnderstoodPack();
@@ -207,10 +223,9 @@ class CommandLine {
     auto* to =
         app_.add_option(
                 "--to", given_.to,
-                "Form of output: table (the default), json (one line, as the library writes it), pretty (the "
-                "same "
-                "over many lines), ndjson, csv, summary (Id, payload, sizes and times), text (protobuf text "
-                "form).")
+                "Form of output: table (the default), json (one line, as the library writes it), pretty "
+                "(the same over many lines), ndjson, csv, summary (Id, payload, sizes and times), text "
+                "(protobuf text form).")
             ->type_name("FORM")
             ->group("Output")
             ->take_last();
@@ -231,6 +246,20 @@ class CommandLine {
         ->group("Output")
         ->take_last();
     app_.add_option(
+            "--header", given_.header,
+            "Headings of tables: name (the columns' own names), en, or zh. They are made up for reading; "
+            "--columns takes names.")
+        ->type_name("WORDS")
+        ->group("Output")
+        ->take_last();
+    app_.add_option(
+            "--time", given_.time,
+            "raw (as the columns have them), or iso: 2024-06-17 15:00:00, Beijing time, in every form, "
+            "where the kind of time is known.")
+        ->type_name("FORM")
+        ->group("Output")
+        ->take_last();
+    app_.add_option(
             "--width", given_.width,
             "Width of the screen in columns; 0 cuts nothing. The default is the terminal's width, and 0 "
             "elsewhere.")
@@ -242,11 +271,26 @@ class CommandLine {
   void DefineChoice() {
     app_.add_option(
             "--type", given_.type,
-            "Take the layout of this name or number instead of that of the reply's Id: DaDan, FenLeiChiCang, "
-            "BxzjStock, Token, ZhiBiao1 to ZhiBiao16.")
+            "Take the layout of this name or number instead of that of the reply's Id: DaDan, "
+            "FenLeiChiCang, BxzjStock, Token, ZhiBiao1 to ZhiBiao16. Ids 44, 296 and 430, which have no "
+            "layout of their own and one of a type, are shown in that without it.")
         ->type_name("TYPE")
         ->group("Choice")
         ->take_last();
+    app_.add_flag(
+            "--decode", given_.decode,
+            "Take the fields of the payload as columns, by the schema alone: for replies without a table.")
+        ->group("Choice")
+        ->excludes("--type");
+    unpack_ =
+        app_.add_option(
+                "--unpack", given_.unpack,
+                "With --decode, unpack these 64-bit fields; without names, all of market data that are not "
+                "known to be plain. Those that are known to be packed are always unpacked.")
+            ->type_name("NAME,...")
+            ->group("Choice")
+            ->expected(0, 1)
+            ->take_last();
     app_.add_option("--path", given_.path,
                     "Show only the table in this cell, row/column, as in 0/Data or 0/Data/2/Inner.")
         ->type_name("PATH")
@@ -292,12 +336,27 @@ class CommandLine {
   void DefineCommands() {
     app_.require_subcommand(0, 1);
     ids_ = app_.add_subcommand("ids", "List the Ids, the payload of each and which have a table.");
-    ids_->add_option("WORD", given_.ids.words, "Only Ids with this number or with this word in their name.");
+    ids_->add_option("WORD", given_.ids.words,
+                     "Only Ids with this number, or with this word in their name or in what they are.");
     ids_->add_flag("--table", given_.ids.only_tables, "Only Ids with a table.");
+
+    columns_ = app_.add_subcommand("columns", "Tell what the columns of tables mean.");
+    columns_->add_option(
+        "ID", given_.columns_of.words,
+        "An Id or its name, with the tables inside its table; 21/Data tells of that table alone, "
+        "21/ of the outer one. The default is all that is described.");
+    columns_->add_option("--type", given_.columns_type, "The layout of this name or number.")
+        ->type_name("TYPE")
+        ->take_last();
+    columns_
+        ->add_option("--to", given_.columns_to,
+                     "table (the default), json, markdown, or names (of the columns alone, each once).")
+        ->type_name("FORM")
+        ->take_last();
 
     schema_ = app_.add_subcommand("schema", "Print the definition of a message or an enumeration.");
     schema_->add_option("NAME", given_.schema.names, "Its name, or the Id that carries it.")->required();
-    schema_->add_flag("--all", given_.schema.all, "With all messages that it stands on.");
+    schema_->add_flag("--all", given_.schema.all, "With all messages that it uses.");
 
     number_ = app_.add_subcommand("number", "Unpack packed decimals, as JSON shows them.");
     number_->footer("VALUE...");
@@ -307,7 +366,11 @@ class CommandLine {
     number_->allow_extras();
 
     pack_ = app_.add_subcommand("pack", "Turn replies from protobuf text form to bytes.");
-    pack_->add_option("FILE", given_.pack.paths, "Files in text form; \"-\" is standard input.")->required();
+    pack_
+        ->add_option("FILE", given_.pack.paths,
+                     "Files in text form; \"-\" is standard "
+                     "input.")
+        ->required();
     pack_->add_option("-o,--output", given_.pack.output, "Write there instead of to standard output.")
         ->type_name("FILE")
         ->take_last();
@@ -318,7 +381,7 @@ class CommandLine {
         ->take_last();
     pack_->add_flag("--partial", given_.pack.partial,
                     "Let required fields be missing, for replies that are to fail.");
-    for (CLI::App* command : {ids_, schema_, number_, pack_})
+    for (CLI::App* command : {ids_, columns_, schema_, number_, pack_})
       command->set_help_flag("-h,--help", "Print this help.");
   }
 
@@ -333,9 +396,13 @@ class CommandLine {
                                    {{"--to", WordsOf(kTo)},
                                     {"--from", WordsOf(kFrom)},
                                     {"--type", types},
+                                    {"--header", WordsOf(kHeader)},
+                                    {"--time", WordsOf(kTime)},
                                     {"--color", WordsOf(kWhen)},
                                     {"--style", WordsOf(kStyle)},
                                     {"--progress", WordsOf(kWhen)},
+                                    {"columns --type", types},
+                                    {"columns --to", WordsOf(kColumns)},
                                     {"pack --to", WordsOf(kPack)}},
                                    given_.generate);
     if (text.empty())
@@ -366,6 +433,13 @@ class CommandLine {
     return fmt::format("\"{}\" is one argument too many", given);
   }
 
+  ColumnsRequest UnderstoodColumns() {
+    ColumnsRequest columns = given_.columns_of;
+    if (!given_.columns_type.empty()) columns.type = TypeOf(given_.columns_type);
+    columns.form = ValueOf(kColumns, given_.columns_to, "--to");
+    return columns;
+  }
+
   NumberRequest UnderstoodNumber() {
     NumberRequest number = given_.number;
     number.values = number_->remaining();
@@ -392,6 +466,7 @@ class CommandLine {
   }
 
   ShowRequest UnderstoodShow() {
+    if (!given_.unpack.empty() && given_.unpack != "-") TakeBackFile();
     ShowRequest show;
     show.paths = given_.paths;
     show.strict = given_.strict;
@@ -415,9 +490,23 @@ class CommandLine {
   static void RefuseMistypedCommand(const std::string& word) {
     if (word == "-" || word.find_first_of("./") != std::string::npos || access(word.c_str(), F_OK) == 0)
       return;
-    const std::string near = DidYouMean(word, {"ids", "schema", "number", "pack"});
+    const std::string near = DidYouMean(word, {"ids", "columns", "schema", "number", "pack"});
     if (!near.empty() || word == "help")
       throw UsageError(fmt::format("no file or command is called \"{}\"{}", word, near));
+  }
+
+  replies::Unpack UnderstoodUnpack() const {
+    if (unpack_->count() == 0) return {};
+    if (given_.unpack.empty()) return {true, {}};
+    return {false, SplitAtCommas(given_.unpack, "--unpack")};
+  }
+
+  // The value of --unpack may be left out: a word behind it that is no list of names is a FILE.
+  void TakeBackFile() {
+    if (given_.unpack.find_first_of("./") == std::string::npos && access(given_.unpack.c_str(), F_OK) != 0)
+      return;
+    given_.paths.insert(given_.paths.begin(), given_.unpack);
+    given_.unpack.clear();
   }
 
   void UnderstandView(View* view) {
@@ -429,6 +518,10 @@ class CommandLine {
     view->table_or_nothing = given_.table;
     if (!given_.type.empty()) view->type = TypeOf(given_.type);
     view->path = given_.path;
+    view->header = ValueOf(kHeader, given_.header, "--header");
+    view->iso_times = ValueOf(kTime, given_.time, "--time");
+    if (given_.decode) view->decode = UnderstoodUnpack();
+    if (!given_.decode && unpack_->count() != 0) throw UsageError("--unpack takes --decode with it");
     if (!given_.columns.empty()) view->columns = SplitAtCommas(given_.columns);
     constexpr int64_t kMost = std::numeric_limits<int32_t>::max();
     if (!given_.head.empty()) view->head = NumberOf(given_.head, "--head", 0, kMost);
@@ -448,16 +541,20 @@ class CommandLine {
     if (view.to != To::kJson && view.to != To::kPretty && view.to != To::kText && view.to != To::kSummary)
       return;
     const bool summary = view.to == To::kSummary;
-    if ((view.type && !summary) || !view.path.empty() || !view.columns.empty() || view.head >= 0 ||
-        view.tail >= 0) {
-      throw UsageError(summary ? "a summary takes no --path, --columns, --head or --tail"
-                               : "--type, --path, --columns, --head and --tail choose from a table; take "
-                                 "--to table, ndjson or csv");
+    if ((view.type && !summary) || view.decode || !view.path.empty() || !view.columns.empty() ||
+        view.head >= 0 || view.tail >= 0) {
+      throw UsageError(
+          summary
+              ? "a summary takes no --decode, --path, --columns, --head or --tail"
+              : "--type, --decode, --path, --columns, --head and --tail choose from a table; take --to table, ndjson "
+                "or csv");
     }
   }
 
   CLI::App app_;
+  CLI::Option* unpack_ = nullptr;
   CLI::App* ids_ = nullptr;
+  CLI::App* columns_ = nullptr;
   CLI::App* schema_ = nullptr;
   CLI::App* number_ = nullptr;
   CLI::App* pack_ = nullptr;

@@ -13,6 +13,7 @@ namespace tesview {
 
 void Answer(const ShowRequest& request, Output* output, ExitCode* code);
 void Answer(const IdsRequest& request, Output* output, ExitCode* code);
+void Answer(const ColumnsRequest& request, Output* output, ExitCode* code);
 void Answer(const SchemaRequest& request, Output* output, ExitCode* code);
 void Answer(const NumberRequest& request, Output* output, ExitCode* code);
 void Answer(const PackRequest& request, Output* output, ExitCode* code);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 
+#include "replies/columns.h"
 #include "replies/layouts.h"
 #include "replies/suggest.h"
 #include "replies/vocabulary.h"
@@ -12,6 +13,7 @@
 
 namespace tesview {
 
+using replies::DescribePayload;
 using replies::DidYouMean;
 using replies::HasTable;
 using replies::LowerCase;
@@ -31,6 +33,9 @@ bool Matches(const Payload& payload, const std::vector<std::string>& words) {
   if (words.empty()) return true;
   return std::any_of(words.begin(), words.end(), [&](const std::string& word) {
     if (IsNumber(word)) return std::to_string(payload.id) == word;
+    const auto* told = DescribePayload(payload.id);
+    if (told != nullptr && LowerCase(told->english.text).find(LowerCase(word)) != std::string::npos)
+      return true;
     return LowerCase(payload.name).find(LowerCase(word)) != std::string::npos ||
            LowerCase(payload.field).find(LowerCase(word)) != std::string::npos;
   });
@@ -47,6 +52,25 @@ std::string TableForms(int32_t id) {
   return forms + ", " + types;
 }
 
+// The envelope's own fields are no payload.
+bool HasPayload(const Payload& payload) {
+  return !payload.field.empty() && payload.field != "Id" && payload.field != "Obj" &&
+         payload.field != "ObjCount";
+}
+
+// The forms of table that an Id has; what has none can be had by the schema alone.
+std::string FormsOf(const Payload& payload) {
+  std::string forms = TableForms(payload.id);
+  return forms.empty() && HasPayload(payload) ? "--decode" : forms;
+}
+
+std::string Line(std::string_view id, std::string_view payload, std::string_view forms,
+                 std::string_view family, std::string_view english) {
+  std::string line = fmt::format("{:>5}  {:<40}  {:<29}  {:<17}  {}", id, payload, forms, family, english);
+  line.erase(line.find_last_not_of(' ') + 1);
+  return line + "\n";
+}
+
 }  // namespace
 
 void Answer(const IdsRequest& request, Output* output, ExitCode* code) {
@@ -55,11 +79,12 @@ void Answer(const IdsRequest& request, Output* output, ExitCode* code) {
     if (!Matches(payload, request.words)) continue;
     const std::string forms = TableForms(payload.id);
     if (request.only_tables && forms.empty()) continue;
-    if (!any) output->Write(fmt::format("{:>5}  {:<40}  {}\n", "Id", "payload", "table"));
+    const auto* told = DescribePayload(payload.id);
+    const std::string family(told == nullptr ? "" : told->family);
+    const std::string english = told == nullptr ? "" : told->english.Marked();
+    if (!any) output->Write(Line("Id", "payload", "columns", "family", "what it is"));
     any = true;
-    std::string line = fmt::format("{:>5}  {:<40}  {}", payload.id, payload.name, forms);
-    line.erase(line.find_last_not_of(' ') + 1);
-    output->Write(line + "\n");
+    output->Write(Line(fmt::format("{}", payload.id), payload.name, FormsOf(payload), family, english));
   }
   if (any) return;
   std::vector<std::string> names;

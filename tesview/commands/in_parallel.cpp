@@ -43,24 +43,15 @@ class Workers {
     sigset_t before;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before);
-    try {
-      for (int i = 0; i < threads; ++i)
-        threads_.emplace_back([this] { Work(); });
-    } catch (const std::system_error&) {
-      // The machine has no more of them.
+    // Where there is no room for one more there is none for what they do, either: half of them leaves some.
+    for (size_t wanted = static_cast<size_t>(threads); !Start(wanted);) {
+      wanted = threads_.size() / 2;
+      Stop();
     }
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
   }
 
-  ~Workers() {
-    {
-      const std::lock_guard<std::mutex> lock(mutex_);
-      stop_ = true;
-    }
-    changed_.notify_all();
-    for (std::thread& thread : threads_)
-      thread.join();
-  }
+  ~Workers() { Stop(); }
   Workers(const Workers&) = delete;
   Workers& operator=(const Workers&) = delete;
 
@@ -100,6 +91,29 @@ class Workers {
   }
 
  private:
+  // False if not so many can be started; those that were are there.
+  bool Start(size_t threads) {
+    stop_ = false;
+    try {
+      while (threads_.size() < threads)
+        threads_.emplace_back([this] { Work(); });
+    } catch (const std::system_error&) {
+      return false;
+    }
+    return true;
+  }
+
+  void Stop() {
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      stop_ = true;
+    }
+    changed_.notify_all();
+    for (std::thread& thread : threads_)
+      thread.join();
+    threads_.clear();
+  }
+
   // Until a failure, too. A signal does not wake this thread from a condition, hence the short waits.
   template <class Condition>
   void WaitWhile(std::unique_lock<std::mutex>* lock, Condition condition) {
@@ -205,8 +219,8 @@ void ShowInParallel(const View& view, int threads, ReplyFiles* files, Printer* p
   if (threads == 1) return ShowOneByOne(view, files, printer);
   Workers workers(view, threads, printer);
   if (workers.threads() < static_cast<size_t>(threads)) {
-    Complain(
-        fmt::format("{} of the {} threads that --jobs asks for can be started", workers.threads(), threads));
+    Complain(fmt::format("{} of the {} threads that --jobs asks for are used: there is no room for more",
+                         workers.threads(), threads));
   }
   if (workers.threads() == 0) return ShowOneByOne(view, files, printer);
   files->OnWait([&] { workers.Send(); });

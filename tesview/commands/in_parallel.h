@@ -1,8 +1,8 @@
 // Many replies shown at once and printed in the order of the input.
 //
 // The calling thread reads, so that a signal finds it in its read; others show, and whichever of them
-// finishes the reply that is next prints it. oneTBB's parallel_pipeline was tried for this: a thread that it
-// cannot start ends the process, and its input may run on a thread that no signal wakes.
+// finishes the reply that is next prints it. oneTBB's parallel_pipeline does not serve here: where it cannot
+// start a thread it ends the process, and its input may run on a thread that no signal wakes.
 #ifndef TESVIEW_COMMANDS_IN_PARALLEL_H_
 #define TESVIEW_COMMANDS_IN_PARALLEL_H_
 

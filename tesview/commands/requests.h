@@ -3,12 +3,13 @@
 #ifndef TESVIEW_COMMANDS_REQUESTS_H_
 #define TESVIEW_COMMANDS_REQUESTS_H_
 
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <variant>
 #include <vector>
 
-#include "replies/reply_reader.h"
+#include "replies/form.h"
 #include "tesview/show/view.h"
 
 namespace tesview {
@@ -27,6 +28,14 @@ struct ShowRequest {
 struct IdsRequest {
   std::vector<std::string> words;
   bool only_tables = false;
+};
+
+enum class ColumnsForm { kTable, kJson, kMarkdown, kNames };
+
+struct ColumnsRequest {
+  std::vector<std::string> words;  // "21", "QuoteKlineSingle/Data"; empty for all
+  std::optional<TPType> type;
+  ColumnsForm form = ColumnsForm::kTable;
 };
 
 struct SchemaRequest {
@@ -54,8 +63,8 @@ struct PrintRequest {
   std::string text;
 };
 
-using Request =
-    std::variant<ShowRequest, IdsRequest, SchemaRequest, NumberRequest, PackRequest, PrintRequest>;
+using Request = std::variant<ShowRequest, IdsRequest, ColumnsRequest, SchemaRequest, NumberRequest,
+                             PackRequest, PrintRequest>;
 
 // Wrong usage: one sentence.
 class UsageError : public std::runtime_error {

@@ -2,6 +2,10 @@
 
 #include <cmath>
 #include <cstring>
+#include <optional>
+
+#include "replies/times.h"
+#include "tesparser/tesparser.h"
 
 namespace tesview {
 
@@ -34,9 +38,44 @@ char* WriteDecimalOf(char* to, const void* numbers, int element) {
   return WriteDecimal(to, value.mantissa(), value.decimals());
 }
 
+// The whole number that an element is; none where it is no whole number or too large for one.
+std::optional<int64_t> WholeNumberOf(const Column& column, const void* numbers, int element) {
+  double value = 0;
+  switch (column.type) {
+    case Type::kInt32: return Element<int32_t>(numbers, element);
+    case Type::kUint32: return Element<uint32_t>(numbers, element);
+    case Type::kInt64:
+      if (!column.told->Is("packed")) return Element<int64_t>(numbers, element);
+      value = TesparserInt64ToDouble(Element<int64_t>(numbers, element), nullptr);
+      break;
+    case Type::kDouble: value = Element<double>(numbers, element); break;
+    default: return std::nullopt;
+  }
+  constexpr double kBeyond = 1e17;  // later than any time
+  if (!(value > -kBeyond && value < kBeyond) || std::trunc(value) != value) return std::nullopt;
+  return static_cast<int64_t>(value);
+}
+
+const replies::Told& KindOf(const Column& column, int element) {
+  for (const replies::ElementDescription& each : column.told->elements) {
+    if (each.index == element) return each.kind;
+  }
+  return column.told->kind;
+}
+
+// Null if the value is no time.
+char* WriteIsoTime(char* to, const Column& column, const void* numbers, int element) {
+  const auto value = WholeNumberOf(column, numbers, element);
+  if (!value) return nullptr;
+  return replies::WriteTime(to, replies::TimeKindOf(KindOf(column, element), *value), *value);
+}
+
 }  // namespace
 
 char* WriteNumber(char* to, const Column& column, const void* numbers, int element) {
+  if (column.iso_times) {
+    if (char* end = WriteIsoTime(to, column, numbers, element)) return end;
+  }
   switch (column.type) {
     case Type::kInt8: return WriteSigned<int8_t>(to, numbers, element);
     case Type::kInt16: return WriteSigned<int16_t>(to, numbers, element);
@@ -56,6 +95,13 @@ char* WriteNumber(char* to, const Column& column, const void* numbers, int eleme
 }
 
 char* WriteJsonNumber(char* to, const Column& column, const void* numbers, int element) {
+  if (column.iso_times) {
+    if (char* end = WriteIsoTime(to + 1, column, numbers, element)) {
+      *to = '"';
+      *end = '"';
+      return end + 1;
+    }
+  }
   // Most cells are of these two types.
   if (column.type == Type::kInt64) return WriteSigned<int64_t>(to, numbers, element);
   if (column.type == Type::kDouble) {
@@ -73,6 +119,12 @@ char* WriteJsonNumber(char* to, const Column& column, const void* numbers, int e
 void AppendNumber(std::string* to, const Column& column, const void* numbers, int element) {
   char digits[kNumberRoom];
   to->append(digits, WriteNumber(digits, column, numbers, element));
+}
+
+void AppendRounded(std::string* to, const Column& column, const void* numbers, int element) {
+  if (column.type != Type::kDouble || column.iso_times) return AppendNumber(to, column, numbers, element);
+  char digits[kNumberRoom];
+  to->append(digits, WriteRounded(digits, Element<double>(numbers, element)));
 }
 
 std::string_view BinaryOf(TableView table, int row, const Column& column) {

@@ -25,6 +25,9 @@ char* WriteJsonNumber(char* to, const Column& column, const void* numbers, int e
 // WriteNumber() at the end of a text.
 void AppendNumber(std::string* to, const Column& column, const void* numbers, int element);
 
+// The same for people, doubles in at most 15 significant digits.
+void AppendRounded(std::string* to, const Column& column, const void* numbers, int element);
+
 // Null if the cell holds no text.
 inline const char* TextOf(tsl_base::TableView table, int row, const Column& column) {
   return table_get_str(table.get(), row, column.index);

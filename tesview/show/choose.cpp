@@ -24,7 +24,7 @@ std::string PathsBelow(Layout* layout) {
 
 }  // namespace
 
-Choice::Choice(const View& view) : view_(view) {
+Choice::Choice(const View& view, const TableKind& kind) : view_(view), layouts_(kind) {
   for (const std::string& name : view.columns)
     wanted_.emplace(name, wanted_.size());
 }

@@ -32,7 +32,9 @@ enum class Part {
 // The choice in the tables of one reply, which lives at least as long. One thread at a time.
 class Choice {
  public:
-  explicit Choice(const View& view);
+  Choice(const View& view, const TableKind& kind);
+
+  const TableKind& kind() const { return layouts_.kind(); }
 
   // Walks over the table and all inside it, for what was chosen of them; throws TooMuch where that is too
   // many or would give too much output. Tables that were not walked over have no part that is kChosen.

@@ -6,6 +6,7 @@
 #include <unordered_set>
 
 #include "replies/text.h"
+#include "replies/times.h"
 
 namespace tesview {
 
@@ -44,14 +45,59 @@ bool HasColumns(TableView table, const std::vector<Column>& columns) {
   return true;
 }
 
-Layout::Layout(TableView table) : table_(table), cols_(table.cols()) {
+namespace {
+
+// As a column spec has it: "53q".
+std::string LetterOf(const ColumnInfo& info) {
+  constexpr std::string_view kLetters = "?chiqfdsbCHIQtTPV";
+  const auto code = static_cast<size_t>(info.type);
+  std::string letter = info.count > 1 ? fmt::format("{}", info.count) : "";
+  return letter + (code < kLetters.size() ? kLetters[code] : '?');
+}
+
+bool Describes(const replies::TableDescription& told, TableView table) {
+  if (told.columns.size() != static_cast<size_t>(table.cols())) return false;
+  for (int c = 0; c < table.cols(); ++c) {
+    const replies::ColumnDescription& column = told.columns[static_cast<size_t>(c)];
+    const ColumnInfo info = table.column(c);
+    if (info.name != column.name || LetterOf(info) != column.letter) return false;
+  }
+  return true;
+}
+
+// Tables of one kind that have the same columns are told alike, so the columns say which one it is.
+const replies::TableDescription* DescriptionOf(TableView table, const TableKind& kind) {
+  if (kind.id == 0) return nullptr;
+  for (const replies::TableDescription& told : replies::DescribedTables()) {
+    if (told.id == kind.id && told.type == kind.type && Describes(told, table)) return &told;
+  }
+  return nullptr;
+}
+
+bool MayHoldTimes(const replies::ColumnDescription& told) {
+  if (told.letter == "s") return false;
+  bool may = replies::IsTime(told.kind);
+  for (const replies::ElementDescription& element : told.elements)
+    may = may || replies::IsTime(element.kind);
+  return may;
+}
+
+}  // namespace
+
+Layout::Layout(TableView table, const TableKind& kind) : table_(table), kind_(kind), cols_(table.cols()) {
   for (int col = 0; col < cols_; ++col) {
     if (table.column(col).type == tsl_base::Type::kTable) tables_.push_back(col);
   }
 }
 
 const std::vector<Column>& Layout::columns() {
-  if (columns_.empty()) columns_ = ColumnsOf(table_);
+  if (!columns_.empty()) return columns_;
+  columns_ = ColumnsOf(table_);
+  const replies::TableDescription* told = DescriptionOf(table_, kind_);
+  for (size_t i = 0; told != nullptr && i < columns_.size(); ++i) {
+    columns_[i].told = &told->columns[i];
+    columns_[i].iso_times = kind_.iso_times && MayHoldTimes(told->columns[i]);
+  }
   return columns_;
 }
 
@@ -62,7 +108,7 @@ bool Layout::IsLike(Layout* other) {
 Layout& Layouts::Of(TableView table) {
   const char* spec = SpecOf(table);
   if (spec != last_spec_) {
-    last_ = &by_spec_.try_emplace(spec, table).first->second;
+    last_ = &by_spec_.try_emplace(spec, table, kind_).first->second;
     last_spec_ = spec;
   }
   return *last_;

@@ -3,10 +3,13 @@
 #ifndef TESVIEW_SHOW_COLUMNS_H_
 #define TESVIEW_SHOW_COLUMNS_H_
 
+#include <cstdint>
 #include <string>
+#include <tuple>
 #include <unordered_map>
 #include <vector>
 
+#include "replies/columns.h"
 #include "tsl_base/table.hpp"
 
 namespace tesview {
@@ -18,6 +21,8 @@ struct Column {
   tsl_base::Type type = tsl_base::Type::kNothing;
   int count = 0;  // elements of a cell
   bool counted = false;
+  const replies::ColumnDescription* told = nullptr;  // what is told of it; null where nothing is
+  bool iso_times = false;                            // its numbers may be times, to be written as such
 
   bool is_table() const { return type == tsl_base::Type::kTable; }
   bool is_number() const {
@@ -27,6 +32,17 @@ struct Column {
 };
 
 std::vector<Column> ColumnsOf(tsl_base::TableView table);
+
+// Which tables these are, for what is told of their columns.
+struct TableKind {
+  int32_t id = 0;  // 0 for tables that nothing is told of
+  int type = 0;    // of the layout; 0 for that of the Id
+  bool iso_times = false;
+
+  bool operator<(const TableKind& other) const {
+    return std::tie(id, type, iso_times) < std::tie(other.id, other.type, other.iso_times);
+  }
+};
 
 // Whether the table's columns are these, all of them; cheaper than ColumnsOf().
 bool HasColumns(tsl_base::TableView table, const std::vector<Column>& columns);
@@ -40,7 +56,7 @@ inline const char* SpecOf(tsl_base::TableView table) {
 class Layout {
  public:
   // `table` lives as long as the layout is used.
-  explicit Layout(tsl_base::TableView table);
+  Layout(tsl_base::TableView table, const TableKind& kind);
 
   int cols() const { return cols_; }
   // The indices of the columns of tables.
@@ -52,6 +68,7 @@ class Layout {
 
  private:
   tsl_base::TableView table_;
+  TableKind kind_;
   int cols_;
   std::vector<int> tables_;
   std::vector<Column> columns_;
@@ -60,9 +77,12 @@ class Layout {
 // The layouts of all tables of one reply, which lives at least as long. One thread at a time.
 class Layouts {
  public:
+  explicit Layouts(const TableKind& kind) : kind_(kind) {}
+  const TableKind& kind() const { return kind_; }
   Layout& Of(tsl_base::TableView table);
 
  private:
+  TableKind kind_;
   std::unordered_map<const char*, Layout> by_spec_;
   const char* last_spec_ = nullptr;
   Layout* last_ = nullptr;

@@ -12,6 +12,7 @@
 #include "replies/text.h"
 #include "tesview/show/cells.h"
 #include "tesview/show/limits.h"
+#include "tesview/show/taken_names.h"
 
 namespace tesview {
 
@@ -28,6 +29,7 @@ class CsvLevel;
 // A column of one level of the nesting, whichever tables have it.
 struct CsvColumn {
   std::string name;
+  int index = 0;           // in the first table that had it
   bool has_field = false;  // where it holds no tables, or nothing is inside them
   size_t field = 0;        // its place in a line
   std::unique_ptr<CsvLevel> inner;
@@ -65,30 +67,40 @@ class CsvLevel {
     }
   }
 
-  // The bytes of the names of all fields.
+  // The bytes of the names of all fields; throws TooMuch before they are made.
   size_t SizeOfNames(size_t prefix) const {
     size_t size = 0;
     for (const CsvColumn& column : columns_) {
       const size_t name = prefix + column.name.size() + 1;
       size += name;
       if (column.inner != nullptr) size += column.inner->SizeOfNames(name);
-      CheckSize(size);
+      // They are held twice, for the header and to find those that are taken.
+      CheckSize(2 * size);
     }
     return size;
   }
 
   // Gives every column its field, those inside tables where the column of the tables is.
-  void Number(const std::string& prefix, size_t* fields, std::string* header) {
-    for (CsvColumn& column : columns_) {
+  void Number(const std::string& prefix, std::unordered_set<std::string>* taken, size_t* fields,
+              std::string* header) {
+    // Outer columns keep their names where inner ones would have the same.
+    std::vector<std::string> names;
+    for (const CsvColumn& column : columns_) {
+      names.push_back(FreeName(prefix + column.name, column.index,
+                               [&](const std::string& name) { return taken->count(name) != 0; }));
+      taken->insert(names.back());
+    }
+    for (size_t c = 0; c < columns_.size(); ++c) {
+      CsvColumn& column = columns_[c];
+      const std::string& name = names[c];
       const bool has_inner = column.inner != nullptr && !column.inner->columns_.empty();
-      const std::string name = prefix + column.name;
       column.has_field = column.has_field || !has_inner;
       if (column.has_field) {
         column.field = (*fields)++;
         if (column.field != 0) *header += ',';
         AppendCsvField(header, name);
       }
-      if (has_inner) column.inner->Number(name + ".", fields, header);
+      if (has_inner) column.inner->Number(name + ".", taken, fields, header);
     }
   }
 
@@ -112,7 +124,7 @@ class CsvLevel {
  private:
   void Add(const Column& column) {
     const auto [at, is_new] = known_.try_emplace(column.name, columns_.size());
-    if (is_new) columns_.push_back({column.name, false, 0, nullptr});
+    if (is_new) columns_.push_back({column.name, column.index, false, 0, nullptr});
     CsvColumn& known = columns_[at->second];
     if (!column.is_table()) {
       known.has_field = true;
@@ -214,7 +226,8 @@ void RenderCsv(Choice* choice, const Item& item, TableView table, std::string* h
     start += fmt::format("{},", item.reply.number);
   }
   size_t fields = 0;
-  level.Number("", &fields, header);
+  std::unordered_set<std::string> taken;
+  level.Number("", &taken, &fields, header);
   *header += '\n';
   CsvLines(choice, start, fields, out).Table(choice->whole(), table, &level);
 }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include "tesview/show/buffer.h"
 #include "tesview/show/cells.h"
 #include "tesview/show/limits.h"
+#include "tesview/show/taken_names.h"
 
 namespace tesview {
 
@@ -23,8 +25,8 @@ using tsl_base::Type;
 
 namespace {
 
-// More Ids than have a table; the count is bounded as a hostile stream may have any Id.
-constexpr size_t kMostIds = 64;
+// More than there are tables of; the count is bounded as a hostile stream may have any Id.
+constexpr size_t kMostKinds = 64;
 // Layouts of one place that are kept; only wire tables have several.
 constexpr size_t kMostPlans = 8;
 // Room for lines, and for plans, that is kept from one reply to the next.
@@ -49,6 +51,7 @@ struct NdjsonPlan;
 struct NdjsonReply {
   uint64_t number = 0;  // of the replies that this thread renders
   size_t key_bytes = 0;
+  std::vector<const NdjsonPlan*> outer;  // the plans of the tables around the one that is planned
 };
 
 // The plans of the tables at one place of the nesting. Kept from one table to the next: most of them are
@@ -68,11 +71,13 @@ class NdjsonPlans {
 
 // The columns of a table, with their keys ready to be written.
 struct NdjsonPlan {
-  bool all = true;                 // no columns are left out
-  uint64_t reply = 0;              // the last one that had tables of this plan
-  const char* spec = nullptr;      // of its tables
-  std::vector<Column> columns;     // that are shown
-  std::vector<std::string> keys;   // ",\"Data.ShiJian\":"
+  bool all = true;                // no columns are left out
+  uint64_t reply = 0;             // the last one that had tables of this plan
+  const char* spec = nullptr;     // of its tables
+  std::vector<Column> columns;    // that are shown
+  std::vector<std::string> keys;  // ",\"Data.ShiJian\":"
+  // Those of its names with a point in them: only such a name can be that of a column inside.
+  std::unordered_set<std::string> dotted;
   std::vector<std::string> paths;  // of columns of tables, as paths go on: "/Data/"
   std::vector<NdjsonPlans> inner;
   bool has_tables = false;
@@ -80,16 +85,25 @@ struct NdjsonPlan {
 
 NdjsonPlan NdjsonPlans::Make(const std::vector<const Column*>& shown, NdjsonReply* reply) const {
   NdjsonPlan plan;
+  std::unordered_set<std::string> names;
+  const auto is_taken = [&](const std::string& name) {
+    return names.count(name) != 0 ||
+           std::any_of(reply->outer.begin(), reply->outer.end(),
+                       [&](const NdjsonPlan* outer) { return outer->dotted.count(name) != 0; });
+  };
   for (const Column* column : shown) {
-    // The name, its key, and the prefix of what is inside.
-    reply->key_bytes += 2 * prefix_.size() + 3 * column->name.size();
+    // The column, its name while the others are made, its key, and the prefix of what is inside.
+    reply->key_bytes += 3 * prefix_.size() + 5 * column->name.size();
     CheckSize(reply->key_bytes);
     plan.columns.push_back(*column);
+    const std::string name = FreeName(prefix_ + column->name, column->index, is_taken);
+    names.insert(name);
     std::string key = ",";
-    AppendJsonString(&key, prefix_ + column->name);
+    AppendJsonString(&key, name);
     plan.keys.push_back(key + ":");
+    if (column->name.find('.') != std::string::npos) plan.dotted.insert(name);
     plan.paths.push_back(column->is_table() ? "/" + EscapedInJson(column->name) + "/" : "");
-    plan.inner.emplace_back(column->is_table() ? prefix_ + column->name + "." : "");
+    plan.inner.emplace_back(column->is_table() ? name + "." : "");
     plan.has_tables = plan.has_tables || column->is_table();
   }
   return plan;
@@ -271,7 +285,9 @@ class NdjsonLines {
       char number[kNumberRoom];
       place_.append(number, WriteInteger(number, static_cast<int64_t>(row)));
       place_ += plan->paths[c];
+      reply_->outer.push_back(plan);
       Table(inside, child, &plan->inner[c]);
+      reply_->outer.pop_back();
       place_.resize(place);
     }
   }
@@ -287,14 +303,14 @@ class NdjsonLines {
 
 // What a thread keeps from one reply to the next.
 struct NdjsonKept {
-  std::map<int32_t, NdjsonPlans> plans;  // by Id
+  std::map<TableKind, NdjsonPlans> plans;
   size_t plan_bytes = 0;
   uint64_t replies = 0;
   Buffer lines;
 
   // Not what an unusual reply made large.
   void Trim() {
-    if (plans.size() <= kMostIds && plan_bytes <= kMostPlansKept) return;
+    if (plans.size() <= kMostKinds && plan_bytes <= kMostPlansKept) return;
     plans.clear();
     plan_bytes = 0;
   }
@@ -322,7 +338,7 @@ void RenderNdjson(Choice* choice, const Item& item, int32_t id, const std::strin
   Buffer lines = std::exchange(kept.lines, Buffer());
   lines.Shorten(0);
   const std::string start = "{" + Origin(item, id) + ",\"_row\":\"";
-  NdjsonPlans* plans = &kept.plans.try_emplace(id, "").first->second;
+  NdjsonPlans* plans = &kept.plans.try_emplace(choice->kind(), "").first->second;
   try {
     NdjsonLines(choice, &reply, start, path.empty() ? "" : EscapedInJson(path + "/"), &lines)
         .Table(choice->whole(), table, plans);

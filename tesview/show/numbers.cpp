@@ -3,12 +3,15 @@
 #include <fmt/compile.h>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstring>
 
 namespace tesview {
 namespace {
+
+constexpr int kMostDigits = 15;
 
 // More places than this are no number that anybody shows; a hostile count must not become a long text.
 constexpr unsigned kMostPlaces = 30;
@@ -22,6 +25,17 @@ char* WriteTwoDigits(char* to, unsigned value) {
   to[0] = static_cast<char>('0' + value / 10);
   to[1] = static_cast<char>('0' + value % 10);
   return to + 2;
+}
+
+// Of a number as text: without zeros before the first digit and behind the last one.
+std::ptrdiff_t SignificantDigits(const char* begin, const char* end) {
+  end = std::find(begin, end, 'e');
+  const auto counts = [](char c) { return c >= '1' && c <= '9'; };
+  const char* first = std::find_if(begin, end, counts);
+  const char* last = end;
+  while (last != first && !counts(last[-1]))
+    --last;
+  return std::count_if(first, last, [](char c) { return c >= '0' && c <= '9'; });
 }
 
 // `value` / 10000 without zeros at the end.
@@ -67,6 +81,12 @@ char* WriteFloating(char* to, float value) {
   constexpr float kMost = 1 << 24;
   const bool whole = value > -kMost && value < kMost && value == std::trunc(value) && value != 0;
   return whole ? WriteInteger(to, static_cast<int64_t>(value)) : WriteShortest(to, value);
+}
+
+char* WriteRounded(char* to, double value) {
+  char* const end = WriteFloating(to, value);
+  if (SignificantDigits(to, end) <= kMostDigits) return end;
+  return fmt::format_to(to, FMT_COMPILE("{:.{}g}"), value, kMostDigits);
 }
 
 char* WriteDecimal(char* to, int64_t mantissa, unsigned places) {

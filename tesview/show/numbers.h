@@ -16,6 +16,9 @@ char* WriteInteger(char* to, uint64_t value);
 // In the fewest digits that give the same number back; "inf", "-inf" and "nan" as well.
 char* WriteFloating(char* to, double value);
 char* WriteFloating(char* to, float value);
+// In at most 15 significant digits, for people: 10.04, not 10.040000000000001. A decimal number of up to 15
+// digits comes out of a double as it went in.
+char* WriteRounded(char* to, double value);
 // mantissa / 10^places, with as many places.
 char* WriteDecimal(char* to, int64_t mantissa, unsigned places);
 

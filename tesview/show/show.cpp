@@ -3,9 +3,15 @@
 #include <fmt/format.h>
 
 #include <new>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
 
+#include "replies/decode.h"
 #include "replies/diagnosis.h"
 #include "replies/layouts.h"
+#include "replies/parse_reply.h"
 #include "replies/suggest.h"
 #include "replies/text.h"
 #include "replies/text_form.h"
@@ -26,6 +32,8 @@ namespace tesview {
 using replies::BytesToText;
 using replies::DidYouMean;
 using replies::FindId;
+using replies::FindPayload;
+using replies::HasTable;
 using replies::IdWithName;
 using replies::NameOfType;
 using replies::Printable;
@@ -38,8 +46,59 @@ using tsl_base::TableView;
 
 namespace {
 
-Table MakeTable(const View& view, const std::string& bytes) {
-  return Table(view.type ? TesparserPB2TableType(bytes, *view.type) : TesparserPB2Table(bytes));
+// The layout that shows an Id without one of its own, if there is exactly one.
+std::optional<TPType> OnlyLayoutOf(int32_t id) {
+  // Finding out takes a few replies; what has no name has no layout.
+  if (FindPayload(id) == nullptr) return std::nullopt;
+  thread_local std::unordered_map<int32_t, std::optional<TPType>> known;
+  const auto [at, is_new] = known.try_emplace(id);
+  if (!is_new || HasTable(id)) return at->second;
+  const std::vector<TPType> types = TypedLayoutsOf(id);
+  // Of the sixteen indicators only the first is told.
+  if (types.size() == 1 && types[0] != TPTypeZhiBiao1) at->second = types[0];
+  return at->second;
+}
+
+// A reply as a table.
+struct Rendered {
+  int32_t id = 0;
+  Table table;
+  std::optional<TPType> type;  // the layout that was taken, null for that of the Id
+  bool decoded = false;        // by the schema alone
+  std::string error;           // why that gave no table
+};
+
+TableKind KindOf(const View& view, const Rendered& rendered) {
+  if (rendered.decoded) return {};
+  return {rendered.id, rendered.type ? static_cast<int>(*rendered.type) : 0, view.iso_times};
+}
+
+// Why there is no table.
+std::string WhyNone(const Rendered& rendered, const std::string& bytes) {
+  return rendered.decoded ? rendered.error : WhyNoTable(bytes, rendered.type);
+}
+
+Rendered Decoded(const replies::Unpack& unpack, const std::string& bytes) {
+  Rendered rendered;
+  rendered.decoded = true;
+  FindId(bytes, &rendered.id);
+  const auto reply = replies::ParseReply(bytes, &rendered.error);
+  if (reply != nullptr) rendered.table = replies::DecodePayload(*reply, unpack, &rendered.error);
+  return rendered;
+}
+
+Rendered MakeTable(const View& view, const std::string& bytes) {
+  if (view.decode) return Decoded(*view.decode, bytes);
+  Rendered rendered;
+  rendered.type = view.type;
+  FindId(bytes, &rendered.id);
+  if (!view.type) {
+    rendered.table = Table(TesparserPB2Table(bytes));
+    if (rendered.table) return rendered;
+    rendered.type = OnlyLayoutOf(rendered.id);
+  }
+  if (rendered.type) rendered.table = Table(TesparserPB2TableType(bytes, *rendered.type));
+  return rendered;
 }
 
 // Which reply this is, over what is shown of it.
@@ -87,59 +146,62 @@ void ShowJson(const View& view, const Item& item, Shown* shown) {
   shown->out = view.to == To::kPretty ? PrettyJson(json, view.color) : json + "\n";
 }
 
+// Nothing of a table was asked for, so that JSON may be shown in its place.
+bool IsWhole(const View& view) {
+  return !view.table_or_nothing && !view.type && !view.decode && view.path.empty() && view.columns.empty();
+}
+
 // For people, in the place of a table.
-void ShowInsteadOfTable(const View& view, const Item& item, int32_t id, Shown* shown) {
-  const std::string json = TesparserPB2Json(item.reply.bytes);
-  if (json.empty() || view.table_or_nothing || view.type || !view.path.empty() || !view.columns.empty()) {
-    shown->error = WhyNoTable(item.reply.bytes, view.type);
+void ShowInsteadOfTable(const View& view, const Item& item, const Rendered& rendered, Shown* shown) {
+  const std::string json = IsWhole(view) ? TesparserPB2Json(item.reply.bytes) : std::string();
+  if (json.empty()) {
+    shown->error = WhyNone(rendered, item.reply.bytes);
     return;
   }
-  std::string why = WhyNoTableBriefly(item.reply.bytes);
-  const auto layouts = TypedLayoutsOf(id);
-  if (!layouts.empty()) why += fmt::format(" (--type {} gives one)", NameOfType(layouts[0]));
-  shown->out = Title(view, item, id, fmt::format("{}, as JSON, {} bytes", why, item.reply.bytes.size())) +
-               PrettyJson(json, view.color);
+  std::string why = rendered.type ? fmt::format("nothing to show as type {}", NameOfType(*rendered.type))
+                                  : WhyNoTableBriefly(item.reply.bytes);
+  const auto layouts = TypedLayoutsOf(rendered.id);
+  if (!layouts.empty() && !rendered.type)
+    why += fmt::format(" (--type {} gives one)", NameOfType(layouts[0]));
+  shown->out =
+      Title(view, item, rendered.id, fmt::format("{}, as JSON, {} bytes", why, item.reply.bytes.size())) +
+      PrettyJson(json, view.color);
 }
 
 void ShowTable(const View& view, const Item& item, Shown* shown) {
-  int32_t id = 0;
-  FindId(item.reply.bytes, &id);
-  const Table root = MakeTable(view, item.reply.bytes);
-  if (!root) return ShowInsteadOfTable(view, item, id, shown);
-  Choice choice(view);
-  const TableView table = Chosen(&choice, root.view(), &shown->error);
+  const Rendered root = MakeTable(view, item.reply.bytes);
+  if (!root.table) return ShowInsteadOfTable(view, item, root, shown);
+  Choice choice(view, KindOf(view, root));
+  const TableView table = Chosen(&choice, root.table.view(), &shown->error);
   if (!table) return;
   shown->out =
-      Title(view, item, id, Figures(table, item.reply.bytes.size())) + RenderTable(view, &choice, table);
+      Title(view, item, root.id, Figures(table, item.reply.bytes.size())) + RenderTable(view, &choice, table);
 }
 
 void ShowNdjson(const View& view, const Item& item, Shown* shown) {
-  int32_t id = 0;
-  FindId(item.reply.bytes, &id);
-  const Table root = MakeTable(view, item.reply.bytes);
-  if (root) {
-    Choice choice(view);
-    const TableView table = Chosen(&choice, root.view(), &shown->error);
-    if (table) RenderNdjson(&choice, item, id, view.path, table, &shown->out);
+  const Rendered root = MakeTable(view, item.reply.bytes);
+  if (root.table) {
+    Choice choice(view, KindOf(view, root));
+    const TableView table = Chosen(&choice, root.table.view(), &shown->error);
+    if (table) RenderNdjson(&choice, item, root.id, view.path, table, &shown->out);
     return;
   }
-  const bool whole = !view.table_or_nothing && !view.type && view.path.empty() && view.columns.empty();
-  const std::string json = whole ? TesparserPB2Json(item.reply.bytes) : std::string();
+  const std::string json = IsWhole(view) ? TesparserPB2Json(item.reply.bytes) : std::string();
   if (json.empty()) {
-    shown->error = WhyNoTable(item.reply.bytes, view.type);
+    shown->error = WhyNone(root, item.reply.bytes);
     return;
   }
-  RenderNdjsonWhole(item, id, json, &shown->out);
+  RenderNdjsonWhole(item, root.id, json, &shown->out);
 }
 
 void ShowCsv(const View& view, const Item& item, Shown* shown) {
-  const Table root = MakeTable(view, item.reply.bytes);
-  if (!root) {
-    shown->error = WhyNoTable(item.reply.bytes, view.type);
+  const Rendered root = MakeTable(view, item.reply.bytes);
+  if (!root.table) {
+    shown->error = WhyNone(root, item.reply.bytes);
     return;
   }
-  Choice choice(view);
-  const TableView table = Chosen(&choice, root.view(), &shown->error);
+  Choice choice(view, KindOf(view, root));
+  const TableView table = Chosen(&choice, root.table.view(), &shown->error);
   if (table) RenderCsv(&choice, item, table, &shown->header, &shown->out);
 }
 
@@ -150,7 +212,8 @@ void ShowSummary(const View& view, const Item& item, Shown* shown) {
     return;
   }
   shown->header = SummaryHeader(item);
-  shown->out = RenderSummary(item, id, view.type);
+  // An Id with a table of its own has no other one.
+  shown->out = RenderSummary(item, id, view.type ? view.type : OnlyLayoutOf(id));
 }
 
 void ShowText(const Item& item, Shown* shown) {

@@ -16,10 +16,14 @@ using replies::DisplayWidth;
 using replies::FindPayload;
 using replies::Payload;
 using replies::Printable;
+using replies::Vocabulary;
 using tsl_base::Table;
 using tsl_base::TableView;
 
 namespace {
+
+// Names of files are mostly shorter.
+constexpr size_t kLeastSourceWidth = 24;
 
 using Clock = std::chrono::steady_clock;
 
@@ -56,11 +60,23 @@ void Measure(TableView table, TreeSize* size) {
   }
 }
 
+// Of the longest name that an Id has.
+size_t PayloadWidth() {
+  static const size_t width = [] {
+    size_t longest = 0;
+    for (const Payload& payload : Vocabulary())
+      longest = std::max(longest, payload.name.size());
+    return longest;
+  }();
+  return width;
+}
+
 std::string Start(const Item& item, const std::string& source, const std::string& number) {
   std::string text;
   if (item.name_source) {
+    const size_t room = std::max(item.source_width, kLeastSourceWidth);
     const size_t width = DisplayWidth(source);
-    text += source + std::string(width < 24 ? 24 - width : 0, ' ') + "  ";
+    text += source + std::string(room > width ? room - width : 0, ' ') + "  ";
   }
   if (item.number_reply) text += fmt::format("{:>8}  ", number);
   return text;
@@ -70,9 +86,9 @@ std::string Start(const Item& item, const std::string& source, const std::string
 
 std::string SummaryHeader(const Item& item) {
   return Start(item, "file", "reply") +
-         fmt::format("{:>5}  {:<28}  {:>10}  {:>7}  {:>7}  {:>7}  {:>9}  {:>9}  {:>11}  {:>11}\n", "Id",
-                     "payload", "bytes", "rows", "columns", "tables", "all rows", "cells", "parse us",
-                     "convert us");
+         fmt::format("{:>5}  {:<{}}  {:>10}  {:>7}  {:>7}  {:>7}  {:>9}  {:>9}  {:>11}  {:>11}\n", "Id",
+                     "payload", PayloadWidth(), "bytes", "rows", "columns", "tables", "all rows", "cells",
+                     "parse us", "convert us");
 }
 
 std::string RenderSummary(const Item& item, int32_t id, std::optional<TPType> type) {
@@ -86,8 +102,8 @@ std::string RenderSummary(const Item& item, int32_t id, std::optional<TPType> ty
 
   const Payload* payload = FindPayload(id);
   std::string line = Start(item, Printable(item.source), fmt::format("{}", item.reply.number)) +
-                     fmt::format("{:>5}  {:<28}  {:>10}  ", id, payload == nullptr ? "?" : payload->name,
-                                 item.reply.bytes.size());
+                     fmt::format("{:>5}  {:<{}}  {:>10}  ", id, payload == nullptr ? "?" : payload->name,
+                                 PayloadWidth(), item.reply.bytes.size());
   if (!table) {
     return line + fmt::format("{:>7}  {:>7}  {:>7}  {:>9}  {:>9}  {:>11.1f}  {:>11}\n", "-", "-", "-", "-",
                               "-", parse, "-");

@@ -39,12 +39,13 @@ constexpr std::string_view kTimes = " \xC3\x97 ";
 struct Cell {
   std::string text;
   bool dim = false;
-  // Of a number, the columns from its point on, so that points stand below each other.
+  // Of a number, the columns from its point on, so that points are below each other.
   size_t fraction = 0;
 };
 
 struct GridColumn {
-  std::string name;
+  std::string name;     // by which it is asked for
+  std::string heading;  // which is shown
   bool right = false;
   bool keep = false;  // never cut off
   std::vector<Cell> cells;
@@ -63,7 +64,7 @@ std::string ListText(TableView table, int row, const Column& column) {
   const void* numbers = NumbersOf(table, row, column);
   for (int i = 0; i < column.count && numbers != nullptr; ++i) {
     if (i != 0) text += ", ";
-    AppendNumber(&text, column, numbers, i);
+    AppendRounded(&text, column, numbers, i);
   }
   return text + "]";
 }
@@ -89,7 +90,7 @@ Cell NumberCell(TableView table, int row, const Column& column) {
             false, 0};
   }
   Cell cell;
-  if (const void* number = NumbersOf(table, row, column)) AppendNumber(&cell.text, column, number, 0);
+  if (const void* number = NumbersOf(table, row, column)) AppendRounded(&cell.text, column, number, 0);
   const size_t point = cell.text.find('.');
   if (point != std::string::npos) cell.fraction = cell.text.size() - point;
   return cell;
@@ -115,7 +116,7 @@ Cell CellOf(TableView table, int row, const Column& column) {
 void MeasureColumn(GridColumn* column) {
   for (const Cell& cell : column->cells)
     column->fraction = std::max(column->fraction, cell.fraction);
-  column->widest = DisplayWidth(column->name);
+  column->widest = DisplayWidth(column->heading);
   for (Cell& cell : column->cells) {
     if (column->right) cell.text.append(column->fraction - cell.fraction, ' ');
     column->widest = std::max(column->widest, DisplayWidth(cell.text));
@@ -129,7 +130,7 @@ size_t WidthAt(const GridColumn& column, size_t limit) {
 
 GridColumn RowNumbers(const std::vector<std::string>& labels) {
   GridColumn column;
-  column.name = "#";
+  column.heading = "#";
   column.right = true;
   column.keep = true;
   for (const std::string& label : labels)
@@ -137,7 +138,7 @@ GridColumn RowNumbers(const std::vector<std::string>& labels) {
   return column;
 }
 
-// What stands between columns, and around them with boxes.
+// What is between columns, and around them with boxes.
 size_t Overhead(const View& view, size_t columns) {
   if (columns == 0) return 0;
   return view.boxes ? columns * 3 + 1 : (columns - 1) * 2;
@@ -171,7 +172,7 @@ void CutCells(Grid* grid, size_t limit) {
   for (GridColumn& column : grid->columns) {
     column.width = WidthAt(column, limit);
     if (column.right || column.widest <= limit) continue;
-    column.name = CutToWidth(column.name, limit);
+    column.heading = CutToWidth(column.heading, limit);
     for (Cell& cell : column.cells)
       cell.text = CutToWidth(cell.text, limit);
   }
@@ -232,8 +233,8 @@ std::string GridText(const View& view, const Grid& grid, size_t indent) {
   std::vector<std::string> cells;
   std::vector<std::string> styled;
   for (const GridColumn& column : grid.columns) {
-    cells.push_back(column.name);
-    styled.push_back(style.Bold(column.name));
+    cells.push_back(column.heading);
+    styled.push_back(style.Bold(column.heading));
   }
   std::string text;
   if (view.boxes) text += Rule(view, grid, indent, "\xE2\x94\x8C", "\xE2\x94\xAC", "\xE2\x94\x90");
@@ -256,15 +257,14 @@ std::string GridText(const View& view, const Grid& grid, size_t indent) {
 Grid Turned(const Grid& grid) {
   Grid turned;
   turned.columns.resize(2);
-  turned.columns[0].name = "column";
-  turned.columns[1].name = "value";
+  turned.columns[0].heading = "column";
+  turned.columns[1].heading = "value";
   for (const GridColumn& column : grid.columns) {
     if (column.keep) continue;
-    turned.columns[0].cells.push_back({column.name, false, 0});
+    turned.columns[0].cells.push_back({column.heading, false, 0});
     Cell cell = column.cells[0];
     while (!cell.text.empty() && cell.text.back() == ' ')
       cell.text.pop_back();
-    cell.fraction = 0;
     turned.columns[1].cells.push_back(cell);
   }
   turned.rows = turned.columns[0].cells.size();
@@ -341,6 +341,13 @@ struct Block {
   std::vector<std::pair<TableView, int>> rows;
 };
 
+std::string HeadingOf(const View& view, const Column& column, const std::string& name) {
+  if (view.header == Header::kName || column.told == nullptr) return name;
+  const replies::Told& heading =
+      view.header == Header::kEnglish ? column.told->english : column.told->chinese;
+  return std::string(heading.text);
+}
+
 std::string BlockText(const View& view, const Block& block, size_t indent, std::vector<std::string>* told) {
   Grid grid;
   grid.rows = block.rows.size();
@@ -348,6 +355,7 @@ std::string BlockText(const View& view, const Block& block, size_t indent, std::
   for (const Column* column : block.columns) {
     GridColumn shown;
     shown.name = Printable(column->name) + (column->counted ? fmt::format("[{}]", column->count) : "");
+    shown.heading = HeadingOf(view, *column, shown.name);
     shown.right = column->is_number() && !column->counted;
     for (const auto& [table, row] : block.rows)
       shown.cells.push_back(CellOf(table, row, *column));
@@ -425,8 +433,7 @@ class TableForm {
       const Part inside = choice_->Inside(part, column, child);
       if (inside != Part::kNone) children.push_back({row, child, inside});
     }
-    if (Alike(children) && view_.head != 0 && view_.tail != 0)
-      return Joined(children, path + "*/" + column.name, indent);
+    if (Alike(children)) return Joined(children, path + "*/" + column.name, indent);
     std::string text;
     for (const Child& child : children) {
       const std::string here = fmt::format("{}{}/{}", path, child.row, column.name);

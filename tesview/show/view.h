@@ -8,11 +8,14 @@
 #include <string>
 #include <vector>
 
+#include "replies/decode.h"
 #include "tesparser/tesparser.h"
 
 namespace tesview {
 
 enum class To { kTable, kJson, kPretty, kNdjson, kCsv, kSummary, kText };
+
+enum class Header { kName, kEnglish, kChinese };
 
 struct View {
   To to = To::kTable;
@@ -22,7 +25,10 @@ struct View {
   std::vector<std::string> columns;  // empty for all
   int64_t head = -1;                 // rows of each table; -1 for all
   int64_t tail = -1;
-  size_t width = 0;  // columns of the screen; 0 for as wide as it gets
+  size_t width = 0;               // columns of the screen; 0 for as wide as it gets
+  Header header = Header::kName;  // of the table form
+  bool iso_times = false;         // times as "2024-06-17 15:00:00" where columns are known to hold them
+  std::optional<replies::Unpack> decode;  // tables by the schema alone
   bool boxes = false;
   bool color = false;
 };

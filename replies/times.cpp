@@ -1,0 +1,163 @@
+#include "replies/times.h"
+
+#include <array>
+#include <ctime>
+
+namespace replies {
+namespace {
+
+struct KindWord {
+  const char* word;
+  TimeKind kind;
+};
+
+// Of two that both fit, the first one counts.
+constexpr std::array<KindWord, 6> kWords = {{{"yyyymmdd", TimeKind::kDate},
+                                             {"yyyymmddhhmmss", TimeKind::kDateTime},
+                                             {"hhmmss", TimeKind::kTimeOfDay},
+                                             {"hhmm", TimeKind::kHourMinute},
+                                             {"unix", TimeKind::kUnix},
+                                             {"unix_ms", TimeKind::kUnixMilli}}};
+
+constexpr int64_t kBeijing = 8 * 3600;
+constexpr int64_t kLastSecond = 253402300799 - kBeijing;  // of the year 9999
+
+// A moment in parts; only those that its kind has are looked at.
+struct Moment {
+  int year = 1;
+  int month = 1;
+  int day = 1;
+  int hour = 0;
+  int minute = 0;
+  int second = 0;
+  int milli = 0;
+};
+
+int DaysIn(int month, int year) {
+  constexpr std::array<int, 12> kDays = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+  return month == 2 && leap ? 29 : kDays[static_cast<size_t>(month - 1)];
+}
+
+bool IsValid(const Moment& m) {
+  return m.year >= 1 && m.month >= 1 && m.month <= 12 && m.day >= 1 && m.day <= DaysIn(m.month, m.year) &&
+         m.hour < 24 && m.minute < 60 && m.second < 60;
+}
+
+// Takes two digits off the end.
+int TakePair(int64_t* digits) {
+  const int pair = static_cast<int>(*digits % 100);
+  *digits /= 100;
+  return pair;
+}
+
+bool ReadDate(int64_t digits, Moment* moment) {
+  moment->day = TakePair(&digits);
+  moment->month = TakePair(&digits);
+  // Years before 1000 are counts that look like dates.
+  if (digits < 1000 || digits > 9999) return false;
+  moment->year = static_cast<int>(digits);
+  return true;
+}
+
+bool ReadTimeOfDay(int64_t digits, Moment* moment) {
+  moment->second = TakePair(&digits);
+  moment->minute = TakePair(&digits);
+  moment->hour = TakePair(&digits);
+  return digits == 0;
+}
+
+bool ReadUnix(int64_t seconds, Moment* moment) {
+  if (seconds <= 0 || seconds > kLastSecond) return false;
+  const auto local = static_cast<std::time_t>(seconds + kBeijing);
+  std::tm parts{};
+  if (gmtime_r(&local, &parts) == nullptr) return false;
+  *moment = {
+      parts.tm_year + 1900, parts.tm_mon + 1, parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec, 0};
+  return true;
+}
+
+bool Read(TimeKind kind, int64_t value, Moment* moment) {
+  if (value < 0) return false;
+  switch (kind) {
+    case TimeKind::kNone: return false;
+    case TimeKind::kDate: return ReadDate(value, moment) && IsValid(*moment);
+    case TimeKind::kDateTime:
+      return ReadDate(value / 1'000'000, moment) && ReadTimeOfDay(value % 1'000'000, moment) &&
+             IsValid(*moment);
+    case TimeKind::kTimeOfDay: return ReadTimeOfDay(value, moment) && IsValid(*moment);
+    case TimeKind::kHourMinute:
+      return value <= 2359 && ReadTimeOfDay(value * 100, moment) && IsValid(*moment);
+    case TimeKind::kUnix: return ReadUnix(value, moment);
+    case TimeKind::kUnixMilli:
+      moment->milli = static_cast<int>(value % 1000);
+      if (!ReadUnix(value / 1000, moment)) return false;
+      moment->milli = static_cast<int>(value % 1000);
+      return true;
+  }
+  return false;
+}
+
+char* WriteDigits(char* to, int value, int digits) {
+  for (int i = digits - 1; i >= 0; --i) {
+    to[i] = static_cast<char>('0' + value % 10);
+    value /= 10;
+  }
+  return to + digits;
+}
+
+char* WriteDate(char* to, const Moment& moment) {
+  to = WriteDigits(to, moment.year, 4);
+  *to++ = '-';
+  to = WriteDigits(to, moment.month, 2);
+  *to++ = '-';
+  return WriteDigits(to, moment.day, 2);
+}
+
+char* WriteHourMinute(char* to, const Moment& moment) {
+  to = WriteDigits(to, moment.hour, 2);
+  *to++ = ':';
+  return WriteDigits(to, moment.minute, 2);
+}
+
+char* WriteTimeOfDay(char* to, const Moment& moment) {
+  to = WriteHourMinute(to, moment);
+  *to++ = ':';
+  return WriteDigits(to, moment.second, 2);
+}
+
+char* WriteMilli(char* to, const Moment& moment) {
+  *to++ = '.';
+  return WriteDigits(to, moment.milli, 3);
+}
+
+}  // namespace
+
+bool IsTime(const Told& kind) {
+  for (const KindWord& each : kWords) {
+    if (kind.Has(each.word)) return true;
+  }
+  return false;
+}
+
+TimeKind TimeKindOf(const Told& kind, int64_t value) {
+  Moment moment;
+  for (const KindWord& each : kWords) {
+    if (kind.Has(each.word) && Read(each.kind, value, &moment)) return each.kind;
+  }
+  return TimeKind::kNone;
+}
+
+char* WriteTime(char* to, TimeKind kind, int64_t value) {
+  Moment moment;
+  if (!Read(kind, value, &moment)) return nullptr;
+  if (kind == TimeKind::kHourMinute) return WriteHourMinute(to, moment);
+  if (kind == TimeKind::kTimeOfDay) return WriteTimeOfDay(to, moment);
+  to = WriteDate(to, moment);
+  if (kind == TimeKind::kDate) return to;
+  *to++ = ' ';
+  to = WriteTimeOfDay(to, moment);
+  return kind == TimeKind::kUnixMilli ? WriteMilli(to, moment) : to;
+}
+
+}  // namespace replies

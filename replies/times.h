@@ -1,0 +1,40 @@
+// Times as the columns of tables have them, as text.
+#ifndef REPLIES_TIMES_H_
+#define REPLIES_TIMES_H_
+
+#include <cstddef>
+#include <cstdint>
+
+#include "replies/columns.h"
+
+namespace replies {
+
+// What the figures of a time are.
+enum class TimeKind {
+  kNone,
+  kDate,        // yyyymmdd
+  kDateTime,    // yyyymmddhhmmss
+  kTimeOfDay,   // hhmmss
+  kHourMinute,  // hhmm
+  kUnix,        // seconds since 1970
+  kUnixMilli,   // milliseconds since 1970
+};
+
+// Whether values of that kind may be times.
+bool IsTime(const Told& kind);
+
+// The kind of time that a value is. Columns that carry dates in one reply and moments in another are told as
+// both; the value then says which. kNone for a value that is no such time: the kinds are guesses, and 0 is no
+// date.
+TimeKind TimeKindOf(const Told& kind, int64_t value);
+
+// More than the longest time takes.
+constexpr size_t kTimeRoom = 32;
+
+// "2024-06-17 15:00:00", "2024-06-17", "15:00:00", "15:00" in Beijing time, written to a place with that
+// room; returns the end. Null, and nothing is written, for a value that is no time of the kind.
+char* WriteTime(char* to, TimeKind kind, int64_t value);
+
+}  // namespace replies
+
+#endif  // REPLIES_TIMES_H_

@@ -1,0 +1,84 @@
+// Times as text: every kind, its bounds, and what is no time.
+#include "replies/times.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace replies {
+namespace {
+
+std::string Text(TimeKind kind, int64_t value) {
+  char room[kTimeRoom];
+  const char* end = WriteTime(room, kind, value);
+  return end == nullptr ? "none" : std::string(room, static_cast<size_t>(end - room));
+}
+
+TEST(Times, AreWrittenByTheirKind) {
+  EXPECT_EQ(Text(TimeKind::kDate, 20240617), "2024-06-17");
+  EXPECT_EQ(Text(TimeKind::kDateTime, 20240617150001), "2024-06-17 15:00:01");
+  EXPECT_EQ(Text(TimeKind::kTimeOfDay, 93005), "09:30:05");
+  EXPECT_EQ(Text(TimeKind::kHourMinute, 931), "09:31");
+  // 2024-06-17 07:00:00 in Greenwich.
+  EXPECT_EQ(Text(TimeKind::kUnix, 1718607600), "2024-06-17 15:00:00");
+  EXPECT_EQ(Text(TimeKind::kUnixMilli, 1718607600042), "2024-06-17 15:00:00.042");
+  EXPECT_EQ(Text(TimeKind::kUnix, 1), "1970-01-01 08:00:01");
+}
+
+TEST(Times, KnowTheCalendar) {
+  EXPECT_EQ(Text(TimeKind::kDate, 20240229), "2024-02-29");
+  EXPECT_EQ(Text(TimeKind::kDate, 20230229), "none");
+  EXPECT_EQ(Text(TimeKind::kDate, 20000229), "2000-02-29");
+  EXPECT_EQ(Text(TimeKind::kDate, 19000229), "none");
+  EXPECT_EQ(Text(TimeKind::kDate, 20240431), "none");
+  EXPECT_EQ(Text(TimeKind::kDate, 20241231), "2024-12-31");
+  EXPECT_EQ(Text(TimeKind::kDate, 20241301), "none");
+  EXPECT_EQ(Text(TimeKind::kDate, 20240017), "none");
+  EXPECT_EQ(Text(TimeKind::kDate, 20240600), "none");
+}
+
+TEST(Times, AreNoneBeyondTheirBounds) {
+  EXPECT_EQ(Text(TimeKind::kDate, 0), "none");
+  EXPECT_EQ(Text(TimeKind::kDate, 9991231), "none");
+  EXPECT_EQ(Text(TimeKind::kDate, 10000101), "1000-01-01");
+  EXPECT_EQ(Text(TimeKind::kDate, 99991231), "9999-12-31");
+  EXPECT_EQ(Text(TimeKind::kDate, 100000101), "none");
+  EXPECT_EQ(Text(TimeKind::kDateTime, 20240617235959), "2024-06-17 23:59:59");
+  EXPECT_EQ(Text(TimeKind::kDateTime, 20240617240000), "none");
+  EXPECT_EQ(Text(TimeKind::kDateTime, 20240617006000), "none");
+  EXPECT_EQ(Text(TimeKind::kTimeOfDay, 235959), "23:59:59");
+  EXPECT_EQ(Text(TimeKind::kTimeOfDay, 60), "none");
+  EXPECT_EQ(Text(TimeKind::kTimeOfDay, 1000000), "none");
+  EXPECT_EQ(Text(TimeKind::kHourMinute, 0), "00:00");
+  EXPECT_EQ(Text(TimeKind::kHourMinute, 2359), "23:59");
+  EXPECT_EQ(Text(TimeKind::kHourMinute, 2360), "none");
+  EXPECT_EQ(Text(TimeKind::kUnix, 0), "none");
+  EXPECT_EQ(Text(TimeKind::kUnix, -1), "none");
+  EXPECT_EQ(Text(TimeKind::kUnix, 253402271999), "9999-12-31 23:59:59");
+  EXPECT_EQ(Text(TimeKind::kUnix, 253402272000), "none");
+  EXPECT_EQ(Text(TimeKind::kUnix, INT64_MAX), "none");
+  EXPECT_EQ(Text(TimeKind::kUnixMilli, INT64_MAX), "none");
+  EXPECT_EQ(Text(TimeKind::kDateTime, INT64_MAX), "none");
+  EXPECT_EQ(Text(TimeKind::kNone, 20240617), "none");
+}
+
+TEST(Times, OfTwoKindsAreToldByTheValue) {
+  const Told both{"yyyymmdd yyyymmddhhmmss", true};
+  EXPECT_EQ(TimeKindOf(both, 20240617), TimeKind::kDate);
+  EXPECT_EQ(TimeKindOf(both, 20240617150000), TimeKind::kDateTime);
+  EXPECT_EQ(TimeKindOf(both, 42), TimeKind::kNone);
+  const Told either{"yyyymmddhhmmss unix", true};
+  EXPECT_EQ(TimeKindOf(either, 1718607600), TimeKind::kUnix);
+  EXPECT_EQ(TimeKindOf(either, 20240617150000), TimeKind::kDateTime);
+  EXPECT_EQ(TimeKindOf(Told{"cp936 code", false}, 20240617), TimeKind::kNone);
+}
+
+TEST(Times, AreKnownByTheWordsOfAKind) {
+  EXPECT_TRUE(IsTime(Told{"packed yyyymmdd", true}));
+  EXPECT_TRUE(IsTime(Told{"unix", false}));
+  EXPECT_FALSE(IsTime(Told{"id", false}));
+  EXPECT_FALSE(IsTime(Told{}));
+}
+
+}  // namespace
+}  // namespace replies

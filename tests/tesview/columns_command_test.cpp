@@ -1,0 +1,182 @@
+// tesview columns, and what else is told of columns: headings, times, any payload as a table.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/support/json.h"
+#include "tests/support/program.h"
+#include "tests/support/replies.h"
+#include "tests/support/viewer.h"
+#include "tests/tesview/inputs.h"
+
+namespace {
+
+using program::Result;
+using test_replies::P;
+using test_replies::PackedWhole;
+using viewer::Files;
+using viewer::LinesOf;
+using viewer::Reply;
+using viewer::View;
+using viewer::ViewBytes;
+
+TEST(ColumnsCommand, TellsOfATableAndOfThoseInside) {
+  const Result all = View({"columns", "21"});
+  EXPECT_EQ(all.code, 0);
+  EXPECT_NE(all.out.find("21  Candlesticks"), std::string::npos);
+  EXPECT_NE(all.out.find("\n21/Data\n"), std::string::npos);
+  const Result inner = View({"columns", "QuoteKlineSingle/Data"});
+  EXPECT_EQ(inner.out.substr(0, 8), "21/Data\n");
+  EXPECT_NE(inner.out.find("ZuiGaoJia"), std::string::npos);
+  const Result outer = View({"columns", "21/"});
+  EXPECT_EQ(outer.out.find("ZuiGaoJia"), std::string::npos);
+  EXPECT_NE(outer.out.find("Obj"), std::string::npos);
+}
+
+TEST(ColumnsCommand, TellsOfTypedLayoutsAndOfWhatHasOnlyOne) {
+  EXPECT_EQ(View({"columns", "44"}).out.substr(0, 15), "44 --type Token");
+  EXPECT_EQ(View({"columns", "321", "--type", "DaDan"}).out.substr(0, 16), "321 --type DaDan");
+  EXPECT_EQ(View({"columns", "25", "--type", "ZhiBiao2", "--to", "names"}).out,
+            "Data\nJieGuo1\nJieGuo2\nObj\nShiJian\n");
+}
+
+TEST(ColumnsCommand, TellsOfAPayloadWithoutATableByTheSchema) {
+  const Result ticks = View({"columns", "22/Data"});
+  EXPECT_EQ(LinesOf(ticks.out)[0], "22/Data");
+  EXPECT_EQ(LinesOf(ticks.out)[1], "#   column                   letter  field");
+  EXPECT_EQ(LinesOf(ticks.out)[2], "0   Id                       q       int64");
+}
+
+TEST(ColumnsCommand, WritesMarkdown) {
+  EXPECT_EQ(LinesOf(View({"columns", "--to", "markdown", "20/"}).out)[2],
+            "| 0 | `Obj` | `s` | Instrument 代码 | Market and code of the instrument | | cp936 code | `Obj`, "
+            "text | never |");
+}
+
+TEST(ColumnsCommand, WritesJsonWithItsGuesses) {
+  const std::string json = View({"columns", "--to", "json", "21/Data"}).out;
+  EXPECT_NE(json.find("\"path\": \"Data\""), std::string::npos);
+  EXPECT_NE(
+      json.find(
+          "{\"column\": \"KaiPanJia\", \"letter\": \"d\", \"english\": \"Open\", \"chinese\": \"开盘价\", "
+          "\"meaning\": \"First price of the bar\", \"unit\": \"currency\", \"kind\": \"\", "
+          "\"source\": \"Data.KaiPanJia\", \"made\": \"decoded\", \"unset\": \"never\"}"),
+      std::string::npos);
+  EXPECT_NE(json.find("\"guesses\": [\"unit\"]"), std::string::npos);
+  // As a whole it is one list.
+  EXPECT_EQ(json.front(), '[');
+  EXPECT_EQ(json.substr(json.size() - 2), "]\n");
+  EXPECT_EQ(View({"columns", "--to", "json"}).out.find('\n'),
+            View({"columns", "--to", "json"}).out.size() - 1);
+}
+
+TEST(ColumnsCommand, SaysWhatThereIsNot) {
+  const Result id = View({"columns", "QuoteKlineSingel", "20/"});
+  EXPECT_EQ(id.err, "tesview: no Id is called \"QuoteKlineSingel\"; did you mean \"QuoteKlineSingle\"?\n");
+  EXPECT_EQ(id.code, 1);
+  EXPECT_NE(id.out, "");
+  EXPECT_EQ(View({"columns", "20/Nested"}).err,
+            "tesview: Id 20 (QuoteDynaSingle) has no table \"Nested\" in its tables\n");
+  EXPECT_EQ(View({"columns", "--to", "xml"}).code, 2);
+}
+
+// Every Id of the vocabulary is answered, but those that are no payload.
+TEST(ColumnsCommand, TellsOfEveryId) {
+  viewer::Strings arguments = {"columns", "--to", "names"};
+  const auto* ids = test_replies::Pool().FindEnumTypeByName("tessel.EnumID");
+  for (int i = 0; i < ids->value_count(); ++i) {
+    const int id = ids->value(i)->number();
+    if (id != 0 && id != 1 && id != 2 && id != 5) arguments.push_back(std::to_string(id));
+  }
+  const Result result = View(arguments);
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(result.code, 0);
+}
+
+// ---- headings ----
+
+TEST(Header, IsInEnglishOrChineseWhereItIsKnown) {
+  const std::string reply =
+      Reply("Id: 20 RepDataQuoteDynaSingle { Obj: 'A' Data { Id: 1 ShiJian: 2 ZuiXinJia: 1234 } }");
+  const std::string english = ViewBytes(reply, {"--header", "en"}).out;
+  EXPECT_EQ(LinesOf(english)[1], "#  Instrument  Snapshot");
+  EXPECT_NE(english.find("Latest price"), std::string::npos);
+  EXPECT_EQ(english.find("ZuiXinJia"), std::string::npos);
+  EXPECT_NE(ViewBytes(reply, {"--header", "zh"}).out.find("最新价"), std::string::npos);
+  EXPECT_NE(ViewBytes(reply, {}).out.find("ZuiXinJia"), std::string::npos);
+  // What a wire table brings is headed as it comes.
+  const std::string wire = Reply(
+      "Id: 3 Tbl { Info { Name: 'T' Type: 116 } Data { Index: 0 tValues {"
+      " Info { Name: 'ZuiXinJia' Type: 105 } Data { Index: 0 iValues: 1234 } } } }");
+  EXPECT_EQ(LinesOf(ViewBytes(wire, {"--header", "en"}).out)[1], "#  ZuiXinJia");
+}
+
+TEST(Header, OfColumnsThatAreCutAreTheirNames) {
+  const std::string reply =
+      Reply("Id: 20 RepDataQuoteDynaSingle { Obj: 'A' } RepDataQuoteDynaSingle { Obj: 'B' }");
+  const std::string out = ViewBytes(reply, {"--header", "en", "--width", "60"}).out;
+  EXPECT_NE(out.find("JieSuanJia"), std::string::npos);
+}
+
+// ---- times ----
+
+TEST(TimeIso, IsWrittenInEveryForm) {
+  const std::string reply = Reply("Id: 21 RepDataQuoteKlineSingle { Obj: 'A' Data { ShiJian: " +
+                                  std::to_string(PackedWhole(20240617150000)) +
+                                  " } Data { ShiJian: " + std::to_string(PackedWhole(20240617)) +
+                                  " } Data { ShiJian: " + P(1234) + " } Data { ShiJian: 0 } }");
+  const std::string ndjson =
+      ViewBytes(reply, {"--time", "iso", "--to", "ndjson", "--columns", "ShiJian"}).out;
+  EXPECT_NE(LinesOf(ndjson)[0].find("\"Data.ShiJian\":\"2024-06-17 15:00:00\""), std::string::npos) << ndjson;
+  EXPECT_NE(LinesOf(ndjson)[1].find("\"Data.ShiJian\":\"2024-06-17\""), std::string::npos) << ndjson;
+  // What is no time stays the number that it is.
+  EXPECT_NE(LinesOf(ndjson)[2].find("\"Data.ShiJian\":12.34"), std::string::npos) << ndjson;
+  EXPECT_NE(LinesOf(ndjson)[3].find("\"Data.ShiJian\":0"), std::string::npos) << ndjson;
+  const std::string csv = ViewBytes(reply, {"--time", "iso", "--to", "csv", "--columns", "ShiJian"}).out;
+  EXPECT_EQ(csv, "Data.ShiJian\n2024-06-17 15:00:00\n2024-06-17\n12.34\n0\n");
+  EXPECT_NE(ViewBytes(reply, {"--time", "iso"}).out.find("2024-06-17 15:00:00"), std::string::npos);
+  EXPECT_EQ(ViewBytes(reply, {}).out.find("2024-06-17"), std::string::npos);
+  EXPECT_EQ(ViewBytes(reply, {"--time", "utc"}).code, 2);
+}
+
+TEST(TimeIso, IsUnpackedWhereTheCellIsPacked) {
+  // The reports of Id 405 keep their figures packed; the first three are dates.
+  const std::string reply = Reply(
+      "Id: 405 RepDataCaiWuShuJuFanHui { Crc32: 0 BanBen: 0 LeiXing: 0 Data { DaiMa: 'A' Data { FaBuRiQi: " +
+      std::to_string(PackedWhole(20240430)) + " MeiGuShouYi: " + P(125) + " } } }");
+  const std::string out = ViewBytes(reply, {"--time", "iso", "--to", "ndjson"}).out;
+  EXPECT_NE(out.find("\"Data.Data\":[\"2024-04-30\",0,0,125,"), std::string::npos) << out;
+}
+
+// ---- any payload ----
+
+TEST(Decode, ShowsAPayloadWithoutATable) {
+  const std::string reply = Reply(
+      "Id: 22 RepDataQuoteTickSingle { Obj: 'A' Data { Id: 5 ShiJian: 0 ChengJiaoJia: 0x4D2 } Data { Id: 6 ShiJian: 0 } }");
+  EXPECT_EQ(ViewBytes(reply, {"--decode", "--to", "csv", "--columns", "Obj,ChengJiaoJia"}).out,
+            "Obj,Data.ChengJiaoJia\nA,1234\nA,\n");
+  EXPECT_EQ(ViewBytes(reply, {"--decode", "--to", "csv", "--columns", "Obj,ChengJiaoJia", "--unpack"}).out,
+            "Obj,Data.ChengJiaoJia\nA,12.34\nA,\n");
+  EXPECT_EQ(ViewBytes(reply, {"--decode", "--unpack", "ChengJiaoJia", "--to", "csv", "--path", "0/Data",
+                              "--columns", "Id,ChengJiaoJia"})
+                .out,
+            "Id,ChengJiaoJia\n5,12.34\n6,\n");
+}
+
+TEST_F(Files, UnpackTakesNoFileForItsNames) {
+  const std::string file =
+      Write("a.bin", Reply("Id: 22 RepDataQuoteTickSingle { Obj: 'A' QingPan: 0xA0001 }"));
+  EXPECT_EQ(View({"--decode", "--to", "csv", "--columns", "QingPan", "--unpack", file}).out, "QingPan\n1\n");
+}
+
+TEST(Decode, SaysWhyThereIsNothing) {
+  EXPECT_EQ(ViewBytes(Reply("Id: 22"), {"--decode"}).err,
+            "tesview: (standard input): \"RepDataQuoteTickSingle\", the payload of Id 22, is empty\n");
+  EXPECT_EQ(ViewBytes(Reply("Id: 9999"), {"--decode", "--to", "csv"}).err,
+            "tesview: (standard input): Id 9999 has no payload in the schema\n");
+  EXPECT_EQ(ViewBytes(Reply("Id: 22"), {"--unpack"}).code, 2);
+  EXPECT_EQ(ViewBytes(Reply("Id: 22"), {"--decode", "--json"}).code, 2);
+  EXPECT_EQ(ViewBytes(Reply("Id: 22"), {"--decode", "--type", "Token"}).code, 2);
+}
+
+}  // namespace
