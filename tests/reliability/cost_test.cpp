@@ -99,6 +99,16 @@ std::vector<Hostile> WireReplies() {
        [](size_t bytes) {
          return ManyTablesOf(bytes, Info("x:d;" + Times(bytes / 8, "a:q;"), 'i'), kOneNumber);
        }},
+      {"the same with a child in each of the small tables",
+       [](size_t bytes) {
+         const std::string child = Bytes(7, Info("", 'i') + kOneNumber);
+         return ManyTablesOf(bytes, Info("x:t;" + Times(bytes / 8, "a:q;"), 't'), Data(child));
+       }},
+      {"a name of separators, a child in each of the small tables",
+       [](size_t bytes) {
+         const std::string child = Bytes(7, Info("", 'i') + kOneNumber);
+         return ManyTablesOf(bytes, Info("x:t;" + std::string(bytes / 2, ';'), 't'), Data(child));
+       }},
       {"a spec just too short to be read once only, shared by small tables",
        [](size_t bytes) {
          return ManyTables(bytes / 9, Info("x:d;" + Times(1022, "a:q;"), 'i'), kOneNumber);
@@ -113,16 +123,6 @@ std::vector<Hostile> WireReplies() {
          }
          return ManyTables(bytes / (data.size() + 4), columns + Info("x:d;" + Times(1010, "a:q;"), 'i'),
                            data + Data(""));
-       }},
-      {"the same with a child in each of the small tables",
-       [](size_t bytes) {
-         const std::string child = Bytes(7, Info("", 'i') + kOneNumber);
-         return ManyTablesOf(bytes, Info("x:t;" + Times(bytes / 8, "a:q;"), 't'), Data(child));
-       }},
-      {"a name of separators, a child in each of the small tables",
-       [](size_t bytes) {
-         const std::string child = Bytes(7, Info("", 'i') + kOneNumber);
-         return ManyTablesOf(bytes, Info("x:t;" + std::string(bytes / 2, ';'), 't'), Data(child));
        }},
       {"tables of one number", [](size_t bytes) { return ManyTables(bytes / 9, Info("", 'i'), kOneNumber); }},
       {"tables of one letter",
