@@ -11,7 +11,6 @@
 namespace replies {
 namespace {
 
-
 template <typename... Args>
 std::string Fault(const std::string& path, fmt::format_string<Args...> text, Args&&... args) {
   const std::string fault = fmt::format(text, std::forward<Args>(args)...);
