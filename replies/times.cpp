@@ -19,7 +19,7 @@ constexpr std::array<KindWord, 6> kWords = {{{"yyyymmdd", TimeKind::kDate},
                                              {"unix", TimeKind::kUnix},
                                              {"unix_ms", TimeKind::kUnixMilli}}};
 
-constexpr int64_t kBeijing = 8 * 3600;
+constexpr int64_t kBeijing = int64_t{8} * 3600;
 constexpr int64_t kLastSecond = 253402300799 - kBeijing;  // of the year 9999
 
 // A moment in parts; only those that its kind has are looked at.

@@ -35,21 +35,21 @@ using replies::Told;
 
 namespace {
 
-using Line = std::vector<std::string>;
+using Cells = std::vector<std::string>;
 
 // ---- lines
 // --------------------------------------------------------------------------------------------------
 
 // Columns below each other, two blanks apart; the last one as long as it is.
-std::string Aligned(const std::vector<Line>& lines) {
+std::string Aligned(const std::vector<Cells>& lines) {
   std::vector<size_t> widths;
-  for (const Line& line : lines) {
+  for (const Cells& line : lines) {
     widths.resize(std::max(widths.size(), line.size()), 0);
     for (size_t i = 0; i < line.size(); ++i)
       widths[i] = std::max(widths[i], DisplayWidth(line[i]));
   }
   std::string text;
-  for (const Line& line : lines) {
+  for (const Cells& line : lines) {
     std::string padded;
     for (size_t i = 0; i < line.size(); ++i) {
       padded += line[i];
@@ -61,7 +61,7 @@ std::string Aligned(const std::vector<Line>& lines) {
   return text;
 }
 
-std::string MarkdownTable(const std::vector<Line>& lines) {
+std::string MarkdownTable(const std::vector<Cells>& lines) {
   std::string text;
   for (size_t i = 0; i < lines.size(); ++i) {
     text += "|";
@@ -107,7 +107,7 @@ std::string Origin(const ColumnDescription& column) {
 }
 
 std::string ForPeople(const TableDescription& table) {
-  std::vector<Line> lines = {
+  std::vector<Cells> lines = {
       {"#", "column", "letter", "heading", "", "unit", "kind", "unset", "from", "meaning"}};
   for (const ColumnDescription& column : table.columns) {
     lines.push_back({fmt::format("{}", &column - table.columns.data()), std::string(column.name),
@@ -132,7 +132,7 @@ std::string InMarkdown(std::string_view text) {
 }
 
 std::string AsMarkdown(const TableDescription& table) {
-  std::vector<Line> lines = {
+  std::vector<Cells> lines = {
       {"#", "Column", "Letter", "Heading", "Meaning", "Unit", "Kind", "From", "Unset"}};
   for (const ColumnDescription& column : table.columns) {
     lines.push_back({fmt::format("{}", &column - table.columns.data()), fmt::format("`{}`", column.name),
@@ -244,8 +244,8 @@ std::string PlaceOf(int32_t id, const DecodedTable& table) {
   return table.path.empty() ? fmt::format("{}", id) : fmt::format("{}/{}", id, table.path);
 }
 
-std::vector<Line> LinesOf(const DecodedTable& table, const char* quote) {
-  std::vector<Line> lines = {{"#", "column", "letter", "field"}};
+std::vector<Cells> LinesOf(const DecodedTable& table, const char* quote) {
+  std::vector<Cells> lines = {{"#", "column", "letter", "field"}};
   for (const auto& column : table.columns) {
     lines.push_back({fmt::format("{}", &column - table.columns.data()),
                      fmt::format("{0}{1}{0}", quote, column.name),
@@ -310,9 +310,9 @@ bool Takes(const Wanted& wanted, std::string_view path) {
 }
 
 // All that was printed is one list in JSON.
-class Printer {
+class ColumnPrinter {
  public:
-  Printer(ColumnsForm form, Output* output) : form_(form), output_(output) {}
+  ColumnPrinter(ColumnsForm form, Output* output) : form_(form), output_(output) {}
 
   void Print(const TableDescription& table) {
     switch (form_) {
@@ -357,7 +357,7 @@ class Printer {
 };
 
 // The description of the Id's own table, or of one typed layout; says whether there is any.
-bool PrintDescribed(const Wanted& wanted, int type, Printer* printer) {
+bool PrintDescribed(const Wanted& wanted, int type, ColumnPrinter* printer) {
   bool any = false;
   for (const TableDescription& table : DescribedTables()) {
     if (table.id != wanted.payload->id || table.type != type || !Takes(wanted, table.path)) continue;
@@ -367,7 +367,7 @@ bool PrintDescribed(const Wanted& wanted, int type, Printer* printer) {
   return any;
 }
 
-bool PrintDecoded(const Wanted& wanted, Printer* printer) {
+bool PrintDecoded(const Wanted& wanted, ColumnPrinter* printer) {
   const auto* envelope = replies::Schema::Get().Type("MSG");
   bool any = false;
   for (const DecodedTable& table : replies::DecodedTables(*envelope, wanted.payload->id, {})) {
@@ -379,7 +379,7 @@ bool PrintDecoded(const Wanted& wanted, Printer* printer) {
 }
 
 // Without a type also the typed layouts of an Id that has no table of its own.
-bool PrintAny(const Wanted& wanted, const ColumnsRequest& request, Printer* printer) {
+bool PrintAny(const Wanted& wanted, const ColumnsRequest& request, ColumnPrinter* printer) {
   if (request.type) return PrintDescribed(wanted, static_cast<int>(*request.type), printer);
   if (PrintDescribed(wanted, 0, printer)) return true;
   const auto types = replies::TypedLayoutsOf(wanted.payload->id);
@@ -405,7 +405,7 @@ std::string WhyNone(const std::string& word, const Wanted& wanted) {
 }  // namespace
 
 void Answer(const ColumnsRequest& request, Output* output, ExitCode* code) {
-  Printer printer(request.form, output);
+  ColumnPrinter printer(request.form, output);
   if (request.words.empty()) {
     for (const TableDescription& table : DescribedTables()) {
       if (!request.type || table.type == static_cast<int>(*request.type)) printer.Print(table);

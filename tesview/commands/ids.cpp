@@ -64,8 +64,8 @@ std::string FormsOf(const Payload& payload) {
   return forms.empty() && HasPayload(payload) ? "--decode" : forms;
 }
 
-std::string Line(std::string_view id, std::string_view payload, std::string_view forms,
-                 std::string_view family, std::string_view english) {
+std::string IdLine(std::string_view id, std::string_view payload, std::string_view forms,
+                   std::string_view family, std::string_view english) {
   std::string line = fmt::format("{:>5}  {:<40}  {:<29}  {:<17}  {}", id, payload, forms, family, english);
   line.erase(line.find_last_not_of(' ') + 1);
   return line + "\n";
@@ -82,9 +82,9 @@ void Answer(const IdsRequest& request, Output* output, ExitCode* code) {
     const auto* told = DescribePayload(payload.id);
     const std::string family(told == nullptr ? "" : told->family);
     const std::string english = told == nullptr ? "" : told->english.Marked();
-    if (!any) output->Write(Line("Id", "payload", "columns", "family", "what it is"));
+    if (!any) output->Write(IdLine("Id", "payload", "columns", "family", "what it is"));
     any = true;
-    output->Write(Line(fmt::format("{}", payload.id), payload.name, FormsOf(payload), family, english));
+    output->Write(IdLine(fmt::format("{}", payload.id), payload.name, FormsOf(payload), family, english));
   }
   if (any) return;
   std::vector<std::string> names;
