@@ -37,8 +37,7 @@ namespace {
 
 using Cells = std::vector<std::string>;
 
-// ---- lines
-// --------------------------------------------------------------------------------------------------
+// ---- lines ------------------------------------------------------------------------------------------------
 
 // Columns below each other, two blanks apart; the last one as long as it is.
 std::string Aligned(const std::vector<Cells>& lines) {
@@ -81,8 +80,7 @@ std::string OrDash(std::string_view text) {
   return text.empty() ? "-" : std::string(text);
 }
 
-// ---- described tables
-// ---------------------------------------------------------------------------------------
+// ---- described tables -------------------------------------------------------------------------------------
 
 std::string PlaceOf(const TableDescription& table) {
   std::string place = fmt::format("{}", table.id);
@@ -237,8 +235,7 @@ std::string AsJson(const TableDescription& table) {
   return object.Done();
 }
 
-// ---- tables by the schema alone
-// -----------------------------------------------------------------------------
+// ---- tables by the schema alone ---------------------------------------------------------------------------
 
 std::string PlaceOf(int32_t id, const DecodedTable& table) {
   return table.path.empty() ? fmt::format("{}", id) : fmt::format("{}/{}", id, table.path);
@@ -282,8 +279,7 @@ std::string AsJson(int32_t id, const DecodedTable& table) {
   return object.Done();
 }
 
-// ---- which tables
-// -------------------------------------------------------------------------------------------
+// ---- which tables -----------------------------------------------------------------------------------------
 
 // "21", "QuoteKlineSingle/Data", "21/" for the outer table alone.
 struct Wanted {
