@@ -378,10 +378,10 @@ bool PrintDecoded(const Wanted& wanted, ColumnPrinter* printer) {
 bool PrintAny(const Wanted& wanted, const ColumnsRequest& request, ColumnPrinter* printer) {
   if (request.type) return PrintDescribed(wanted, static_cast<int>(*request.type), printer);
   if (PrintDescribed(wanted, 0, printer)) return true;
+  if (replies::HasTable(wanted.payload->id)) return false;
   const auto types = replies::TypedLayoutsOf(wanted.payload->id);
-  if (!replies::HasTable(wanted.payload->id) && types.size() == 1)
-    return PrintDescribed(wanted, static_cast<int>(types[0]), printer);
-  return !replies::HasTable(wanted.payload->id) && PrintDecoded(wanted, printer);
+  if (types.size() == 1) return PrintDescribed(wanted, static_cast<int>(types[0]), printer);
+  return PrintDecoded(wanted, printer);
 }
 
 std::string WhyNone(const std::string& word, const Wanted& wanted) {

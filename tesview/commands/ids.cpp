@@ -58,12 +58,6 @@ bool HasPayload(const Payload& payload) {
          payload.field != "ObjCount";
 }
 
-// The forms of table that an Id has; what has none can be had by the schema alone.
-std::string FormsOf(const Payload& payload) {
-  std::string forms = TableForms(payload.id);
-  return forms.empty() && HasPayload(payload) ? "--decode" : forms;
-}
-
 std::string IdLine(std::string_view id, std::string_view payload, std::string_view forms,
                    std::string_view family, std::string_view english) {
   std::string line = fmt::format("{:>5}  {:<40}  {:<29}  {:<17}  {}", id, payload, forms, family, english);
@@ -79,12 +73,14 @@ void Answer(const IdsRequest& request, Output* output, ExitCode* code) {
     if (!Matches(payload, request.words)) continue;
     const std::string forms = TableForms(payload.id);
     if (request.only_tables && forms.empty()) continue;
+    // What has no form of table can be had by the schema alone.
+    const std::string shown = forms.empty() && HasPayload(payload) ? "--decode" : forms;
     const auto* told = DescribePayload(payload.id);
     const std::string family(told == nullptr ? "" : told->family);
     const std::string english = told == nullptr ? "" : told->english.Marked();
     if (!any) output->Write(IdLine("Id", "payload", "columns", "family", "what it is"));
     any = true;
-    output->Write(IdLine(fmt::format("{}", payload.id), payload.name, FormsOf(payload), family, english));
+    output->Write(IdLine(fmt::format("{}", payload.id), payload.name, shown, family, english));
   }
   if (any) return;
   std::vector<std::string> names;
