@@ -1,13 +1,38 @@
-/* Arrow's C data interface: how columns go from one library to another in one process, without copying. */
+/* Tables as Arrow arrays, by Arrow's C data interface: for engines and data frames that read columns without
+ * copying them.
+ *
+ * A table becomes a struct array with a field for each column, under the column's name:
+ *
+ *   letter       Arrow type                    letter   Arrow type
+ *   c h i q      int8, int16, int32, int64     s        utf8
+ *   C H I Q      uint8 ... uint64              b        binary
+ *   f d          float, double                 t        list of struct
+ *   T            timestamp in seconds          P V      double
+ *   53q          fixed-size list of 53         (none)   null
+ *
+ * An unset cell is null; a child table that is set and empty is an empty list. A text must be UTF-8:
+ * ill-formed bytes become U+FFFD, one for each maximal ill-formed sequence. (Utf8toGb2312() gives its text as
+ * it came while a KeepUtf8 lives, see text.h: make the tables then.) The same holds for names.
+ *
+ * Ownership  Where a function succeeds it takes the tables over; they are freed when the last array that was
+ * made of them is released. Consumers may move children out and release all parts in any order and on any
+ * thread. Where it fails the tables are still the caller's, and neither struct needs a release. Results    0,
+ * or an error number: ENOMEM; EINVAL for a null table, one that has a parent, or children of one column that
+ * differ in their columns; EOVERFLOW for what Arrow's 32-bit offsets or a nesting of 128 levels cannot hold.
+ * Nothing is thrown. Threads    As with tables: different tables on different threads at once.
+ */
 #ifndef TSL_BASE_ARROW_H_
 #define TSL_BASE_ARROW_H_
 
 #include <stdint.h>
 
+#include "tsl_base/export.h"
+
 #ifdef __cplusplus
 extern "C" {
 #endif
 
+/* The structs of the interface, as every header that declares them does. */
 #ifndef ARROW_C_DATA_INTERFACE
 #define ARROW_C_DATA_INTERFACE
 
@@ -55,8 +80,29 @@ struct ArrowArrayStream {
 
 #endif /* ARROW_C_STREAM_INTERFACE */
 
+/* One table. Numbers are handed out where they are, as far as the table has a column's cells in one piece;
+ * the rest is copied once.
+ *
+ * table    without a parent. Taken over.
+ * schema   receives the type. A column of tables has the fields of its first table, and none where there is
+ * none. array    receives the cells, table_rows() of them in each column.
+ */
+TSL_BASE_API int table_export_arrow(void* table, struct ArrowSchema* schema, struct ArrowArray* array);
+
+/* Many tables, one below the other, as the type says that the caller knows.
+ *
+ * tables   `count` of them, each without a parent and there once. Taken over.
+ * schema   the type, a struct as table_export_arrow() gives it; metadata are not looked at. Only read.
+ * array    receives the cells of all tables in their order.
+ * misfit   receives the index of the first table that does not have the columns of the type where the result
+ * is EINVAL, otherwise -1; may be null.
+ */
+TSL_BASE_API int table_export_arrow_batch(void* const* tables, int64_t count,
+                                          const struct ArrowSchema* schema, struct ArrowArray* array,
+                                          int64_t* misfit);
+
 #ifdef __cplusplus
-}
+} /* extern "C" */
 #endif
 
 #endif /* TSL_BASE_ARROW_H_ */

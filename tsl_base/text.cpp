@@ -8,8 +8,19 @@
 #include <stdint.h>
 #include <string.h>
 
+#include <utility>
+
+#include "tsl_base/detail/utf8.h"
+
 namespace tsl_base {
 namespace {
+
+using detail::ReadSequence;
+using detail::Sequence;
+
+// Whether a KeepUtf8 lives on the thread. The model spares each call the look-up of a library that may be
+// loaded later; a single int fits into what every thread has in reserve.
+thread_local int keeps_utf8 __attribute__((tls_model("initial-exec"))) = 0;
 
 // kCodes, kSingles, kPairs
 #include "cp936_table.inc"
@@ -17,36 +28,6 @@ namespace {
 // Longer results are written straight into the string, shorter ones are copied once into one of the right
 // size.
 constexpr size_t kOnStack = 1024;
-
-bool IsTrail(unsigned char c) {
-  return (c & 0xC0) == 0x80;
-}
-
-// The well-formed sequence at `from`, or the maximal part of one: the bytes that could still have become a
-// character.
-struct Sequence {
-  size_t length;
-  uint32_t code_point;  // 0 for what is ill-formed or beyond the basic plane
-};
-
-Sequence ReadSequence(const unsigned char* from, const unsigned char* end) {
-  const unsigned char lead = from[0];
-  const size_t left = static_cast<size_t>(end - from);
-  if (lead >= 0xC2 && lead <= 0xDF) {
-    if (left < 2 || !IsTrail(from[1])) return {1, 0};
-    return {2, (lead & 0x1FU) << 6 | (from[1] & 0x3FU)};
-  }
-  if (lead < 0xE0 || lead > 0xF4) return {1, 0};
-
-  // The second byte decides whether it is overlong, a surrogate or beyond U+10FFFF.
-  const unsigned char least = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
-  const unsigned char most = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
-  if (left < 2 || from[1] < least || from[1] > most) return {1, 0};
-  if (left < 3 || !IsTrail(from[2])) return {2, 0};
-  if (lead < 0xF0) return {3, (lead & 0x0FU) << 12 | (from[1] & 0x3FU) << 6 | (from[2] & 0x3FU)};
-  if (left < 4 || !IsTrail(from[3])) return {3, 0};
-  return {4, 0};
-}
 
 // Eight bytes as a number, the first one lowest.
 uint64_t LowestFirst(uint64_t word) {
@@ -98,6 +79,11 @@ uint32_t ThreeByteCode(uint64_t word) {
   return code_point < 0x800 ? 0 : kCodes[code_point];
 }
 
+// 0 if there is none.
+uint32_t CodeOf(uint32_t code_point) {
+  return code_point < sizeof kCodes / sizeof kCodes[0] ? kCodes[code_point] : 0;
+}
+
 // How far behind the result's end Convert() may write.
 constexpr size_t kSlack = 8;
 
@@ -130,7 +116,7 @@ size_t Convert(const unsigned char* const begin, size_t size, unsigned char* con
     }
     const Sequence sequence = ReadSequence(in, end);
     in += sequence.length;
-    const uint32_t code = kCodes[sequence.code_point];
+    const uint32_t code = CodeOf(sequence.code_point);
     if (HasTwoBytes(code)) {
       StorePair(to, code);
       to += 2;
@@ -216,11 +202,12 @@ std::string ConvertBack(const char* gb2312, size_t size) {
 }  // namespace
 
 std::string text::Utf8toGb2312(const char* utf8) {
-  return utf8 ? ConvertAll(utf8, strlen(utf8)) : std::string();
+  if (!utf8) return std::string();
+  return keeps_utf8 != 0 ? std::string(utf8) : ConvertAll(utf8, strlen(utf8));
 }
 
 std::string text::Utf8toGb2312(const std::string& utf8) {
-  return ConvertAll(utf8.data(), utf8.size());
+  return keeps_utf8 != 0 ? utf8 : ConvertAll(utf8.data(), utf8.size());
 }
 
 std::string text::Gb2312ToUtf8(const char* gb2312) {
@@ -232,3 +219,7 @@ std::string text::Gb2312ToUtf8(const std::string& gb2312) {
 }
 
 }  // namespace tsl_base
+
+extern "C" int tsl_base_keep_utf8(int keep) {
+  return std::exchange(tsl_base::keeps_utf8, keep != 0 ? 1 : 0);
+}

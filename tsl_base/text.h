@@ -6,6 +6,10 @@
 
 #include "tsl_base/export.h"
 
+/* What KeepUtf8 below calls, for other languages: keeps (1) or transcodes (0) the texts of the calling thread
+ * from now on. Returns what was set before, 0 at first; put that back. */
+extern "C" TSL_BASE_API int tsl_base_keep_utf8(int keep);
+
 namespace tsl_base {
 
 /* Transcoding. All functions are static, keep no state and may run on any number of threads at once. */
@@ -37,6 +41,22 @@ class TSL_BASE_API text {
 
   /* The same over the whole length of the string, zero bytes included. */
   static std::string Gb2312ToUtf8(const std::string& gb2312);
+};
+
+/* For routes that end in UTF-8 anyway: while one lives on a thread, Utf8toGb2312() gives its text as it came
+ * on that thread, ill-formed bytes included. Tables that are made meanwhile hold UTF-8 in all their texts.
+ * May be nested. It belongs to the thread and the scope that made it; a host's own base library has none of
+ * it.
+ */
+class KeepUtf8 {
+ public:
+  KeepUtf8() : before_(tsl_base_keep_utf8(1)) {}
+  ~KeepUtf8() { tsl_base_keep_utf8(before_); }
+  KeepUtf8(const KeepUtf8&) = delete;
+  KeepUtf8& operator=(const KeepUtf8&) = delete;
+
+ private:
+  int before_;
 };
 
 }  // namespace tsl_base

@@ -1,0 +1,429 @@
+// Tables as Arrow arrays: every letter, what is unset and what is empty, children, texts that are no UTF-8,
+// parts that are moved away and released in any order, what is refused, and what a sparse table costs. Each
+// array also passes the check of the format.
+#include <errno.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "replies/arrow_check.h"
+#include "tsl_base/arrow.h"
+#include "tsl_base/table.hpp"
+#include "tsl_base/text.h"
+
+namespace {
+
+using tsl_base::Table;
+
+// An export that releases what nobody moved away.
+struct Exported {
+  ArrowSchema schema{};
+  ArrowArray array{};
+
+  Exported() = default;
+  Exported(Exported&& other) noexcept : schema(other.schema), array(other.array) {
+    other.schema.release = nullptr;
+    other.array.release = nullptr;
+  }
+  Exported& operator=(Exported&&) = delete;
+  ~Exported() {
+    if (schema.release != nullptr) schema.release(&schema);
+    if (array.release != nullptr) array.release(&array);
+  }
+  const ArrowArray& column(int64_t col) const { return *array.children[col]; }
+};
+
+Exported Export(Table table) {
+  Exported exported;
+  EXPECT_EQ(table_export_arrow(table.release(), &exported.schema, &exported.array), 0);
+  EXPECT_EQ(replies::CheckArrow(exported.schema, exported.array), "");
+  return exported;
+}
+
+bool IsNull(const ArrowArray& array, int64_t row) {
+  if (array.null_count == 0 || array.buffers[0] == nullptr) return false;
+  const int64_t bit = array.offset + row;
+  return (static_cast<const unsigned char*>(array.buffers[0])[bit / 8] >> (bit % 8) & 1) == 0;
+}
+
+template <class T>
+T At(const ArrowArray& array, int64_t row) {
+  T value{};
+  std::memcpy(&value, static_cast<const char*>(array.buffers[1]) + (array.offset + row) * int64_t{sizeof(T)},
+              sizeof(T));
+  return value;
+}
+
+std::string TextAt(const ArrowArray& array, int64_t row) {
+  const auto from = At<int32_t>(array, row);
+  const auto to = At<int32_t>(array, row + 1);
+  return std::string(static_cast<const char*>(array.buffers[2]) + from, static_cast<size_t>(to - from));
+}
+
+// ---- numbers ----
+
+template <class T>
+void ExpectNumber(const Exported& exported, int64_t col, const char* format, T value) {
+  EXPECT_STREQ(exported.schema.children[col]->format, format);
+  EXPECT_FALSE(IsNull(exported.column(col), 1)) << format;
+  EXPECT_EQ(At<T>(exported.column(col), 1), value) << format;
+  EXPECT_TRUE(IsNull(exported.column(col), 0)) << format;
+  EXPECT_EQ(At<T>(exported.column(col), 0), T{}) << format;
+}
+
+// Small tables and large ones keep their cells differently.
+class ArrowNumbers : public testing::TestWithParam<int> {};
+
+TEST_P(ArrowNumbers, HaveTheTypeOfTheirLetter) {
+  Table table("c:c;h:h;i:i;q:q;C:C;H:H;I:I;Q:Q;f:f;d:d;T:T", GetParam(), "");
+  void* t = table.get();
+  table_set_int(t, 1, 0, -8);
+  table_set_int(t, 1, 1, -16);
+  table_set_int(t, 1, 2, -32);
+  table_set_int64(t, 1, 3, -64);
+  table_set_int(t, 1, 4, 200);
+  table_set_int(t, 1, 5, 60'000);
+  table_set_uint(t, 1, 6, 4'000'000'000U);
+  table_set_uint64(t, 1, 7, 18'000'000'000'000'000'000U);
+  table_set_float(t, 1, 8, 0.5F);
+  table_set_double(t, 1, 9, 12.34);
+  table_set_uint64(t, 1, 10, 1'718'607'600);
+  const Exported exported = Export(std::move(table));
+  ASSERT_EQ(exported.array.length, GetParam());
+  ExpectNumber<int8_t>(exported, 0, "c", -8);
+  ExpectNumber<int16_t>(exported, 1, "s", -16);
+  ExpectNumber<int32_t>(exported, 2, "i", -32);
+  ExpectNumber<int64_t>(exported, 3, "l", -64);
+  ExpectNumber<uint8_t>(exported, 4, "C", 200);
+  ExpectNumber<uint16_t>(exported, 5, "S", 60'000);
+  ExpectNumber<uint32_t>(exported, 6, "I", 4'000'000'000U);
+  ExpectNumber<uint64_t>(exported, 7, "L", 18'000'000'000'000'000'000U);
+  ExpectNumber<float>(exported, 8, "f", 0.5F);
+  ExpectNumber<double>(exported, 9, "g", 12.34);
+  ExpectNumber<int64_t>(exported, 10, "tss:", 1'718'607'600);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, ArrowNumbers, testing::Values(2, 3, 100, 5000));
+
+TEST(ArrowNumbers, OfDecimalClassesAreDoubles) {
+  Table table("P:P;V:V", 2, "");
+  table_set_pfloat(table.get(), 1, 0, PFloat(-12345, 2));
+  table_set_vfloat(table.get(), 1, 1, VFloat(5, 1));
+  const Exported exported = Export(std::move(table));
+  ExpectNumber<double>(exported, 0, "g", -123.45);
+  ExpectNumber<double>(exported, 1, "g", 0.5);
+}
+
+TEST(ArrowNumbers, WithoutANullHaveNoBits) {
+  Table table("q:q", 300, "");
+  for (int row = 0; row < 300; ++row)
+    table_set_int64(table.get(), row, 0, row);
+  const Exported exported = Export(std::move(table));
+  EXPECT_EQ(exported.column(0).null_count, 0);
+  EXPECT_EQ(exported.column(0).buffers[0], nullptr);
+  EXPECT_EQ(At<int64_t>(exported.column(0), 299), 299);
+}
+
+// The cells behind a column's slab lie elsewhere.
+TEST(ArrowNumbers, FarFromTheOthersAreThere) {
+  Table table("q:q;s:s", 100'000, "");
+  table_set_int64(table.get(), 3, 0, 4);
+  table_set_int64(table.get(), 99'999, 0, 5);
+  table_set_str(table.get(), 99'998, 1, "far", 1);
+  const Exported exported = Export(std::move(table));
+  EXPECT_EQ(exported.column(0).null_count, 99'998);
+  EXPECT_EQ(At<int64_t>(exported.column(0), 3), 4);
+  EXPECT_EQ(At<int64_t>(exported.column(0), 99'999), 5);
+  EXPECT_EQ(At<int64_t>(exported.column(0), 50'000), 0);
+  EXPECT_EQ(TextAt(exported.column(1), 99'998), "far");
+  EXPECT_TRUE(IsNull(exported.column(1), 99'999));
+}
+
+TEST(ArrowNumbers, OfAnArrayAreAFixedSizeList) {
+  Table table("a:3i;none:2q", 2, "");
+  const int32_t values[] = {1, -2, 3};
+  table_set_buff(table.get(), 1, 0, values, sizeof values, 0);
+  const Exported exported = Export(std::move(table));
+  EXPECT_STREQ(exported.schema.children[0]->format, "+w:3");
+  EXPECT_STREQ(exported.schema.children[0]->children[0]->format, "i");
+  EXPECT_TRUE(IsNull(exported.column(0), 0));
+  ASSERT_EQ(exported.column(0).children[0]->length, 6);
+  EXPECT_EQ(At<int32_t>(*exported.column(0).children[0], 2), 0);
+  EXPECT_EQ(At<int32_t>(*exported.column(0).children[0], 3), 1);
+  EXPECT_EQ(At<int32_t>(*exported.column(0).children[0], 4), -2);
+  EXPECT_EQ(exported.column(1).null_count, 2);
+}
+
+// ---- texts ----
+
+TEST(ArrowTexts, AreUtf8AndByteStringsAreBinary) {
+  Table table("s:s;b:b", 4, "");
+  table_set_str(table.get(), 0, 0, "\xE4\xB8\xAD", 1);
+  table_set_str(table.get(), 1, 0, "", 1);
+  table_set_str(table.get(), 3, 0, "abc", 1);
+  table_set_binary(table.get(), 2, 1, 3, "x\0y", 1);
+  table_set_binary(table.get(), 3, 1, 0, nullptr, 1);
+  const Exported exported = Export(std::move(table));
+  EXPECT_STREQ(exported.schema.children[0]->format, "u");
+  EXPECT_STREQ(exported.schema.children[1]->format, "z");
+  EXPECT_EQ(TextAt(exported.column(0), 0), "\xE4\xB8\xAD");
+  EXPECT_EQ(TextAt(exported.column(0), 1), "");
+  EXPECT_FALSE(IsNull(exported.column(0), 1));
+  EXPECT_TRUE(IsNull(exported.column(0), 2));
+  EXPECT_EQ(TextAt(exported.column(0), 3), "abc");
+  EXPECT_EQ(TextAt(exported.column(1), 2), std::string("x\0y", 3));
+  EXPECT_FALSE(IsNull(exported.column(1), 3));
+  EXPECT_TRUE(IsNull(exported.column(1), 0));
+}
+
+TEST(ArrowTexts, ThatAreNoUtf8HaveReplacements) {
+  const std::string u = "\xEF\xBF\xBD";
+  Table table("\xD6\xD0:s", 5, "");
+  table_set_str(table.get(), 0, 0, "a\xD6\xD0z", 1);        // GB2312
+  table_set_str(table.get(), 1, 0, "\xF0\x9F\x93\x88", 1);  // beyond the basic plane
+  table_set_str(table.get(), 2, 0, "\xF0\x9F\x93", 1);      // cut off: one maximal part
+  table_set_str(table.get(), 3, 0, "\xED\xA0\x80", 1);      // a surrogate: three bytes that begin nothing
+  table_set_str(table.get(), 4, 0, "12345678\xFF", 1);
+  const Exported exported = Export(std::move(table));
+  EXPECT_EQ(exported.schema.children[0]->name, u + u);
+  EXPECT_EQ(TextAt(exported.column(0), 0), "a" + u + u + "z");
+  EXPECT_EQ(TextAt(exported.column(0), 1), "\xF0\x9F\x93\x88");
+  EXPECT_EQ(TextAt(exported.column(0), 2), u);
+  EXPECT_EQ(TextAt(exported.column(0), 3), u + u + u);
+  EXPECT_EQ(TextAt(exported.column(0), 4), "12345678" + u);
+}
+
+// ---- children ----
+
+TEST(ArrowChildren, AreAListOfStructs) {
+  Table table("Obj:s;Data:t", 4, "");
+  const auto child = [](int rows, int64_t first) {
+    void* made = table_create("q:q;s:s", rows, "");
+    for (int row = 0; row < rows; ++row)
+      table_set_int64(made, row, 0, first + row);
+    table_set_str(made, rows - 1, 1, "last", 1);
+    return made;
+  };
+  table_set_table_raw(table.get(), 0, 1, child(2, 10));
+  table_set_table(table.get(), 1, 1, nullptr, 1);  // set and empty
+  table_set_table_raw(table.get(), 3, 1, child(400, 20));
+  const Exported exported = Export(std::move(table));
+  const ArrowArray& list = exported.column(1);
+  EXPECT_STREQ(exported.schema.children[1]->format, "+l");
+  EXPECT_STREQ(exported.schema.children[1]->children[0]->format, "+s");
+  EXPECT_EQ(list.null_count, 1);
+  EXPECT_TRUE(IsNull(list, 2));
+  EXPECT_FALSE(IsNull(list, 1));
+  const int32_t offsets[] = {0, 2, 2, 2, 402};
+  for (int64_t row = 0; row < 5; ++row)
+    EXPECT_EQ(At<int32_t>(list, row), offsets[row]) << row;
+  const ArrowArray& numbers = *list.children[0]->children[0];
+  ASSERT_EQ(numbers.length, 402);
+  EXPECT_EQ(At<int64_t>(numbers, 0), 10);
+  EXPECT_EQ(At<int64_t>(numbers, 1), 11);
+  EXPECT_EQ(At<int64_t>(numbers, 2), 20);
+  EXPECT_EQ(At<int64_t>(numbers, 401), 419);
+  const ArrowArray& texts = *list.children[0]->children[1];
+  EXPECT_TRUE(IsNull(texts, 0));
+  EXPECT_EQ(TextAt(texts, 1), "last");
+  EXPECT_EQ(TextAt(texts, 401), "last");
+}
+
+TEST(ArrowChildren, OfOneRowEachAreJoined) {
+  Table table("Data:t", 1000, "");
+  for (int row = 0; row < 1000; ++row) {
+    void* child = table_create("q:q;i:i", 1, "");
+    if (row % 3 != 0) table_set_int64(child, 0, 0, row);
+    table_set_int(child, 0, 1, -row);
+    table_set_table_raw(table.get(), row, 0, child);
+  }
+  const Exported exported = Export(std::move(table));
+  const ArrowArray& inner = *exported.column(0).children[0];
+  for (int64_t row = 0; row < 1000; ++row) {
+    EXPECT_EQ(IsNull(*inner.children[0], row), row % 3 == 0);
+    EXPECT_EQ(At<int64_t>(*inner.children[0], row), row % 3 == 0 ? 0 : row);
+    EXPECT_EQ(At<int32_t>(*inner.children[1], row), -row);
+  }
+}
+
+TEST(ArrowChildren, ThatAreNowhereGiveAnEmptyStruct) {
+  const Exported exported = Export(Table("Data:t", 2, ""));
+  EXPECT_EQ(exported.schema.children[0]->children[0]->n_children, 0);
+  EXPECT_EQ(exported.column(0).null_count, 2);
+}
+
+TEST(ArrowChildren, OfOneColumnMustBeAlike) {
+  Table table("Data:t", 2, "");
+  table_set_table_raw(table.get(), 0, 0, table_create("q:q", 1, ""));
+  table_set_table_raw(table.get(), 1, 0, table_create("d:d", 1, ""));
+  Exported exported;
+  EXPECT_EQ(table_export_arrow(table.get(), &exported.schema, &exported.array), EINVAL);
+  // It is still the caller's.
+  EXPECT_EQ(table_rows(table.get()), 2);
+}
+
+TEST(ArrowChildren, NestNoDeeperThanIsTold) {
+  const auto nested = [](int levels) {
+    void* table = table_create("q:q", 1, "");
+    for (int i = 0; i < levels; ++i) {
+      void* outer = table_create("t:t", 1, "");
+      table_set_table_raw(outer, 0, 0, table);
+      table = outer;
+    }
+    return Table(table);
+  };
+  Exported deep;
+  Table at = nested(128);
+  EXPECT_EQ(table_export_arrow(at.release(), &deep.schema, &deep.array), 0);
+  Exported none;
+  Table beyond = nested(129);
+  EXPECT_EQ(table_export_arrow(beyond.get(), &none.schema, &none.array), EOVERFLOW);
+}
+
+// ---- ownership ----
+
+TEST(ArrowParts, MayBeMovedAndReleasedInAnyOrder) {
+  std::array<size_t, 4> order = {0, 1, 2, 3};
+  do {
+    Table table("q:q;s:s;t:t", 500, "");
+    table_set_int64(table.get(), 7, 0, 7);
+    table_set_str(table.get(), 7, 1, "seven", 1);
+    table_set_table_raw(table.get(), 7, 2, table_create("d:d", 3, ""));
+    Exported exported = Export(std::move(table));
+    std::array<ArrowArray, 4> parts{};
+    for (size_t col = 0; col < 3; ++col) {
+      parts[col] = *exported.array.children[col];
+      exported.array.children[col]->release = nullptr;
+    }
+    parts[3] = exported.array;
+    exported.array.release = nullptr;
+    for (const size_t next : order) {
+      // What is left is still there.
+      if (parts[0].release != nullptr) {
+        EXPECT_EQ(At<int64_t>(parts[0], 7), 7);
+      }
+      if (parts[1].release != nullptr) {
+        EXPECT_EQ(TextAt(parts[1], 7), "seven");
+      }
+      parts[next].release(&parts[next]);
+      EXPECT_EQ(parts[next].release, nullptr);
+    }
+  } while (std::next_permutation(order.begin(), order.end()));
+}
+
+TEST(ArrowParts, OfASchemaMayBeMovedToo) {
+  Exported exported = Export(Table("q:q;t:t", 1, ""));
+  ArrowSchema moved = *exported.schema.children[1];
+  exported.schema.children[1]->release = nullptr;
+  exported.schema.release(&exported.schema);
+  exported.schema.release = nullptr;
+  EXPECT_STREQ(moved.name, "t");
+  EXPECT_STREQ(moved.children[0]->format, "+s");
+  moved.release(&moved);
+}
+
+TEST(ArrowExport, RefusesWhatIsNoTableOfItsOwn) {
+  Exported exported;
+  EXPECT_EQ(table_export_arrow(nullptr, &exported.schema, &exported.array), EINVAL);
+  Table parent("t:t", 1, "");
+  void* child = table_create("q:q", 1, "");
+  table_set_table_raw(parent.get(), 0, 0, child);
+  EXPECT_EQ(table_export_arrow(child, &exported.schema, &exported.array), EINVAL);
+}
+
+TEST(ArrowExport, TakesTablesWithoutRowsOrColumns) {
+  EXPECT_EQ(Export(Table("q:q;s:s;t:t;a:3i", 0, "")).array.length, 0);
+  EXPECT_EQ(Export(Table("", 5, "")).array.length, 5);
+}
+
+// ---- many tables ----
+
+TEST(ArrowBatch, PutsTablesBelowEachOther) {
+  Exported like = Export(Table("Obj:s;q:q", 0, ""));
+  std::vector<void*> tables;
+  for (int i = 0; i < 3; ++i) {
+    void* table = table_create("Obj:s;q:q", i, "");
+    for (int row = 0; row < i; ++row)
+      table_set_int64(table, row, 1, 10 * i + row);
+    tables.push_back(table);
+  }
+  Exported batch;
+  int64_t misfit = 7;
+  ASSERT_EQ(table_export_arrow_batch(tables.data(), 3, &like.schema, &batch.array, &misfit), 0);
+  EXPECT_EQ(misfit, -1);
+  EXPECT_EQ(replies::CheckArrow(like.schema, batch.array), "");
+  ASSERT_EQ(batch.array.length, 3);
+  EXPECT_EQ(At<int64_t>(batch.column(1), 0), 10);
+  EXPECT_EQ(At<int64_t>(batch.column(1), 1), 20);
+  EXPECT_EQ(At<int64_t>(batch.column(1), 2), 21);
+}
+
+TEST(ArrowBatch, SaysWhichTableDoesNotFit) {
+  const Exported like = Export(Table("q:q", 0, ""));
+  const Table fits("q:q", 1, "");
+  for (const char* other : {"q:d", "Q:q", "q:q;q:q", ""}) {
+    const Table does_not(other, 1, "");
+    void* tables[] = {fits.get(), does_not.get()};
+    Exported batch;
+    int64_t misfit = 0;
+    EXPECT_EQ(table_export_arrow_batch(tables, 2, &like.schema, &batch.array, &misfit), EINVAL) << other;
+    EXPECT_EQ(misfit, 1) << other;
+  }
+}
+
+TEST(ArrowBatch, KnowsTheColumnsInsideBeforeTheFirstChild) {
+  Table full("t:t", 1, "");
+  table_set_table_raw(full.get(), 0, 0, table_create("d:d;a:2i;b:b", 1, ""));
+  const Exported like = Export(std::move(full));
+  void* empty[] = {table_create("t:t", 2, "")};
+  Exported batch;
+  ASSERT_EQ(table_export_arrow_batch(empty, 1, &like.schema, &batch.array, nullptr), 0);
+  EXPECT_EQ(replies::CheckArrow(like.schema, batch.array), "");
+  EXPECT_EQ(batch.column(0).children[0]->n_children, 3);
+}
+
+// ---- hostile tables ----
+
+// Columns that nothing was written to share their zeros; what a cell far down takes is bounded as a whole.
+TEST(ArrowCost, GrowsWithWhatIsWritten) {
+  std::string spec;
+  for (int i = 0; i < 20'000; ++i)
+    spec += "q:q;s:s;a:9q;";
+  Exported announced;
+  ASSERT_EQ(
+      table_export_arrow(Table(spec.c_str(), 100'000, "").release(), &announced.schema, &announced.array), 0);
+  EXPECT_EQ(announced.array.n_children, 60'000);
+  Table sparse(spec.c_str(), 100'000, "");
+  for (int col = 0; col < 60'000; col += 3)
+    table_set_int64(sparse.get(), 99'999, col, 1);
+  Exported none;
+  EXPECT_EQ(table_export_arrow(sparse.get(), &none.schema, &none.array), EOVERFLOW);
+  Table counted("a:99999999q", 1000, "");
+  EXPECT_EQ(table_export_arrow(counted.get(), &none.schema, &none.array), EOVERFLOW);
+}
+
+// ---- text as it came ----
+
+TEST(KeepUtf8, HoldsForItsThreadAndScope) {
+  const char* chinese = "\xE4\xB8\xAD";
+  EXPECT_EQ(tsl_base::text::Utf8toGb2312(chinese), "\xD6\xD0");
+  {
+    const tsl_base::KeepUtf8 keep;
+    EXPECT_EQ(tsl_base::text::Utf8toGb2312(chinese), chinese);
+    EXPECT_EQ(tsl_base::text::Utf8toGb2312(std::string("a\0\xFF", 3)), std::string("a\0\xFF", 3));
+    EXPECT_EQ(tsl_base::text::Utf8toGb2312(static_cast<const char*>(nullptr)), "");
+    { const tsl_base::KeepUtf8 again; }
+    EXPECT_EQ(tsl_base::text::Utf8toGb2312(chinese), chinese);
+  }
+  EXPECT_EQ(tsl_base::text::Utf8toGb2312(chinese), "\xD6\xD0");
+  EXPECT_EQ(tsl_base_keep_utf8(5), 0);
+  EXPECT_EQ(tsl_base_keep_utf8(0), 1);
+}
+
+}  // namespace
