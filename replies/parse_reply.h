@@ -9,7 +9,8 @@
 
 namespace replies {
 
-// Null if the bytes are no reply; `error` then says where they break or which field is missing.
+// Null if the bytes are no reply; `error` then says where they break or which field is missing
+// (WhyNoReply()).
 std::unique_ptr<google::protobuf::Message> ParseReply(const std::string& bytes, std::string* error);
 
 }  // namespace replies

@@ -65,7 +65,9 @@ TEST(NoReply, WhatIsMissingOrWhereItBreaksIsSaid) {
 
 TEST(NoReply, JsonThatCannotBeIsSaid) {
   const Result result = ViewBytes(std::string("\x08\x14\x12\x01\xFF"), {"--json"});
-  EXPECT_EQ(result.err, "tesview: (standard input): no JSON can hold it: Obj: Fail to convert to json\n");
+  EXPECT_EQ(
+      result.err,
+      "tesview: (standard input): no JSON can hold it: text that is not valid UTF-8 in field \"Obj\"\n");
   EXPECT_EQ(result.code, 1);
 }
 

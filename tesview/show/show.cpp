@@ -220,6 +220,14 @@ void ShowText(const Item& item, Shown* shown) {
   BytesToText(item.reply.bytes, &shown->out, &shown->error);
 }
 
+constexpr char kNoMemory[] = "not enough memory to show it";
+
+// Of a reply that could not be expressed.
+std::string WhyNoJson(const std::string& bytes) {
+  const replies::Diagnosis found = replies::DiagnoseJson(bytes);
+  return found.reason == replies::Reason::kNotExpressible ? found.message : kNoMemory;
+}
+
 void ShowAs(const View& view, const Item& item, Shown* shown) {
   switch (view.to) {
     case To::kTable: return ShowTable(view, item, shown);
@@ -238,12 +246,12 @@ Shown Show(const View& view, const Item& item) {
   Shown shown;
   try {
     ShowAs(view, item, &shown);
-  } catch (const j2pb_error& error) {
-    shown.error = fmt::format("no JSON can hold it: {}", error.what());
+  } catch (const j2pb_error&) {
+    shown.error = WhyNoJson(item.reply.bytes);
   } catch (const TooMuch&) {
     shown.error = "too large to be shown as a whole; take --head, --columns or --path";
   } catch (const std::bad_alloc&) {
-    shown.error = "not enough memory to show it";
+    shown.error = kNoMemory;
   }
   if (!shown.error.empty()) shown.out.clear();
   return shown;
