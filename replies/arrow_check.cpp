@@ -90,7 +90,7 @@ class ArrayCheck {
     if (array_.dictionary != nullptr) return Fault(path_, "a dictionary");
     if (array_.n_buffers != type_.buffers())
       return Fault(path_, "{} buffers where {} belong", array_.n_buffers, type_.buffers());
-    if (array_.buffers == nullptr) return Fault(path_, "no buffers");
+    if (array_.n_buffers != 0 && array_.buffers == nullptr) return Fault(path_, "no buffers");
     if (array_.n_children != field_.n_children)
       return Fault(path_, "{} children where the schema has {}", array_.n_children, field_.n_children);
     if (array_.n_children > 0 && array_.children == nullptr) return Fault(path_, "no children");
@@ -101,6 +101,7 @@ class ArrayCheck {
   }
 
   bool IsNull(int64_t index) const {
+    if (type_.kind == ArrowKind::kNull) return true;
     return array_.buffers[0] != nullptr && !BitAt(array_.buffers[0], array_.offset + index);
   }
 
@@ -119,6 +120,7 @@ class ArrayCheck {
 
   // Without values, buffers may be missing. Where offsets are there, the first is.
   std::string CheckBuffers() {
+    if (array_.n_buffers == 0) return "";
     if (array_.buffers[0] != nullptr) Touch(array_.buffers[0], (end_ + 7) / 8);
     if (array_.n_buffers == 1) return "";
     if (array_.buffers[1] == nullptr) return end_ == 0 ? "" : Fault(path_, "no buffer for {} values", end_);

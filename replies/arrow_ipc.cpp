@@ -73,6 +73,7 @@ Offset<void> CreateTimestampOf(const ArrowType& type, FlatBufferBuilder* to) {
 TypeOffset CreateType(const ArrowType& type, FlatBufferBuilder* to) {
   const bool large = type.bits == 64;
   switch (type.kind) {
+    case ArrowKind::kNull: return {ipc::Type::Null, ipc::CreateNull(*to).Union()};
     case ArrowKind::kBool: return {ipc::Type::Bool, ipc::CreateBool(*to).Union()};
     case ArrowKind::kInt: return {ipc::Type::Int, ipc::CreateInt(*to, type.bits, true).Union()};
     case ArrowKind::kUint: return {ipc::Type::Int, ipc::CreateInt(*to, type.bits, false).Union()};
@@ -346,6 +347,10 @@ bool Body::Add(const ArrowSchema& field, const ArrowArray& array, Slice slice, c
   const auto type = ParseArrowFormat(field.format);
   if (!type || depth > kMaxArrowDepth) return Refuse(path, "no type that can be written", error_);
   if (!CheckShape(field, *type, array, slice, path)) return false;
+  if (type->kind == ArrowKind::kNull) {
+    nodes_.emplace_back(slice.length, slice.length);
+    return true;
+  }
   const int64_t begin = array.offset + slice.first;
   AddValidity(array, begin, slice.length);
   Slice values;
@@ -360,6 +365,7 @@ bool Body::Add(const ArrowSchema& field, const ArrowArray& array, Slice slice, c
     case ArrowKind::kBinary:
       return AddOffsets(array, *type, begin, slice.length, path, &values) && AddBytes(array, values, path);
     case ArrowKind::kBool: AddOwnBuffer(CopyBits(BytesOf(array, 1), begin, slice.length)); return true;
+    case ArrowKind::kNull:
     case ArrowKind::kInt:
     case ArrowKind::kUint:
     case ArrowKind::kFloat:

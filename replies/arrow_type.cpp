@@ -29,6 +29,7 @@ bool TakeComma(std::string_view* text) {
 
 std::optional<ArrowType> ParseOneLetter(char letter) {
   switch (letter) {
+    case 'n': return Of(ArrowKind::kNull, 0);
     case 'b': return Of(ArrowKind::kBool, 1);
     case 'c': return Of(ArrowKind::kInt, 8);
     case 'C': return Of(ArrowKind::kUint, 8);
@@ -101,6 +102,7 @@ void AppendInt32(std::string* to, size_t number) {
 }  // namespace
 
 int64_t ArrowType::buffers() const {
+  if (kind == ArrowKind::kNull) return 0;
   if (kind == ArrowKind::kStruct || kind == ArrowKind::kFixedSizeList) return 1;
   return kind == ArrowKind::kUtf8 || kind == ArrowKind::kBinary ? 3 : 2;
 }

@@ -20,6 +20,7 @@ constexpr int kMaxArrowDepth = 64;
 constexpr int64_t kMaxArrowValues = INT64_MAX / 32;
 
 enum class ArrowKind {
+  kNull,  // nulls and nothing else: there are no buffers
   kBool,
   kInt,
   kUint,

@@ -1,7 +1,7 @@
 // Tables as Arrow arrays.
 //
-// All parts of one export share a store: it owns the tables, whose cells some buffers are, the buffers that
-// were filled here and the small blocks that the arrays are made of. Each part counts as one user of the
+// What belongs together is made in one store: the parts of a type, or the parts of an array with the buffers
+// that were filled here and the tables whose cells the other buffers are. Each part counts as one user of its
 // store, so that parts can be moved away and released in any order.
 #include "tsl_base/arrow.h"
 
@@ -16,6 +16,7 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tsl_base/detail/bytes.h"
@@ -25,33 +26,47 @@
 #include "tsl_base/detail/utf8.h"
 #include "tsl_base/values.h"
 
+// Arrow's bits count from the lowest of the first byte on; 64-bit words have them in that order there only.
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
+#error "Arrow export needs a little-endian machine"
+#endif
+
 namespace {
 
 using namespace tsl_base::detail;
 
 using Tables = std::vector<TableData*>;
 
-// Far beyond what a reply nests; the walks here and in whoever reads the arrays are recursive.
-constexpr int kDeepest = 128;
+// Tables below each other, each of which is a list of structs. Most readers of Arrow refuse more than 64
+// levels.
+constexpr int kDeepest = 31;
 
 // Ends an export; caught where it began.
 struct Failure {
   int code;
-  int64_t misfit = -1;
+  const TableData* misfit = nullptr;
 };
 
 // ---- the type ---------------------------------------------------------------------------------------------
 
-// A column as the type has it.
+// A column as the type has it. Names are not copied.
 struct Field {
-  std::string name;  // as the table has it
-  int code = TABLE_NOTHING;
+  std::string_view name;
+  int code = TABLE_NOTHING;   // TABLE_DOUBLE for the decimal classes
   uint32_t count = 1;         // elements of a cell
   std::vector<Field> inside;  // of a table
 };
 
 bool IsCounted(const Field& field) {
   return field.count > 1;
+}
+
+bool IsDecimal(const Column& column) {
+  return column.code() == TABLE_PFLOAT || column.code() == TABLE_VFLOAT;
+}
+
+int CodeOf(const Column& column) {
+  return IsDecimal(column) ? int{TABLE_DOUBLE} : column.code();
 }
 
 uint32_t CountOf(const Column& column) {
@@ -63,28 +78,26 @@ bool Fits(const Spec& spec, const std::vector<Field>& fields) {
   for (uint32_t i = 0; i < spec.cols; ++i) {
     const Column& column = spec.columns()[i];
     const Field& field = fields[i];
-    if (column.code() != field.code || CountOf(column) != field.count) return false;
+    if (CodeOf(column) != field.code || CountOf(column) != field.count) return false;
     const std::string_view name = spec.name_of(column);
-    if (name != field.name && ValidUtf8(name) != field.name) return false;
+    if (name != field.name && ValidUtf8(name) != ValidUtf8(field.name)) return false;
   }
   return true;
 }
 
-// The first of the tables that does not have these columns; how many there are if all do.
-size_t FirstMisfit(const Tables& tables, const std::vector<Field>& fields) {
+void MustFit(const Tables& tables, const std::vector<Field>& fields) {
   const Spec* known = nullptr;
-  for (size_t i = 0; i < tables.size(); ++i) {
-    if (tables[i]->spec == known) continue;
-    if (!Fits(*tables[i]->spec, fields)) return i;
-    known = tables[i]->spec;
+  for (const TableData* table : tables) {
+    if (table->spec == known) continue;
+    if (!Fits(*table->spec, fields)) throw Failure{EINVAL, table};
+    known = table->spec;
   }
-  return tables.size();
 }
 
 // The tables in a column, without the cells that are set and empty.
 Tables ChildrenIn(const Tables& tables, uint32_t col) {
   Tables children;
-  for (TableData* table : tables) {
+  for (const TableData* table : tables) {
     if (!table->had_children()) continue;
     VisitCells(table, table->spec->columns()[col], [&children](uint32_t, const unsigned char* cell) {
       if (TableData* child = Load<TableData*>(cell)) children.push_back(child);
@@ -99,11 +112,15 @@ std::vector<Field> FieldsOf(const Tables& tables, int depth) {
   if (tables.empty()) return fields;
   if (depth > kDeepest) throw Failure{EOVERFLOW};
   const Spec& spec = *tables[0]->spec;
+  fields.reserve(spec.cols);
+  bool nested = false;
   for (uint32_t i = 0; i < spec.cols; ++i) {
     const Column& column = spec.columns()[i];
-    fields.push_back({spec.name_of(column), column.code(), CountOf(column), {}});
+    fields.push_back({spec.name_of(column), CodeOf(column), CountOf(column), {}});
+    nested = nested || column.code() == TABLE_CHILD;
   }
-  if (FirstMisfit(tables, fields) != tables.size()) throw Failure{EINVAL};
+  if (!nested) return fields;
+  MustFit(tables, fields);
   for (uint32_t i = 0; i < spec.cols; ++i) {
     if (fields[i].code == TABLE_CHILD) fields[i].inside = FieldsOf(ChildrenIn(tables, i), depth + 1);
   }
@@ -117,9 +134,7 @@ const char* FormatOf(int code) {
     case TABLE_INT32: return "i";
     case TABLE_INT64: return "l";
     case TABLE_FLOAT: return "f";
-    case TABLE_DOUBLE:
-    case TABLE_PFLOAT:
-    case TABLE_VFLOAT: return "g";
+    case TABLE_DOUBLE: return "g";
     case TABLE_TEXT: return "u";
     case TABLE_BINARY: return "z";
     case TABLE_UINT8: return "C";
@@ -130,64 +145,6 @@ const char* FormatOf(int code) {
     case TABLE_TIME: return "tss:";
     default: return "n";
   }
-}
-
-// A type as the interface has it. Each node owns what it is made of and the structs of its children, so that
-// children can be moved away.
-struct SchemaNode {
-  std::string format;
-  std::string name;
-  std::vector<ArrowSchema> children;
-  std::vector<ArrowSchema*> pointers;
-};
-
-void ReleaseSchema(ArrowSchema* schema) {
-  auto* node = static_cast<SchemaNode*>(schema->private_data);
-  for (ArrowSchema& child : node->children) {
-    if (child.release != nullptr) child.release(&child);
-  }
-  schema->release = nullptr;
-  delete node;
-}
-
-// With room for the children, which are to be made in their places.
-SchemaNode* MakeSchema(std::string format, std::string name, size_t children, bool nullable,
-                       ArrowSchema* out) {
-  auto node = std::make_unique<SchemaNode>();
-  node->format = std::move(format);
-  node->name = std::move(name);
-  node->children.resize(children);
-  for (ArrowSchema& child : node->children)
-    node->pointers.push_back(&child);
-  *out = ArrowSchema{};
-  out->format = node->format.c_str();
-  out->name = node->name.c_str();
-  out->flags = nullable ? ARROW_FLAG_NULLABLE : 0;
-  out->n_children = static_cast<int64_t>(children);
-  out->children = node->pointers.data();
-  out->release = ReleaseSchema;
-  out->private_data = node.get();
-  return node.release();
-}
-
-void MakeStructSchema(const std::vector<Field>& fields, const char* name, bool nullable, ArrowSchema* out);
-
-void MakeFieldSchema(const Field& field, ArrowSchema* out) {
-  if (field.code == TABLE_CHILD) {
-    SchemaNode* list = MakeSchema("+l", ValidUtf8(field.name), 1, true, out);
-    MakeStructSchema(field.inside, "item", false, list->pointers[0]);
-  } else if (IsCounted(field)) {
-    SchemaNode* array = MakeSchema("+w:" + std::to_string(field.count), ValidUtf8(field.name), 1, true, out);
-    MakeSchema(FormatOf(field.code), "item", 0, false, array->pointers[0]);
-  } else {
-    MakeSchema(FormatOf(field.code), ValidUtf8(field.name), 0, true, out);
-  }
-}
-
-void MakeStructSchema(const std::vector<Field>& fields, const char* name, bool nullable, ArrowSchema* out) {
-  SchemaNode* node = MakeSchema("+s", name, fields.size(), nullable, out);
-  for (size_t i = 0; i < fields.size(); ++i)
-    MakeFieldSchema(fields[i], node->pointers[i]);
 }
 
 int CodeOfFormat(std::string_view format) {
@@ -213,6 +170,9 @@ Field FieldOf(const ArrowSchema& schema, int depth) {
     if (schema.n_children != 1) throw Failure{EINVAL};
     field.code = CodeOfFormat(schema.children[0]->format);
     field.count = static_cast<uint32_t>(strtoul(schema.format + 3, nullptr, 10));
+    const bool is_array =
+        field.code != TABLE_TEXT && field.code != TABLE_BINARY && field.code != TABLE_NOTHING;
+    if (!is_array || !IsCounted(field)) throw Failure{EINVAL};
   } else {
     field.code = CodeOfFormat(format);
   }
@@ -223,6 +183,7 @@ std::vector<Field> FieldsOf(const ArrowSchema& schema, int depth) {
   if (depth > kDeepest) throw Failure{EOVERFLOW};
   if (std::string_view(schema.format) != "+s") throw Failure{EINVAL};
   std::vector<Field> fields;
+  fields.reserve(static_cast<size_t>(schema.n_children));
   for (int64_t i = 0; i < schema.n_children; ++i)
     fields.push_back(FieldOf(*schema.children[i], depth));
   return fields;
@@ -235,29 +196,58 @@ struct FreeBlock {
 };
 using Block = std::unique_ptr<void, FreeBlock>;
 
-// What one export may make. A column with one cell far down takes as much as a full one, so a reply can
-// announce far more than it holds.
-constexpr uint64_t kMostBytes = uint64_t{1} << 30;
+// What the buffers of an array may take: this, and so many times what the cells take in its tables. A column
+// with one cell far down takes as much as a full one here, so a small reply could ask for very much.
+constexpr uint64_t kAlwaysAllowed = uint64_t{16} << 20;
+constexpr uint64_t kAllowedFactor = 16;
 
 class Store {
  public:
-  // Bytes of any content, aligned as malloc does.
-  void* Bytes(uint64_t size) {
+  Store() = default;
+  Store(const Store&) = delete;
+  Store& operator=(const Store&) = delete;
+
+  // A small block, aligned for what the interface's structs hold.
+  void* Small(uint64_t size) {
+    size = (size + 7) / 8 * 8;
+    if (size > room_) {
+      if (size >= kLargestChunk / 4) return Keep(size);
+      chunk_ = std::min(2 * chunk_, kLargestChunk);
+      at_ = static_cast<char*>(Keep(std::max(chunk_, size)));
+      room_ = std::max(chunk_, size);
+    }
+    at_ += size;
+    room_ -= size;
+    return at_ - size;
+  }
+
+  // A buffer of any content, for as many cells as the tables have rows.
+  void* Buffer(uint64_t size) {
     Spend(size);
-    return Keep(malloc(std::max<size_t>(static_cast<size_t>(size), 1)));
+    return size < kLargestChunk / 4 ? Small(size) : Keep(size);
   }
 
   // Zeros, the same for all who ask: columns that nothing was written to cost nothing each.
   const void* Zeros(uint64_t size) {
     if (size <= zeros_size_) return zeros_;
-    Spend(size);
-    zeros_ = Keep(calloc(std::max<size_t>(static_cast<size_t>(size), 1), 1));
-    zeros_size_ = size;
+    const uint64_t wanted = std::max(size, std::min(2 * zeros_size_, kAlwaysAllowed / 4));
+    Spend(wanted);
+    zeros_ = Keep(Block(calloc(static_cast<size_t>(wanted), 1)));
+    zeros_size_ = wanted;
     return zeros_;
   }
 
+  void* Keep(Block block) {
+    if (!block) throw std::bad_alloc();
+    blocks_.push_back(std::move(block));
+    return blocks_.back().get();
+  }
+
+  // Tells of cells that take so many bytes.
+  void Allow(uint64_t size) { allowed_ += kAllowedFactor * size; }
+
   // Nobody else may use the store yet. It owns the tables from now on.
-  void Own(Tables tables) { tables_ = std::move(tables); }
+  void Own(Tables tables) noexcept { tables_ = std::move(tables); }
 
   void AddUser() { users_.fetch_add(1, std::memory_order_relaxed); }
   // Ends the store with its last user.
@@ -269,63 +259,117 @@ class Store {
   }
 
  private:
+  static constexpr uint64_t kLargestChunk = 32768;
+
   void Spend(uint64_t size) {
-    if (size > kMostBytes - spent_) throw Failure{EOVERFLOW};
+    if (size > allowed_ - spent_) throw Failure{EOVERFLOW};
     spent_ += size;
   }
 
-  void* Keep(void* block) {
-    Block held(block);
-    if (!held) throw std::bad_alloc();
-    blocks_.push_back(std::move(held));
-    return block;
-  }
+  void* Keep(uint64_t size) { return Keep(Block(malloc(std::max<size_t>(static_cast<size_t>(size), 1)))); }
 
   std::atomic<uint64_t> users_{1};
   Tables tables_;
   std::vector<Block> blocks_;
+  char* at_ = nullptr;
+  uint64_t room_ = 0;
+  uint64_t chunk_ = 512;
   const void* zeros_ = nullptr;
   uint64_t zeros_size_ = 0;
+  uint64_t allowed_ = kAlwaysAllowed;
   uint64_t spent_ = 0;
 };
 
-void ReleasePart(ArrowArray* array) {
-  for (int64_t i = 0; i < array->n_children; ++i) {
-    ArrowArray* child = array->children[i];
+struct DropUser {
+  void operator()(Store* store) const { store->DropUser(); }
+};
+using OwnedStore = std::unique_ptr<Store, DropUser>;
+
+// What follows is the same for both structs of the interface.
+
+template <class Part>
+void ReleasePart(Part* part) {
+  for (int64_t i = 0; i < part->n_children; ++i) {
+    Part* child = part->children[i];
     if (child->release != nullptr) child->release(child);
   }
-  array->release = nullptr;
-  static_cast<Store*>(array->private_data)->DropUser();
+  part->release = nullptr;
+  static_cast<Store*>(part->private_data)->DropUser();
 }
 
-// An array with room for so many buffers and children. Its parts are made in their places; should that fail,
-// the store goes with all of them.
-void MakeArray(Store* store, int64_t length, int64_t buffers, int64_t children, ArrowArray* out) {
-  *out = ArrowArray{};
-  out->length = length;
-  out->n_buffers = buffers;
-  if (buffers != 0) {
-    out->buffers = static_cast<const void**>(store->Bytes(static_cast<uint64_t>(buffers) * sizeof(void*)));
-    std::fill_n(out->buffers, buffers, nullptr);
-  }
-  if (children != 0) {
-    const auto count = static_cast<uint64_t>(children);
-    auto* structs = static_cast<ArrowArray*>(store->Bytes(count * sizeof(ArrowArray)));
-    std::fill_n(structs, count, ArrowArray{});
-    out->children = static_cast<ArrowArray**>(store->Bytes(count * sizeof(ArrowArray*)));
-    for (uint64_t i = 0; i < count; ++i)
-      out->children[i] = structs + i;
-    out->n_children = children;
-  }
-  out->release = ReleasePart;
+// Room for the children, which are to be made in their places. Should that fail, the store goes with all.
+template <class Part>
+void StartPart(Store* store, uint64_t children, Part* out) {
+  *out = Part{};
+  out->release = ReleasePart<Part>;
   out->private_data = store;
+  if (children == 0) return;
+  auto* parts = static_cast<Part*>(store->Small(children * sizeof(Part)));
+  std::uninitialized_fill_n(parts, children, Part{});
+  out->children = static_cast<Part**>(store->Small(children * sizeof(Part*)));
+  for (uint64_t i = 0; i < children; ++i)
+    out->children[i] = parts + i;
+  out->n_children = static_cast<int64_t>(children);
 }
 
 // Users are counted when everything is made.
-void CountUsers(Store* store, ArrowArray* array) {
+template <class Part>
+void CountUsers(Store* store, const Part& part) {
   store->AddUser();
-  for (int64_t i = 0; i < array->n_children; ++i)
-    CountUsers(store, array->children[i]);
+  for (int64_t i = 0; i < part.n_children; ++i)
+    CountUsers(store, *part.children[i]);
+}
+
+// ---- the schema -------------------------------------------------------------------------------------------
+
+const char* KeepText(Store* store, std::string_view text) {
+  char* kept = static_cast<char*>(store->Small(text.size() + 1));
+  std::copy(text.begin(), text.end(), kept);
+  kept[text.size()] = '\0';
+  return kept;
+}
+
+const char* KeepName(Store* store, std::string_view name) {
+  if (IsUtf8(name.data(), name.size())) return KeepText(store, name);
+  return KeepText(store, ValidUtf8(name));
+}
+
+// `format` and `name` are the store's or there for ever.
+void MakeSchema(Store* store, const char* format, const char* name, uint64_t children, bool nullable,
+                ArrowSchema* out) {
+  StartPart(store, children, out);
+  out->format = format;
+  out->name = name;
+  out->flags = nullable ? ARROW_FLAG_NULLABLE : 0;
+}
+
+void MakeStructSchema(Store* store, const std::vector<Field>& fields, const char* name, ArrowSchema* out);
+
+void MakeFieldSchema(Store* store, const Field& field, ArrowSchema* out) {
+  const char* name = KeepName(store, field.name);
+  if (field.code == TABLE_CHILD) {
+    MakeSchema(store, "+l", name, 1, true, out);
+    MakeStructSchema(store, field.inside, "item", out->children[0]);
+  } else if (IsCounted(field)) {
+    MakeSchema(store, KeepText(store, "+w:" + std::to_string(field.count)), name, 1, true, out);
+    MakeSchema(store, FormatOf(field.code), "item", 0, false, out->children[0]);
+  } else {
+    MakeSchema(store, FormatOf(field.code), name, 0, true, out);
+  }
+}
+
+void MakeStructSchema(Store* store, const std::vector<Field>& fields, const char* name, ArrowSchema* out) {
+  MakeSchema(store, "+s", name, fields.size(), false, out);
+  for (size_t i = 0; i < fields.size(); ++i)
+    MakeFieldSchema(store, fields[i], out->children[i]);
+}
+
+ArrowSchema ExportSchema(const std::vector<Field>& fields) {
+  const OwnedStore store(new Store);
+  ArrowSchema schema{};
+  MakeStructSchema(store.get(), fields, "", &schema);
+  CountUsers(store.get(), schema);
+  return schema;
 }
 
 // ---- bits -------------------------------------------------------------------------------------------------
@@ -334,7 +378,7 @@ void CountUsers(Store* store, ArrowArray* array) {
 class Bits {
  public:
   Bits(Store* store, uint64_t count)
-      : words_(static_cast<uint64_t*>(store->Bytes((count / 64 + 2) * sizeof(uint64_t)))), set_(0), at_(0) {
+      : words_(static_cast<uint64_t*>(store->Buffer((count / 64 + 2) * sizeof(uint64_t)))), set_(0), at_(0) {
     memset(words_, 0, (count / 64 + 2) * sizeof(uint64_t));
   }
 
@@ -388,23 +432,25 @@ uint64_t CountSet(const uint64_t* bits, uint64_t first, uint64_t count) {
   return set;
 }
 
-// Arrow counts on little-endian bits; 64-bit words have them in the same order there only.
-#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
-#error "Arrow export needs a little-endian machine"
-#endif
+// ---- columns ----------------------------------------------------------------------------------------------
+
+void MakeArray(Store* store, uint64_t length, int64_t buffers, uint64_t children, ArrowArray* out) {
+  StartPart(store, children, out);
+  out->length = static_cast<int64_t>(length);
+  out->n_buffers = buffers;
+  if (buffers == 0) return;
+  out->buffers = static_cast<const void**>(store->Small(static_cast<uint64_t>(buffers) * sizeof(void*)));
+  std::fill_n(out->buffers, buffers, nullptr);
+}
 
 void SetValidity(const Bits& bits, ArrowArray* out) {
   out->null_count = static_cast<int64_t>(bits.at() - bits.set());
   if (out->null_count != 0) out->buffers[0] = bits.words();
 }
 
-// ---- columns ----------------------------------------------------------------------------------------------
-
-uint64_t RowsOf(const Tables& tables) {
-  uint64_t rows = 0;
-  for (const TableData* table : tables)
-    rows += table->rows;
-  return rows;
+void MakeUnset(Store* store, uint64_t rows, ArrowArray* out) {
+  out->null_count = static_cast<int64_t>(rows);
+  out->buffers[0] = store->Zeros((rows / 64 + 1) * 8);
 }
 
 // Whether any cell of the column may be set.
@@ -416,10 +462,19 @@ bool IsWritten(const Tables& tables, uint32_t col) {
   });
 }
 
-void MakeUnset(Store* store, int64_t rows, ArrowArray* out) {
-  out->null_count = rows;
-  out->buffers[0] = store->Zeros((static_cast<uint64_t>(rows) + 63) / 64 * 8);
+// Calls visit(row of the whole, cell, column) for every set cell.
+template <class Visit>
+void VisitColumn(const Tables& tables, uint32_t col, Visit visit) {
+  uint64_t base = 0;
+  for (const TableData* table : tables) {
+    const Column& column = table->spec->columns()[col];
+    VisitCells(table, column,
+               [&](uint32_t row, const unsigned char* cell) { visit(base + row, cell, column); });
+    base += table->rows;
+  }
 }
+
+// ---- numbers ----------------------------------------------------------------------------------------------
 
 // What is not set reads as 0, whoever looks at it: memory's old content leaves with no array.
 void ClearUnset(unsigned char* cells, const uint64_t* bits, uint64_t first, uint64_t rows, size_t width) {
@@ -428,40 +483,49 @@ void ClearUnset(unsigned char* cells, const uint64_t* bits, uint64_t first, uint
   }
 }
 
-// The cells of one column of a table where they lie in one piece, all rows of them.
+// The cells of one column of a table where they lie in one piece, all rows of them, and the first of their
+// bits.
 struct Piece {
   unsigned char* cells = nullptr;
   const uint64_t* bits = nullptr;
-  uint64_t first = 0;  // of the bits, and in a small table of the cells
+  uint64_t first = 0;
 };
 
 Piece PieceOf(TableData* table, const Column& column, size_t width) {
   if (!table->is_large) {
     // Cells of a small table are 8 bytes apart.
     if (width != 8) return {};
-    return {table->small_cell(0), table->small_bits(), uint64_t{column.slot} * table->rows};
+    const uint32_t first = column.slot * table->rows;
+    return {table->small_cell(first), table->small_bits(), first};
   }
   const Slab* slab = FindSlab(table, column);
   if (slab == nullptr || slab->capacity < table->rows) return {};
   return {slab->cells, slab->bits, 0};
 }
 
-bool ShareNumbers(const Tables& tables, uint32_t col, size_t width, ArrowArray* out) {
+// The bits of a small table begin anywhere. They are few, and without an offset every reader is at ease.
+const void* BitsAtZero(Store* store, const Piece& piece, uint64_t rows) {
+  if (piece.first == 0) return piece.bits;
+  Bits bits(store, rows);
+  bits.Append(piece.bits, piece.first, rows);
+  return bits.words();
+}
+
+bool ShareNumbers(Store* store, const Tables& tables, uint32_t col, size_t width, ArrowArray* out) {
   if (tables.size() != 1) return false;
   TableData* table = tables[0];
   const Piece piece = PieceOf(table, table->spec->columns()[col], width);
   if (piece.cells == nullptr) return false;
-  out->offset = static_cast<int64_t>(piece.first);
   out->null_count = static_cast<int64_t>(table->rows - CountSet(piece.bits, piece.first, table->rows));
   if (out->null_count != 0) {
-    ClearUnset(piece.cells + piece.first * width, piece.bits, piece.first, table->rows, width);
-    out->buffers[0] = piece.bits;
+    ClearUnset(piece.cells, piece.bits, piece.first, table->rows, width);
+    out->buffers[0] = BitsAtZero(store, piece, table->rows);
   }
   out->buffers[1] = piece.cells;
   return true;
 }
 
-// The cells of a table without slabs in one piece.
+// The cells of a table that does not have them in one piece.
 void CopyCells(const TableData* table, const Column& column, size_t width, unsigned char* to, Bits* bits) {
   memset(to, 0, table->rows * width);
   const uint64_t base = bits->at();
@@ -475,7 +539,7 @@ void CopyCells(const TableData* table, const Column& column, size_t width, unsig
 void CopyPiece(const TableData* table, const Piece& piece, size_t width, unsigned char* to, Bits* bits) {
   const uint64_t before = bits->set();
   bits->Append(piece.bits, piece.first, table->rows);
-  memcpy(to, piece.cells + piece.first * width, table->rows * width);
+  memcpy(to, piece.cells, table->rows * width);
   if (bits->set() - before != table->rows) ClearUnset(to, piece.bits, piece.first, table->rows, width);
 }
 
@@ -488,7 +552,7 @@ void CopyRow(const TableData* table, const Column& column, unsigned char* to, Bi
 
 void CopyNumbers(Store* store, const Tables& tables, uint32_t col, uint64_t rows, size_t width,
                  ArrowArray* out) {
-  auto* to = static_cast<unsigned char*>(store->Bytes(rows * width));
+  auto* to = static_cast<unsigned char*>(store->Buffer(rows * width));
   out->buffers[1] = to;
   Bits bits(store, rows);
   for (TableData* table : tables) {
@@ -508,68 +572,125 @@ void CopyNumbers(Store* store, const Tables& tables, uint32_t col, uint64_t rows
   SetValidity(bits, out);
 }
 
-void MakeNumbers(Store* store, const Tables& tables, uint32_t col, uint64_t rows, size_t width,
-                 ArrowArray* out) {
-  MakeArray(store, static_cast<int64_t>(rows), 2, 0, out);
-  if (!IsWritten(tables, col)) {
-    MakeUnset(store, static_cast<int64_t>(rows), out);
-    out->buffers[1] = store->Zeros(rows * width);
-  } else if (!ShareNumbers(tables, col, width, out)) {
-    CopyNumbers(store, tables, col, rows, width, out);
-  }
-}
-
-// Calls visit(row of the whole, cell) for every set cell.
-template <class Visit>
-void VisitColumn(const Tables& tables, uint32_t col, Visit visit) {
-  uint64_t base = 0;
-  for (const TableData* table : tables) {
-    VisitCells(table, table->spec->columns()[col],
-               [&visit, base](uint32_t row, const unsigned char* cell) { visit(base + row, cell); });
-    base += table->rows;
-  }
-}
-
+// Mantissas have 48 bits, and powers of ten up to the 22nd are doubles: up to there both parts are exact, and
+// the quotient is the nearest double.
 double DoubleOf(int64_t mantissa, unsigned decimals) {
   return static_cast<double>(mantissa) / pow(10.0, static_cast<double>(decimals));
 }
 
-void MakeDecimals(Store* store, const Tables& tables, uint32_t col, uint64_t rows, int code,
-                  ArrowArray* out) {
-  MakeArray(store, static_cast<int64_t>(rows), 2, 0, out);
-  auto* values = static_cast<double*>(store->Bytes(rows * sizeof(double)));
+double ElementAsDouble(const Column& column, const unsigned char* element) {
+  if (column.code() == TABLE_PFLOAT) {
+    const auto value = Load<PFloat>(element);
+    return DoubleOf(value.mantissa(), value.decimals());
+  }
+  if (column.code() == TABLE_VFLOAT) {
+    const auto value = Load<VFloat>(element);
+    return DoubleOf(value.mantissa(), value.decimals());
+  }
+  return Load<double>(element);
+}
+
+void CopyDoubles(const Column& column, const unsigned char* cell, uint32_t count, double* to) {
+  for (uint32_t i = 0; i < count; ++i)
+    to[i] = ElementAsDouble(column, cell + i * sizeof(double));
+}
+
+bool HasDecimals(const Tables& tables, uint32_t col) {
+  return std::any_of(tables.begin(), tables.end(),
+                     [col](const TableData* table) { return IsDecimal(table->spec->columns()[col]); });
+}
+
+void MakeDecimals(Store* store, const Tables& tables, uint32_t col, uint64_t rows, ArrowArray* out) {
+  auto* values = static_cast<double*>(store->Buffer(rows * sizeof(double)));
   std::fill_n(values, rows, 0.0);
   Bits bits(store, rows);
   bits.Skip(rows);
-  VisitColumn(tables, col, [&](uint64_t row, const unsigned char* cell) {
-    const auto pfloat = Load<PFloat>(cell);
-    const auto vfloat = Load<VFloat>(cell);
-    values[row] = code == TABLE_PFLOAT ? DoubleOf(pfloat.mantissa(), pfloat.decimals())
-                                       : DoubleOf(vfloat.mantissa(), vfloat.decimals());
+  VisitColumn(tables, col, [&](uint64_t row, const unsigned char* cell, const Column& column) {
+    CopyDoubles(column, cell, 1, values + row);
     bits.Set(row);
   });
   out->buffers[1] = values;
   SetValidity(bits, out);
 }
 
-// The bytes of a text or byte string in a cell, as the array holds them.
-struct Item {
-  const char* bytes;
-  size_t size;
-};
-
-Item BinaryOf(const unsigned char* cell) {
-  int size = 0;
-  const void* bytes = BinaryBytes(cell, &size);
-  return {static_cast<const char*>(bytes), static_cast<size_t>(size)};
+void MakeNumbers(Store* store, const Tables& tables, uint32_t col, uint64_t rows, int code, ArrowArray* out) {
+  const size_t width = ElementWidth(code);
+  MakeArray(store, rows, 2, 0, out);
+  if (!IsWritten(tables, col)) {
+    MakeUnset(store, rows, out);
+    out->buffers[1] = store->Zeros(rows * width);
+  } else if (code == TABLE_DOUBLE && HasDecimals(tables, col)) {
+    MakeDecimals(store, tables, col, rows, out);
+  } else if (!ShareNumbers(store, tables, col, width, out)) {
+    CopyNumbers(store, tables, col, rows, width, out);
+  }
 }
+
+// ---- arrays -----------------------------------------------------------------------------------------------
 
 int32_t Offset(uint64_t value) {
   if (value > INT32_MAX) throw Failure{EOVERFLOW};
   return static_cast<int32_t>(value);
 }
 
-// Bytes that grow. They may move, so they are handed to the store at the end.
+void CopyArrays(Store* store, const Tables& tables, uint32_t col, uint64_t rows, const Field& field,
+                ArrowArray* out) {
+  const size_t width = ElementWidth(field.code) * size_t{field.count};
+  uint64_t set = 0;
+  VisitColumn(tables, col, [&set](uint64_t, const unsigned char*, const Column&) { ++set; });
+  store->Allow(set * width);
+  auto* to = static_cast<unsigned char*>(store->Buffer(rows * width));
+  memset(to, 0, rows * width);
+  out->children[0]->buffers[1] = to;
+  Bits bits(store, rows);
+  bits.Skip(rows);
+  VisitColumn(tables, col, [&](uint64_t row, const unsigned char* cell, const Column& column) {
+    const auto* elements = Load<const unsigned char*>(cell);
+    if (IsDecimal(column)) {
+      CopyDoubles(column, elements, field.count, reinterpret_cast<double*>(to + row * width));
+    } else {
+      memcpy(to + row * width, elements, width);
+    }
+    bits.Set(row);
+  });
+  SetValidity(bits, out);
+}
+
+void MakeArrays(Store* store, const Tables& tables, uint32_t col, uint64_t rows, const Field& field,
+                ArrowArray* out) {
+  MakeArray(store, rows, 1, 1, out);
+  const uint64_t elements = rows * field.count;
+  static_cast<void>(Offset(elements));
+  MakeArray(store, elements, 2, 0, out->children[0]);
+  if (IsWritten(tables, col)) {
+    CopyArrays(store, tables, col, rows, field, out);
+  } else {
+    MakeUnset(store, rows, out);
+    out->children[0]->buffers[1] = store->Zeros(elements * ElementWidth(field.code));
+  }
+}
+
+// ---- texts and byte strings -------------------------------------------------------------------------------
+
+// Offsets as they become known: those of rows without a cell are where the next one begins.
+class Offsets {
+ public:
+  Offsets(Store* store, uint64_t rows)
+      : offsets_(static_cast<int32_t*>(store->Buffer((rows + 1) * sizeof(int32_t)))) {}
+
+  void BeginRow(uint64_t row, uint64_t at) {
+    const int32_t offset = Offset(at);
+    while (next_ <= row)
+      offsets_[next_++] = offset;
+  }
+  const void* words() const { return offsets_; }
+
+ private:
+  int32_t* offsets_;
+  uint64_t next_ = 0;
+};
+
+// Bytes that grow. They may move, so the store gets them at the end.
 class Growing {
  public:
   void Append(const char* bytes, size_t size) {
@@ -578,10 +699,13 @@ class Growing {
     size_ += size;
   }
   uint64_t size() const { return size_; }
-  const void* MoveTo(Store* store) {
-    void* to = store->Bytes(size_);
-    if (size_ != 0) memcpy(to, block_.get(), size_);
-    return to;
+  Block Take() {
+    if (capacity_ == 0) Grow(1);
+    if (void* fitting = realloc(block_.get(), std::max<size_t>(size_, 1))) {
+      static_cast<void>(block_.release());
+      block_.reset(fitting);
+    }
+    return std::move(block_);
   }
 
  private:
@@ -599,152 +723,148 @@ class Growing {
   size_t capacity_ = 0;
 };
 
-void MakeItems(Store* store, const Tables& tables, uint32_t col, uint64_t rows, int code, ArrowArray* out) {
-  MakeArray(store, static_cast<int64_t>(rows), 3, 0, out);
-  if (!IsWritten(tables, col)) {
-    MakeUnset(store, static_cast<int64_t>(rows), out);
-    out->buffers[1] = store->Zeros((rows + 1) * sizeof(int32_t));
-    out->buffers[2] = store->Zeros(1);
+void AppendText(const char* text, Growing* to) {
+  const size_t size = strlen(text);
+  if (IsUtf8(text, size)) {
+    to->Append(text, size);
     return;
   }
-  auto* offsets = static_cast<int32_t*>(store->Bytes((rows + 1) * sizeof(int32_t)));
+  const std::string valid = ValidUtf8(std::string_view(text, size));
+  to->Append(valid.data(), valid.size());
+}
+
+void AppendBinary(const unsigned char* cell, Growing* to) {
+  int size = 0;
+  const void* bytes = BinaryBytes(cell, &size);
+  to->Append(static_cast<const char*>(bytes), static_cast<size_t>(size));
+}
+
+void CopyTexts(Store* store, const Tables& tables, uint32_t col, uint64_t rows, int code, ArrowArray* out) {
+  Offsets offsets(store, rows);
   Growing bytes;
   Bits bits(store, rows);
   bits.Skip(rows);
-  uint64_t next = 0;  // row of the first offset that is not known yet
-  VisitColumn(tables, col, [&](uint64_t row, const unsigned char* cell) {
-    const int32_t from = Offset(bytes.size());
-    while (next <= row)
-      offsets[next++] = from;
+  VisitColumn(tables, col, [&](uint64_t row, const unsigned char* cell, const Column&) {
+    offsets.BeginRow(row, bytes.size());
     bits.Set(row);
-    if (code == TABLE_BINARY) {
-      const Item item = BinaryOf(cell);
-      bytes.Append(item.bytes, item.size);
-      return;
-    }
-    const char* text = Load<const char*>(cell);
-    const size_t size = strlen(text);
-    if (IsUtf8(text, size)) {
-      bytes.Append(text, size);
+    if (code == TABLE_TEXT) {
+      AppendText(Load<const char*>(cell), &bytes);
     } else {
-      const std::string valid = ValidUtf8(std::string_view(text, size));
-      bytes.Append(valid.data(), valid.size());
+      AppendBinary(cell, &bytes);
     }
   });
-  const int32_t end = Offset(bytes.size());
-  while (next <= rows)
-    offsets[next++] = end;
-  out->buffers[1] = offsets;
-  out->buffers[2] = bytes.MoveTo(store);
+  offsets.BeginRow(rows, bytes.size());
+  out->buffers[1] = offsets.words();
+  out->buffers[2] = store->Keep(bytes.Take());
   SetValidity(bits, out);
 }
 
-void MakeCounted(Store* store, const Tables& tables, uint32_t col, uint64_t rows, const Field& field,
-                 ArrowArray* out) {
-  MakeArray(store, static_cast<int64_t>(rows), 1, 1, out);
-  const uint64_t elements = rows * field.count;
-  static_cast<void>(Offset(elements));
-  const size_t width = ElementWidth(field.code) * size_t{field.count};
-  ArrowArray* values = out->children[0];
-  MakeArray(store, static_cast<int64_t>(elements), 2, 0, values);
-  if (!IsWritten(tables, col)) {
-    MakeUnset(store, static_cast<int64_t>(rows), out);
-    values->buffers[1] = store->Zeros(rows * width);
+void MakeTexts(Store* store, const Tables& tables, uint32_t col, uint64_t rows, int code, ArrowArray* out) {
+  MakeArray(store, rows, 3, 0, out);
+  if (IsWritten(tables, col)) {
+    CopyTexts(store, tables, col, rows, code, out);
     return;
   }
-  auto* to = static_cast<unsigned char*>(store->Bytes(rows * width));
-  memset(to, 0, rows * width);
-  values->buffers[1] = to;
-  Bits bits(store, rows);
-  bits.Skip(rows);
-  VisitColumn(tables, col, [&](uint64_t row, const unsigned char* cell) {
-    memcpy(to + row * width, Load<const void*>(cell), width);
-    bits.Set(row);
-  });
-  SetValidity(bits, out);
+  MakeUnset(store, rows, out);
+  out->buffers[1] = store->Zeros((rows + 1) * sizeof(int32_t));
+  out->buffers[2] = store->Zeros(1);
 }
+
+// ---- tables -----------------------------------------------------------------------------------------------
 
 void MakeStruct(Store* store, const Tables& tables, const std::vector<Field>& fields, int depth,
                 ArrowArray* out);
 
 void MakeChildren(Store* store, const Tables& tables, uint32_t col, uint64_t rows, const Field& field,
                   int depth, ArrowArray* out) {
-  MakeArray(store, static_cast<int64_t>(rows), 2, 1, out);
-  auto* offsets = static_cast<int32_t*>(store->Bytes((rows + 1) * sizeof(int32_t)));
+  MakeArray(store, rows, 2, 1, out);
+  Offsets offsets(store, rows);
   Tables children;
   Bits bits(store, rows);
   bits.Skip(rows);
-  uint64_t next = 0;
   uint64_t inside = 0;
-  VisitColumn(tables, col, [&](uint64_t row, const unsigned char* cell) {
-    const int32_t from = Offset(inside);
-    while (next <= row)
-      offsets[next++] = from;
+  VisitColumn(tables, col, [&](uint64_t row, const unsigned char* cell, const Column&) {
+    offsets.BeginRow(row, inside);
     bits.Set(row);
     if (TableData* child = Load<TableData*>(cell)) {
       children.push_back(child);
       inside += child->rows;
     }
   });
-  const int32_t end = Offset(inside);
-  while (next <= rows)
-    offsets[next++] = end;
-  out->buffers[1] = offsets;
+  offsets.BeginRow(rows, inside);
+  out->buffers[1] = offsets.words();
   SetValidity(bits, out);
   MakeStruct(store, children, field.inside, depth + 1, out->children[0]);
 }
 
 void MakeColumn(Store* store, const Tables& tables, uint32_t col, uint64_t rows, const Field& field,
                 int depth, ArrowArray* out) {
-  if (IsCounted(field)) return MakeCounted(store, tables, col, rows, field, out);
+  if (IsCounted(field)) return MakeArrays(store, tables, col, rows, field, out);
   switch (field.code) {
     case TABLE_NOTHING:
-      MakeArray(store, static_cast<int64_t>(rows), 0, 0, out);
+      MakeArray(store, rows, 0, 0, out);
       out->null_count = static_cast<int64_t>(rows);
       return;
     case TABLE_TEXT:
-    case TABLE_BINARY: return MakeItems(store, tables, col, rows, field.code, out);
+    case TABLE_BINARY: return MakeTexts(store, tables, col, rows, field.code, out);
     case TABLE_CHILD: return MakeChildren(store, tables, col, rows, field, depth, out);
-    case TABLE_PFLOAT:
-    case TABLE_VFLOAT: return MakeDecimals(store, tables, col, rows, field.code, out);
-    default: return MakeNumbers(store, tables, col, rows, ElementWidth(field.code), out);
+    default: return MakeNumbers(store, tables, col, rows, field.code, out);
   }
+}
+
+// The bytes of the cells that the table has room for.
+uint64_t HeldBytes(const TableData* table) {
+  if (!table->is_large) return uint64_t{8} * table->small_cells;
+  const auto of_group = [](const Slab* group) {
+    uint64_t bytes = 0;
+    for (uint32_t i = 0; i < kSlabsOfGroup; ++i) {
+      const uint8_t kind = group[i].kind & 0xFF;
+      bytes += uint64_t{group[i].capacity} * ((kind & kCounted) != 0 ? 8 : ElementWidth(kind));
+    }
+    return bytes;
+  };
+  const Large* large = table->large();
+  uint64_t bytes = of_group(large->first);
+  for (uint32_t i = 0; i < large->group_count; ++i) {
+    if (large->groups[i] != nullptr) bytes += of_group(large->groups[i]);
+  }
+  return bytes;
 }
 
 void MakeStruct(Store* store, const Tables& tables, const std::vector<Field>& fields, int depth,
                 ArrowArray* out) {
   if (depth > kDeepest) throw Failure{EOVERFLOW};
-  const size_t misfit = FirstMisfit(tables, fields);
-  if (misfit != tables.size()) throw Failure{EINVAL, depth == 0 ? static_cast<int64_t>(misfit) : -1};
-  const uint64_t rows = RowsOf(tables);
-  MakeArray(store, static_cast<int64_t>(rows), 1, static_cast<int64_t>(fields.size()), out);
+  MustFit(tables, fields);
+  uint64_t rows = 0;
+  for (const TableData* table : tables) {
+    rows += table->rows;
+    store->Allow(HeldBytes(table));
+  }
+  MakeArray(store, rows, 1, fields.size(), out);
   for (size_t i = 0; i < fields.size(); ++i)
     MakeColumn(store, tables, static_cast<uint32_t>(i), rows, fields[i], depth, out->children[i]);
 }
 
 // The array, whose store then owns the tables.
-ArrowArray MakeExport(const Tables& tables, const std::vector<Field>& fields) {
-  struct End {
-    void operator()(Store* store) const { store->DropUser(); }
-  };
-  std::unique_ptr<Store, End> store(new Store);
+ArrowArray ExportArray(const Tables& tables, const std::vector<Field>& fields) {
+  const OwnedStore store(new Store);
   ArrowArray array{};
   Tables owned = tables;
   MakeStruct(store.get(), tables, fields, 0, &array);
+  CountUsers(store.get(), array);
   store->Own(std::move(owned));
-  CountUsers(store.get(), &array);
   return array;
 }
 
+// ---- the calls --------------------------------------------------------------------------------------------
+
 // Runs an export and says how it went.
 template <class Export>
-int Result(int64_t* misfit, Export run) {
-  if (misfit != nullptr) *misfit = -1;
+int Result(Export run) {
   try {
     run();
     return 0;
   } catch (const Failure& failure) {
-    if (misfit != nullptr) *misfit = failure.misfit;
     return failure.code;
   } catch (const std::bad_alloc&) {
     return ENOMEM;
@@ -757,20 +877,29 @@ TableData* Exportable(void* table) {
   return data;
 }
 
+// The index of the table that `below` is or hangs from; -1 if there is none.
+int64_t IndexOfRoot(void* const* tables, int64_t count, const TableData* below) {
+  if (below == nullptr) return -1;
+  while (below->parent != nullptr)
+    below = below->parent;
+  return std::find(tables, tables + count, below) - tables;
+}
+
 }  // namespace
 
 extern "C" {
 
 int table_export_arrow(void* table, struct ArrowSchema* schema, struct ArrowArray* array) {
-  return Result(nullptr, [=] {
+  schema->release = nullptr;
+  array->release = nullptr;
+  return Result([=] {
     const Tables tables = {Exportable(table)};
     const std::vector<Field> fields = FieldsOf(tables, 0);
-    ArrowSchema made{};
+    ArrowSchema made = ExportSchema(fields);
     try {
-      MakeStructSchema(fields, "", false, &made);
-      *array = MakeExport(tables, fields);
+      *array = ExportArray(tables, fields);
     } catch (...) {
-      if (made.release != nullptr) made.release(&made);
+      made.release(&made);
       throw;
     }
     *schema = made;
@@ -779,13 +908,23 @@ int table_export_arrow(void* table, struct ArrowSchema* schema, struct ArrowArra
 
 int table_export_arrow_batch(void* const* tables, int64_t count, const struct ArrowSchema* schema,
                              struct ArrowArray* array, int64_t* misfit) {
-  return Result(misfit, [=] {
+  array->release = nullptr;
+  int64_t unfit = -1;
+  const int result = Result([&] {
     const std::vector<Field> fields = FieldsOf(*schema, 0);
     Tables all;
+    all.reserve(static_cast<size_t>(count));
     for (int64_t i = 0; i < count; ++i)
       all.push_back(Exportable(tables[i]));
-    *array = MakeExport(all, fields);
+    try {
+      *array = ExportArray(all, fields);
+    } catch (const Failure& failure) {
+      unfit = IndexOfRoot(tables, count, failure.misfit);
+      throw;
+    }
   });
+  if (misfit != nullptr) *misfit = unfit;
+  return result;
 }
 
 }  // extern "C"

@@ -15,11 +15,19 @@
  * it came while a KeepUtf8 lives, see text.h: make the tables then.) The same holds for names.
  *
  * Ownership  Where a function succeeds it takes the tables over; they are freed when the last array that was
- * made of them is released. Consumers may move children out and release all parts in any order and on any
- * thread. Where it fails the tables are still the caller's, and neither struct needs a release. Results    0,
- * or an error number: ENOMEM; EINVAL for a null table, one that has a parent, or children of one column that
- * differ in their columns; EOVERFLOW for what Arrow's 32-bit offsets or a nesting of 128 levels cannot hold.
- * Nothing is thrown. Threads    As with tables: different tables on different threads at once.
+ *            made of them is released. Consumers may move children out and release all parts in any order
+ *            and on any thread. Where it fails the tables are still the caller's, and what it should have
+ *            filled in has a null `release`.
+ * Results    0, or an error number:
+ *            ENOMEM     memory is exhausted;
+ *            EINVAL     a null table, or one that has a parent; children of one column that differ in their
+ *                       columns;
+ *            EOVERFLOW  a column of more than 2^31 - 1 bytes of text, elements of counted cells or rows of
+ *                       children, as Arrow counts these by 32 bits; more than 32 tables inside each other; or
+ *                       buffers of more than 16 MB and 16 times what the cells take in the tables: only very
+ *                       sparse columns make that, see docs/reliability.md.
+ *            Nothing is thrown.
+ * Threads    As with tables: different tables on different threads at once.
  */
 #ifndef TSL_BASE_ARROW_H_
 #define TSL_BASE_ARROW_H_
@@ -84,8 +92,9 @@ struct ArrowArrayStream {
  * the rest is copied once.
  *
  * table    without a parent. Taken over.
- * schema   receives the type. A column of tables has the fields of its first table, and none where there is
- * none. array    receives the cells, table_rows() of them in each column.
+ * schema   receives the type. A column of tables has the fields of the tables in it, and none where there is
+ *          no table.
+ * array    receives the cells, table_rows() of them in each column. Offsets are 0.
  */
 TSL_BASE_API int table_export_arrow(void* table, struct ArrowSchema* schema, struct ArrowArray* array);
 
@@ -94,8 +103,8 @@ TSL_BASE_API int table_export_arrow(void* table, struct ArrowSchema* schema, str
  * tables   `count` of them, each without a parent and there once. Taken over.
  * schema   the type, a struct as table_export_arrow() gives it; metadata are not looked at. Only read.
  * array    receives the cells of all tables in their order.
- * misfit   receives the index of the first table that does not have the columns of the type where the result
- * is EINVAL, otherwise -1; may be null.
+ * misfit   receives the index of a table that has other columns than the type, itself or in a table below it,
+ *          where the result is EINVAL for that; otherwise -1. May be null.
  */
 TSL_BASE_API int table_export_arrow_batch(void* const* tables, int64_t count,
                                           const struct ArrowSchema* schema, struct ArrowArray* array,

@@ -31,6 +31,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "tsl_base/arrow.h"
 #include "tsl_base/table.h"
 
 namespace tsl_base {
@@ -511,6 +512,14 @@ class Table {
   void reset(void* table = nullptr) {
     // A table assigned to itself stays.
     if (table != table_) table_free(std::exchange(table_, table));
+  }
+
+  // Hands the table over as Arrow arrays, see arrow.h. Returns 0, or an error number, and the table is still
+  // here.
+  [[nodiscard]] int export_arrow(ArrowSchema* schema, ArrowArray* array) {
+    const int error = table_export_arrow(table_, schema, array);
+    if (error == 0) table_ = nullptr;
+    return error;
   }
 
   // Hands `child` to the cell. Returns false, and `child` keeps its table, if the cell cannot take it.

@@ -46,6 +46,7 @@ TEST(ArrowCheck, FindsNothingWhereNothingIsWrong) {
   EXPECT_EQ(FaultOf(Struct("s", 2, {Three(), Texts("U", "t", {"a", "b"})}, "01")), "");
   EXPECT_EQ(FaultOf(Sliced(Struct("s", 3, {Three()}), 2, 1)), "");
   EXPECT_EQ(FaultOf(Struct("s", 5, {})), "");
+  EXPECT_EQ(FaultOf({"n", "x", 5, {}, {}}), "");
   Column told = Three();
   told.null_count = 1;
   EXPECT_EQ(FaultOf(told), "");
@@ -122,6 +123,18 @@ TEST(ArrowCheck, Counts) {
   EXPECT_EQ(FaultAfter([](auto*, auto* array) { array->null_count = -2; }), "n: -2 nulls in 3 values");
   EXPECT_EQ(FaultAfter([](auto* schema, auto*) { schema->flags = 0; }),
             "n: 1 nulls where there must be none");
+}
+
+TEST(ArrowCheck, NullsAlone) {
+  Column column = {"n", "x", 5, {}, {}};
+  column.null_count = 4;
+  EXPECT_EQ(FaultOf(column), "4 nulls are told, 5 are there");
+  column.null_count = 5;
+  column.nullable = false;
+  EXPECT_EQ(FaultOf(column), "5 nulls where there must be none");
+  EXPECT_EQ(FaultOf({"n", "x", 5, {std::nullopt}, {}}), "1 buffers where 0 belong");
+  EXPECT_EQ(FaultOf({"n", "x", 3, {}, {Three()}}), "1 children in the schema");
+  EXPECT_EQ(FaultOf(Struct("s", 3, {{"n", "x", 2, {}, {}}})), "x: 2 values where its parent needs 3");
 }
 
 TEST(ArrowCheck, MissingPointers) {

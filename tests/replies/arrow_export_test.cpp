@@ -7,8 +7,10 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <random>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -41,7 +43,8 @@ struct Exported {
 
 Exported Export(Table table) {
   Exported exported;
-  EXPECT_EQ(table_export_arrow(table.release(), &exported.schema, &exported.array), 0);
+  EXPECT_EQ(table.export_arrow(&exported.schema, &exported.array), 0);
+  EXPECT_FALSE(table);
   EXPECT_EQ(replies::CheckArrow(exported.schema, exported.array), "");
   return exported;
 }
@@ -120,6 +123,21 @@ TEST(ArrowNumbers, OfDecimalClassesAreDoubles) {
   ExpectNumber<double>(exported, 1, "g", 0.5);
 }
 
+TEST(ArrowNumbers, OfDecimalClassesMayBeCounted) {
+  Table table("P:2P;V:3V", 1, "");
+  const PFloat fixed[] = {PFloat(-12345, 2), PFloat(7, 0)};
+  const VFloat varying[] = {VFloat(1, 1), VFloat(-3, 3), VFloat(123456789, 4)};
+  table_set_buff(table.get(), 0, 0, fixed, sizeof fixed, 0);
+  table_set_buff(table.get(), 0, 1, varying, sizeof varying, 0);
+  const Exported exported = Export(std::move(table));
+  EXPECT_STREQ(exported.schema.children[0]->children[0]->format, "g");
+  EXPECT_EQ(At<double>(*exported.column(0).children[0], 0), -123.45);
+  EXPECT_EQ(At<double>(*exported.column(0).children[0], 1), 7);
+  EXPECT_EQ(At<double>(*exported.column(1).children[0], 0), 0.1);
+  EXPECT_EQ(At<double>(*exported.column(1).children[0], 1), -0.003);
+  EXPECT_EQ(At<double>(*exported.column(1).children[0], 2), 12345.6789);
+}
+
 TEST(ArrowNumbers, WithoutANullHaveNoBits) {
   Table table("q:q", 300, "");
   for (int row = 0; row < 300; ++row)
@@ -158,6 +176,191 @@ TEST(ArrowNumbers, OfAnArrayAreAFixedSizeList) {
   EXPECT_EQ(At<int32_t>(*exported.column(0).children[0], 3), 1);
   EXPECT_EQ(At<int32_t>(*exported.column(0).children[0], 4), -2);
   EXPECT_EQ(exported.column(1).null_count, 2);
+}
+
+TEST(ArrowNumbers, OfNoLetterAreNulls) {
+  const Exported exported = Export(Table("odd;q:q;x:?", 3, ""));
+  EXPECT_STREQ(exported.schema.children[0]->format, "n");
+  EXPECT_STREQ(exported.schema.children[0]->name, "odd");
+  EXPECT_EQ(exported.column(0).n_buffers, 0);
+  EXPECT_EQ(exported.column(0).null_count, 3);
+  EXPECT_STREQ(exported.schema.children[1]->format, "l");
+  EXPECT_STREQ(exported.schema.children[2]->format, "n");
+}
+
+// Numbers stay where they are: in a slab that holds all rows, and in a small table.
+TEST(ArrowNumbers, AreNotCopied) {
+  for (const int rows : {5, 128, 5000}) {
+    Table table("i:i;q:q", rows, "");
+    for (int row = 0; row < rows; ++row) {
+      table_set_int(table.get(), row, 0, row);
+      if (row != 2) table_set_int64(table.get(), row, 1, row);
+    }
+    const void* cells = table_get_buff(table.get(), 0, 1, nullptr);
+    const void* ints = table_get_buff(table.get(), 0, 0, nullptr);
+    const Exported exported = Export(std::move(table));
+    EXPECT_EQ(exported.column(1).offset, 0);
+    EXPECT_EQ(exported.column(1).null_count, 1);
+    EXPECT_EQ(exported.column(1).buffers[1], cells);
+    EXPECT_TRUE(IsNull(exported.column(1), 2));
+    // Cells of a small table are 8 bytes apart.
+    EXPECT_EQ(exported.column(0).buffers[1] == ints, rows > 128) << rows;
+  }
+}
+
+// ---- every cell ----
+
+constexpr char kEveryLetter[] =
+    "c:c;h:h;i:i;q:q;C:C;H:H;I:I;Q:Q;f:f;d:d;T:T;P:P;V:V;s:s;b:b;a:3h;p:2P;odd;t:t";
+constexpr int kColumns = 19;
+
+class Filler {
+ public:
+  explicit Filler(unsigned seed) : random_(seed) {}
+
+  // One in `share` of the cells of each column is set; of some columns none, of others all.
+  void* Make(int rows, int share, int depth) {
+    void* table = table_create(kEveryLetter, rows, "");
+    for (int col = 0; col < kColumns; ++col) {
+      const unsigned kind = Number(8);
+      if (kind == 0) continue;
+      for (int row = 0; row < rows; ++row) {
+        if (kind == 1 || Number(static_cast<unsigned>(share)) == 0) Set(table, row, col, depth);
+      }
+    }
+    return table;
+  }
+
+ private:
+  unsigned Number(unsigned below) { return static_cast<unsigned>(random_() % below); }
+
+  void Set(void* table, int row, int col, int depth) {
+    const std::string text(Number(12), static_cast<char>('a' + Number(26)));
+    unsigned char bytes[16] = {};
+    for (unsigned char& byte : bytes)
+      byte = static_cast<unsigned char>(Number(256));
+    switch (table_col_type(table, col)) {
+      case TABLE_TEXT: table_set_str(table, row, col, text.c_str(), 1); break;
+      case TABLE_BINARY: table_set_binary(table, row, col, static_cast<int>(Number(16)), bytes, 1); break;
+      case TABLE_FLOAT: table_set_float(table, row, col, static_cast<float>(Number(1000)) / 8); break;
+      case TABLE_DOUBLE: table_set_double(table, row, col, Number(1000) / 8.0); break;
+      case TABLE_PFLOAT:
+        if (col == 11) table_set_pfloat(table, row, col, PFloat(Number(100000), 2));
+        break;
+      case TABLE_VFLOAT: table_set_vfloat(table, row, col, VFloat(Number(100000), 3)); break;
+      case TABLE_CHILD:
+        if (Number(4) == 0) {
+          table_set_table(table, row, col, nullptr, 1);
+        } else if (depth > 0) {
+          table_set_table_raw(table, row, col,
+                              Make(Number(3) == 0 ? static_cast<int>(Number(40)) : 1, 2, depth - 1));
+        }
+        break;
+      default: {
+        int size = 0;
+        for (const int width : {1, 2, 4, 6, 8})
+          if (size == 0) {
+            table_set_buff(table, row, col, bytes, width, 0);
+            static_cast<void>(table_get_buff(table, row, col, &size));
+          }
+      }
+    }
+  }
+
+  std::mt19937 random_;
+};
+
+// Whether the rows of an array from `first` on are the cells of the table.
+void ExpectCells(const void* table, const ArrowArray& array, int64_t first);
+
+void ExpectCell(const void* table, int row, int col, const ArrowArray& column, int64_t at) {
+  int size = 0;
+  switch (table_col_type(const_cast<void*>(table), col)) {
+    case TABLE_TEXT: EXPECT_EQ(TextAt(column, at), table_get_str(table, row, col)); return;
+    case TABLE_BINARY: {
+      const auto* bytes = static_cast<const char*>(table_get_binary(table, row, col, &size));
+      EXPECT_EQ(TextAt(column, at), std::string(bytes, static_cast<size_t>(size)));
+      return;
+    }
+    case TABLE_PFLOAT: {
+      const PFloat value = table_get_pfloat(table, row, col);
+      EXPECT_EQ(At<double>(column, at), static_cast<double>(value.mantissa()) / 100);
+      return;
+    }
+    case TABLE_VFLOAT: {
+      const VFloat value = table_get_vfloat(table, row, col);
+      EXPECT_EQ(At<double>(column, at), static_cast<double>(value.mantissa()) / 1000);
+      return;
+    }
+    case TABLE_CHILD: {
+      const void* child = table_get_table(table, row, col);
+      const int32_t from = At<int32_t>(column, at);
+      ASSERT_EQ(At<int32_t>(column, at + 1) - from, table_rows(child));
+      if (child != nullptr) ExpectCells(child, *column.children[0], from);
+      return;
+    }
+    default: {
+      const void* bytes = table_get_buff(table, row, col, &size);
+      const ArrowArray& values = column.n_children == 1 ? *column.children[0] : column;
+      EXPECT_EQ(std::memcmp(static_cast<const char*>(values.buffers[1]) + at * size, bytes,
+                            static_cast<size_t>(size)),
+                0);
+    }
+  }
+}
+
+void ExpectCells(const void* table, const ArrowArray& array, int64_t first) {
+  for (int col = 0; col < kColumns; ++col) {
+    const ArrowArray& column = *array.children[col];
+    if (table_col_type(const_cast<void*>(table), col) == TABLE_NOTHING) continue;
+    for (int row = 0; row < table_rows(table); ++row) {
+      const bool is_set = table_is_set(table, row, col) != 0;
+      ASSERT_EQ(IsNull(column, first + row), !is_set) << "row " << row << ", column " << col;
+      if (is_set) ExpectCell(table, row, col, column, first + row);
+    }
+  }
+}
+
+TEST(ArrowCells, AreThoseOfTheTable) {
+  unsigned seed = 1;
+  for (const int rows : {0, 1, 2, 7, 8, 9, 13, 14, 63, 64, 65, 255, 256, 257, 1000, 3000}) {
+    for (const int share : {1, 3, 50}) {
+      SCOPED_TRACE(testing::Message() << rows << " rows, one cell of " << share);
+      const Table same(Filler(seed).Make(rows, share, 2));
+      const Exported exported = Export(Table(Filler(seed).Make(rows, share, 2)));
+      ExpectCells(same.get(), exported.array, 0);
+      ++seed;
+    }
+  }
+}
+
+TEST(ArrowCells, OfManyTablesAreInTheirOrder) {
+  for (unsigned seed = 100; seed < 110; ++seed) {
+    std::mt19937 random(seed);
+    // The type of the columns inside comes from a table that has some.
+    Table model(kEveryLetter, 1, "");
+    Table inner(kEveryLetter, 1, "");
+    table_set_table_raw(inner.get(), 0, kColumns - 1, table_create(kEveryLetter, 1, ""));
+    table_set_table_raw(model.get(), 0, kColumns - 1, inner.release());
+    const Exported like = Export(std::move(model));
+    std::vector<Table> same;
+    std::vector<void*> tables;
+    const bool singles = seed % 2 == 0;
+    for (unsigned i = 0; i < 100; ++i) {
+      const int rows = singles ? 1 : static_cast<int>(random() % 30);
+      same.emplace_back(Filler(1000 * seed + i).Make(rows, 2, 2));
+      tables.push_back(Filler(1000 * seed + i).Make(rows, 2, 2));
+    }
+    Exported batch;
+    ASSERT_EQ(table_export_arrow_batch(tables.data(), 100, &like.schema, &batch.array, nullptr), 0);
+    EXPECT_EQ(replies::CheckArrow(like.schema, batch.array), "");
+    int64_t first = 0;
+    for (const Table& table : same) {
+      ExpectCells(table.get(), batch.array, first);
+      first += table_rows(table.get());
+    }
+    EXPECT_EQ(batch.array.length, first);
+  }
 }
 
 // ---- texts ----
@@ -268,6 +471,19 @@ TEST(ArrowChildren, OfOneColumnMustBeAlike) {
   EXPECT_EQ(table_rows(table.get()), 2);
 }
 
+// Whichever of them is empty: the type is that of all tables in the column.
+TEST(ArrowChildren, HaveTheColumnsThatAnyOfThemTells) {
+  Table table("t:t", 2, "");
+  void* outer[] = {table_create("t:t", 1, ""), table_create("t:t", 1, "")};
+  table_set_table_raw(outer[1], 0, 0, table_create("d:d", 1, ""));
+  table_set_table_raw(table.get(), 0, 0, outer[0]);
+  table_set_table_raw(table.get(), 1, 0, outer[1]);
+  const Exported exported = Export(std::move(table));
+  const ArrowSchema& inner = *exported.schema.children[0]->children[0]->children[0]->children[0];
+  ASSERT_EQ(inner.n_children, 1);
+  EXPECT_STREQ(inner.children[0]->name, "d");
+}
+
 TEST(ArrowChildren, NestNoDeeperThanIsTold) {
   const auto nested = [](int levels) {
     void* table = table_create("q:q", 1, "");
@@ -278,11 +494,9 @@ TEST(ArrowChildren, NestNoDeeperThanIsTold) {
     }
     return Table(table);
   };
-  Exported deep;
-  Table at = nested(128);
-  EXPECT_EQ(table_export_arrow(at.release(), &deep.schema, &deep.array), 0);
+  Export(nested(31));
   Exported none;
-  Table beyond = nested(129);
+  const Table beyond = nested(32);
   EXPECT_EQ(table_export_arrow(beyond.get(), &none.schema, &none.array), EOVERFLOW);
 }
 
@@ -315,6 +529,28 @@ TEST(ArrowParts, MayBeMovedAndReleasedInAnyOrder) {
       EXPECT_EQ(parts[next].release, nullptr);
     }
   } while (std::next_permutation(order.begin(), order.end()));
+}
+
+// Parts end on whatever thread; so do tables that were made on another one than is exporting.
+TEST(ArrowParts, MayBelongToSeveralThreads) {
+  Table table;
+  std::thread([&table] {
+    table = Table("q:q;s:s;t:t", 500, "");
+    table_set_int64(table.get(), 7, 0, 7);
+    table_set_str(table.get(), 7, 1, "seven", 1);
+    table_set_table_raw(table.get(), 7, 2, table_create("d:d", 3, ""));
+  }).join();
+  Exported exported = Export(std::move(table));
+  std::vector<std::thread> threads;
+  for (int64_t col = 0; col < 3; ++col) {
+    threads.emplace_back([part = std::exchange(*exported.array.children[col], ArrowArray{})]() mutable {
+      part.release(&part);
+    });
+  }
+  threads.emplace_back(
+      [part = std::exchange(exported.array, ArrowArray{})]() mutable { part.release(&part); });
+  for (std::thread& thread : threads)
+    thread.join();
 }
 
 TEST(ArrowParts, OfASchemaMayBeMovedToo) {
@@ -374,6 +610,58 @@ TEST(ArrowBatch, SaysWhichTableDoesNotFit) {
     int64_t misfit = 0;
     EXPECT_EQ(table_export_arrow_batch(tables, 2, &like.schema, &batch.array, &misfit), EINVAL) << other;
     EXPECT_EQ(misfit, 1) << other;
+  }
+}
+
+// Also where the columns differ further down.
+TEST(ArrowBatch, SaysInWhichTableSomethingDoesNotFit) {
+  const auto with_child = [](const char* spec) {
+    void* table = table_create("t:t", 1, "");
+    table_set_table_raw(table, 0, 0, table_create(spec, 1, ""));
+    return Table(table);
+  };
+  const Exported like = Export(with_child("q:q"));
+  const Table first = with_child("q:q");
+  const Table second("t:t", 1, "");
+  const Table third = with_child("q:q;more:d");
+  void* tables[] = {first.get(), second.get(), third.get()};
+  Exported batch;
+  int64_t misfit = 0;
+  EXPECT_EQ(table_export_arrow_batch(tables, 3, &like.schema, &batch.array, &misfit), EINVAL);
+  EXPECT_EQ(misfit, 2);
+  EXPECT_EQ(batch.array.release, nullptr);
+}
+
+TEST(ArrowBatch, TakesDecimalClassesWhereDoublesBelong) {
+  const Exported like = Export(Table("x:P", 0, ""));
+  void* tables[] = {table_create("x:P", 1, ""), table_create("x:d", 1, ""), table_create("x:V", 1, "")};
+  table_set_pfloat(tables[0], 0, 0, PFloat(15, 1));
+  table_set_double(tables[1], 0, 0, 2.5);
+  table_set_vfloat(tables[2], 0, 0, VFloat(35, 1));
+  Exported batch;
+  ASSERT_EQ(table_export_arrow_batch(tables, 3, &like.schema, &batch.array, nullptr), 0);
+  EXPECT_EQ(replies::CheckArrow(like.schema, batch.array), "");
+  EXPECT_EQ(At<double>(batch.column(0), 0), 1.5);
+  EXPECT_EQ(At<double>(batch.column(0), 1), 2.5);
+  EXPECT_EQ(At<double>(batch.column(0), 2), 3.5);
+}
+
+TEST(ArrowBatch, MayBeOfNoTable) {
+  const Exported like = Export(Table("q:q;s:s;t:t;a:3i;odd", 0, ""));
+  Exported batch;
+  ASSERT_EQ(table_export_arrow_batch(nullptr, 0, &like.schema, &batch.array, nullptr), 0);
+  EXPECT_EQ(replies::CheckArrow(like.schema, batch.array), "");
+  EXPECT_EQ(batch.array.length, 0);
+}
+
+TEST(ArrowBatch, RefusesTypesThatNoTableHas) {
+  for (const char* format : {"u", "+w:3", "x", "+l"}) {
+    Exported like = Export(Table("q:q", 0, ""));
+    like.schema.children[0]->format = format;
+    const Table table("q:q", 1, "");
+    void* tables[] = {table.get()};
+    Exported batch;
+    EXPECT_EQ(table_export_arrow_batch(tables, 1, &like.schema, &batch.array, nullptr), EINVAL) << format;
   }
 }
 

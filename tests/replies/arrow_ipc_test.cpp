@@ -88,6 +88,7 @@ std::string TypeText(const ipc::Field& field) {
     const std::string zone = type->zone() == nullptr ? "none" : type->zone()->str();
     return fmt::format("timestamp({},{})", static_cast<int>(type->unit()), zone);
   }
+  if (field.type_as_Null() != nullptr) return "null";
   if (const auto* type = field.type_as_FixedSizeList()) return fmt::format("fixed({})", type->size());
   return std::string() + large(field.type_as_Bool(), "bool") + large(field.type_as_Utf8(), "utf8") +
          large(field.type_as_LargeUtf8(), "large_utf8") + large(field.type_as_Binary(), "binary") +
@@ -176,6 +177,10 @@ class BatchReader {
   std::vector<std::string> Cells(const ipc::Field& field) {
     Require(node_ < batch_->nodes()->size(), "too few nodes");
     const ipc::FieldNode node = *batch_->nodes()->Get(node_++);
+    if (field.type_as_Null() != nullptr) {
+      Require(node.null_count() == node.length(), "another number of nulls than is told");
+      return std::vector<std::string>(static_cast<size_t>(node.length()), "null");
+    }
     const std::string_view valid = NextBuffer();
     Require(valid.empty() == (node.null_count() == 0), "a bitmap without nulls, or nulls without");
     Require(valid.empty() || static_cast<int64_t>(valid.size()) == (node.length() + 7) / 8,
@@ -477,6 +482,15 @@ TEST(IpcTypes, Bool) {
             "[true, false, true, false, false, false, false, false, null, true]");
 }
 
+TEST(IpcTypes, Null) {
+  const Column column = {"n", "x", 3, {}, {}};
+  EXPECT_EQ(FieldOf(column), "x: null");
+  EXPECT_EQ(CellsOf(column), "[null, null, null]");
+  EXPECT_EQ(CellsOf(List("l", {0, 2, 3}, column)), "[[null, null], [null]]");
+  const auto read = RoundTrip(Batch({column, Numbers<int32_t>("i", "n", {1, 2, 3})}));
+  EXPECT_EQ(read.batches.at(0).at("n"), "[1, 2, 3]");
+}
+
 TEST(IpcTypes, TextsAndBytes) {
   EXPECT_EQ(FieldOf(Texts("u", "t", {})), "t: utf8");
   EXPECT_EQ(CellsOf(Texts("u", "t", {"", "a", "\xE4\xB8\xAD", ""}, "1110")),
@@ -674,8 +688,8 @@ Column NestedLists(int levels) {
 TEST(IpcRefusals, OfSchemas) {
   EXPECT_EQ(SchemaRefusalOf(Numbers<double>("g", "x", {})), "the schema of a stream is a struct");
   for (const char* format :
-       {"",      "n",  "e",     "tts", "tdm", "ts",  "tsx:",  "tss",    "+",         "+w:", "+w:-1",
-        "+w:2x", "+m", "+us:0", "w:3", "d:",  "d:9", "d:0,0", "d:39,0", "d:9,2,256", "vu",  "gg"})
+       {"",   "e",     "tts", "tdm", "ts",  "tsx:",  "tss",    "+",         "+w:", "+w:-1", "+w:2x",
+        "+m", "+us:0", "w:3", "d:",  "d:9", "d:0,0", "d:39,0", "d:9,2,256", "vu",  "gg"})
     EXPECT_EQ(SchemaRefusalOf(Batch({{format, "x", 0, {}, {}}})),
               fmt::format("x: no type for the format \"{}\"", format));
   EXPECT_EQ(SchemaRefusalOf(Batch({Struct("s", 0, {{"+l", "l", 0, {}, {}}})})),
