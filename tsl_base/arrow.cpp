@@ -85,23 +85,42 @@ bool Fits(const Spec& spec, const std::vector<Field>& fields) {
   return true;
 }
 
+// Whether the tables of two specs look alike without a look at each name. Short specs are read again and
+// again rather than shared.
+bool IsSame(const Spec& spec, const Spec& other) {
+  if (spec.cols != other.cols || spec.text_size != other.text_size) return false;
+  for (uint32_t i = 0; i < spec.cols; ++i) {
+    const Column& column = spec.columns()[i];
+    const Column& its = other.columns()[i];
+    if (column.kind != its.kind || column.width != its.width || column.name != its.name) return false;
+  }
+  return memcmp(spec.text(), other.text(), spec.text_size) == 0;
+}
+
 void MustFit(const Tables& tables, const std::vector<Field>& fields) {
   const Spec* known = nullptr;
   for (const TableData* table : tables) {
-    if (table->spec == known) continue;
-    if (!Fits(*table->spec, fields)) throw Failure{EINVAL, table};
-    known = table->spec;
+    const Spec* spec = table->spec;
+    if (spec == known || (known != nullptr && IsSame(*spec, *known))) continue;
+    if (!Fits(*spec, fields)) throw Failure{EINVAL, table};
+    known = spec;
   }
 }
 
-// The tables in a column, without the cells that are set and empty.
-Tables ChildrenIn(const Tables& tables, uint32_t col) {
-  Tables children;
+// The tables in each column as far as there are any, without the cells that are set and empty. What a table
+// costs here depends on where its last child is, not on how many columns it has.
+std::vector<Tables> ChildrenIn(const Tables& tables) {
+  std::vector<Tables> children;
   for (const TableData* table : tables) {
-    if (!table->had_children()) continue;
-    VisitCells(table, table->spec->columns()[col], [&children](uint32_t, const unsigned char* cell) {
-      if (TableData* child = Load<TableData*>(cell)) children.push_back(child);
-    });
+    const uint32_t end = table->had_children() ? table->columns_with_children() : 0;
+    if (end > children.size()) children.resize(end);
+    for (uint32_t i = 0; i < end; ++i) {
+      const Column& column = table->spec->columns()[i];
+      if (column.kind != TABLE_CHILD) continue;
+      VisitCells(table, column, [&](uint32_t, const unsigned char* cell) {
+        if (TableData* child = Load<TableData*>(cell)) children[i].push_back(child);
+      });
+    }
   }
   return children;
 }
@@ -121,9 +140,9 @@ std::vector<Field> FieldsOf(const Tables& tables, int depth) {
   }
   if (!nested) return fields;
   MustFit(tables, fields);
-  for (uint32_t i = 0; i < spec.cols; ++i) {
-    if (fields[i].code == TABLE_CHILD) fields[i].inside = FieldsOf(ChildrenIn(tables, i), depth + 1);
-  }
+  const std::vector<Tables> children = ChildrenIn(tables);
+  for (size_t i = 0; i < children.size(); ++i)
+    fields[i].inside = FieldsOf(children[i], depth + 1);
   return fields;
 }
 
@@ -199,7 +218,7 @@ using Block = std::unique_ptr<void, FreeBlock>;
 // What the buffers of an array may take: this, and so many times what the cells take in its tables. A column
 // with one cell far down takes as much as a full one here, so a small reply could ask for very much.
 constexpr uint64_t kAlwaysAllowed = uint64_t{16} << 20;
-constexpr uint64_t kAllowedFactor = 16;
+constexpr uint64_t kAllowedFactor = 8;
 
 class Store {
  public:
@@ -229,8 +248,8 @@ class Store {
 
   // Zeros, the same for all who ask: columns that nothing was written to cost nothing each.
   const void* Zeros(uint64_t size) {
-    if (size <= zeros_size_) return zeros_;
-    const uint64_t wanted = std::max(size, std::min(2 * zeros_size_, kAlwaysAllowed / 4));
+    if (zeros_ != nullptr && size <= zeros_size_) return zeros_;
+    const uint64_t wanted = std::max({size, std::min(2 * zeros_size_, kAlwaysAllowed / 4), uint64_t{64}});
     Spend(wanted);
     zeros_ = Keep(Block(calloc(static_cast<size_t>(wanted), 1)));
     zeros_size_ = wanted;
@@ -448,26 +467,21 @@ void SetValidity(const Bits& bits, ArrowArray* out) {
   if (out->null_count != 0) out->buffers[0] = bits.words();
 }
 
-void MakeUnset(Store* store, uint64_t rows, ArrowArray* out) {
-  out->null_count = static_cast<int64_t>(rows);
-  out->buffers[0] = store->Zeros((rows / 64 + 1) * 8);
-}
+// What a column's array is made of: that column of the tables, which have so many rows together.
+struct Source {
+  const Tables& tables;
+  uint32_t col;
+  uint64_t rows;
 
-// Whether any cell of the column may be set.
-bool IsWritten(const Tables& tables, uint32_t col) {
-  return std::any_of(tables.begin(), tables.end(), [col](const TableData* table) {
-    if (!table->is_large) return table->rows != 0;
-    const Slab* slab = FindSlab(table, table->spec->columns()[col]);
-    return slab != nullptr && (slab->capacity != 0 || slab->outliers != 0);
-  });
-}
+  const Column& column_of(const TableData* table) const { return table->spec->columns()[col]; }
+};
 
 // Calls visit(row of the whole, cell, column) for every set cell.
 template <class Visit>
-void VisitColumn(const Tables& tables, uint32_t col, Visit visit) {
+void VisitColumn(const Source& source, Visit visit) {
   uint64_t base = 0;
-  for (const TableData* table : tables) {
-    const Column& column = table->spec->columns()[col];
+  for (const TableData* table : source.tables) {
+    const Column& column = source.column_of(table);
     VisitCells(table, column,
                [&](uint32_t row, const unsigned char* cell) { visit(base + row, cell, column); });
     base += table->rows;
@@ -511,10 +525,10 @@ const void* BitsAtZero(Store* store, const Piece& piece, uint64_t rows) {
   return bits.words();
 }
 
-bool ShareNumbers(Store* store, const Tables& tables, uint32_t col, size_t width, ArrowArray* out) {
-  if (tables.size() != 1) return false;
-  TableData* table = tables[0];
-  const Piece piece = PieceOf(table, table->spec->columns()[col], width);
+bool ShareNumbers(Store* store, const Source& source, size_t width, ArrowArray* out) {
+  if (source.tables.size() != 1) return false;
+  TableData* table = source.tables[0];
+  const Piece piece = PieceOf(table, source.column_of(table), width);
   if (piece.cells == nullptr) return false;
   out->null_count = static_cast<int64_t>(table->rows - CountSet(piece.bits, piece.first, table->rows));
   if (out->null_count != 0) {
@@ -550,13 +564,12 @@ void CopyRow(const TableData* table, const Column& column, unsigned char* to, Bi
   Save(to, set ? Load<T>(table->small_cell(column.slot)) : T{});
 }
 
-void CopyNumbers(Store* store, const Tables& tables, uint32_t col, uint64_t rows, size_t width,
-                 ArrowArray* out) {
-  auto* to = static_cast<unsigned char*>(store->Buffer(rows * width));
+void CopyNumbers(Store* store, const Source& source, size_t width, ArrowArray* out) {
+  auto* to = static_cast<unsigned char*>(store->Buffer(source.rows * width));
   out->buffers[1] = to;
-  Bits bits(store, rows);
-  for (TableData* table : tables) {
-    const Column& column = table->spec->columns()[col];
+  Bits bits(store, source.rows);
+  for (TableData* table : source.tables) {
+    const Column& column = source.column_of(table);
     // Most nested tables have a single row.
     if (!table->is_large && table->rows == 1 && width == 8) {
       CopyRow<uint64_t>(table, column, to, &bits);
@@ -595,17 +608,17 @@ void CopyDoubles(const Column& column, const unsigned char* cell, uint32_t count
     to[i] = ElementAsDouble(column, cell + i * sizeof(double));
 }
 
-bool HasDecimals(const Tables& tables, uint32_t col) {
-  return std::any_of(tables.begin(), tables.end(),
-                     [col](const TableData* table) { return IsDecimal(table->spec->columns()[col]); });
+bool HasDecimals(const Source& source) {
+  return std::any_of(source.tables.begin(), source.tables.end(),
+                     [&source](const TableData* table) { return IsDecimal(source.column_of(table)); });
 }
 
-void MakeDecimals(Store* store, const Tables& tables, uint32_t col, uint64_t rows, ArrowArray* out) {
-  auto* values = static_cast<double*>(store->Buffer(rows * sizeof(double)));
-  std::fill_n(values, rows, 0.0);
-  Bits bits(store, rows);
-  bits.Skip(rows);
-  VisitColumn(tables, col, [&](uint64_t row, const unsigned char* cell, const Column& column) {
+void CopyDecimals(Store* store, const Source& source, ArrowArray* out) {
+  auto* values = static_cast<double*>(store->Buffer(source.rows * sizeof(double)));
+  std::fill_n(values, source.rows, 0.0);
+  Bits bits(store, source.rows);
+  bits.Skip(source.rows);
+  VisitColumn(source, [&](uint64_t row, const unsigned char* cell, const Column& column) {
     CopyDoubles(column, cell, 1, values + row);
     bits.Set(row);
   });
@@ -613,17 +626,11 @@ void MakeDecimals(Store* store, const Tables& tables, uint32_t col, uint64_t row
   SetValidity(bits, out);
 }
 
-void MakeNumbers(Store* store, const Tables& tables, uint32_t col, uint64_t rows, int code, ArrowArray* out) {
+void MakeNumbers(Store* store, const Source& source, int code, ArrowArray* out) {
+  MakeArray(store, source.rows, 2, 0, out);
+  if (code == TABLE_DOUBLE && HasDecimals(source)) return CopyDecimals(store, source, out);
   const size_t width = ElementWidth(code);
-  MakeArray(store, rows, 2, 0, out);
-  if (!IsWritten(tables, col)) {
-    MakeUnset(store, rows, out);
-    out->buffers[1] = store->Zeros(rows * width);
-  } else if (code == TABLE_DOUBLE && HasDecimals(tables, col)) {
-    MakeDecimals(store, tables, col, rows, out);
-  } else if (!ShareNumbers(store, tables, col, width, out)) {
-    CopyNumbers(store, tables, col, rows, width, out);
-  }
+  if (!ShareNumbers(store, source, width, out)) CopyNumbers(store, source, width, out);
 }
 
 // ---- arrays -----------------------------------------------------------------------------------------------
@@ -633,18 +640,17 @@ int32_t Offset(uint64_t value) {
   return static_cast<int32_t>(value);
 }
 
-void CopyArrays(Store* store, const Tables& tables, uint32_t col, uint64_t rows, const Field& field,
-                ArrowArray* out) {
+void CopyArrays(Store* store, const Source& source, const Field& field, ArrowArray* out) {
   const size_t width = ElementWidth(field.code) * size_t{field.count};
   uint64_t set = 0;
-  VisitColumn(tables, col, [&set](uint64_t, const unsigned char*, const Column&) { ++set; });
+  VisitColumn(source, [&set](uint64_t, const unsigned char*, const Column&) { ++set; });
   store->Allow(set * width);
-  auto* to = static_cast<unsigned char*>(store->Buffer(rows * width));
-  memset(to, 0, rows * width);
+  auto* to = static_cast<unsigned char*>(store->Buffer(source.rows * width));
+  memset(to, 0, source.rows * width);
   out->children[0]->buffers[1] = to;
-  Bits bits(store, rows);
-  bits.Skip(rows);
-  VisitColumn(tables, col, [&](uint64_t row, const unsigned char* cell, const Column& column) {
+  Bits bits(store, source.rows);
+  bits.Skip(source.rows);
+  VisitColumn(source, [&](uint64_t row, const unsigned char* cell, const Column& column) {
     const auto* elements = Load<const unsigned char*>(cell);
     if (IsDecimal(column)) {
       CopyDoubles(column, elements, field.count, reinterpret_cast<double*>(to + row * width));
@@ -656,18 +662,16 @@ void CopyArrays(Store* store, const Tables& tables, uint32_t col, uint64_t rows,
   SetValidity(bits, out);
 }
 
-void MakeArrays(Store* store, const Tables& tables, uint32_t col, uint64_t rows, const Field& field,
-                ArrowArray* out) {
-  MakeArray(store, rows, 1, 1, out);
+void StartArrays(Store* store, uint64_t rows, const Field& field, ArrowArray* out) {
   const uint64_t elements = rows * field.count;
   static_cast<void>(Offset(elements));
+  MakeArray(store, rows, 1, 1, out);
   MakeArray(store, elements, 2, 0, out->children[0]);
-  if (IsWritten(tables, col)) {
-    CopyArrays(store, tables, col, rows, field, out);
-  } else {
-    MakeUnset(store, rows, out);
-    out->children[0]->buffers[1] = store->Zeros(elements * ElementWidth(field.code));
-  }
+}
+
+void MakeArrays(Store* store, const Source& source, const Field& field, ArrowArray* out) {
+  StartArrays(store, source.rows, field, out);
+  CopyArrays(store, source, field, out);
 }
 
 // ---- texts and byte strings -------------------------------------------------------------------------------
@@ -701,10 +705,6 @@ class Growing {
   uint64_t size() const { return size_; }
   Block Take() {
     if (capacity_ == 0) Grow(1);
-    if (void* fitting = realloc(block_.get(), std::max<size_t>(size_, 1))) {
-      static_cast<void>(block_.release());
-      block_.reset(fitting);
-    }
     return std::move(block_);
   }
 
@@ -739,12 +739,13 @@ void AppendBinary(const unsigned char* cell, Growing* to) {
   to->Append(static_cast<const char*>(bytes), static_cast<size_t>(size));
 }
 
-void CopyTexts(Store* store, const Tables& tables, uint32_t col, uint64_t rows, int code, ArrowArray* out) {
-  Offsets offsets(store, rows);
+void MakeTexts(Store* store, const Source& source, int code, ArrowArray* out) {
+  MakeArray(store, source.rows, 3, 0, out);
+  Offsets offsets(store, source.rows);
   Growing bytes;
-  Bits bits(store, rows);
-  bits.Skip(rows);
-  VisitColumn(tables, col, [&](uint64_t row, const unsigned char* cell, const Column&) {
+  Bits bits(store, source.rows);
+  bits.Skip(source.rows);
+  VisitColumn(source, [&](uint64_t row, const unsigned char* cell, const Column&) {
     offsets.BeginRow(row, bytes.size());
     bits.Set(row);
     if (code == TABLE_TEXT) {
@@ -753,21 +754,10 @@ void CopyTexts(Store* store, const Tables& tables, uint32_t col, uint64_t rows, 
       AppendBinary(cell, &bytes);
     }
   });
-  offsets.BeginRow(rows, bytes.size());
+  offsets.BeginRow(source.rows, bytes.size());
   out->buffers[1] = offsets.words();
   out->buffers[2] = store->Keep(bytes.Take());
   SetValidity(bits, out);
-}
-
-void MakeTexts(Store* store, const Tables& tables, uint32_t col, uint64_t rows, int code, ArrowArray* out) {
-  MakeArray(store, rows, 3, 0, out);
-  if (IsWritten(tables, col)) {
-    CopyTexts(store, tables, col, rows, code, out);
-    return;
-  }
-  MakeUnset(store, rows, out);
-  out->buffers[1] = store->Zeros((rows + 1) * sizeof(int32_t));
-  out->buffers[2] = store->Zeros(1);
 }
 
 // ---- tables -----------------------------------------------------------------------------------------------
@@ -775,15 +765,14 @@ void MakeTexts(Store* store, const Tables& tables, uint32_t col, uint64_t rows, 
 void MakeStruct(Store* store, const Tables& tables, const std::vector<Field>& fields, int depth,
                 ArrowArray* out);
 
-void MakeChildren(Store* store, const Tables& tables, uint32_t col, uint64_t rows, const Field& field,
-                  int depth, ArrowArray* out) {
-  MakeArray(store, rows, 2, 1, out);
-  Offsets offsets(store, rows);
+void MakeChildren(Store* store, const Source& source, const Field& field, int depth, ArrowArray* out) {
+  MakeArray(store, source.rows, 2, 1, out);
+  Offsets offsets(store, source.rows);
   Tables children;
-  Bits bits(store, rows);
-  bits.Skip(rows);
+  Bits bits(store, source.rows);
+  bits.Skip(source.rows);
   uint64_t inside = 0;
-  VisitColumn(tables, col, [&](uint64_t row, const unsigned char* cell, const Column&) {
+  VisitColumn(source, [&](uint64_t row, const unsigned char* cell, const Column&) {
     offsets.BeginRow(row, inside);
     bits.Set(row);
     if (TableData* child = Load<TableData*>(cell)) {
@@ -791,58 +780,125 @@ void MakeChildren(Store* store, const Tables& tables, uint32_t col, uint64_t row
       inside += child->rows;
     }
   });
-  offsets.BeginRow(rows, inside);
+  offsets.BeginRow(source.rows, inside);
   out->buffers[1] = offsets.words();
   SetValidity(bits, out);
   MakeStruct(store, children, field.inside, depth + 1, out->children[0]);
 }
 
-void MakeColumn(Store* store, const Tables& tables, uint32_t col, uint64_t rows, const Field& field,
-                int depth, ArrowArray* out) {
-  if (IsCounted(field)) return MakeArrays(store, tables, col, rows, field, out);
+void MakeNothing(Store* store, uint64_t rows, ArrowArray* out) {
+  MakeArray(store, rows, 0, 0, out);
+  out->null_count = static_cast<int64_t>(rows);
+}
+
+void MakeColumn(Store* store, const Source& source, const Field& field, int depth, ArrowArray* out) {
+  if (IsCounted(field)) return MakeArrays(store, source, field, out);
   switch (field.code) {
-    case TABLE_NOTHING:
-      MakeArray(store, rows, 0, 0, out);
-      out->null_count = static_cast<int64_t>(rows);
-      return;
+    case TABLE_NOTHING: return MakeNothing(store, source.rows, out);
     case TABLE_TEXT:
-    case TABLE_BINARY: return MakeTexts(store, tables, col, rows, field.code, out);
-    case TABLE_CHILD: return MakeChildren(store, tables, col, rows, field, depth, out);
-    default: return MakeNumbers(store, tables, col, rows, field.code, out);
+    case TABLE_BINARY: return MakeTexts(store, source, field.code, out);
+    case TABLE_CHILD: return MakeChildren(store, source, field, depth, out);
+    default: return MakeNumbers(store, source, field.code, out);
   }
 }
 
-// The bytes of the cells that the table has room for.
-uint64_t HeldBytes(const TableData* table) {
-  if (!table->is_large) return uint64_t{8} * table->small_cells;
-  const auto of_group = [](const Slab* group) {
-    uint64_t bytes = 0;
-    for (uint32_t i = 0; i < kSlabsOfGroup; ++i) {
-      const uint8_t kind = group[i].kind & 0xFF;
-      bytes += uint64_t{group[i].capacity} * ((kind & kCounted) != 0 ? 8 : ElementWidth(kind));
-    }
-    return bytes;
-  };
-  const Large* large = table->large();
-  uint64_t bytes = of_group(large->first);
-  for (uint32_t i = 0; i < large->group_count; ++i) {
-    if (large->groups[i] != nullptr) bytes += of_group(large->groups[i]);
+// A column without any cell that is set.
+void MakeUnset(Store* store, uint64_t rows, const Field& field, int depth, ArrowArray* out) {
+  if (field.code == TABLE_NOTHING) return MakeNothing(store, rows, out);
+  const uint64_t offsets = (rows + 1) * sizeof(int32_t);
+  if (IsCounted(field)) {
+    StartArrays(store, rows, field, out);
+    out->children[0]->buffers[1] = store->Zeros(rows * field.count * ElementWidth(field.code));
+  } else if (field.code == TABLE_TEXT || field.code == TABLE_BINARY) {
+    MakeArray(store, rows, 3, 0, out);
+    out->buffers[1] = store->Zeros(offsets);
+    out->buffers[2] = store->Zeros(1);
+  } else if (field.code == TABLE_CHILD) {
+    MakeArray(store, rows, 2, 1, out);
+    out->buffers[1] = store->Zeros(offsets);
+    MakeStruct(store, {}, field.inside, depth + 1, out->children[0]);
+  } else {
+    MakeArray(store, rows, 2, 0, out);
+    out->buffers[1] = store->Zeros(rows * ElementWidth(field.code));
   }
-  return bytes;
+  out->null_count = static_cast<int64_t>(rows);
+  if (rows != 0) out->buffers[0] = store->Zeros((rows / 64 + 1) * 8);
+}
+
+// Calls visit(slab, index among the columns that hold something) for the slabs of a large table.
+template <class Visit>
+void VisitSlabs(const TableData* table, Visit visit) {
+  const Large* large = table->large();
+  const uint32_t first = std::min(kSlabsOfGroup, table->spec->cols);
+  for (uint32_t i = 0; i < first; ++i)
+    visit(large->first[i], table->spec->columns()[i].slot);
+  for (uint32_t i = 0; i < large->group_count; ++i) {
+    const Slab* group = large->groups[i];
+    for (uint32_t k = 0; group != nullptr && k < kSlabsOfGroup; ++k)
+      visit(group[k], i * kSlabsOfGroup + k);
+  }
+}
+
+// What a cell takes that lies behind its column's slab.
+constexpr uint64_t kOutlierBytes = 64;
+
+uint64_t HeldBytes(const Slab& slab) {
+  const uint8_t kind = slab.kind & 0xFF;
+  const uint32_t width = (kind & kCounted) != 0 ? 8 : ElementWidth(kind);
+  return uint64_t{slab.capacity} * width + slab.outliers * kOutlierBytes;
+}
+
+// Tables with rows, and what of them is looked at more than once.
+struct Survey {
+  Tables tables;
+  uint64_t rows = 0;
+  uint64_t held = 0;          // bytes of cells
+  bool all_written = false;   // any column may have a cell that is set
+  std::vector<bool> written;  // those that may where not all may, by slot
+};
+
+Survey Look(const Tables& tables) {
+  Survey survey;
+  survey.tables.reserve(tables.size());
+  for (TableData* table : tables) {
+    if (table->rows == 0) continue;
+    survey.tables.push_back(table);
+    survey.rows += table->rows;
+    if (!table->is_large) {
+      survey.held += uint64_t{8} * table->small_cells;
+      survey.all_written = true;
+      continue;
+    }
+    survey.written.resize(table->spec->slots);
+    VisitSlabs(table, [&survey](const Slab& slab, uint32_t slot) {
+      if (slab.capacity == 0 && slab.outliers == 0) return;
+      survey.held += HeldBytes(slab);
+      survey.written[slot] = true;
+    });
+  }
+  return survey;
+}
+
+bool IsWritten(const Survey& survey, uint32_t col) {
+  if (survey.tables.empty() || survey.all_written) return !survey.tables.empty();
+  const Column& column = survey.tables[0]->spec->columns()[col];
+  return column.kind != TABLE_NOTHING && survey.written[column.slot];
 }
 
 void MakeStruct(Store* store, const Tables& tables, const std::vector<Field>& fields, int depth,
                 ArrowArray* out) {
   if (depth > kDeepest) throw Failure{EOVERFLOW};
   MustFit(tables, fields);
-  uint64_t rows = 0;
-  for (const TableData* table : tables) {
-    rows += table->rows;
-    store->Allow(HeldBytes(table));
+  const Survey survey = Look(tables);
+  store->Allow(survey.held);
+  MakeArray(store, survey.rows, 1, fields.size(), out);
+  for (uint32_t i = 0; i < fields.size(); ++i) {
+    if (IsWritten(survey, i)) {
+      MakeColumn(store, {survey.tables, i, survey.rows}, fields[i], depth, out->children[i]);
+    } else {
+      MakeUnset(store, survey.rows, fields[i], depth, out->children[i]);
+    }
   }
-  MakeArray(store, rows, 1, fields.size(), out);
-  for (size_t i = 0; i < fields.size(); ++i)
-    MakeColumn(store, tables, static_cast<uint32_t>(i), rows, fields[i], depth, out->children[i]);
 }
 
 // The array, whose store then owns the tables.

@@ -24,7 +24,7 @@
  *                       columns;
  *            EOVERFLOW  a column of more than 2^31 - 1 bytes of text, elements of counted cells or rows of
  *                       children, as Arrow counts these by 32 bits; more than 32 tables inside each other; or
- *                       buffers of more than 16 MB and 16 times what the cells take in the tables: only very
+ *                       buffers of more than 16 MB and 8 times what the cells take in the tables: only very
  *                       sparse columns make that, see docs/reliability.md.
  *            Nothing is thrown.
  * Threads    As with tables: different tables on different threads at once.

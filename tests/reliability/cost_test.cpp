@@ -21,6 +21,7 @@
 #include "tests/reliability/malloc.h"
 #include "tests/reliability/replies.h"
 #include "tests/support/replies.h"
+#include "tsl_base/arrow.h"
 #include "tsl_base/table.h"
 
 namespace {
@@ -268,7 +269,26 @@ struct Cost {
   double output = 0;  // bytes of JSON
 };
 
+// The table of the Id, handed out as Arrow arrays and released.
+const Route kArrow{"arrow", false, true, TPTypeById};
+
+void ExportAndRelease(void* table) {
+  ArrowSchema schema{};
+  ArrowArray array{};
+  if (table == nullptr) return;
+  if (table_export_arrow(table, &schema, &array) != 0) {
+    table_free(table);
+    return;
+  }
+  schema.release(&schema);
+  array.release(&array);
+}
+
 void CallAndFree(const Route& route, const std::string& reply, Cost* cost) {
+  if (route.name == kArrow.name) {
+    ExportAndRelease(reliability::CallTable(route, reply));
+    return;
+  }
   if (!route.json) {
     table_free(reliability::CallTable(route, reply));
     return;
@@ -315,6 +335,7 @@ std::vector<Route> MeasuredRoutes() {
         route.type == TPTypeDaDan || route.type == TPTypeToken || route.type == TPTypeZhiBiao16;
     if (route.json || route.by_id || typed) routes.push_back(route);
   }
+  routes.push_back(kArrow);
   return routes;
 }
 

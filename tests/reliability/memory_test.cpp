@@ -4,6 +4,7 @@
 #include <google/protobuf/stubs/logging.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <new>
 #include <string>
@@ -14,6 +15,8 @@
 #include "tests/reliability/replies.h"
 #include "tests/support/json.h"
 #include "tests/support/table_text.h"
+#include "tsl_base/arrow.h"
+#include "tsl_base/table.hpp"
 
 namespace {
 
@@ -247,6 +250,65 @@ TEST_P(FailingMemory, TablesEndAsToldAndLoseAtMostThemselves) {
   }
   std::printf("tables: %ld failures\n", failures);
   EXPECT_GT(failures, 1000);
+}
+
+struct Export {
+  int error = 0;
+  Failed failed;
+  Heap heap;  // what is left after all was given back
+};
+
+// With the table that a sample gives, and with as many again of its kind as a batch.
+Export ExportArrow(const Route& route, const std::string& reply, bool batch, long n, Failing how) {
+  Export result;
+  ForgetSpecs();
+  reliability::StartCounting();
+  void* tables[] = {reliability::CallTable(route, reply), reliability::CallTable(route, reply)};
+  ArrowSchema schema{};
+  ArrowArray array{};
+  ArrowArray type{};
+  if (batch && table_export_arrow(reliability::CallTable(route, reply), &schema, &type) != 0) ADD_FAILURE();
+  reliability::FailAllocation(n, how);
+  int64_t misfit = 0;
+  result.error = batch ? table_export_arrow_batch(tables, 2, &schema, &array, &misfit)
+                       : table_export_arrow(tables[0], &schema, &array);
+  result.failed = reliability::StopFailing();
+  if (result.error == 0) {
+    EXPECT_EQ(array.length, table_rows(tables[0]) * (batch ? 2 : 1));
+  } else {
+    EXPECT_EQ(array.release, nullptr);
+    table_free(tables[0]);
+  }
+  if (result.error != 0 || !batch) table_free(tables[1]);
+  for (ArrowArray* made : {&array, &type})
+    if (made->release != nullptr) made->release(made);
+  if (schema.release != nullptr) schema.release(&schema);
+  ForgetSpecs();
+  result.heap = reliability::StopCounting();
+  return result;
+}
+
+TEST_P(FailingMemory, ArrowExportsEndAsToldAndLoseNothing) {
+  long failures = 0;
+  const Route& route = reliability::Routes()[1];
+  ASSERT_TRUE(route.by_id);
+  for (const Sample& sample : reliability::Samples()) {
+    const tsl_base::Table table(reliability::CallTable(route, sample.reply));
+    if (!table) continue;
+    for (const bool batch : {false, true}) {
+      SCOPED_TRACE(sample.name + (batch ? ", batch" : ""));
+      EXPECT_EQ(ExportArrow(route, sample.reply, batch, 0, GetParam()).heap.blocks, 0);
+      for (long n = 1; !HasFailure(); ++n) {
+        const Export result = ExportArrow(route, sample.reply, batch, n, GetParam());
+        EXPECT_EQ(result.heap.blocks, 0) << "lost memory at allocation " << n;
+        EXPECT_EQ(result.error, result.failed.total() == 0 ? 0 : ENOMEM);
+        if (result.failed.total() == 0) break;
+        ++failures;
+      }
+    }
+  }
+  std::printf("Arrow: %ld failures\n", failures);
+  EXPECT_GT(failures, 100);
 }
 
 // What a thread sets up with its first table.
