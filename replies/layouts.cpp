@@ -2,9 +2,12 @@
 
 #include <fmt/format.h>
 
+#include <unordered_map>
+
 #include "replies/fill_required.h"
 #include "replies/schema.h"
 #include "replies/text_form.h"
+#include "replies/vocabulary.h"
 #include "replies/words.h"
 #include "tsl_base/table.hpp"
 
@@ -84,6 +87,18 @@ std::vector<TPType> TypedLayoutsOf(int32_t id) {
     if (Table(TesparserPB2TableType(reply, type))) types.push_back(type);
   }
   return types;
+}
+
+std::optional<TPType> OnlyLayoutOf(int32_t id) {
+  // Finding out takes a few replies; what has no name has no layout.
+  if (FindPayload(id) == nullptr) return std::nullopt;
+  thread_local std::unordered_map<int32_t, std::optional<TPType>> known;
+  const auto [at, is_new] = known.try_emplace(id);
+  if (!is_new || HasTable(id)) return at->second;
+  const std::vector<TPType> types = TypedLayoutsOf(id);
+  // Of the sixteen indicators only the first is told.
+  if (types.size() == 1 && types[0] != TPTypeZhiBiao1) at->second = types[0];
+  return at->second;
 }
 
 }  // namespace replies

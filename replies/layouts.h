@@ -27,6 +27,8 @@ std::string NameOfType(TPType type);
 bool HasTable(int32_t id);
 // The typed layouts that render this Id, of the indicators only the first.
 std::vector<TPType> TypedLayoutsOf(int32_t id);
+// The layout that shows an Id without a table of its own, if there is exactly one.
+std::optional<TPType> OnlyLayoutOf(int32_t id);
 
 }  // namespace replies
 

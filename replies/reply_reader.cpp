@@ -128,7 +128,8 @@ Next DelimitedReader::Stop(std::string* error, const std::string& what) {
 
 Next DelimitedReader::Read(Reply* reply, std::string* error) {
   if (done_ || !window_->Fill(1)) return Next::kEnd;
-  ++number_;
+  reply->number = ++number_;
+  reply->offset = window_->position();
   size_t prefix = 0;
   uint64_t size = 0;
   // No more is waited for than the length has, so that a slow stream is shown as it comes.
@@ -147,8 +148,6 @@ Next DelimitedReader::Read(Reply* reply, std::string* error) {
     return Stop(error, fmt::format("its length is given as {}, but the stream ends after {} bytes", size,
                                    window_->bytes().size() - prefix));
   }
-  reply->number = number_;
-  reply->offset = window_->position();
   reply->bytes.assign(window_->bytes().substr(prefix, static_cast<size_t>(size)));
   window_->Drop(whole);
   return Next::kReply;
@@ -211,7 +210,10 @@ Next LineReader::Read(Reply* reply, std::string* error) {
     if (!TakeLine(&line)) return Next::kEnd;
     if (IsBlank(line)) continue;
     Look(line);
-    if (found_.empty() && HasNothing(line, error)) return Next::kBad;
+    if (!found_.empty() || !HasNothing(line, error)) continue;
+    reply->number = number_;
+    reply->offset = offset_;
+    return Next::kBad;
   }
   reply->number = ++number_;
   reply->offset = offset_;

@@ -55,8 +55,8 @@ class ReplyReader {
       : window_(source), asked_(form), text_parser_(std::move(text_parser)) {}
 
   // The next reply, or what is wrong with it in `error`: a sentence without the source's name, with the
-  // reply's number and offset where there are several. Throws what the source throws, and InputError if the
-  // source holds no replies.
+  // reply's number and offset where there are several. `reply` has both then as well. Throws what the source
+  // throws, and InputError if the source holds no replies.
   Next Read(Reply* reply, std::string* error);
 
   // What the source holds; kRaw until Read() has been called.

@@ -48,6 +48,18 @@ size_t TakeCharacter(std::string_view text, utf8proc_int32_t* code) {
   return *code < 0x10000 || *code > 0x10FFFF ? 0 : 4;
 }
 
+// Bytes at the front that could still have become a character, one at least. There is none at the front.
+size_t IllFormedLength(std::string_view text) {
+  const auto byte = [text](size_t i) { return static_cast<unsigned char>(text[i]); };
+  const unsigned first = byte(0);
+  if (first < 0xE0 || first > 0xF4 || text.size() < 2) return 1;
+  // The second byte tells whether it is overlong, a surrogate or beyond the last character.
+  const unsigned least = first == 0xE0 ? 0xA0 : first == 0xF0 ? 0x90 : 0x80;
+  const unsigned most = first == 0xED ? 0x9F : first == 0xF4 ? 0x8F : 0xBF;
+  if (byte(1) < least || byte(1) > most) return 1;
+  return first >= 0xF0 && text.size() > 2 && IsContinuation(byte(2)) ? 3 : 2;
+}
+
 // The longest character, 0 if the text is ill-formed.
 size_t LongestCharacter(std::string_view text) {
   size_t longest = 0;
@@ -161,6 +173,19 @@ std::string CellTextToUtf8(std::string_view cell) {
   return ReplaceNonAscii(cell);
 }
 
+std::string ToUtf8(std::string_view text) {
+  if (IsUtf8(text)) return std::string(text);
+  std::string utf8;
+  while (!text.empty()) {
+    utf8proc_int32_t code = 0;
+    const size_t size = TakeCharacter(text, &code);
+    const size_t taken = size != 0 ? size : IllFormedLength(text);
+    utf8 += size != 0 ? text.substr(0, size) : kReplacement;
+    text.remove_prefix(taken);
+  }
+  return utf8;
+}
+
 std::string Printable(std::string_view utf8) {
   const bool plain = std::all_of(utf8.begin(), utf8.end(), [](char c) { return c >= 0x20 && c < 0x7F; });
   if (plain) return std::string(utf8);
@@ -224,10 +249,12 @@ void AppendJsonString(std::string* to, std::string_view utf8) {
     *to += utf8.substr(copied, i - copied);
     if (escaped) {
       AppendJsonEscape(to, c);
+      ++i;
     } else {
       *to += kReplacement;
+      i += IllFormedLength(utf8.substr(i));
     }
-    copied = ++i;
+    copied = i;
   }
   *to += utf8.substr(copied);
   *to += '"';

@@ -18,6 +18,9 @@ std::string CellTextToUtf8(std::string_view cell);
 
 bool IsUtf8(std::string_view text);
 
+// The text with U+FFFD in the place of each maximal ill-formed sequence.
+std::string ToUtf8(std::string_view text);
+
 // With everything that a terminal would obey or that would break a line made visible: \n, \t, \x1b, \u202e.
 std::string Printable(std::string_view utf8);
 

@@ -133,10 +133,27 @@ TEST(Utf8, ExactlyTheWellFormedIsTaken) {
     EXPECT_FALSE(IsUtf8(text));
 }
 
+// One U+FFFD for as many bytes as could still have become a character.
+TEST(Utf8, ReplacesEachMaximalIllFormedSequence) {
+  const std::string bad = "\xEF\xBF\xBD";
+  EXPECT_EQ(replies::ToUtf8("a银b"), "a银b");
+  EXPECT_EQ(replies::ToUtf8("a\xE9\x93"), "a" + bad);
+  EXPECT_EQ(replies::ToUtf8("\xF0\x9F\x93z"), bad + "z");
+  EXPECT_EQ(replies::ToUtf8("\xF0\x9Fz"), bad + "z");
+  EXPECT_EQ(replies::ToUtf8("\xC3"), bad);
+  EXPECT_EQ(replies::ToUtf8("\xFF\xFE"), bad + bad);
+  EXPECT_EQ(replies::ToUtf8("\x93\x93"), bad + bad);
+  // Overlong, a surrogate, behind the last character: no byte of them can be a part of one.
+  EXPECT_EQ(replies::ToUtf8("\xE0\x9F\xBF"), bad + bad + bad);
+  EXPECT_EQ(replies::ToUtf8("\xED\xA0\x80"), bad + bad + bad);
+  EXPECT_EQ(replies::ToUtf8("\xF4\x90\x80\x80"), bad + bad + bad + bad);
+  EXPECT_EQ(replies::ToUtf8("\xE9\xE9\x93\xB6"), bad + "银");
+}
+
 TEST(Utf8, JsonReplacesWhatIsIllFormedAndKeepsTheRest) {
   std::string json;
   AppendJsonString(&json, "a\xFF\xE9\x93\xB6\xE9\x93\"\n\x7F\xF0\x9F\x93\x88");
-  EXPECT_EQ(json, "\"a\xEF\xBF\xBD\xE9\x93\xB6\xEF\xBF\xBD\xEF\xBF\xBD\\\"\\n\\u007f\xF0\x9F\x93\x88\"");
+  EXPECT_EQ(json, "\"a\xEF\xBF\xBD\xE9\x93\xB6\xEF\xBF\xBD\\\"\\n\\u007f\xF0\x9F\x93\x88\"");
 }
 
 }  // namespace

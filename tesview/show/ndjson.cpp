@@ -9,17 +9,18 @@
 #include <vector>
 
 #include "replies/encodings.h"
+#include "replies/taken_names.h"
 #include "replies/text.h"
 #include "tesview/show/buffer.h"
 #include "tesview/show/cells.h"
 #include "tesview/show/limits.h"
-#include "tesview/show/taken_names.h"
 
 namespace tesview {
 
 using replies::AppendJsonString;
 using replies::CellTextToUtf8;
 using replies::EncodeBase64;
+using replies::FreeName;
 using tsl_base::TableView;
 using tsl_base::Type;
 

@@ -5,7 +5,6 @@
 #include <new>
 #include <optional>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "replies/decode.h"
@@ -32,10 +31,10 @@ namespace tesview {
 using replies::BytesToText;
 using replies::DidYouMean;
 using replies::FindId;
-using replies::FindPayload;
 using replies::HasTable;
 using replies::IdWithName;
 using replies::NameOfType;
+using replies::OnlyLayoutOf;
 using replies::Printable;
 using replies::TypedLayoutsOf;
 using replies::WhyNoReply;
@@ -45,19 +44,6 @@ using tsl_base::Table;
 using tsl_base::TableView;
 
 namespace {
-
-// The layout that shows an Id without one of its own, if there is exactly one.
-std::optional<TPType> OnlyLayoutOf(int32_t id) {
-  // Finding out takes a few replies; what has no name has no layout.
-  if (FindPayload(id) == nullptr) return std::nullopt;
-  thread_local std::unordered_map<int32_t, std::optional<TPType>> known;
-  const auto [at, is_new] = known.try_emplace(id);
-  if (!is_new || HasTable(id)) return at->second;
-  const std::vector<TPType> types = TypedLayoutsOf(id);
-  // Of the sixteen indicators only the first is told.
-  if (types.size() == 1 && types[0] != TPTypeZhiBiao1) at->second = types[0];
-  return at->second;
-}
 
 // A reply as a table.
 struct Rendered {

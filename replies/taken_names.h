@@ -1,14 +1,14 @@
-// The names of fields in lines for other tools, each once.
-#ifndef TESVIEW_SHOW_TAKEN_NAMES_H_
-#define TESVIEW_SHOW_TAKEN_NAMES_H_
+// The names of columns where those of a table and of the tables inside it are beside each other, each once.
+#ifndef REPLIES_TAKEN_NAMES_H_
+#define REPLIES_TAKEN_NAMES_H_
 
 #include <string>
 #include <string_view>
 
-namespace tesview {
+namespace replies {
 
-// What the viewer itself calls fields.
-constexpr std::string_view kOwnNames[] = {"_file", "_reply", "_id", "_row"};
+// What is told of each row beside its cells.
+constexpr std::string_view kOwnNames[] = {"_file", "_reply", "_offset", "_id", "_row"};
 
 inline bool IsOwnName(std::string_view name) {
   for (const std::string_view own : kOwnNames) {
@@ -25,6 +25,6 @@ std::string FreeName(std::string name, int index, IsTaken is_taken) {
   return name;
 }
 
-}  // namespace tesview
+}  // namespace replies
 
-#endif  // TESVIEW_SHOW_TAKEN_NAMES_H_
+#endif  // REPLIES_TAKEN_NAMES_H_

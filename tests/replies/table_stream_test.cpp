@@ -1,0 +1,521 @@
+// Replies as streams of arrays. Most of them are wire tables, whose columns a test can choose.
+#include "replies/table_stream.h"
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "replies/columns.h"
+#include "tests/support/arrow_rows.h"
+#include "tests/support/full_replies.h"
+#include "tests/support/replies.h"
+
+namespace {
+
+using arrow_rows::RowsOf;
+using arrow_rows::TypeText;
+using replies::ArrowOwner;
+using replies::Misfit;
+using replies::Next;
+using replies::NextReply;
+using replies::OnMisfit;
+using replies::Reply;
+using replies::StreamCounts;
+using replies::StreamOptions;
+using replies::TableRequest;
+using test_replies::P;
+using Rows = std::vector<std::string>;
+
+// ---- replies ----------------------------------------------------------------------------------------------
+
+// A column of a wire table.
+struct WireColumn {
+  std::string info;
+  std::string values;
+};
+
+std::string Payload(const std::vector<WireColumn>& columns) {
+  std::string infos;
+  std::string data;
+  for (size_t i = 0; i < columns.size(); ++i) {
+    infos += "Info { " + columns[i].info + " } ";
+    data += fmt::format("Data {{ Index: {} {} }} ", i, columns[i].values);
+  }
+  return infos + data;
+}
+
+WireColumn Texts(const std::string& name, const std::vector<std::string>& texts) {
+  WireColumn column{"Name: '" + name + "' Type: 115", ""};
+  for (const std::string& text : texts)
+    column.values += " sValues: '" + text + "'";
+  return column;
+}
+
+// Hundredths.
+WireColumn Numbers(const std::string& name, const std::vector<uint64_t>& numbers) {
+  WireColumn column{"Name: '" + name + "' Type: 105", ""};
+  for (const uint64_t number : numbers)
+    column.values += " iValues: " + P(number);
+  return column;
+}
+
+WireColumn Tables(const std::string& name, const std::vector<std::string>& payloads) {
+  WireColumn column{"Name: '" + name + "' Type: 116", ""};
+  for (const std::string& payload : payloads)
+    column.values += " tValues { " + payload + " }";
+  return column;
+}
+
+std::string Wire(const std::vector<WireColumn>& columns) {
+  return test_replies::Reply("Id: 3 Tbl { Info { Name: 'w' Type: 116 } Data { Index: 0 tValues { " +
+                             Payload(columns) + " } } }");
+}
+
+// Two instruments, of which the second has no bars.
+std::string Kline(const std::string& first, const std::string& second) {
+  return test_replies::Reply("Id: 21 RepDataQuoteKlineSingle { Obj: '" + first + "' Data { ShiJian: " +
+                             P(1, 10) + " KaiPanJia: " + P(250) + " } Data { ShiJian: " + P(2, 10) +
+                             " } } RepDataQuoteKlineSingle { Obj: '" + second + "' }");
+}
+
+// Gives replies that are 100 bytes apart. An empty one is lost.
+NextReply From(std::vector<std::string> replies) {
+  return [replies = std::move(replies), at = size_t{0}](Reply* reply, std::string* error) mutable {
+    if (at == replies.size()) return Next::kEnd;
+    reply->bytes = replies[at];
+    reply->number = at + 1;
+    reply->offset = 100 * at++;
+    if (!reply->bytes.empty()) return Next::kReply;
+    *error = fmt::format("reply {} at offset {}: lost", reply->number, reply->offset);
+    return Next::kBad;
+  };
+}
+
+struct Read {
+  Rows rows;
+  std::vector<int64_t> batches;
+  std::string type;
+  std::vector<std::string> skipped;
+  StreamCounts counts;
+  std::string refused;
+};
+
+Read ReadAll(NextReply next, const TableRequest& request = {}, const StreamOptions& options = {}) {
+  Read read;
+  ArrowArrayStream stream{};
+  const auto skip = [&](const Misfit& misfit) {
+    read.skipped.push_back(fmt::format("{} at {}: {}", misfit.number, misfit.offset, misfit.why));
+  };
+  if (!MakeTableStream(std::move(next), request, options, skip, &read.counts, &stream, &read.refused))
+    return read;
+  ArrowOwner<ArrowSchema> schema;
+  if (stream.get_schema(&stream, schema.get()) == 0) read.type = TypeText(*schema);
+  read.rows = RowsOf(&stream, &read.batches);
+  return read;
+}
+
+TableRequest OfId(int32_t id) {
+  TableRequest request;
+  request.id = id;
+  return request;
+}
+
+StreamOptions Nested() {
+  StreamOptions options;
+  options.flat = false;
+  return options;
+}
+
+StreamOptions Skipping() {
+  StreamOptions options;
+  options.on_misfit = OnMisfit::kSkip;
+  return options;
+}
+
+StreamOptions Columns(std::vector<std::string> columns, bool flat = true) {
+  StreamOptions options;
+  options.columns = std::move(columns);
+  options.flat = flat;
+  return options;
+}
+
+}  // namespace
+
+// ---- flat and nested --------------------------------------------------------------------------------------
+
+TEST(TableStream, RepeatsOuterCellsBesideInnerRows) {
+  const Read read = ReadAll(
+      From({Wire({Texts("Obj", {"A", "B"}), Numbers("N", {150, 250}),
+                  Tables("Data", {Payload({Numbers("V", {1, 2})}), Payload({Numbers("V", {300})})})})}));
+  EXPECT_EQ(read.type, "Obj:u N:g Data.V:g");
+  EXPECT_EQ(read.rows, (Rows{R"({"Obj":"A","N":1.5,"Data.V":0.01})", R"({"Obj":"A","N":1.5,"Data.V":0.02})",
+                             R"({"Obj":"B","N":2.5,"Data.V":3})"}));
+}
+
+TEST(TableStream, GivesARowWithoutInnerRowsAsARow) {
+  const Read read =
+      ReadAll(From({Kline("A", "B"), Kline("C", "D")}), OfId(21), Columns({"Obj", "ShiJian", "KaiPanJia"}));
+  EXPECT_EQ(read.type, "Obj:u Data.ShiJian:g Data.KaiPanJia:g");
+  EXPECT_EQ(read.rows, (Rows{R"({"Obj":"A","Data.ShiJian":1,"Data.KaiPanJia":2.5})",
+                             R"({"Obj":"A","Data.ShiJian":2,"Data.KaiPanJia":0})",
+                             R"({"Obj":"B","Data.ShiJian":null,"Data.KaiPanJia":null})",
+                             R"({"Obj":"C","Data.ShiJian":1,"Data.KaiPanJia":2.5})",
+                             R"({"Obj":"C","Data.ShiJian":2,"Data.KaiPanJia":0})",
+                             R"({"Obj":"D","Data.ShiJian":null,"Data.KaiPanJia":null})"}));
+  EXPECT_EQ(read.counts.rows, 6U);
+}
+
+TEST(TableStream, GivesTablesBesideEachOtherOneAfterTheOther) {
+  const Read read = ReadAll(
+      From({Wire({Texts("Obj", {"A", "B"}),
+                  Tables("Buy", {Payload({Numbers("P", {100, 200})}), Payload({Numbers("P", {500})})}),
+                  Tables("Sell", {Payload({Texts("Q", {"x"})})})})}));
+  EXPECT_EQ(read.type, "Obj:u Buy.P:g Sell.Q:u");
+  EXPECT_EQ(read.rows,
+            (Rows{R"({"Obj":"A","Buy.P":1,"Sell.Q":null})", R"({"Obj":"A","Buy.P":2,"Sell.Q":null})",
+                  R"({"Obj":"A","Buy.P":null,"Sell.Q":"x"})", R"({"Obj":"B","Buy.P":5,"Sell.Q":null})"}));
+}
+
+TEST(TableStream, GoesDownSeveralLevels) {
+  const std::string leaf = Payload({Texts("L", {"x", "y"})});
+  const Read read =
+      ReadAll(From({Wire({Texts("A", {"1", "2"}),
+                          Tables("B", {Payload({Texts("C", {"p", "q"}), Tables("D", {leaf})}),
+                                       Payload({Texts("C", {"r", "s"}), Tables("D", {leaf, leaf})})})})}));
+  EXPECT_EQ(read.rows, (Rows{R"({"A":"1","B.C":"p","B.D.L":"x"})", R"({"A":"1","B.C":"p","B.D.L":"y"})",
+                             R"({"A":"1","B.C":"q","B.D.L":null})", R"({"A":"2","B.C":"r","B.D.L":"x"})",
+                             R"({"A":"2","B.C":"r","B.D.L":"y"})", R"({"A":"2","B.C":"s","B.D.L":"x"})",
+                             R"({"A":"2","B.C":"s","B.D.L":"y"})"}));
+}
+
+TEST(TableStream, NestsTablesInLists) {
+  const Read read = ReadAll(From({Kline("A", "B")}), OfId(21), Columns({"Obj", "ShiJian"}, false));
+  EXPECT_EQ(read.type, "Obj:u Data:+l(ShiJian:g)");
+  EXPECT_EQ(read.rows,
+            (Rows{R"({"Obj":"A","Data":[{"ShiJian":1},{"ShiJian":2}]})", R"({"Obj":"B","Data":null})"}));
+  const Read whole =
+      ReadAll(From({Wire({Texts("Obj", {"A"}), Tables("T", {Payload({Numbers("V", {1})})})})}), {}, Nested());
+  EXPECT_EQ(whole.rows, (Rows{R"({"Obj":"A","T":[{"V":0.01}]})"}));
+}
+
+TEST(TableStream, KeepsByteStringsArraysAndUnsetCells) {
+  const std::string bars =
+      test_replies::Reply("Id: 405 RepDataCaiWuShuJuFanHui { Crc32: " + P(7, 10) + " LeiXing: " + P(1, 10) +
+                          " Data { DaiMa: 'SH600000' LeiXing: " + P(2, 10) + " Data { FaBuRiQi: " + P(3, 10) +
+                          " } } Data { DaiMa: 'SH600001' } }");
+  const Read read = ReadAll(From({bars}), OfId(405), Columns({"Crc32", "DaiMa", "Data"}));
+  EXPECT_EQ(read.type, "Crc32:I Data.DaiMa:u Data.Data:+w:53(l)");
+  ASSERT_EQ(read.rows.size(), 2U);
+  EXPECT_EQ(read.rows[0].substr(0, 44), R"({"Crc32":7,"Data.DaiMa":"SH600000","Data.Dat)");
+  const Read bytes = ReadAll(From({Wire({Texts("N", {"a", "b"}),
+                                         {"Name: 'B' Type: 98", "bValues: 'xyz'"},
+                                         Tables("T", {Payload({Texts("V", {"1", "2"})})})})}));
+  EXPECT_EQ(bytes.rows, (Rows{R"({"N":"a","B":"eHl6","T.V":"1"})", R"({"N":"a","B":"eHl6","T.V":"2"})",
+                              R"({"N":"b","B":null,"T.V":null})"}));
+}
+
+TEST(TableStream, HasUtf8InItsTexts) {
+  const Read read = ReadAll(From({Wire({Texts("\\344\\270\\255", {"\\345\\271\\263", "\\377\\344\\270"})})}));
+  EXPECT_EQ(read.rows, (Rows{"{\"中\":\"平\"}", "{\"中\":\"\xEF\xBF\xBD\xEF\xBF\xBD\"}"}));
+}
+
+// ---- columns and names ------------------------------------------------------------------------------------
+
+TEST(TableStream, TellsTheReplyAndItsOffset) {
+  StreamOptions options;
+  options.number = true;
+  options.offset = true;
+  const std::string named =
+      Wire({Texts("_reply", {"a"}), Texts("_offset", {"b"}), Texts("X", {"c"}), Texts("X", {"d"})});
+  const Read read = ReadAll(From({named, named}), {}, options);
+  EXPECT_EQ(read.type, "_reply:L _offset:L _reply#0:u _offset#1:u X:u X#3:u");
+  EXPECT_EQ(read.rows,
+            (Rows{R"({"_reply":1,"_offset":0,"_reply#0":"a","_offset#1":"b","X":"c","X#3":"d"})",
+                  R"({"_reply":2,"_offset":100,"_reply#0":"a","_offset#1":"b","X":"c","X#3":"d"})"}));
+  options.flat = false;
+  EXPECT_EQ(ReadAll(From({named, named}), {}, options).rows, read.rows);
+}
+
+TEST(TableStream, RefusesColumnsThatAreNotThere) {
+  EXPECT_EQ(ReadAll(From({}), OfId(21), Columns({"Obj", "KaiPanJai"})).refused,
+            "no column \"KaiPanJai\" in this table; did you mean \"KaiPanJia\"?");
+  EXPECT_EQ(ReadAll(From({}), OfId(21), Columns({"zzzzzzzz"})).refused.substr(0, 54),
+            "no column \"zzzzzzzz\" in this table; it has: Obj, Data,");
+  // Where the first reply tells them, it takes one to know.
+  const Read read = ReadAll(From({Wire({Texts("A", {"x"})})}), {}, Columns({"B"}));
+  EXPECT_EQ(read.rows, (Rows{"error 22: no column \"B\" in this table; it has: A"}));
+}
+
+TEST(TableStream, RefusesWhatHasNoTable) {
+  EXPECT_EQ(ReadAll(From({}), OfId(22)).refused, "Id 22 (QuoteTickSingle) has no table form");
+  EXPECT_EQ(ReadAll(From({}), OfId(25)).refused,
+            "Id 25 (ZhiBiaoShuChu) has no table form; try the layout ZhiBiao1");
+  TableRequest typed = OfId(21);
+  typed.type = TPTypeDaDan;
+  EXPECT_EQ(ReadAll(From({}), typed).refused, "Id 21 (QuoteKlineSingle) gives no table of type DaDan");
+  TableRequest decoded = OfId(2);
+  decoded.decode = true;
+  EXPECT_EQ(ReadAll(From({}), decoded).refused, "Id 2 has no payload in the schema");
+}
+
+// ---- the schema before the first reply --------------------------------------------------------------------
+
+TEST(TableStream, KnowsItsSchemaBeforeTheFirstReply) {
+  int streams = 0;
+  for (const replies::TableDescription& table : replies::DescribedTables()) {
+    if (table.id == 3 || !table.path.empty()) continue;
+    TableRequest request = OfId(table.id);
+    if (table.type != 0) request.type = static_cast<TPType>(table.type);
+    int asked = 0;
+    ArrowArrayStream stream{};
+    std::string error;
+    const auto none = [&](Reply*, std::string*) {
+      ++asked;
+      return Next::kEnd;
+    };
+    ASSERT_TRUE(MakeTableStream(none, request, Nested(), nullptr, nullptr, &stream, &error)) << error;
+    ArrowOwner<ArrowSchema> schema;
+    ASSERT_EQ(stream.get_schema(&stream, schema.get()), 0);
+    EXPECT_EQ(asked, 0);
+    EXPECT_EQ(schema->n_children, static_cast<int64_t>(table.columns.size()));
+    stream.release(&stream);
+    // The table of a reply with everything in it fits.
+    const std::string full = test_replies::Bytes(*full_replies::FullReply(table));
+    for (const bool flat : {false, true}) {
+      StreamOptions options;
+      options.flat = flat;
+      const Read read = ReadAll(From({full}), request, options);
+      EXPECT_EQ(read.counts.misfits, 0U) << table.id;
+      EXPECT_GT(read.counts.rows, 0U) << table.id;
+      for (const std::string& row : read.rows)
+        EXPECT_EQ(row[0], '{') << row;
+    }
+    ++streams;
+  }
+  EXPECT_EQ(streams, 48);
+}
+
+TEST(TableStream, TellsWhatItIsIn) {
+  TableRequest request = OfId(321);
+  request.type = TPTypeDaDan;
+  ArrowArrayStream stream{};
+  std::string error;
+  ASSERT_TRUE(MakeTableStream(From({}), request, {}, nullptr, nullptr, &stream, &error)) << error;
+  ArrowOwner<ArrowSchema> schema;
+  ASSERT_EQ(stream.get_schema(&stream, schema.get()), 0);
+  const auto pairs = replies::ParseArrowMetadata(schema->metadata);
+  ASSERT_TRUE(pairs);
+  EXPECT_EQ(*pairs,
+            (replies::ArrowMetadata{{"id", "321"}, {"payload", "DaDanShuJuShuChu"}, {"type", "DaDan"}}));
+  EXPECT_STREQ(schema->children[0]->name, "Obj");
+  const auto told = replies::ParseArrowMetadata(schema->children[0]->metadata);
+  ASSERT_TRUE(told && !told->empty());
+  EXPECT_EQ((*told)[0].first, "heading");
+  stream.release(&stream);
+}
+
+TEST(TableStream, TakesTheOnlyLayoutOfAnIdWithoutATable) {
+  EXPECT_EQ(ReadAll(From({}), OfId(44)).type, "Result:i Token:u Uid:u Device:u");
+}
+
+TEST(TableStream, DecodesPayloadsWithoutATable) {
+  TableRequest request = OfId(22);
+  request.decode = true;
+  request.unpack.all = true;
+  const std::string ticks = test_replies::Reply(
+      "Id: 22 RepDataQuoteTickSingle { Obj: 'A' Data { Id: 1 ShiJian: 2 ChengJiaoJia: " + P(250) +
+      " } Data { Id: 2 ShiJian: 3 } }");
+  const Read read =
+      ReadAll(From({ticks, test_replies::Reply("Id: 22")}), request, Columns({"Obj", "ChengJiaoJia"}));
+  EXPECT_EQ(read.rows,
+            (Rows{R"({"Obj":"A","Data.ChengJiaoJia":2.5})", R"({"Obj":"A","Data.ChengJiaoJia":null})"}));
+  EXPECT_EQ(read.counts.empty, 1U);
+}
+
+// A wire table by the schema is a message inside itself.
+TEST(TableStream, SaysWhereAMessageInsideItselfGoesTooDeep) {
+  TableRequest request = OfId(3);
+  request.decode = true;
+  std::string payload = Payload({Texts("A", {"x"})});
+  std::vector<std::string> replies;
+  for (int depth = 1; depth <= 5; ++depth) {
+    replies.push_back(test_replies::Reply("Id: 3 Tbl { " + payload + " }"));
+    payload = Payload({Tables("T", {payload})});
+  }
+  const Read read = ReadAll(From(replies), request, Skipping());
+  EXPECT_EQ(read.counts.misfits, 1U);
+  EXPECT_EQ(read.skipped,
+            (std::vector<std::string>{"5 at 400: the tables in its column \"tValues\" have other columns"}));
+}
+
+// ---- batches ----------------------------------------------------------------------------------------------
+
+TEST(TableStream, EndsABatchBehindTheReplyThatFillsIt) {
+  const std::string two = Wire({Texts("A", {"x", "y"})});
+  StreamOptions options;
+  options.batch_rows = 3;
+  const Read read = ReadAll(From({two, two, two, two, two}), {}, options);
+  EXPECT_EQ(read.batches, (std::vector<int64_t>{4, 4, 2}));
+  EXPECT_EQ(read.counts.replies, 5U);
+  EXPECT_EQ(read.counts.rows, 10U);
+  options.batch_rows = 0;
+  EXPECT_EQ(ReadAll(From({two, two}), {}, options).batches, (std::vector<int64_t>{2, 2}));
+  // Rows that are seen count: two instruments with three rows, or two.
+  options.batch_rows = 3;
+  EXPECT_EQ(ReadAll(From({Kline("A", "B"), Kline("A", "B")}), OfId(21), options).batches,
+            (std::vector<int64_t>{3, 3}));
+  options.flat = false;
+  EXPECT_EQ(ReadAll(From({Kline("A", "B"), Kline("A", "B")}), OfId(21), options).batches,
+            (std::vector<int64_t>{4}));
+}
+
+TEST(TableStream, GivesAReleasedArrayAtTheEndAndBehindIt) {
+  ArrowArrayStream stream{};
+  std::string error;
+  ASSERT_TRUE(MakeTableStream(From({Wire({Texts("A", {"x"})})}), {}, {}, nullptr, nullptr, &stream, &error));
+  for (const bool more : {true, false, false}) {
+    ArrowArray array{};
+    ASSERT_EQ(stream.get_next(&stream, &array), 0);
+    EXPECT_EQ(array.release != nullptr, more);
+    if (more) array.release(&array);
+  }
+  stream.release(&stream);
+  EXPECT_EQ(stream.release, nullptr);
+}
+
+// Arrays outlive the stream, and it may be released in the middle.
+TEST(TableStream, LeavesItsArraysToWhoTookThem) {
+  ArrowArrayStream stream{};
+  std::string error;
+  StreamOptions options;
+  options.batch_rows = 1;
+  ASSERT_TRUE(MakeTableStream(From({Kline("A", "B"), Kline("C", "D")}), OfId(21), options, nullptr, nullptr,
+                              &stream, &error));
+  ArrowOwner<ArrowSchema> schema;
+  ArrowOwner<ArrowArray> array;
+  ASSERT_EQ(stream.get_schema(&stream, schema.get()), 0);
+  ASSERT_EQ(stream.get_next(&stream, array.get()), 0);
+  stream.release(&stream);
+  // A column leaves the batch, which ends before it.
+  ArrowOwner<ArrowArray> column(*array->children[0]);
+  array->children[0]->release = nullptr;
+  array = ArrowOwner<ArrowArray>();
+  EXPECT_EQ(std::string(static_cast<const char*>(column->buffers[2]), 3), "AAB");
+}
+
+TEST(TableStream, OfNoReplyHasNoRows) {
+  EXPECT_EQ(ReadAll(From({}), OfId(21)).rows, Rows());
+  EXPECT_EQ(ReadAll(From({}), OfId(3)).rows, Rows());
+  EXPECT_EQ(ReadAll(From({})).type, "");
+}
+
+// ---- what is not in it ------------------------------------------------------------------------------------
+
+TEST(TableStream, CountsRepliesThatGiveNoRows) {
+  const Read read = ReadAll(
+      From({Kline("A", "B"), test_replies::Reply("Id: 21"), test_replies::Reply("Id: 27")}), OfId(21));
+  EXPECT_EQ(read.counts.replies, 3U);
+  EXPECT_EQ(read.counts.empty, 1U);
+  EXPECT_EQ(read.counts.passed_over, 1U);
+  EXPECT_EQ(read.counts.misfits, 0U);
+}
+
+TEST(TableStream, EndsAtAMisfitBehindTheRowsBeforeIt) {
+  const std::string good = Wire({Texts("A", {"x"})});
+  const Read read = ReadAll(From({good, good, Wire({Texts("B", {"y"})}), good}));
+  EXPECT_EQ(read.rows,
+            (Rows{R"({"A":"x"})", R"({"A":"x"})", "error 22: reply 3 at offset 200: it has other columns"}));
+  EXPECT_EQ(read.counts.misfits, 1U);
+  EXPECT_EQ(ReadAll(From({good, ""})).rows, (Rows{R"({"A":"x"})", "error 22: reply 2 at offset 100: lost"}));
+  EXPECT_EQ(ReadAll(From({good, test_replies::Reply("Id: 21")})).rows,
+            (Rows{R"({"A":"x"})", "error 22: reply 2 at offset 100: Id 21, not 3"}));
+}
+
+TEST(TableStream, SkipsMisfitsAndSaysWhich) {
+  const std::string good = Wire({Texts("A", {"x"}), Tables("T", {Payload({Numbers("V", {100})})})});
+  const Read read = ReadAll(
+      From({"\x08", good, "", Wire({Texts("A", {"x"}), Tables("T", {Payload({Numbers("W", {100})})})}),
+            Wire({Texts("A", {"x"}), Texts("T", {"y"})}), Wire({Texts("A", {"x"})}),
+            test_replies::Reply("Id: 3 Tbl { Info { Type: 105 } Data { Index: 0 iValues: 1 } }"), good}),
+      OfId(3), Skipping());
+  EXPECT_EQ(read.rows, (Rows{R"({"A":"x","T.V":1})", R"({"A":"x","T.V":1})"}));
+  ASSERT_EQ(read.skipped.size(), 6U);
+  EXPECT_EQ(read.skipped[0].substr(0, 6), "1 at 0");
+  EXPECT_EQ(read.skipped[1], "3 at 200: reply 3 at offset 200: lost");
+  EXPECT_EQ(read.skipped[2], "4 at 300: the tables in its column \"T\" have other columns");
+  EXPECT_EQ(read.skipped[3], "5 at 400: it has other columns");
+  EXPECT_EQ(read.skipped[4], "6 at 500: it has other columns");
+  EXPECT_EQ(read.skipped[5].substr(0, 8), "7 at 600");
+  EXPECT_EQ(read.counts.misfits, 6U);
+  EXPECT_EQ(read.counts.replies, 8U);
+  EXPECT_EQ(read.counts.rows, 2U);
+}
+
+// A name that is no UTF-8 is the same in each table.
+TEST(TableStream, ComparesNamesAsTheyAreShown) {
+  const std::string odd = Wire({Texts("A\\377", {"x"})});
+  const Read read = ReadAll(From({odd, odd, Wire({Texts("A\\376", {"y"})})}));
+  EXPECT_EQ(read.rows.size(), 3U);
+  EXPECT_EQ(read.rows[0], "{\"A\xEF\xBF\xBD\":\"x\"}");
+}
+
+TEST(TableStream, TellsWhatTheSourceThrows) {
+  const auto throwing = [](auto error) { return [error](Reply*, std::string*) -> Next { throw error; }; };
+  EXPECT_EQ(ReadAll(throwing(std::runtime_error("the line is down")), OfId(21)).rows,
+            (Rows{"error 5: the line is down"}));
+  EXPECT_EQ(ReadAll(throwing(std::bad_alloc()), OfId(21)).rows, (Rows{"error 12: out of memory"}));
+}
+
+TEST(TableStream, StaysAtItsError) {
+  ArrowArrayStream stream{};
+  std::string error;
+  const std::string good = Wire({Texts("A", {"x"})});
+  ASSERT_TRUE(MakeTableStream(From({good, "", good}), {}, {}, nullptr, nullptr, &stream, &error));
+  EXPECT_EQ(stream.get_last_error(&stream), nullptr);
+  ArrowOwner<ArrowArray> array;
+  EXPECT_EQ(stream.get_next(&stream, array.get()), 0);
+  for (int i = 0; i < 2; ++i) {
+    ArrowArray none{};
+    EXPECT_EQ(stream.get_next(&stream, &none), EINVAL);
+    EXPECT_EQ(none.release, nullptr);
+  }
+  stream.release(&stream);
+}
+
+// ---- hostile sizes ----------------------------------------------------------------------------------------
+
+// A megabyte of text beside 5,000 rows of a few bytes.
+TEST(TableStream, TakesNoReplyThatGrowsBeyondItsLimit) {
+  const std::string large(1000000, 'x');
+  const std::string inner = Payload({Numbers("V", std::vector<uint64_t>(5000, 1))});
+  const std::string hostile = Wire({Texts("A", {large}), Tables("T", {inner})});
+  const std::string good = Wire({Texts("A", {"x"}), Tables("T", {Payload({Numbers("V", {100})})})});
+  const Read read = ReadAll(From({good, hostile, good}), OfId(3), Skipping());
+  EXPECT_EQ(read.rows, (Rows{R"({"A":"x","T.V":1})", R"({"A":"x","T.V":1})"}));
+  EXPECT_EQ(read.skipped, (std::vector<std::string>{"2 at 100: too large: it makes more than 768 MiB"}));
+  // In lists nothing is repeated.
+  EXPECT_EQ(ReadAll(From({hostile}), OfId(3), Nested()).counts.misfits, 0U);
+}
+
+// 20,000 rows and 4,000 columns of which nothing is written.
+TEST(TableStream, TakesNoReplyThatAnnouncesBeyondItsLimit) {
+  std::vector<WireColumn> columns = {Numbers("N", std::vector<uint64_t>(20000, 1))};
+  for (int i = 0; i < 4000; ++i)
+    columns.push_back({"Type: 233", ""});
+  const Read read = ReadAll(From({Wire(columns)}), OfId(3), Skipping());
+  EXPECT_EQ(read.rows, Rows());
+  EXPECT_EQ(read.skipped, (std::vector<std::string>{"1 at 0: too large: it has more than 67108864 cells"}));
+}
+
+// Replies that are each small end a batch before it becomes large.
+TEST(TableStream, EndsABatchThatBecomesLarge) {
+  const std::string text(20000000, 'x');
+  const std::string reply = Wire({Texts("A", {text})});
+  const Read read = ReadAll(From({reply, reply, reply, reply, reply}), OfId(3));
+  EXPECT_EQ(read.batches, (std::vector<int64_t>{4, 1}));
+}
