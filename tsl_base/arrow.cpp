@@ -61,6 +61,16 @@ bool IsCounted(const Field& field) {
   return field.count > 1;
 }
 
+bool IsNumber(const Field& field) {
+  switch (field.code) {
+    case TABLE_NOTHING:
+    case TABLE_TEXT:
+    case TABLE_BINARY:
+    case TABLE_CHILD: return false;
+    default: return !IsCounted(field);
+  }
+}
+
 bool IsDecimal(const Column& column) {
   return column.code() == TABLE_PFLOAT || column.code() == TABLE_VFLOAT;
 }
@@ -226,14 +236,15 @@ class Store {
   Store(const Store&) = delete;
   Store& operator=(const Store&) = delete;
 
-  // A small block, aligned for what the interface's structs hold.
-  void* Small(uint64_t size) {
-    size = (size + 7) / 8 * 8;
+  // A block aligned for what the interface's structs hold.
+  void* Allocate(uint64_t size) {
+    size = std::max<uint64_t>((size + 7) / 8 * 8, 8);
     if (size > room_) {
       if (size >= kLargestChunk / 4) return Keep(size);
       chunk_ = std::min(2 * chunk_, kLargestChunk);
-      at_ = static_cast<char*>(Keep(std::max(chunk_, size)));
-      room_ = std::max(chunk_, size);
+      const uint64_t room = std::max(chunk_, size);
+      at_ = static_cast<char*>(Keep(room));
+      room_ = room;
     }
     at_ += size;
     room_ -= size;
@@ -243,7 +254,7 @@ class Store {
   // A buffer of any content, for as many cells as the tables have rows.
   void* Buffer(uint64_t size) {
     Spend(size);
-    return size < kLargestChunk / 4 ? Small(size) : Keep(size);
+    return Allocate(size);
   }
 
   // Zeros, the same for all who ask: columns that nothing was written to cost nothing each.
@@ -256,22 +267,17 @@ class Store {
     return zeros_;
   }
 
-  void* Keep(Block block) {
-    if (!block) throw std::bad_alloc();
-    blocks_.push_back(std::move(block));
-    return blocks_.back().get();
-  }
-
   // Tells of cells that take so many bytes.
   void Allow(uint64_t size) { allowed_ += kAllowedFactor * size; }
 
   // Nobody else may use the store yet. It owns the tables from now on.
   void Own(Tables tables) noexcept { tables_ = std::move(tables); }
 
-  void AddUser() { users_.fetch_add(1, std::memory_order_relaxed); }
+  // Nobody else may use the store yet.
+  void AddUsers(uint64_t count) { users_.fetch_add(count, std::memory_order_relaxed); }
   // Ends the store with its last user.
-  void DropUser() {
-    if (users_.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+  void DropUsers(uint64_t count) {
+    if (users_.fetch_sub(count, std::memory_order_acq_rel) != count) return;
     for (TableData* table : tables_)
       FreeTree(table);
     delete this;
@@ -285,6 +291,11 @@ class Store {
     spent_ += size;
   }
 
+  void* Keep(Block block) {
+    if (!block) throw std::bad_alloc();
+    blocks_.push_back(std::move(block));
+    return blocks_.back().get();
+  }
   void* Keep(uint64_t size) { return Keep(Block(malloc(std::max<size_t>(static_cast<size_t>(size), 1)))); }
 
   std::atomic<uint64_t> users_{1};
@@ -299,21 +310,37 @@ class Store {
   uint64_t spent_ = 0;
 };
 
-struct DropUser {
-  void operator()(Store* store) const { store->DropUser(); }
+struct DropStore {
+  void operator()(Store* store) const { store->DropUsers(1); }
 };
-using OwnedStore = std::unique_ptr<Store, DropUser>;
+using OwnedStore = std::unique_ptr<Store, DropStore>;
 
 // What follows is the same for both structs of the interface.
 
 template <class Part>
-void ReleasePart(Part* part) {
+void ReleasePart(Part* part);
+
+// Marks a part as released with all below it that is still its own. Returns how many users these were; what
+// was put in the place of a child is released by itself.
+template <class Part>
+uint64_t Leave(Part* part) {
+  uint64_t users = 1;
   for (int64_t i = 0; i < part->n_children; ++i) {
     Part* child = part->children[i];
-    if (child->release != nullptr) child->release(child);
+    if (child->release == ReleasePart<Part> && child->private_data == part->private_data) {
+      users += Leave(child);
+    } else if (child->release != nullptr) {
+      child->release(child);
+    }
   }
   part->release = nullptr;
-  static_cast<Store*>(part->private_data)->DropUser();
+  return users;
+}
+
+template <class Part>
+void ReleasePart(Part* part) {
+  auto* store = static_cast<Store*>(part->private_data);
+  store->DropUsers(Leave(part));
 }
 
 // Room for the children, which are to be made in their places. Should that fail, the store goes with all.
@@ -323,26 +350,26 @@ void StartPart(Store* store, uint64_t children, Part* out) {
   out->release = ReleasePart<Part>;
   out->private_data = store;
   if (children == 0) return;
-  auto* parts = static_cast<Part*>(store->Small(children * sizeof(Part)));
+  auto* parts = static_cast<Part*>(store->Allocate(children * sizeof(Part)));
   std::uninitialized_fill_n(parts, children, Part{});
-  out->children = static_cast<Part**>(store->Small(children * sizeof(Part*)));
+  out->children = static_cast<Part**>(store->Allocate(children * sizeof(Part*)));
   for (uint64_t i = 0; i < children; ++i)
     out->children[i] = parts + i;
   out->n_children = static_cast<int64_t>(children);
 }
 
-// Users are counted when everything is made.
 template <class Part>
-void CountUsers(Store* store, const Part& part) {
-  store->AddUser();
+uint64_t CountParts(const Part& part) {
+  uint64_t parts = 1;
   for (int64_t i = 0; i < part.n_children; ++i)
-    CountUsers(store, *part.children[i]);
+    parts += CountParts(*part.children[i]);
+  return parts;
 }
 
 // ---- the schema -------------------------------------------------------------------------------------------
 
 const char* KeepText(Store* store, std::string_view text) {
-  char* kept = static_cast<char*>(store->Small(text.size() + 1));
+  char* kept = static_cast<char*>(store->Allocate(text.size() + 1));
   std::copy(text.begin(), text.end(), kept);
   kept[text.size()] = '\0';
   return kept;
@@ -387,7 +414,7 @@ ArrowSchema ExportSchema(const std::vector<Field>& fields) {
   const OwnedStore store(new Store);
   ArrowSchema schema{};
   MakeStructSchema(store.get(), fields, "", &schema);
-  CountUsers(store.get(), schema);
+  store->AddUsers(CountParts(schema));
   return schema;
 }
 
@@ -458,7 +485,7 @@ void MakeArray(Store* store, uint64_t length, int64_t buffers, uint64_t children
   out->length = static_cast<int64_t>(length);
   out->n_buffers = buffers;
   if (buffers == 0) return;
-  out->buffers = static_cast<const void**>(store->Small(static_cast<uint64_t>(buffers) * sizeof(void*)));
+  out->buffers = static_cast<const void**>(store->Allocate(static_cast<uint64_t>(buffers) * sizeof(void*)));
   std::fill_n(out->buffers, buffers, nullptr);
 }
 
@@ -472,6 +499,7 @@ struct Source {
   const Tables& tables;
   uint32_t col;
   uint64_t rows;
+  bool has_decimals;  // some columns of the tables are of the decimal classes
 
   const Column& column_of(const TableData* table) const { return table->spec->columns()[col]; }
 };
@@ -557,25 +585,13 @@ void CopyPiece(const TableData* table, const Piece& piece, size_t width, unsigne
   if (bits->set() - before != table->rows) ClearUnset(to, piece.bits, piece.first, table->rows, width);
 }
 
-template <class T>
-void CopyRow(const TableData* table, const Column& column, unsigned char* to, Bits* bits) {
-  const bool set = TestBit(table->small_bits(), column.slot);
-  bits->Append(set);
-  Save(to, set ? Load<T>(table->small_cell(column.slot)) : T{});
-}
-
 void CopyNumbers(Store* store, const Source& source, size_t width, ArrowArray* out) {
   auto* to = static_cast<unsigned char*>(store->Buffer(source.rows * width));
   out->buffers[1] = to;
   Bits bits(store, source.rows);
   for (TableData* table : source.tables) {
     const Column& column = source.column_of(table);
-    // Most nested tables have a single row.
-    if (!table->is_large && table->rows == 1 && width == 8) {
-      CopyRow<uint64_t>(table, column, to, &bits);
-    } else if (!table->is_large && table->rows == 1 && width == 4) {
-      CopyRow<uint32_t>(table, column, to, &bits);
-    } else if (const Piece piece = PieceOf(table, column, width); piece.cells != nullptr) {
+    if (const Piece piece = PieceOf(table, column, width); piece.cells != nullptr) {
       CopyPiece(table, piece, width, to, &bits);
     } else {
       CopyCells(table, column, width, to, &bits);
@@ -608,11 +624,6 @@ void CopyDoubles(const Column& column, const unsigned char* cell, uint32_t count
     to[i] = ElementAsDouble(column, cell + i * sizeof(double));
 }
 
-bool HasDecimals(const Source& source) {
-  return std::any_of(source.tables.begin(), source.tables.end(),
-                     [&source](const TableData* table) { return IsDecimal(source.column_of(table)); });
-}
-
 void CopyDecimals(Store* store, const Source& source, ArrowArray* out) {
   auto* values = static_cast<double*>(store->Buffer(source.rows * sizeof(double)));
   std::fill_n(values, source.rows, 0.0);
@@ -628,9 +639,69 @@ void CopyDecimals(Store* store, const Source& source, ArrowArray* out) {
 
 void MakeNumbers(Store* store, const Source& source, int code, ArrowArray* out) {
   MakeArray(store, source.rows, 2, 0, out);
-  if (code == TABLE_DOUBLE && HasDecimals(source)) return CopyDecimals(store, source, out);
+  if (code == TABLE_DOUBLE && source.has_decimals) return CopyDecimals(store, source, out);
   const size_t width = ElementWidth(code);
   if (!ShareNumbers(store, source, width, out)) CopyNumbers(store, source, width, out);
+}
+
+// ---- numbers of tables of one row -------------------------------------------------------------------------
+
+// Most nested tables have a single row. Their numbers are copied 64 tables at a time, all columns of these,
+// as the cells of a table lie beside each other.
+struct SingleColumn {
+  uint32_t slot;
+  size_t width;
+  unsigned char* cells;
+  uint64_t* words;  // validity
+  ArrowArray* out;
+};
+
+SingleColumn StartSingles(Store* store, uint32_t slot, size_t width, uint64_t rows, ArrowArray* out) {
+  MakeArray(store, rows, 2, 0, out);
+  auto* cells = static_cast<unsigned char*>(store->Buffer(rows * width));
+  auto* words = static_cast<uint64_t*>(store->Buffer((rows / 64 + 1) * sizeof(uint64_t)));
+  out->buffers[1] = cells;
+  return {slot, width, cells, words, out};
+}
+
+// Up to 64 tables, which all have so many cells. Returns which of them are set.
+template <class T>
+uint64_t CopyOfEach(TableData* const* tables, uint64_t count, uint32_t slot, uint32_t cells,
+                    unsigned char* to) {
+  uint64_t word = 0;
+  for (uint64_t i = 0; i < count; ++i) {
+    const auto* begin = reinterpret_cast<const unsigned char*>(tables[i] + 1);
+    const uint64_t bits = Load<uint64_t>(begin + size_t{8} * (cells + (slot >> 6)));
+    const uint64_t set = bits >> (slot & 63) & 1;
+    word |= set << i;
+    Save(to + i * sizeof(T), set != 0 ? Load<T>(begin + size_t{8} * slot) : T{});
+  }
+  return word;
+}
+
+uint64_t CopyOfEach(TableData* const* tables, uint64_t count, uint32_t cells, const SingleColumn& column,
+                    unsigned char* to) {
+  switch (column.width) {
+    case 1: return CopyOfEach<uint8_t>(tables, count, column.slot, cells, to);
+    case 2: return CopyOfEach<uint16_t>(tables, count, column.slot, cells, to);
+    case 4: return CopyOfEach<uint32_t>(tables, count, column.slot, cells, to);
+    default: return CopyOfEach<uint64_t>(tables, count, column.slot, cells, to);
+  }
+}
+
+void CopySingles(const Tables& tables, const std::vector<SingleColumn>& columns) {
+  for (uint64_t first = 0; first < tables.size(); first += 64) {
+    const uint64_t count = std::min<uint64_t>(64, tables.size() - first);
+    for (const SingleColumn& column : columns) {
+      column.words[first / 64] = CopyOfEach(tables.data() + first, count, tables[0]->small_cells, column,
+                                            column.cells + first * column.width);
+    }
+  }
+  for (const SingleColumn& column : columns) {
+    const uint64_t set = CountSet(column.words, 0, tables.size());
+    column.out->null_count = static_cast<int64_t>(tables.size() - set);
+    if (column.out->null_count != 0) column.out->buffers[0] = column.words;
+  }
 }
 
 // ---- arrays -----------------------------------------------------------------------------------------------
@@ -694,70 +765,76 @@ class Offsets {
   uint64_t next_ = 0;
 };
 
-// Bytes that grow. They may move, so the store gets them at the end.
-class Growing {
- public:
-  void Append(const char* bytes, size_t size) {
-    if (size > capacity_ - size_) Grow(size);
-    if (size != 0) memcpy(static_cast<char*>(block_.get()) + size_, bytes, size);
-    size_ += size;
-  }
-  uint64_t size() const { return size_; }
-  Block Take() {
-    if (capacity_ == 0) Grow(1);
-    return std::move(block_);
-  }
-
- private:
-  void Grow(size_t size) {
-    const size_t capacity = std::max({size_ + size, 2 * capacity_, size_t{1024}});
-    void* block = realloc(block_.get(), capacity);
-    if (block == nullptr) throw std::bad_alloc();
-    static_cast<void>(block_.release());
-    block_.reset(block);
-    capacity_ = capacity;
-  }
-
-  Block block_;
-  size_t size_ = 0;
-  size_t capacity_ = 0;
+struct Item {
+  const char* bytes;
+  size_t size;
 };
 
-void AppendText(const char* text, Growing* to) {
-  const size_t size = strlen(text);
-  if (IsUtf8(text, size)) {
-    to->Append(text, size);
-    return;
+Item ItemIn(const unsigned char* cell, int code) {
+  if (code == TABLE_TEXT) {
+    const char* text = Load<const char*>(cell);
+    return {text, strlen(text)};
   }
-  const std::string valid = ValidUtf8(std::string_view(text, size));
-  to->Append(valid.data(), valid.size());
-}
-
-void AppendBinary(const unsigned char* cell, Growing* to) {
   int size = 0;
   const void* bytes = BinaryBytes(cell, &size);
-  to->Append(static_cast<const char*>(bytes), static_cast<size_t>(size));
+  return {static_cast<const char*>(bytes), static_cast<size_t>(size)};
 }
 
-void MakeTexts(Store* store, const Source& source, int code, ArrowArray* out) {
-  MakeArray(store, source.rows, 3, 0, out);
+// A column of these, with the offsets and the validity. Returns how many bytes they have.
+uint64_t MeasureItems(Store* store, const Source& source, int code, ArrowArray* out) {
   Offsets offsets(store, source.rows);
-  Growing bytes;
   Bits bits(store, source.rows);
   bits.Skip(source.rows);
+  uint64_t size = 0;
   VisitColumn(source, [&](uint64_t row, const unsigned char* cell, const Column&) {
-    offsets.BeginRow(row, bytes.size());
+    offsets.BeginRow(row, size);
     bits.Set(row);
-    if (code == TABLE_TEXT) {
-      AppendText(Load<const char*>(cell), &bytes);
-    } else {
-      AppendBinary(cell, &bytes);
-    }
+    size += ItemIn(cell, code).size;
   });
-  offsets.BeginRow(source.rows, bytes.size());
+  offsets.BeginRow(source.rows, size);
   out->buffers[1] = offsets.words();
-  out->buffers[2] = store->Keep(bytes.Take());
   SetValidity(bits, out);
+  return size;
+}
+
+// Whether all of the texts are UTF-8: together, and no text begins within a character.
+bool AreUtf8(const char* bytes, uint64_t size, const int32_t* offsets, uint64_t rows) {
+  if (!IsUtf8(bytes, size)) return false;
+  for (uint64_t row = 0; row < rows; ++row) {
+    const auto at = static_cast<uint64_t>(offsets[row]);
+    if (at != size && IsTrail(static_cast<unsigned char>(bytes[at]))) return false;
+  }
+  return true;
+}
+
+// Texts of which some are no UTF-8, with their new offsets.
+void ReplaceIllFormed(Store* store, const Source& source, ArrowArray* out) {
+  Offsets offsets(store, source.rows);
+  std::string all;
+  VisitColumn(source, [&](uint64_t row, const unsigned char* cell, const Column&) {
+    offsets.BeginRow(row, all.size());
+    const Item item = ItemIn(cell, TABLE_TEXT);
+    all += ValidUtf8(std::string_view(item.bytes, item.size));
+  });
+  offsets.BeginRow(source.rows, all.size());
+  out->buffers[1] = offsets.words();
+  out->buffers[2] = KeepText(store, all);
+}
+
+void MakeItems(Store* store, const Source& source, int code, ArrowArray* out) {
+  MakeArray(store, source.rows, 3, 0, out);
+  const uint64_t size = MeasureItems(store, source, code, out);
+  auto* bytes = static_cast<char*>(store->Allocate(size));
+  out->buffers[2] = bytes;
+  char* to = bytes;
+  const auto* offsets = static_cast<const int32_t*>(out->buffers[1]);
+  VisitColumn(source, [&](uint64_t row, const unsigned char* cell, const Column&) {
+    const auto length = static_cast<size_t>(offsets[row + 1] - offsets[row]);
+    const void* from = code == TABLE_TEXT ? Load<const char*>(cell) : ItemIn(cell, code).bytes;
+    if (length != 0) memcpy(to, from, length);
+    to += length;
+  });
+  if (code == TABLE_TEXT && !AreUtf8(bytes, size, offsets, source.rows)) ReplaceIllFormed(store, source, out);
 }
 
 // ---- tables -----------------------------------------------------------------------------------------------
@@ -796,7 +873,7 @@ void MakeColumn(Store* store, const Source& source, const Field& field, int dept
   switch (field.code) {
     case TABLE_NOTHING: return MakeNothing(store, source.rows, out);
     case TABLE_TEXT:
-    case TABLE_BINARY: return MakeTexts(store, source, field.code, out);
+    case TABLE_BINARY: return MakeItems(store, source, field.code, out);
     case TABLE_CHILD: return MakeChildren(store, source, field, depth, out);
     default: return MakeNumbers(store, source, field.code, out);
   }
@@ -848,33 +925,47 @@ uint64_t HeldBytes(const Slab& slab) {
   return uint64_t{slab.capacity} * width + slab.outliers * kOutlierBytes;
 }
 
+bool HasDecimals(const Spec& spec) {
+  return std::any_of(spec.columns(), spec.columns() + spec.cols, IsDecimal);
+}
+
 // Tables with rows, and what of them is looked at more than once.
 struct Survey {
   Tables tables;
   uint64_t rows = 0;
   uint64_t held = 0;          // bytes of cells
+  bool singles = true;        // they are small and have one row
+  bool has_decimals = false;  // some columns are of the decimal classes
   bool all_written = false;   // any column may have a cell that is set
   std::vector<bool> written;  // those that may where not all may, by slot
 };
 
+void LookAtSlabs(const TableData* table, Survey* survey) {
+  survey->written.resize(table->spec->slots);
+  VisitSlabs(table, [survey](const Slab& slab, uint32_t slot) {
+    if (slab.capacity == 0 && slab.outliers == 0) return;
+    survey->held += HeldBytes(slab);
+    survey->written[slot] = true;
+  });
+}
+
 Survey Look(const Tables& tables) {
   Survey survey;
   survey.tables.reserve(tables.size());
+  const Spec* known = nullptr;
   for (TableData* table : tables) {
     if (table->rows == 0) continue;
     survey.tables.push_back(table);
     survey.rows += table->rows;
-    if (!table->is_large) {
+    survey.singles = survey.singles && !table->is_large && table->rows == 1;
+    if (table->spec != known) survey.has_decimals = survey.has_decimals || HasDecimals(*table->spec);
+    known = table->spec;
+    if (table->is_large) {
+      LookAtSlabs(table, &survey);
+    } else {
       survey.held += uint64_t{8} * table->small_cells;
       survey.all_written = true;
-      continue;
     }
-    survey.written.resize(table->spec->slots);
-    VisitSlabs(table, [&survey](const Slab& slab, uint32_t slot) {
-      if (slab.capacity == 0 && slab.outliers == 0) return;
-      survey.held += HeldBytes(slab);
-      survey.written[slot] = true;
-    });
   }
   return survey;
 }
@@ -892,13 +983,20 @@ void MakeStruct(Store* store, const Tables& tables, const std::vector<Field>& fi
   const Survey survey = Look(tables);
   store->Allow(survey.held);
   MakeArray(store, survey.rows, 1, fields.size(), out);
+  std::vector<SingleColumn> singles;
   for (uint32_t i = 0; i < fields.size(); ++i) {
-    if (IsWritten(survey, i)) {
-      MakeColumn(store, {survey.tables, i, survey.rows}, fields[i], depth, out->children[i]);
-    } else {
+    if (!IsWritten(survey, i)) {
       MakeUnset(store, survey.rows, fields[i], depth, out->children[i]);
+    } else if (survey.singles && !survey.has_decimals && IsNumber(fields[i])) {
+      const uint32_t slot = survey.tables[0]->spec->columns()[i].slot;
+      const size_t width = ElementWidth(fields[i].code);
+      singles.push_back(StartSingles(store, slot, width, survey.rows, out->children[i]));
+    } else {
+      const Source source{survey.tables, i, survey.rows, survey.has_decimals};
+      MakeColumn(store, source, fields[i], depth, out->children[i]);
     }
   }
+  if (!singles.empty()) CopySingles(survey.tables, singles);
 }
 
 // The array, whose store then owns the tables.
@@ -907,7 +1005,7 @@ ArrowArray ExportArray(const Tables& tables, const std::vector<Field>& fields) {
   ArrowArray array{};
   Tables owned = tables;
   MakeStruct(store.get(), tables, fields, 0, &array);
-  CountUsers(store.get(), array);
+  store->AddUsers(CountParts(array));
   store->Own(std::move(owned));
   return array;
 }

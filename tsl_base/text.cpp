@@ -15,6 +15,8 @@
 namespace tsl_base {
 namespace {
 
+using detail::LoadEight;
+using detail::LowestFirst;
 using detail::ReadSequence;
 using detail::Sequence;
 
@@ -28,21 +30,6 @@ thread_local int keeps_utf8 __attribute__((tls_model("initial-exec"))) = 0;
 // Longer results are written straight into the string, shorter ones are copied once into one of the right
 // size.
 constexpr size_t kOnStack = 1024;
-
-// Eight bytes as a number, the first one lowest.
-uint64_t LowestFirst(uint64_t word) {
-#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
-  return __builtin_bswap64(word);
-#else
-  return word;
-#endif
-}
-
-uint64_t LoadEight(const unsigned char* from) {
-  uint64_t word = 0;
-  memcpy(&word, from, sizeof word);
-  return LowestFirst(word);
-}
 
 void StoreEight(unsigned char* to, uint64_t word) {
   word = LowestFirst(word);

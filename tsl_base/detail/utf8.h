@@ -4,6 +4,7 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include <string.h>
 
 #include <string>
 #include <string_view>
@@ -43,6 +44,21 @@ inline Sequence ReadSequence(const unsigned char* from, const unsigned char* end
   if (lead < 0xF0) return {3, (lead & 0x0FU) << 12 | (from[1] & 0x3FU) << 6 | (from[2] & 0x3FU)};
   if (left < 4 || !IsTrail(from[3])) return {3, kIllFormed};
   return {4, (lead & 0x07U) << 18 | (from[1] & 0x3FU) << 12 | (from[2] & 0x3FU) << 6 | (from[3] & 0x3FU)};
+}
+
+// Eight bytes as a number, the first one lowest.
+inline uint64_t LowestFirst(uint64_t word) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+  return __builtin_bswap64(word);
+#else
+  return word;
+#endif
+}
+
+inline uint64_t LoadEight(const unsigned char* from) {
+  uint64_t word = 0;
+  memcpy(&word, from, sizeof word);
+  return LowestFirst(word);
 }
 
 bool IsUtf8(const char* text, size_t size);
