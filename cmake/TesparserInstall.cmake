@@ -1,5 +1,5 @@
 # What is installed, where, and in which package: component `library` what runs, `development` what builds against it,
-# `tools` the viewer with the sample replies.
+# `c_library` and `c_development` the same of the C face, `tools` the viewer with the sample replies.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -8,6 +8,9 @@ include(CMakePackageConfigHelpers)
 if(NOT CMAKE_INSTALL_RPATH)
   file(RELATIVE_PATH from_bin_to_lib ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
   set_target_properties(tesparser PROPERTIES INSTALL_RPATH "$ORIGIN")
+  if(TARGET tesparser_c)
+    set_target_properties(tesparser_c PROPERTIES INSTALL_RPATH "$ORIGIN")
+  endif()
   if(TARGET tesview)
     set_target_properties(tesview PROPERTIES INSTALL_RPATH "$ORIGIN/${from_bin_to_lib}")
   endif()
@@ -30,11 +33,23 @@ install(TARGETS tesparser tsl_base EXPORT tesparser
 install(FILES tesparser/tesparser.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tesparser COMPONENT development)
 install(FILES ${TSL_BASE_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tsl_base COMPONENT development)
 
+if(TARGET tesparser_c)
+  target_include_directories(tesparser_c INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  install(TARGETS tesparser_c EXPORT tesparser_c
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT c_library NAMELINK_COMPONENT c_development)
+  install(FILES capi/tesparser_c.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT c_development)
+endif()
+
 # ---- how others find them
 
 set(config_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tesparser)
 install(EXPORT tesparser NAMESPACE tesparser:: FILE tesparser-targets.cmake
   DESTINATION ${config_dir} COMPONENT development)
+if(TARGET tesparser_c)
+  # In a file of its own, since it may not be installed.
+  install(EXPORT tesparser_c NAMESPACE tesparser:: FILE tesparser_c-targets.cmake
+    DESTINATION ${config_dir} COMPONENT c_development)
+endif()
 configure_package_config_file(packaging/tesparser-config.cmake.in ${PROJECT_BINARY_DIR}/tesparser-config.cmake
   INSTALL_DESTINATION ${config_dir})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/tesparser-config-version.cmake COMPATIBILITY SameMajorVersion)
@@ -58,6 +73,12 @@ foreach(package IN LISTS packages)
   install(FILES ${PROJECT_BINARY_DIR}/${package}.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 endforeach()
+
+if(TARGET tesparser_c)
+  configure_file(packaging/tesparser_c.pc.in ${PROJECT_BINARY_DIR}/tesparser_c.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/tesparser_c.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT c_development)
+endif()
 
 # ---- documents and examples
 

@@ -6,6 +6,9 @@ set(CPACK_PACKAGE_NAME tesparser)
 set(CPACK_PACKAGE_VENDOR "tesparser maintainers")
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_COMPONENTS_ALL library development tools)
+if(TARGET tesparser_c)
+  list(APPEND CPACK_COMPONENTS_ALL c_library c_development)
+endif()
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -37,6 +40,28 @@ set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "decoder of market-data replies (develo
  with it: headers, package files for CMake and pkg-config, documents, examples.")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION ${CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION})
 
+set(CPACK_DEBIAN_C_LIBRARY_PACKAGE_NAME libtesparser-c${PROJECT_VERSION_MAJOR})
+set(CPACK_DEBIAN_C_LIBRARY_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_C_LIBRARY_PACKAGE_DEPENDS "${same_version}")
+set(CPACK_DEBIAN_C_LIBRARY_DESCRIPTION "decoder of market-data replies, for C\n\
+ tesparser turns replies of a market-data service into JSON text, into tables\n\
+ with typed columns, and into Arrow arrays and streams. This package has the\n\
+ shared library for C and for every language that can call C.")
+set(CPACK_COMPONENT_C_LIBRARY_DESCRIPTION ${CPACK_DEBIAN_C_LIBRARY_DESCRIPTION})
+set(CPACK_DEBIAN_C_LIBRARY_PACKAGE_CONTROL_EXTRA
+  ${PROJECT_BINARY_DIR}/debian/c_library/shlibs;${PROJECT_BINARY_DIR}/debian/triggers)
+
+set(CPACK_DEBIAN_C_DEVELOPMENT_PACKAGE_NAME libtesparser-c-dev)
+set(CPACK_DEBIAN_C_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_C_DEVELOPMENT_PACKAGE_DEPENDS
+  "libtesparser-c${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION}), libtesparser-dev (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_C_DEVELOPMENT_DESCRIPTION "decoder of market-data replies, for C (development files)\n\
+ tesparser turns replies of a market-data service into JSON text, into tables\n\
+ with typed columns, and into Arrow arrays and streams. This package has what\n\
+ is needed to build programs in C with it: the header, package files for CMake\n\
+ and pkg-config.")
+set(CPACK_COMPONENT_C_DEVELOPMENT_DESCRIPTION ${CPACK_DEBIAN_C_DEVELOPMENT_DESCRIPTION})
+
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME tesparser-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${same_version}")
@@ -48,12 +73,14 @@ set(CPACK_COMPONENT_TOOLS_DESCRIPTION ${CPACK_DEBIAN_TOOLS_DESCRIPTION})
 file(WRITE ${PROJECT_BINARY_DIR}/debian/shlibs
   "libtesparser ${PROJECT_VERSION_MAJOR} libtesparser${PROJECT_VERSION_MAJOR} (>= ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})\n"
   "libtsl_base ${PROJECT_VERSION_MAJOR} libtesparser${PROJECT_VERSION_MAJOR} (>= ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})\n")
+file(WRITE ${PROJECT_BINARY_DIR}/debian/c_library/shlibs
+  "libtesparser_c ${PROJECT_VERSION_MAJOR} libtesparser-c${PROJECT_VERSION_MAJOR} (>= ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})\n")
 file(WRITE ${PROJECT_BINARY_DIR}/debian/triggers "activate-noawait ldconfig\n")
 
 # What Debian asks of every package. Both go under the system's own directories only.
 if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
   tesparser_compress(packaging/debian/changelog changelog.gz)
-  foreach(component library development tools)
+  foreach(component IN LISTS CPACK_COMPONENTS_ALL)
     string(TOUPPER ${component} upper)
     set(doc_dir ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
     install(FILES ${PROJECT_BINARY_DIR}/changelog.gz packaging/debian/copyright

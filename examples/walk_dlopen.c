@@ -3,20 +3,21 @@
  *
  *   walk_dlopen LIBTESPARSER_C FILE
  *
- * The table functions are C and are called as they are. The decoder takes std::string, so that C reaches it
- * through the bridge in tesparser_c.cpp: LIBTESPARSER_C, which brings libtesparser and libtsl_base with it.
+ * LIBTESPARSER_C is libtesparser_c.so.1, which brings libtsl_base with it.
  */
 #include <dlfcn.h>
 #include <stdio.h>
 #include <stdlib.h>
 
+#include "tesparser_c.h"
 #include "tsl_base/table.h"
 
 /* The functions in use, by the types that the header gives them. */
 static struct {
-  void* (*decode)(const void* reply, size_t size);
-  char* (*json)(const void* reply, size_t size);
-  __typeof__(&table_free) free;
+  __typeof__(&tesparser_table) decode;
+  __typeof__(&tesparser_json) json;
+  __typeof__(&tesparser_free) free;
+  __typeof__(&table_free) table_free;
   __typeof__(&table_rows) rows;
   __typeof__(&table_cols) cols;
   __typeof__(&table_col_name) col_name;
@@ -45,10 +46,11 @@ static void Open(const char* path) {
     exit(2);
   }
   /* dlsym() gives the address of a function as void*; POSIX says that it may be stored like this. */
-  *(void**)&lib.decode = Find(library, "tesparser_c_table");
-  *(void**)&lib.json = Find(library, "tesparser_c_json");
+  *(void**)&lib.decode = Find(library, "tesparser_table");
+  *(void**)&lib.json = Find(library, "tesparser_json");
+  *(void**)&lib.free = Find(library, "tesparser_free");
   /* Also finds what the library itself is linked with. */
-  *(void**)&lib.free = Find(library, "table_free");
+  *(void**)&lib.table_free = Find(library, "table_free");
   *(void**)&lib.rows = Find(library, "table_rows");
   *(void**)&lib.cols = Find(library, "table_cols");
   *(void**)&lib.col_name = Find(library, "table_col_name");
@@ -120,18 +122,20 @@ int main(int argc, char** argv) {
     return 2;
   }
 
-  void* table = lib.decode(reply, size);
+  tesparser_error error;
+  void* table = lib.decode(reply, size, 0, TESPARSER_TEXT_UTF8, &error);
   if (table) {
     PrintTable(table, 0);
-    lib.free(table);
+    lib.table_free(table);
   } else {
-    char* json = lib.json(reply, size);
+    printf("no table: %s\n", error.message);
+    char* json = lib.json(reply, size, NULL, &error);
     if (json) {
-      printf("no table, but JSON:\n%s\n", json);
+      printf("but JSON:\n%s\n", json);
     } else {
-      printf("neither a table nor JSON\n");
+      printf("no JSON: %s\n", error.message);
     }
-    free(json);
+    lib.free(json);
   }
   free(reply);
   return 0;

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 #include <google/protobuf/descriptor.h>
 
-#include <algorithm>
 #include <new>
 
 #include "replies/layouts.h"
@@ -17,8 +16,6 @@ namespace replies {
 namespace {
 
 namespace pb = google::protobuf;
-
-constexpr int32_t kWireTableId = 3;
 
 Diagnosis OutOfMemory() {
   // So short that the text needs no memory of its own.
@@ -64,22 +61,8 @@ Diagnosis JsonProblem(std::string_view bytes) {
                       found->field.place)};
 }
 
-bool Contains(const std::vector<TPType>& types, TPType type) {
-  return std::find(types.begin(), types.end(), type) != types.end();
-}
-
 bool GoesById(std::optional<TPType> type) {
   return !type || *type == TPTypeById;
-}
-
-// Whether the library has such a table for the Id.
-bool HasForm(int32_t id, std::optional<TPType> type) {
-  if (GoesById(type)) return HasTable(id);
-  // The layouts of a wire table are matched by its columns' names, which the smallest reply has not.
-  if (id == kWireTableId)
-    return Contains({TPTypeDaDan, TPTypeFenLeiChiCang, TPTypeBxzjStock, TPTypeToken}, *type);
-  const bool indicator = *type >= TPTypeZhiBiao1 && *type <= TPTypeZhiBiao16;
-  return Contains(TypedLayoutsOf(id), indicator ? TPTypeZhiBiao1 : *type);
 }
 
 std::string NothingIn(const EnvelopeHead& head) {

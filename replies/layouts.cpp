@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <unordered_map>
 
 #include "replies/fill_required.h"
@@ -41,6 +42,10 @@ std::string SmallestReply(int32_t id) {
   std::string bytes;
   reply->SerializePartialToString(&bytes);
   return bytes;
+}
+
+bool Contains(const std::vector<TPType>& types, TPType type) {
+  return std::find(types.begin(), types.end(), type) != types.end();
 }
 
 }  // namespace
@@ -93,12 +98,20 @@ std::optional<TPType> OnlyLayoutOf(int32_t id) {
   // Finding out takes a few replies; what has no name has no layout.
   if (FindPayload(id) == nullptr) return std::nullopt;
   thread_local std::unordered_map<int32_t, std::optional<TPType>> known;
-  const auto [at, is_new] = known.try_emplace(id);
-  if (!is_new || HasTable(id)) return at->second;
-  const std::vector<TPType> types = TypedLayoutsOf(id);
+  if (const auto at = known.find(id); at != known.end()) return at->second;
+  const std::vector<TPType> types = HasTable(id) ? std::vector<TPType>() : TypedLayoutsOf(id);
   // Of the sixteen indicators only the first is told.
-  if (types.size() == 1 && types[0] != TPTypeZhiBiao1) at->second = types[0];
-  return at->second;
+  const bool only = types.size() == 1 && types[0] != TPTypeZhiBiao1;
+  return known[id] = only ? std::optional<TPType>(types[0]) : std::nullopt;
+}
+
+bool HasForm(int32_t id, std::optional<TPType> type) {
+  if (!type || *type == TPTypeById) return HasTable(id);
+  // The layouts of a wire table are matched by its columns' names, which the smallest reply has not.
+  if (id == kWireTableId)
+    return Contains({TPTypeDaDan, TPTypeFenLeiChiCang, TPTypeBxzjStock, TPTypeToken}, *type);
+  const bool indicator = *type >= TPTypeZhiBiao1 && *type <= TPTypeZhiBiao16;
+  return Contains(TypedLayoutsOf(id), indicator ? TPTypeZhiBiao1 : *type);
 }
 
 }  // namespace replies

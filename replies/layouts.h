@@ -29,6 +29,8 @@ bool HasTable(int32_t id);
 std::vector<TPType> TypedLayoutsOf(int32_t id);
 // The layout that shows an Id without a table of its own, if there is exactly one.
 std::optional<TPType> OnlyLayoutOf(int32_t id);
+// Whether replies of that Id can give a table in that layout; none is the layout of the Id itself.
+bool HasForm(int32_t id, std::optional<TPType> type);
 
 }  // namespace replies
 

@@ -1,5 +1,7 @@
 #include "replies/schema.h"
 
+#include <unordered_set>
+
 #include "replies/descriptors.h"
 
 namespace replies {
@@ -11,6 +13,17 @@ const pb::FieldDescriptor* IdField(const pb::Message& reply) {
   return reply.GetDescriptor()->FindFieldByNumber(1);
 }
 
+// A message's prototype and those of all messages that can be inside it.
+void MakePrototypes(const pb::Descriptor* type, pb::DynamicMessageFactory* factory,
+                    std::unordered_set<const pb::Descriptor*>* made) {
+  if (!made->insert(type).second) return;
+  factory->GetPrototype(type);
+  for (int i = 0; i < type->field_count(); ++i) {
+    if (type->field(i)->message_type() != nullptr)
+      MakePrototypes(type->field(i)->message_type(), factory, made);
+  }
+}
+
 }  // namespace
 
 Schema::Schema() : pool_(&files_) {
@@ -18,8 +31,17 @@ Schema::Schema() : pool_(&files_) {
     files_.Add(file.data(), static_cast<int>(file.size()));
 }
 
+Schema* Schema::Make() {
+  // Once memory has run out in a pool or a factory, they can neither be used nor destroyed: either would end
+  // the process. So all that replies need is made here, and what could not be finished is left where it is.
+  auto* const whole = new Schema;
+  std::unordered_set<const pb::Descriptor*> made;
+  MakePrototypes(whole->Type("MSG"), &whole->factory_, &made);
+  return whole;
+}
+
 Schema& Schema::Get() {
-  static Schema* const schema = new Schema;
+  static Schema* const schema = Make();
   return *schema;
 }
 

@@ -1,6 +1,7 @@
 // The schema in a pool of its own: message types by name, and empty replies to fill.
 //
-// The descriptors are part of the program. The pool takes a message in when it is first asked for.
+// The descriptors are part of the program. What replies are made of is taken into the pool at the first use
+// of the schema, which takes about ten milliseconds.
 #ifndef REPLIES_SCHEMA_H_
 #define REPLIES_SCHEMA_H_
 
@@ -18,7 +19,8 @@ namespace replies {
 
 class Schema {
  public:
-  // The one schema of the program, which is never freed. Any number of threads may use it.
+  // The one schema of the program, which is never freed. Any number of threads may use it. Throws
+  // std::bad_alloc at the first use; a later call then tries again, and what there was is lost.
   static Schema& Get();
 
   // Null if there is none of that name; names are without their package.
@@ -30,6 +32,7 @@ class Schema {
 
  private:
   Schema();
+  static Schema* Make();
 
   google::protobuf::EncodedDescriptorDatabase files_;
   google::protobuf::DescriptorPool pool_;

@@ -80,9 +80,9 @@ class TableStream {
     if (code_ != 0) return code_;
     try {
       call();
-    } catch (const Ended& ended) {
+    } catch (Ended& ended) {
       code_ = ended.code;
-      error_ = ended.why;
+      error_ = std::move(ended.why);
     } catch (const std::bad_alloc&) {
       code_ = ENOMEM;
       // Short enough to need no memory.

@@ -1,0 +1,158 @@
+// Claim: whichever allocation of a call fails, the call says that memory ran out or gives what it gives
+// otherwise, and the next call works. What is lost is what the exports lose: a table in the making, or some
+// blocks of jansson's.
+#include <google/protobuf/stubs/logging.h>
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "tests/capi/memory_calls.h"
+#include "tests/reliability/replies.h"
+#include "tests/support/json.h"
+
+namespace {
+
+using capi_memory::Outcome;
+using reliability::Failing;
+using reliability::Sample;
+
+const google::protobuf::LogSilencer kQuiet;
+
+std::vector<Sample> Replies() {
+  std::vector<Sample> replies;
+  // Of the samples the small ones: the large ones repeat themselves.
+  for (const Sample& sample : reliability::Samples()) {
+    if (sample.reply.size() < 600) replies.push_back(sample);
+  }
+  const std::string nested = reliability::NestedTables(20);
+  replies.push_back({"nested tables", nested});
+  replies.push_back({"nested tables, cut", nested.substr(0, nested.size() - 1)});
+  replies.push_back({"bad text", reliability::NestedBadText(10)});
+  replies.push_back({"required fields missing", reliability::NestedWithoutRequired(10)});
+  replies.push_back({"empty", ""});
+  replies.push_back({"no table form", "\x08\x16"});
+  replies.push_back({"nothing in it", "\x08\x14"});
+  return replies;
+}
+
+// A thread remembers the specs of the tables that it made last.
+void ForgetSpecs() {
+  static int made = 1000000;
+  for (int i = 0; i < 8; ++i)
+    table_free(table_create(("column" + std::to_string(made++) + ":q").c_str(), 0, ""));
+}
+
+Outcome RunAfresh(capi_memory::Call call, const std::string& bytes, long n, Failing how) {
+  ForgetSpecs();
+  return capi_memory::Run(call, bytes, n, how);
+}
+
+class CFaceMemory : public testing::TestWithParam<Failing> {
+ protected:
+  // The first, second, third ... allocation fails until none is left. Returns how many there were.
+  static long FailEach(capi_memory::Call call, const std::string& bytes, bool is_json) {
+    RunAfresh(call, bytes, 0, Failing::kOne);  // fills what later calls use again
+    const Outcome whole = RunAfresh(call, bytes, 0, Failing::kOne);
+    for (long n = 1;; ++n) {
+      SCOPED_TRACE("allocation " + std::to_string(n));
+      const Outcome outcome = RunAfresh(call, bytes, n, GetParam());
+      if (outcome.refused == 0) {
+        ExpectSame(outcome, whole);
+        return n - 1;
+      }
+      if (outcome.reason == TESPARSER_OUT_OF_MEMORY) {
+        EXPECT_FALSE(outcome.given);
+      } else {
+        EXPECT_EQ(outcome.given, whole.given);
+        EXPECT_EQ(outcome.reason, whole.reason);
+        // Where jansson was refused memory, a key or an element is missing.
+        if (is_json)
+          EXPECT_LE(outcome.size, whole.size);
+        else
+          EXPECT_EQ(outcome.size, whole.size);
+      }
+      ExpectSame(RunAfresh(call, bytes, 0, Failing::kOne), whole);
+      if (HasFailure()) return n;
+    }
+  }
+
+  static void ExpectSame(const Outcome& outcome, const Outcome& whole) {
+    EXPECT_EQ(outcome.given, whole.given);
+    EXPECT_EQ(outcome.reason, whole.reason);
+    EXPECT_EQ(outcome.size, whole.size);
+    EXPECT_EQ(outcome.heap.calls, whole.heap.calls);
+    EXPECT_EQ(outcome.heap.blocks, whole.heap.blocks);
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Allocations, CFaceMemory, testing::Values(Failing::kOne, Failing::kAllFrom),
+                         [](const auto& how) {
+                           return how.param == Failing::kOne ? "OneFails" : "AllFailFromThere";
+                         });
+
+TEST_P(CFaceMemory, EveryCallSaysThatItRanOut) {
+  for (const capi_memory::NamedCall& call : capi_memory::kCalls) {
+    long failures = 0;
+    for (const Sample& sample : Replies()) {
+      SCOPED_TRACE(std::string(call.name) + ", " + sample.name);
+      failures += FailEach(call.call, sample.reply, call.call == capi_memory::Json);
+      if (HasFailure()) return;
+    }
+    std::printf("%s: %ld failures\n", call.name, failures);
+  }
+}
+
+// Where jansson was refused memory, the text lacks a key or an element, but never its end.
+TEST_P(CFaceMemory, JsonIsAWholeTextOrNone) {
+  const std::string bytes = reliability::NestedTables(20);
+  long less = 0;
+  for (long n = 1;; ++n) {
+    reliability::FailAllocation(n, GetParam());
+    char* text = tesparser_json(bytes.data(), bytes.size(), nullptr, nullptr);
+    const bool refused = reliability::StopFailing().total() != 0;
+    const OwnedJson parsed = text == nullptr ? nullptr : ParseJson(text);
+    EXPECT_EQ(parsed != nullptr, text != nullptr) << n << ": " << text;
+    less += refused && text != nullptr ? 1 : 0;
+    tesparser_free(text);
+    if (!refused) break;
+  }
+  std::printf("%ld texts in spite of a refusal\n", less);
+}
+
+// A failed call that had not come to the library yet has lost nothing.
+TEST_P(CFaceMemory, ReadersLoseNothing) {
+  const std::string bytes = reliability::NestedTables(20);
+  for (long n = 1;; ++n) {
+    const Outcome outcome = capi_memory::Run(capi_memory::Reader, bytes, n, GetParam());
+    EXPECT_EQ(outcome.heap.blocks, 0) << n;
+    if (outcome.refused == 0) break;
+  }
+}
+
+TEST(CFace, LeavesNothingBehind) {
+  for (const capi_memory::NamedCall& call : capi_memory::kCalls) {
+    for (const Sample& sample : Replies()) {
+      RunAfresh(call.call, sample.reply, 0, Failing::kOne);
+      ForgetSpecs();
+      reliability::StartCounting();
+      Outcome outcome;
+      call.call(sample.reply, &outcome);
+      ForgetSpecs();
+      EXPECT_EQ(reliability::StopCounting().blocks, 0) << call.name << ", " << sample.name;
+    }
+  }
+}
+
+TEST(CFace, NeedsNoMemoryForNumbersAndNames) {
+  reliability::StartCounting();
+  int32_t divisor = 0;
+  EXPECT_EQ(tesparser_unpack(0x4D2, &divisor), 12.34);
+  EXPECT_EQ(tesparser_unpack_rounded(0x4D2, &divisor), 12);
+  EXPECT_STREQ(tesparser_reason_name(TESPARSER_OUT_OF_MEMORY), "out of memory");
+  EXPECT_STREQ(tesparser_c_version(), TESPARSER_C_VERSION);
+  EXPECT_EQ(reliability::StopCounting().calls, 0);
+}
+
+}  // namespace
