@@ -8,9 +8,10 @@
 
 #include "capi/call.h"
 #include "capi/reader.h"
+#include "replies/decode.h"
 #include "replies/layouts.h"
+#include "replies/schema.h"
 #include "replies/table_stream.h"
-#include "replies/vocabulary.h"
 
 namespace capi {
 namespace {
@@ -85,8 +86,8 @@ bool TakeRequest(const Options& options, Request* request, tesparser_error* erro
 
 bool HasTableFor(const replies::TableRequest& request) {
   if (request.decode) {
-    const replies::Payload* payload = replies::FindPayload(request.id);
-    return payload != nullptr && !payload->field.empty();
+    const auto* envelope = replies::Schema::Get().Type("MSG");
+    return !replies::DecodedTables(*envelope, request.id, request.unpack).empty();
   }
   return replies::HasForm(request.id, request.type) || (!request.type && replies::OnlyLayoutOf(request.id));
 }

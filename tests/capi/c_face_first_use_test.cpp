@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <string>
 
 #include "tests/capi/memory_calls.h"
@@ -68,6 +69,10 @@ TEST_P(FirstUse, OfTheSchema) {
 
 TEST_P(FirstUse, OfTheTextForm) {
   FailMany(capi_memory::TextReader, GetParam(), {true, TESPARSER_OK}, 30);
+}
+
+TEST_P(FirstUse, OfAStream) {
+  FailMany(capi_memory::Stream, GetParam(), {false, EINVAL}, 30);
 }
 
 TEST_P(FirstUse, OfTheDescriptions) {

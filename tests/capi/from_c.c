@@ -83,6 +83,37 @@ static void Reader(const char* samples, const char* no_file) {
   CHECK(error.reason == TESPARSER_CANNOT_READ);
 }
 
+static void CountMisfit(void* context, const tesparser_misfit* misfit) {
+  if (misfit->why[0] != '\0') ++*(int*)context;
+}
+
+static void Stream(void) {
+  /* A snapshot, and three bytes that are no reply; each with its length before it. */
+  char bytes[1 + kSnapshotSize + 4];
+  struct ArrowArrayStream stream;
+  struct ArrowArray array;
+  tesparser_stream_options options;
+  tesparser_stream_counts counts;
+  int misfits = 0;
+  bytes[0] = kSnapshotSize;
+  memcpy(bytes + 1, kSnapshot, kSnapshotSize);
+  memcpy(bytes + 1 + kSnapshotSize, "\x03\x08\x14\x12", 4);
+  tesparser_stream_options_init(&options, sizeof options);
+  options.form = TESPARSER_FORM_DELIMITED;
+  options.id = 20;
+  options.on_misfit = TESPARSER_MISFIT_SKIPPED;
+  options.misfit = CountMisfit;
+  options.context = &misfits;
+  options.counts = &counts;
+  CHECK(tesparser_stream_memory(bytes, sizeof bytes, &options, &stream, NULL) == TESPARSER_OK);
+  CHECK(stream.get_next(&stream, &array) == 0 && array.release != NULL);
+  CHECK(array.length == 1);
+  array.release(&array);
+  CHECK(stream.get_next(&stream, &array) == 0 && array.release == NULL);
+  stream.release(&stream);
+  CHECK(misfits == 1 && counts.replies == 2 && counts.rows == 1 && counts.misfits == 1);
+}
+
 static void Descriptions(void) {
   size_t count = 0;
   const tesparser_payload* payloads = tesparser_payloads(&count, NULL);
@@ -101,6 +132,7 @@ int main(int argc, char** argv) {
   Arrow();
   Numbers();
   Reader(argv[1], argv[2]);
+  Stream();
   Descriptions();
   puts("all as it should be");
   return 0;

@@ -2,6 +2,7 @@
 #ifndef TESTS_CAPI_MEMORY_CALLS_H_
 #define TESTS_CAPI_MEMORY_CALLS_H_
 
+#include <cerrno>
 #include <cstring>
 #include <string>
 
@@ -82,6 +83,27 @@ inline void TextReader(const std::string&, Outcome* outcome) {
   ReadAll(kTextForm, TESPARSER_FORM_TEXT, outcome);
 }
 
+inline void Stream(const std::string& bytes, Outcome* outcome) {
+  tesparser_stream_options options;
+  tesparser_stream_options_init(&options, sizeof options);
+  options.form = TESPARSER_FORM_RAW;
+  ArrowArrayStream stream;
+  outcome->reason = tesparser_stream_memory(bytes.data(), bytes.size(), &options, &stream, nullptr);
+  if (outcome->reason != TESPARSER_OK) return;
+  ArrowSchema schema;
+  ArrowArray array;
+  int code = stream.get_schema(&stream, &schema);
+  if (code == 0) schema.release(&schema);
+  if (code == 0) code = stream.get_next(&stream, &array);
+  if (code == 0 && array.release != nullptr) {
+    outcome->size = static_cast<size_t>(array.length);
+    array.release(&array);
+  }
+  stream.release(&stream);
+  outcome->given = code == 0;
+  outcome->reason = code == ENOMEM ? static_cast<int32_t>(TESPARSER_OUT_OF_MEMORY) : code;
+}
+
 inline void Payloads(const std::string&, Outcome* outcome) {
   tesparser_error error;
   outcome->given = tesparser_payloads(&outcome->size, &error) != nullptr;
@@ -101,9 +123,9 @@ struct NamedCall {
   Call call;
 };
 inline constexpr NamedCall kCalls[] = {
-    {"json", Json},         {"table", Table},    {"typed table", TypedTable},
-    {"arrow", Arrow},       {"reader", Reader},  {"text reader", TextReader},
-    {"payloads", Payloads}, {"layouts", Layouts}};
+    {"json", Json},      {"table", Table},   {"typed table", TypedTable}, {"arrow", Arrow},
+    {"reader", Reader},  {"stream", Stream}, {"text reader", TextReader}, {"payloads", Payloads},
+    {"layouts", Layouts}};
 
 // Makes the n-th allocation of the call fail; none for n = 0.
 inline Outcome Run(Call call, const std::string& bytes, long n, reliability::Failing how) {

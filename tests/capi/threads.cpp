@@ -14,6 +14,7 @@ namespace {
 
 constexpr int kThreads = 8;
 constexpr int kRounds = 50;
+constexpr int kCalls = 6;
 
 std::atomic<bool> go{false};
 std::atomic<int> wrong{0};
@@ -64,6 +65,16 @@ void Reader() {
   tesparser_reader_free(reader);
 }
 
+void Stream() {
+  ArrowArrayStream stream;
+  if (tesparser_stream_memory(kReply.data(), kReply.size(), nullptr, &stream, nullptr) != TESPARSER_OK)
+    return Expect(false, "a stream");
+  ArrowArray array;
+  Expect(stream.get_next(&stream, &array) == 0 && array.length == 1, "a batch");
+  if (array.release != nullptr) array.release(&array);
+  stream.release(&stream);
+}
+
 void Descriptions() {
   size_t count = 0;
   Expect(tesparser_payloads(&count, nullptr) != nullptr && count > 400, "Ids");
@@ -72,11 +83,11 @@ void Descriptions() {
 
 // Each thread begins with another function.
 void Work(int first) {
-  void (*const calls[])() = {Json, Table, Arrow, Reader, Descriptions};
+  void (*const calls[])() = {Json, Table, Arrow, Reader, Stream, Descriptions};
   while (!go)
     std::this_thread::yield();
-  for (int i = 0; i < kRounds * 5; ++i)
-    calls[(first + i) % 5]();
+  for (int i = 0; i < kRounds * kCalls; ++i)
+    calls[(first + i) % kCalls]();
 }
 
 }  // namespace
@@ -88,6 +99,6 @@ int main() {
   go = true;
   for (std::thread& thread : threads)
     thread.join();
-  std::printf("%d threads, %d calls each, %d wrong\n", kThreads, kRounds * 5, wrong.load());
+  std::printf("%d threads, %d calls each, %d wrong\n", kThreads, kRounds * kCalls, wrong.load());
   return wrong == 0 ? 0 : 1;
 }
