@@ -284,6 +284,9 @@ bool Fits(TableView table, Level* level) {
 
 // The tables of a batch are measured and compared with the plan one by one.
 class TableMeasure {
+  // Texts that are repeated are counted one by one where they may be more.
+  static constexpr uint64_t kUncountedBytes = uint64_t{1} << 24;
+
  public:
   explicit TableMeasure(const TablePlan& plan)
       : outer_(MakeLevel(plan.columns(), &plan.shown())), flat_(plan.flat()) {}
@@ -352,7 +355,7 @@ class TableMeasure {
     uint64_t repeated = rows_ * name_bytes;
     uint64_t rows = 0;
     if (flat_ && most_ > 1)
-      repeated += texts * most_ <= kFullBatchBytes / 4 ? 0 : Repeated(table, *outer_, &rows);
+      repeated += texts * most_ <= kUncountedBytes ? 0 : Repeated(table, *outer_, &rows);
     bytes_ = 8 * cells_ + reply_bytes + repeated;
     if (8 * cells_ + texts + repeated <= kMostTableBytes) return true;
     *why = fmt::format("too large: it makes more than {} MiB", kMostTableBytes >> 20);

@@ -717,11 +717,13 @@ void CopyArrays(Store* store, const Source& source, const Field& field, ArrowArr
   VisitColumn(source, [&set](uint64_t, const unsigned char*, const Column&) { ++set; });
   store->Allow(set * width);
   auto* to = static_cast<unsigned char*>(store->Buffer(source.rows * width));
-  memset(to, 0, source.rows * width);
   out->children[0]->buffers[1] = to;
   Bits bits(store, source.rows);
   bits.Skip(source.rows);
+  uint64_t next = 0;  // row behind the last one that was written
   VisitColumn(source, [&](uint64_t row, const unsigned char* cell, const Column& column) {
+    memset(to + next * width, 0, (row - next) * width);
+    next = row + 1;
     const auto* elements = Load<const unsigned char*>(cell);
     if (IsDecimal(column)) {
       CopyDoubles(column, elements, field.count, reinterpret_cast<double*>(to + row * width));
@@ -730,6 +732,7 @@ void CopyArrays(Store* store, const Source& source, const Field& field, ArrowArr
     }
     bits.Set(row);
   });
+  memset(to + next * width, 0, (source.rows - next) * width);
   SetValidity(bits, out);
 }
 

@@ -514,7 +514,7 @@ TEST(TableStream, TakesNoReplyThatAnnouncesBeyondItsLimit) {
 
 // Replies that are each small end a batch before it becomes large.
 TEST(TableStream, EndsABatchThatBecomesLarge) {
-  const std::string text(20000000, 'x');
+  const std::string text(300000, 'x');
   const std::string reply = Wire({Texts("A", {text})});
   const Read read = ReadAll(From({reply, reply, reply, reply, reply}), OfId(3));
   EXPECT_EQ(read.batches, (std::vector<int64_t>{4, 1}));
