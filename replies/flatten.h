@@ -21,6 +21,7 @@ struct RowOrigin {
   std::string file;
   uint64_t number = 0;
   uint64_t offset = 0;
+  uint64_t tag = 0;  // the caller's, not shown
 };
 
 struct OriginColumns {

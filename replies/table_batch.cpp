@@ -4,8 +4,9 @@
 #include <google/protobuf/message.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
-#include <stdexcept>
+#include <new>
 #include <utility>
 
 #include "replies/diagnosis.h"
@@ -59,6 +60,12 @@ Table TableOf(const std::string& reply, const TableRequest& request, Taken* take
   Table table(request.type ? TesparserPB2TableType(reply, *request.type) : TesparserPB2Table(reply));
   if (!table) *taken = WhatGaveNone(reply, request.type, why);
   return table;
+}
+
+// What the result of an export says of a single table.
+std::string WhyNoArrays(int result) {
+  return result == EOVERFLOW ? "its table is too deep, too sparse or too large to be handed out as arrays"
+                             : "the tables in one of its columns differ in theirs";
 }
 
 // Those of the first reply, whose sender chose them. None if it does not tell them.
@@ -412,48 +419,87 @@ TableBatch::TableBatch(const TablePlan* plan)
 
 TableBatch::~TableBatch() = default;
 
-Taken TableBatch::Add(const Reply& reply, const std::string& file, std::string* why) {
+namespace {
+
+// So that push_back() does not throw.
+template <class T>
+void Reserve(size_t count, std::vector<T>* vector) {
+  if (count > vector->capacity()) vector->reserve(2 * count);
+}
+
+}  // namespace
+
+Taken TableBatch::Add(const Reply& reply, const std::string& file, uint64_t tag, std::string* why) {
   Taken taken = Taken::kMisfit;
   Table table = plan_->MakeTable(reply.bytes, &taken, why);
   if (!table) return taken;
-  tables_.reserve(tables_.size() + 1);
-  origins_.reserve(origins_.size() + 1);
-  RowOrigin origin{table.view().rows(), plan_->origin().file ? file : "", reply.number, reply.offset};
-  if (!measure_->Take(table.view(), reply.bytes.size(), origin.file.size(), why)) {
-    return Taken::kMisfit;
-  }
+  const size_t count = tables_.size() + 1;
+  for (auto* numbers : {&rows_of_, &bytes_of_})
+    Reserve(count, numbers);
+  Reserve(count, &tables_);
+  Reserve(count, &origins_);
+  RowOrigin origin{table.view().rows(), plan_->origin().file ? file : "", reply.number, reply.offset, tag};
+  if (!measure_->Take(table.view(), reply.bytes.size(), origin.file.size(), why)) return Taken::kMisfit;
   if (measure_->rows() == 0) {
     measure_->Forget();
     *why = "it has no rows";
-    return Taken::kEmpty;
+    return Taken::kNoRows;
   }
   rows_ += measure_->rows();
   bytes_ += measure_->bytes();
+  rows_of_.push_back(measure_->rows());
+  bytes_of_.push_back(measure_->bytes());
   tables_.push_back(std::move(table));
   origins_.push_back(std::move(origin));
   return Taken::kRows;
 }
 
-ArrowArray TableBatch::Take() {
+bool TableBatch::Take(ArrowArray* out, RowOrigin* misfit, std::string* why) {
   measure_->Forget();
-  rows_ = 0;
-  bytes_ = 0;
-  std::vector<Table> tables = std::exchange(tables_, {});
-  const std::vector<RowOrigin> origins = std::exchange(origins_, {});
+  size_t count = tables_.size();
+  int result = Export(count, out);
+  while (result != 0 && count > 1) {
+    count /= 2;
+    result = Export(count, out);
+  }
+  divided_ = count < tables_.size();
+  if (result != 0) {
+    *misfit = std::move(origins_[0]);
+    *why = WhyNoArrays(result);
+  }
+  Drop(count);
+  return result == 0;
+}
+
+// The first tables. They are gone if that gives 0.
+int TableBatch::Export(size_t count, ArrowArray* out) {
   std::vector<void*> handles;
-  for (const Table& table : tables)
-    handles.push_back(table.get());
+  for (size_t i = 0; i < count; ++i)
+    handles.push_back(tables_[i].get());
+  const std::vector<RowOrigin> origins(origins_.begin(), origins_.begin() + static_cast<ptrdiff_t>(count));
   ArrowOwner<ArrowArray> array;
-  const int result = table_export_arrow_batch(handles.data(), static_cast<int64_t>(handles.size()),
+  const int result = table_export_arrow_batch(handles.data(), static_cast<int64_t>(count),
                                               &plan_->table_schema(), array.get(), nullptr);
   if (result == ENOMEM) throw std::bad_alloc();
-  if (result != 0)
-    throw std::runtime_error(fmt::format("tables cannot be handed out: {}", std::strerror(result)));
-  for (Table& table : tables)
-    static_cast<void>(table.release());
-  return plan_->flat()
+  if (result != 0) return result;
+  for (size_t i = 0; i < count; ++i)
+    static_cast<void>(tables_[i].release());
+  *out = plan_->flat()
              ? FlattenTables(std::move(array), plan_->columns(), plan_->shown(), origins, plan_->origin())
              : NestTables(std::move(array), plan_->columns(), plan_->shown(), origins, plan_->origin());
+  return 0;
+}
+
+void TableBatch::Drop(size_t count) {
+  for (size_t i = 0; i < count; ++i) {
+    rows_ -= rows_of_[i];
+    bytes_ -= bytes_of_[i];
+  }
+  const auto end = static_cast<ptrdiff_t>(count);
+  tables_.erase(tables_.begin(), tables_.begin() + end);
+  origins_.erase(origins_.begin(), origins_.begin() + end);
+  rows_of_.erase(rows_of_.begin(), rows_of_.begin() + end);
+  bytes_of_.erase(bytes_of_.begin(), bytes_of_.begin() + end);
 }
 
 }  // namespace replies

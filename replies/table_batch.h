@@ -41,7 +41,8 @@ inline constexpr int kMostNestedTables = 31;
 // What became of a reply.
 enum class Taken {
   kRows,
-  kEmpty,       // a table without rows, or nothing in the payload
+  kNoRows,      // a table without rows
+  kEmpty,       // nothing in the payload
   kPassedOver,  // another Id than was asked for
   kMisfit,
 };
@@ -104,24 +105,36 @@ class TableBatch {
   TableBatch(const TableBatch&) = delete;
   TableBatch& operator=(const TableBatch&) = delete;
 
-  // Why a reply is empty, was passed over or is a misfit, in `why`. Throws std::bad_alloc; the batch is then
-  // as it was.
-  Taken Add(const Reply& reply, const std::string& file, std::string* why);
+  // Why a reply gives no rows, was passed over or is a misfit, in `why`. The file is shown in the plan's
+  // column of that name; the tag is the caller's. Throws std::bad_alloc; the batch is then as it was.
+  Taken Add(const Reply& reply, const std::string& file, uint64_t tag, std::string* why);
 
+  bool empty() const { return tables_.empty(); }
   uint64_t rows() const { return rows_; }
-  bool IsFull(uint64_t most_rows) const { return rows_ >= most_rows || bytes_ >= kFullBatchBytes; }
+  // Whether it is to be handed out before more is added.
+  bool IsFull(uint64_t most_rows) const {
+    return rows_ >= most_rows || bytes_ >= kFullBatchBytes || divided_;
+  }
 
-  // Hands all rows out as an array of the plan's schema, and begins a new batch. Throws std::bad_alloc, and
-  // std::runtime_error if the tables cannot be handed out; they are lost then.
-  ArrowArray Take();
+  // Hands rows out as an array of the plan's schema: of all replies, or where these cannot be handed out
+  // together, of the first ones; the others stay. False where the first reply alone cannot be; it is gone
+  // then, and which it was in `misfit` and why. Not to be called on an empty batch. Throws std::bad_alloc.
+  bool Take(ArrowArray* out, RowOrigin* misfit, std::string* why);
 
  private:
+  int Export(size_t count, ArrowArray* out);
+  void Drop(size_t count);
+
   const TablePlan* plan_;
   std::unique_ptr<TableMeasure> measure_;
+  // One of each for every reply.
   std::vector<tsl_base::Table> tables_;
   std::vector<RowOrigin> origins_;
-  uint64_t rows_ = 0;
+  std::vector<uint64_t> rows_of_;
+  std::vector<uint64_t> bytes_of_;
+  uint64_t rows_ = 0;  // of all
   uint64_t bytes_ = 0;
+  bool divided_ = false;  // what is there was too much to be handed out at once
 };
 
 }  // namespace replies

@@ -52,11 +52,11 @@ class TableStream {
       FindPlan();
       if (plan_ == nullptr) return;
       Fill();
-      if (batch_->rows() != 0) {
-        *out = batch_->Take();
-      } else if (failure_) {
-        throw Ended(*failure_);
+      while (!batch_->empty()) {
+        if (Take(out)) return;
+        Fill();
       }
+      if (failure_) throw Ended(*failure_);
     });
   }
 
@@ -144,14 +144,27 @@ class TableStream {
       pending_ = false;
       std::string why;
       const uint64_t before = batch_->rows();
-      const Taken taken = batch_->Add(reply_, std::string(), &why);
+      const Taken taken = batch_->Add(reply_, std::string(), 0, &why);
       counts_->rows += batch_->rows() - before;
       Note(taken, std::move(why));
     }
   }
 
+  // False where a reply turns out to be a misfit. Under kStop nothing behind it is given.
+  bool Take(ArrowArray* out) {
+    RowOrigin origin;
+    std::string why;
+    const uint64_t before = batch_->rows();
+    if (batch_->Take(out, &origin, &why)) return true;
+    counts_->rows -= before - batch_->rows();
+    const Misfit misfit{origin.number, origin.offset, std::move(why)};
+    Reject(misfit, WhereIs(misfit));
+    if (options_.on_misfit == OnMisfit::kStop) throw Ended(*failure_);
+    return false;
+  }
+
   void Note(Taken taken, std::string why) {
-    if (taken == Taken::kEmpty) {
+    if (taken == Taken::kEmpty || taken == Taken::kNoRows) {
       ++counts_->empty;
     } else if (taken == Taken::kPassedOver && request_.id != 0) {
       ++counts_->passed_over;
