@@ -1,11 +1,9 @@
 #include "replies/text.h"
 
 #include <fmt/format.h>
-#include <iconv.h>
 #include <utf8proc.h>
 
 #include <algorithm>
-#include <cstdint>
 
 namespace replies {
 namespace {
@@ -60,63 +58,6 @@ size_t IllFormedLength(std::string_view text) {
   return first >= 0xF0 && text.size() > 2 && IsContinuation(byte(2)) ? 3 : 2;
 }
 
-// The longest character, 0 if the text is ill-formed.
-size_t LongestCharacter(std::string_view text) {
-  size_t longest = 0;
-  while (!text.empty()) {
-    utf8proc_int32_t code = 0;
-    const size_t size = TakeCharacter(text, &code);
-    if (size == 0) return 0;
-    longest = std::max(longest, size);
-    text.remove_prefix(size);
-  }
-  return longest;
-}
-
-// A converter for each thread: opening one costs more than any text here.
-class Cp936 {
- public:
-  Cp936() : handle_(iconv_open("UTF-8", "CP936")) {}
-  ~Cp936() {
-    if (usable()) iconv_close(handle_);
-  }
-  Cp936(const Cp936&) = delete;
-  Cp936& operator=(const Cp936&) = delete;
-
-  bool Convert(std::string_view text, std::string* utf8) {
-    if (!usable()) return false;
-    iconv(handle_, nullptr, nullptr, nullptr, nullptr);
-    utf8->resize(text.size() * 3 + 4);
-    std::string in(text);
-    char* from = in.data();
-    size_t from_left = in.size();
-    char* to = utf8->data();
-    size_t to_left = utf8->size();
-    if (iconv(handle_, &from, &from_left, &to, &to_left) == static_cast<size_t>(-1) || from_left != 0)
-      return false;
-    utf8->resize(utf8->size() - to_left);
-    return true;
-  }
-
- private:
-  // iconv_open() says failure by -1 in the place of a pointer.
-  bool usable() const { return reinterpret_cast<intptr_t>(handle_) != -1; }
-
-  iconv_t handle_;
-};
-
-std::string ReplaceNonAscii(std::string_view text) {
-  std::string result;
-  for (const char c : text) {
-    if (static_cast<unsigned char>(c) < 0x80) {
-      result += c;
-    } else {
-      result += kReplacement;
-    }
-  }
-  return result;
-}
-
 // Characters that steer a terminal, end a line or turn the direction of writing.
 bool IsSteering(utf8proc_int32_t code) {
   switch (utf8proc_category(code)) {
@@ -159,18 +100,14 @@ void AppendJsonEscape(std::string* to, unsigned char c) {
 }  // namespace
 
 bool IsUtf8(std::string_view text) {
-  return IsAscii(text) || LongestCharacter(text) != 0;
-}
-
-std::string CellTextToUtf8(std::string_view cell) {
-  if (IsAscii(cell)) return std::string(cell);
-  const size_t longest = LongestCharacter(cell);
-  if (longest >= 3) return std::string(cell);
-  thread_local Cp936 converter;
-  std::string utf8;
-  if (converter.Convert(cell, &utf8)) return utf8;
-  if (longest != 0) return std::string(cell);
-  return ReplaceNonAscii(cell);
+  if (IsAscii(text)) return true;
+  while (!text.empty()) {
+    utf8proc_int32_t code = 0;
+    const size_t size = TakeCharacter(text, &code);
+    if (size == 0) return false;
+    text.remove_prefix(size);
+  }
+  return true;
 }
 
 std::string ToUtf8(std::string_view text) {

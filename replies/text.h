@@ -1,4 +1,5 @@
-// Text on its way to people: from the encodings that cells hold to UTF-8, and its width on a screen.
+// Text on its way to people: UTF-8 from bytes that may be none, without what harms, and its width on a
+// screen.
 //
 // Everything here is independent of the locale and may run on any thread.
 #ifndef REPLIES_TEXT_H_
@@ -8,13 +9,6 @@
 #include <string_view>
 
 namespace replies {
-
-// The text of a cell as UTF-8. Cells hold code page 936 in most columns and UTF-8 as it was received in some,
-// and nothing tells which. Taken as UTF-8 is what is well-formed UTF-8 with at least one character of three
-// bytes or more, as all Chinese ones are: two characters of code page 936 often look like UTF-8 of two bytes
-// each, but hardly ever like longer ones. Else it is code page 936; else UTF-8; else each byte that is not
-// ASCII becomes U+FFFD.
-std::string CellTextToUtf8(std::string_view cell);
 
 bool IsUtf8(std::string_view text);
 

@@ -131,7 +131,7 @@ void CheckWire(std::string_view bytes) {
 }
 
 void CheckText(const std::string& text) {
-  const std::string utf8 = replies::CellTextToUtf8(text);
+  const std::string utf8 = replies::ToUtf8(text);
   FUZZ_CHECK(replies::IsUtf8(utf8));
   const std::string printable = replies::Printable(utf8);
   FUZZ_CHECK(replies::IsUtf8(printable));

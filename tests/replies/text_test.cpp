@@ -8,27 +8,6 @@
 namespace replies {
 namespace {
 
-TEST(CellText, IsDecodedFromCodePage936) {
-  // In code page 936 ping an bank is c6bd b0b2 d2f8 d0d0.
-  EXPECT_EQ(CellTextToUtf8("\xC6\xBD\xB0\xB2\xD2\xF8\xD0\xD0"), "平安银行");
-  EXPECT_EQ(CellTextToUtf8("600000"), "600000");
-  EXPECT_EQ(CellTextToUtf8(""), "");
-}
-
-TEST(CellText, OneCharacterThatLooksLikeTwoBytesOfUtf8IsCodePage936) {
-  // c6bd is U+01BD as UTF-8.
-  EXPECT_EQ(CellTextToUtf8("\xC6\xBD"), "平");
-}
-
-TEST(CellText, RawUtf8StaysAsItIs) {
-  EXPECT_EQ(CellTextToUtf8("平安银行"), "平安银行");
-  EXPECT_EQ(CellTextToUtf8("中"), "中");
-}
-
-TEST(CellText, WhatIsNeitherIsReplaced) {
-  EXPECT_EQ(CellTextToUtf8("a\xFF\xFF"), "a\xEF\xBF\xBD\xEF\xBF\xBD");
-}
-
 TEST(Printable, ShowsWhatWouldSteerTheTerminal) {
   EXPECT_EQ(Printable("a\nb\tc\x1b[2J\x7f"), "a\\nb\\tc\\x1b[2J\\x7f");
   EXPECT_EQ(Printable("a\xE2\x80\xAE"

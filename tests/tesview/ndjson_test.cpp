@@ -45,6 +45,21 @@ TEST(Ndjson, TablesWithoutRowsStandInEachLine) {
       "{\"_id\":303,\"_row\":\"2/ZiXuanGuLieBiao/0\",\"YongHuXinXi\":null,\"ZiXuanGuLieBiao.Obj\":\"y\"}\n");
 }
 
+// Also where code page 936 has no such characters, and where two bytes of UTF-8 could be one of its own.
+TEST(Ndjson, TextsAreThoseOfTheReply) {
+  const std::string texts =
+      "sValues: 'na\\303\\257ve \\360\\237\\223\\210' sValues: '\\306\\275' sValues: 'a\\377\\344\\270b'";
+  EXPECT_EQ(ViewBytes(Wire("Info { Name: '\\303\\257' Type: 115 } Data { Index: 0 " + texts + " }"),
+                      {"--to", "ndjson"})
+                .out,
+            "{\"_id\":3,\"_row\":\"0\",\"\xC3\xAF\":\"na\xC3\xAFve \xF0\x9F\x93\x88\"}\n"
+            "{\"_id\":3,\"_row\":\"1\",\"\xC3\xAF\":\"\xC6\xBD\"}\n"
+            "{\"_id\":3,\"_row\":\"2\",\"\xC3\xAF\":\"a\xEF\xBF\xBD\xEF\xBF\xBD"
+            "b\"}\n");
+  const std::string raw = Reply("Id: 28 RepDataPaiXu { Obj: '\\306\\275' }");
+  EXPECT_NE(ViewBytes(raw, {"--to", "table"}).out.find("\xC6\xBD"), std::string::npos);
+}
+
 TEST(Ndjson, LayoutsOfOneIdMayChangeFromReplyToReply) {
   // More layouts than are kept, each twice, so that some are planned again.
   std::string stream;

@@ -10,7 +10,7 @@
 
 namespace tesview {
 
-using replies::CellTextToUtf8;
+using replies::ToUtf8;
 using tsl_base::ColumnInfo;
 using tsl_base::TableView;
 
@@ -24,7 +24,7 @@ std::vector<Column> ColumnsOf(TableView table) {
     Column column;
     column.index = c;
     column.raw = info.name;
-    column.name = CellTextToUtf8(column.raw);
+    column.name = ToUtf8(column.raw);
     if (column.name.empty()) column.name = fmt::format("#{}", c);
     while (!taken.insert(column.name).second)
       column.name += fmt::format("#{}", c);

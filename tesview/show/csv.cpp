@@ -17,9 +17,9 @@
 namespace tesview {
 
 using replies::AppendCsvField;
-using replies::CellTextToUtf8;
 using replies::EncodeBase64;
 using replies::FreeName;
+using replies::ToUtf8;
 using tsl_base::TableView;
 using tsl_base::Type;
 
@@ -156,7 +156,7 @@ std::string CsvField(TableView table, int row, const Column& column) {
   if (column.type == Type::kText) {
     const char* text = TextOf(table, row, column);
     if (text == nullptr || *text == '\0') return "\"\"";
-    AppendCsvField(&field, CellTextToUtf8(text));
+    AppendCsvField(&field, ToUtf8(text));
   } else if (column.type == Type::kBinary) {
     const std::string_view bytes = BinaryOf(table, row, column);
     field = bytes.empty() ? "\"\"" : EncodeBase64(bytes);

@@ -18,9 +18,9 @@
 namespace tesview {
 
 using replies::AppendJsonString;
-using replies::CellTextToUtf8;
 using replies::EncodeBase64;
 using replies::FreeName;
+using replies::ToUtf8;
 using tsl_base::TableView;
 using tsl_base::Type;
 
@@ -225,7 +225,7 @@ class NdjsonLines {
     *at++ = '"';
     for (const char c : text) {
       if (!IsPlain(static_cast<unsigned char>(c))) {
-        Escaped(to, key, CellTextToUtf8(text));
+        Escaped(to, key, ToUtf8(text));
         return;
       }
       *at++ = c;

@@ -25,6 +25,7 @@
 #include "tesview/show/summary.h"
 #include "tesview/show/table_form.h"
 #include "tsl_base/table.hpp"
+#include "tsl_base/text.h"
 
 namespace tesview {
 
@@ -73,7 +74,9 @@ Rendered Decoded(const replies::Unpack& unpack, const std::string& bytes) {
   return rendered;
 }
 
+// With UTF-8 in its texts.
 Rendered MakeTable(const View& view, const std::string& bytes) {
+  const tsl_base::KeepUtf8 keep;
   if (view.decode) return Decoded(*view.decode, bytes);
   Rendered rendered;
   rendered.type = view.type;

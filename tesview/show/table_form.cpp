@@ -15,11 +15,11 @@
 
 namespace tesview {
 
-using replies::CellTextToUtf8;
 using replies::CutToWidth;
 using replies::DisplayWidth;
 using replies::EncodeHex;
 using replies::Printable;
+using replies::ToUtf8;
 using tsl_base::TableView;
 using tsl_base::Type;
 
@@ -103,7 +103,7 @@ Cell CellOf(TableView table, int row, const Column& column) {
     case Type::kText: {
       const char* text = TextOf(table, row, column);
       if (text == nullptr || *text == '\0') return {std::string(kEmptyText), true, 0};
-      return {Printable(CellTextToUtf8(text)), false, 0};
+      return {Printable(ToUtf8(text)), false, 0};
     }
     case Type::kBinary: return {BytesText(BinaryOf(table, row, column)), false, 0};
     case Type::kTable: return TableCell(table, row, column);
@@ -369,14 +369,14 @@ std::string RowCaption(TableView table, int row, const std::vector<Column>& colu
   for (const Column& column : columns) {
     if (column.type != Type::kText) continue;
     const char* text = TextOf(table, row, column);
-    if (text != nullptr && *text != '\0') return CutToWidth(Printable(CellTextToUtf8(text)), kRoomForText);
+    if (text != nullptr && *text != '\0') return CutToWidth(Printable(ToUtf8(text)), kRoomForText);
   }
   return std::string();
 }
 
 std::string RowsAndName(TableView table) {
   const int rows = table.rows();
-  const std::string name = Printable(CellTextToUtf8(table.name()));
+  const std::string name = Printable(ToUtf8(table.name()));
   return fmt::format("{} {}{}", rows, rows == 1 ? "row" : "rows", name.empty() ? "" : ", named " + name);
 }
 
