@@ -73,7 +73,7 @@ TEST_F(Files, TheExamplesOfTheHelpRun) {
     EXPECT_TRUE(!result.out.empty() || line->find('>') != std::string::npos) << *line;
     ++run;
   }
-  EXPECT_EQ(run, 10);
+  EXPECT_EQ(run, 11);
 }
 
 TEST(Help, LinesAreAsFullAsTheyCanBe) {

@@ -50,6 +50,7 @@ Section Examples() {
            {"tesview --jobs 0 --to ndjson replies.stream | head -3",
             "Turn a stream of replies into lines for other tools."},
            {"tesview --to csv kline.bin > kline.csv", "Write a reply's table for a spreadsheet."},
+           {"tesview --to arrow kline.bin > kline.arrows", "Write it for an engine or a data frame."},
            {"tesview --to summary replies/",
             "List the replies in a directory, and how long each takes to decode."},
            {"tesview ids kline", "List the Ids that have to do with klines, and whether they have a table."},
@@ -59,24 +60,23 @@ Section Examples() {
 }
 
 Section TableRules() {
-  return {"Tables",
-          {"Numbers are aligned at the decimal point, doubles in at most 15 significant digits. Each "
-           "row starts with its number. A cell with a table shows rows \xC3\x97 columns; the tables follow, "
-           "indented, each under its "
-           "path (0/Data is the cell in row 0, column Data). Tables of one row each are joined into one "
-           "(*/Data). HasBits is "
-           "hexadecimal, bytes are cut to 16.",
-           "A middle dot (\xC2\xB7) is a cell that was not set, '' an empty text, (empty) a cell that was "
-           "set to no table. Text is "
-           "shown as UTF-8: a text that is well-formed UTF-8 with a character of three bytes or more is "
-           "left as it is, any other is read as code page "
-           "936. Characters that would control the terminal are shown as \\n, \\x1b or \\u202e.",
-           "If the width of the screen is known and a table is wider, texts, lists and bytes are cut, down "
-           "to 40 columns. If that is not enough, a table of one row is "
-           "turned on its side, and other tables lose columns from the right until the rest fits; the names "
-           "of these follow, once for all tables that lack the same. "
-           "Nothing is cut in a pipe or a file. For a pager: --style box --color always FILE | less -RS."},
-          {}};
+  return {
+      "Tables",
+      {"Numbers are aligned at the decimal point, doubles in at most 15 significant digits. Each "
+       "row starts with its number. A cell with a table shows rows \xC3\x97 columns; the tables follow, "
+       "indented, each under its "
+       "path (0/Data is the cell in row 0, column Data). Tables of one row each are joined into one "
+       "(*/Data). HasBits is "
+       "hexadecimal, bytes are cut to 16.",
+       "A middle dot (\xC2\xB7) is a cell that was not set, '' an empty text, (empty) a cell that was "
+       "set to no table. Text is "
+       "UTF-8, with U+FFFD for bytes that are none. Characters that would control the terminal are shown as \\n, \\x1b or \\u202e.",
+       "If the width of the screen is known and a table is wider, texts, lists and bytes are cut, down "
+       "to 40 columns. If that is not enough, a table of one row is "
+       "turned on its side, and other tables lose columns from the right until the rest fits; the names "
+       "of these follow, once for all tables that lack the same. "
+       "Nothing is cut in a pipe or a file. For a pager: --style box --color always FILE | less -RS."},
+      {}};
 }
 
 Section LineRules() {
@@ -86,8 +86,8 @@ Section LineRules() {
        "outer cells repeated and the "
        "inner ones called Data.ShiJian; if there are several columns of tables, the lines of one follow "
        "those of the other. A row without inner "
-       "rows gives one line. A column whose name is taken, by another one or by _file, _reply, _id and "
-       "_row, is called Name#5 after its index. Doubles are in the fewest digits that give the same double. Counted "
+       "rows gives one line. A column whose name is taken, by another one or by _file, _reply, "
+       "_offset, _id and _row, is called Name#5 after its index. Doubles are in the fewest digits that give the same double. Counted "
        "cells are lists, in csv with blanks "
        "between the numbers; bytes are base64.",
        "ndjson: _file and _reply (from 1) where there are several, _id, _row (the path of the row, "
@@ -101,6 +101,22 @@ Section LineRules() {
        "column of tables leaves the columns of this one empty. Replies with other columns get an empty line "
        "and a header of their "
        "own. A reply without a table form is an error."},
+      {}};
+}
+
+Section ArrowRules() {
+  return {
+      "Arrow",
+      {"--to arrow writes the stream format of Apache Arrow, for engines and data frames, to a file or a "
+       "pipe. The rows are those of ndjson: _file where there are several, _reply where there are "
+       "several files or replies, then the columns, those inside tables with the path before their name. "
+       "With --nested a row is one of the outer table, and tables in it are lists of structs. Texts are "
+       "UTF-8, ill-formed bytes U+FFFD; a cell that was not set is null. An unset table and one without "
+       "rows look alike, unless they are lists. Times stay numbers. The metadata of a column have its "
+       "heading, heading_zh, meaning, unit, kind and source; those of the whole have id, payload and type.",
+       "A stream has the columns of one Id or layout: the first reply that has columns decides which. A "
+       "reply of another Id, or of Id 3 with other columns, is an error, and so is one without a table "
+       "or with too much in it. Where no reply tells columns nothing is written."},
       {}};
 }
 
@@ -121,11 +137,13 @@ Section Environment() {
 }
 
 Section Memory() {
-  return {"Memory",
-          {"Streams and lines are read one reply at a time; with --jobs at most about 64 MB of them are in "
-           "memory. One reply and its output are always in memory as a "
-           "whole."},
-          {}};
+  return {
+      "Memory",
+      {"Streams and lines are read one reply at a time, with --to arrow about 1 MB of them; with --jobs at "
+       "most about 64 MB are in "
+       "memory. One reply and its output are always in memory as a "
+       "whole."},
+      {}};
 }
 
 // ---- from the definition of the command line ----
@@ -190,7 +208,8 @@ Page PageOf(const CLI::App& app) {
     }
   }
   page.sections.push_back(all);
-  for (const Section& section : {TableRules(), LineRules(), ExitCodes(), Environment(), Memory()})
+  for (const Section& section :
+       {TableRules(), LineRules(), ArrowRules(), ExitCodes(), Environment(), Memory()})
     page.sections.push_back(section);
   return page;
 }

@@ -36,9 +36,9 @@ struct Word {
   T value;
 };
 
-constexpr Word<To> kTo[] = {{"table", To::kTable},   {"json", To::kJson}, {"pretty", To::kPretty},
-                            {"ndjson", To::kNdjson}, {"csv", To::kCsv},   {"summary", To::kSummary},
-                            {"text", To::kText}};
+constexpr Word<To> kTo[] = {{"table", To::kTable},     {"json", To::kJson}, {"pretty", To::kPretty},
+                            {"ndjson", To::kNdjson},   {"csv", To::kCsv},   {"arrow", To::kArrow},
+                            {"summary", To::kSummary}, {"text", To::kText}};
 constexpr Word<Form> kFrom[] = {
     {"auto", Form::kAuto}, {"raw", Form::kRaw},       {"delimited", Form::kDelimited},
     {"hex", Form::kHex},   {"base64", Form::kBase64}, {"lines", Form::kLines},
@@ -105,6 +105,7 @@ struct Given {
   bool table = false;
   bool json = false;
   bool pretty = false;
+  bool nested = false;
   bool strict = false;
   IdsRequest ids;
   std::string columns_type;
@@ -224,7 +225,7 @@ class CommandLine {
         app_.add_option(
                 "--to", given_.to,
                 "Form of output: table (the default), json (one line, as the library writes it), pretty "
-                "(the same over many lines), ndjson, csv, summary (Id, payload, sizes and times), text "
+                "(the same over many lines), ndjson, csv, arrow (Arrow's stream format), summary (Id, payload, sizes and times), text "
                 "(protobuf text form).")
             ->type_name("FORM")
             ->group("Output")
@@ -235,6 +236,8 @@ class CommandLine {
         ->excludes(to);
     app_.add_flag("--json", given_.json, "As --to json.")->group("Output")->excludes(to);
     app_.add_flag("--pretty", given_.pretty, "As --to pretty.")->group("Output")->excludes(to);
+    app_.add_flag("--nested", given_.nested, "With --to arrow, tables as lists, a row for each outer row.")
+        ->group("Output");
     app_.add_option("--color", given_.color,
                     "Colour: always, never, or auto (only in a terminal, and not if NO_COLOR is set).")
         ->type_name("WHEN")
@@ -526,7 +529,9 @@ class CommandLine {
     constexpr int64_t kMost = std::numeric_limits<int32_t>::max();
     if (!given_.head.empty()) view->head = NumberOf(given_.head, "--head", 0, kMost);
     if (!given_.tail.empty()) view->tail = NumberOf(given_.tail, "--tail", 0, kMost);
+    view->nested = given_.nested;
     RefuseWithoutTable(*view);
+    RefuseInArrow(*view);
     const bool terminal = IsTerminal(STDOUT_FILENO);
     const When color = ValueOf(kWhen, given_.color, "--color");
     view->color = color == When::kAlways || (color == When::kAuto && terminal && ColorWelcome());
@@ -546,9 +551,25 @@ class CommandLine {
       throw UsageError(
           summary
               ? "a summary takes no --decode, --path, --columns, --head or --tail"
-              : "--type, --decode, --path, --columns, --head and --tail choose from a table; take --to table, ndjson "
-                "or csv");
+              : "--type, --decode, --path, --columns, --head and --tail choose from a table; take --to table, ndjson, "
+                "csv or arrow");
     }
+  }
+
+  // Its readers choose rows, and tell times from numbers, themselves.
+  static void RefuseInArrow(const View& view) {
+    if (view.to != To::kArrow) {
+      if (view.nested) throw UsageError("--nested takes --to arrow with it");
+      return;
+    }
+    if (!view.path.empty()) {
+      throw UsageError("--path is for a single table, and a stream of Arrow has many; take --columns");
+    }
+    if (view.head >= 0 || view.tail >= 0)
+      throw UsageError("--to arrow takes no --head or --tail: its readers choose rows");
+    if (view.iso_times)
+      throw UsageError("--to arrow takes no --time iso: times stay as the columns have them");
+    if (IsTerminal(STDOUT_FILENO)) throw UsageError("a terminal cannot show Arrow; take a file or a pipe");
   }
 
   CLI::App app_;

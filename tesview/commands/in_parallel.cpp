@@ -11,6 +11,7 @@
 #include <mutex>
 #include <system_error>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "tesview/terminal/complain.h"
@@ -19,10 +20,6 @@
 namespace tesview {
 namespace {
 
-// A batch is handed over when it has this many replies or bytes: small replies would otherwise cost more to
-// hand over than to show.
-constexpr size_t kBatchReplies = 64;
-constexpr size_t kBatchBytes = size_t{256} * 1024;
 // What may wait in memory at once; a single reply may be larger than that.
 constexpr size_t kBatchesForEachThread = 4;
 constexpr size_t kBytesWaiting = size_t{64} * 1024 * 1024;
@@ -37,7 +34,8 @@ struct Batch {
 
 class Workers {
  public:
-  Workers(const View& view, int threads, Printer* printer) : view_(view), printer_(printer) {
+  Workers(Renderer* renderer, int threads, Printer* printer)
+      : renderer_(renderer), portion_(renderer->portion()), printer_(printer) {
     // Signals are the reader's: it is the one that may have to be woken.
     sigset_t all;
     sigset_t before;
@@ -60,9 +58,10 @@ class Workers {
   // False when nobody wants more.
   bool Add(ReadItem read) {
     if (next_ == nullptr) next_ = std::make_unique<Batch>();
+    renderer_->Look(read);
     next_->bytes += read.item.reply.bytes.size();
     next_->read.push_back(std::move(read));
-    if (next_->read.size() < kBatchReplies && next_->bytes < kBatchBytes) return true;
+    if (next_->read.size() < portion_.replies && next_->bytes < portion_.bytes) return true;
     return Send();
   }
 
@@ -155,8 +154,8 @@ class Workers {
 
   std::exception_ptr ShowAll(Batch* batch) const {
     try {
-      for (const ReadItem& read : batch->read)
-        batch->shown.push_back(read.error.empty() ? Show(view_, read.item) : Shown());
+      renderer_->Render(batch->read,
+                        [batch](const ReadItem&, Shown shown) { batch->shown.push_back(std::move(shown)); });
     } catch (...) {
       return std::current_exception();
     }
@@ -192,7 +191,8 @@ class Workers {
     return nullptr;
   }
 
-  const View& view_;
+  Renderer* const renderer_;
+  const Portion portion_;
   Printer* printer_;
   std::unique_ptr<Batch> next_;  // the calling thread's
 
@@ -206,24 +206,65 @@ class Workers {
   std::vector<std::thread> threads_;
 };
 
-void ShowOneByOne(const View& view, ReplyFiles* files, Printer* printer) {
-  files->OnWait([&] { printer->Flush(); });
+// Hands over what has been read if there is no more to be had at once.
+template <class Send>
+void SendOnWait(const Renderer& renderer, ReplyFiles* files, Send send) {
+  files->OnWait([&renderer, files, send] {
+    if (renderer.IsHasty() || files->HasPaused()) send();
+  });
+}
+
+class OneByOne {
+ public:
+  OneByOne(Renderer* renderer, Printer* printer)
+      : renderer_(renderer),
+        portion_(renderer->IsHasty() ? Portion{1, 0} : renderer->portion()),
+        printer_(printer) {}
+
+  void Add(ReadItem read) {
+    renderer_->Look(read);
+    bytes_ += read.item.reply.bytes.size();
+    read_.push_back(std::move(read));
+    if (read_.size() >= portion_.replies || bytes_ >= portion_.bytes) Send();
+  }
+
+  void Send() {
+    bytes_ = 0;
+    const std::vector<ReadItem> read = std::exchange(read_, {});
+    renderer_->Render(read, [&](const ReadItem& each, const Shown& shown) { printer_->Print(each, shown); });
+  }
+
+ private:
+  Renderer* renderer_;
+  Portion portion_;
+  Printer* printer_;
+  std::vector<ReadItem> read_;
+  size_t bytes_ = 0;
+};
+
+void ShowOneByOne(Renderer* renderer, ReplyFiles* files, Printer* printer) {
+  OneByOne replies(renderer, printer);
+  SendOnWait(*renderer, files, [&] {
+    replies.Send();
+    printer->Flush();
+  });
   ReadItem read;
   while (files->Next(&read))
-    printer->Print(read, read.error.empty() ? Show(view, read.item) : Shown());
+    replies.Add(std::move(read));
+  replies.Send();
 }
 
 }  // namespace
 
-void ShowInParallel(const View& view, int threads, ReplyFiles* files, Printer* printer) {
-  if (threads == 1) return ShowOneByOne(view, files, printer);
-  Workers workers(view, threads, printer);
+void ShowInParallel(Renderer* renderer, int threads, ReplyFiles* files, Printer* printer) {
+  if (threads == 1) return ShowOneByOne(renderer, files, printer);
+  Workers workers(renderer, threads, printer);
   if (workers.threads() < static_cast<size_t>(threads)) {
     Complain(fmt::format("{} of the {} threads that --jobs asks for are used: there is no room for more",
                          workers.threads(), threads));
   }
-  if (workers.threads() == 0) return ShowOneByOne(view, files, printer);
-  files->OnWait([&] { workers.Send(); });
+  if (workers.threads() == 0) return ShowOneByOne(renderer, files, printer);
+  SendOnWait(*renderer, files, [&] { workers.Send(); });
   ReadItem read;
   while (files->Next(&read)) {
     if (!workers.Add(std::move(read))) break;

@@ -7,15 +7,15 @@
 #define TESVIEW_COMMANDS_IN_PARALLEL_H_
 
 #include "tesview/commands/printer.h"
+#include "tesview/commands/renderer.h"
 #include "tesview/commands/reply_files.h"
-#include "tesview/show/view.h"
 
 namespace tesview {
 
 // Shows with as many threads as asked for, or as can be started; says so where these are fewer. Memory is
 // that of some 64 MB of replies, or of one that is larger, and of what is shown of them. Throws what reading
 // and printing throw; no thread is left behind.
-void ShowInParallel(const View& view, int threads, ReplyFiles* files, Printer* printer);
+void ShowInParallel(Renderer* renderer, int threads, ReplyFiles* files, Printer* printer);
 
 }  // namespace tesview
 

@@ -26,6 +26,9 @@ Printer::Printer(const ShowRequest& request, Output* output, Progress* progress,
       output_is_terminal_(IsTerminal(STDOUT_FILENO)) {}
 
 void Printer::Print(const ReadItem& read, const Shown& shown) {
+  const bool is_binary = request_.view.to == To::kArrow;
+  // Also where this reply cannot be shown: the rows are those of replies before it.
+  if (is_binary && !shown.header.empty()) WriteBytes(shown);
   if (!read.error.empty()) {
     const bool only_said = read.error_code == kAllShown;
     return Fail(read.error, only_said && request_.strict ? kSomeNotShown : read.error_code);
@@ -33,6 +36,10 @@ void Printer::Print(const ReadItem& read, const Shown& shown) {
   ++replies_;
   bytes_ += read.item.reply.bytes.size();
   if (!shown.error.empty()) return Fail(WhereIs(read.item) + shown.error, kSomeNotShown);
+  if (!is_binary) WriteLines(shown);
+}
+
+void Printer::WriteLines(const Shown& shown) {
   // The progress line and the output may share the terminal.
   if (output_is_terminal_) progress_->Clear();
   if (request_.view.to == To::kTable && printed_ != 0) output_->Write("\n");
@@ -45,12 +52,21 @@ void Printer::Print(const ReadItem& read, const Shown& shown) {
   ++printed_;
 }
 
-void Printer::End() {
+void Printer::WriteBytes(const Shown& shown) {
+  if (last_header_.empty()) output_->WriteBytes(shown.header);
+  last_header_ = shown.header;
+  output_->WriteBytes(shown.out);
+}
+
+void Printer::End(const std::string& header, const std::string& footer) {
   if (request_.view.to == To::kSummary && replies_ > 1) {
     output_->Write(fmt::format("{} replies, {} bytes{}\n", replies_, bytes_,
                                failed_ == 0 ? "" : fmt::format(", {} cannot be shown", failed_)));
   }
   output_->Flush();
+  if (header.empty()) return;
+  if (last_header_.empty()) output_->WriteBytes(header);
+  output_->WriteBytes(footer);
 }
 
 void Printer::Fail(const std::string& what, ExitCode code) {

@@ -27,9 +27,12 @@ class Printer {
   void Print(const ReadItem& read, const Shown& shown);
   // What was printed goes out now.
   void Flush() { output_->Flush(); }
-  void End();
+  // `header` goes before all where nothing has been printed, `footer` behind all, if there is a header.
+  void End(const std::string& header, const std::string& footer);
 
  private:
+  void WriteLines(const Shown& shown);
+  void WriteBytes(const Shown& shown);
   void Fail(const std::string& what, ExitCode code);
 
   const ShowRequest& request_;

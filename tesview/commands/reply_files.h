@@ -32,6 +32,8 @@ class ReplyFiles {
 
   // Called before each read that may have to wait.
   void OnWait(std::function<void()> call) { on_wait_ = std::move(call); }
+  // To be asked while it may have to wait: whether nothing has come for a while.
+  bool HasPaused() { return source_ != nullptr && source_->HasPaused(); }
   // Called with the bytes dealt with and the replies found since the last call.
   void OnProgress(std::function<void(uint64_t, uint64_t)> call) { on_progress_ = std::move(call); }
 

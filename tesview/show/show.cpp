@@ -224,6 +224,7 @@ void ShowAs(const View& view, const Item& item, Shown* shown) {
     case To::kPretty: return ShowJson(view, item, shown);
     case To::kNdjson: return ShowNdjson(view, item, shown);
     case To::kCsv: return ShowCsv(view, item, shown);
+    case To::kArrow: break;  // not one by one
     case To::kSummary: return ShowSummary(view, item, shown);
     case To::kText: return ShowText(item, shown);
   }

@@ -26,8 +26,8 @@ struct Shown {
   std::string error;  // why the reply cannot be shown; empty if it can
 };
 
-// Shows one reply. Keeps no state that can be seen; any number of threads may call it at once. Throws
-// std::bad_alloc only.
+// Shows one reply, in any form but Arrow. Keeps no state that can be seen; any number of threads may call it
+// at once. Throws std::bad_alloc only.
 Shown Show(const View& view, const Item& item);
 
 }  // namespace tesview

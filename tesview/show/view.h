@@ -13,7 +13,7 @@
 
 namespace tesview {
 
-enum class To { kTable, kJson, kPretty, kNdjson, kCsv, kSummary, kText };
+enum class To { kTable, kJson, kPretty, kNdjson, kCsv, kArrow, kSummary, kText };
 
 enum class Header { kName, kEnglish, kChinese };
 
@@ -29,6 +29,7 @@ struct View {
   Header header = Header::kName;  // of the table form
   bool iso_times = false;         // times as "2024-06-17 15:00:00" where columns are known to hold them
   std::optional<replies::Unpack> decode;  // tables by the schema alone
+  bool nested = false;                    // of Arrow: tables as lists
   bool boxes = false;
   bool color = false;
 };

@@ -29,6 +29,7 @@ void Output::Write(std::string_view lines) {
 
 void Output::WriteBytes(std::string_view bytes) {
   Flush();
+  if (WasInterrupted()) throw Interrupted();
   Send(bytes);
 }
 

@@ -1,7 +1,7 @@
-// Standard output, in whole lines.
+// Standard output, in whole lines or in whole pieces of a binary form.
 //
-// An interrupt (SIGINT, SIGTERM) is noticed between two lines: what has been written by then ends with a
-// line's end.
+// An interrupt (SIGINT, SIGTERM) is noticed between two of them: what has been written by then ends with the
+// end of one.
 #ifndef TESVIEW_TERMINAL_OUTPUT_H_
 #define TESVIEW_TERMINAL_OUTPUT_H_
 
@@ -27,7 +27,7 @@ class Output {
 
   // Whole lines. Throws OutputClosed, OutputError or Interrupted.
   void Write(std::string_view lines);
-  // Bytes without lines, for the program's one binary output.
+  // Bytes without lines, a piece that is whole.
   void WriteBytes(std::string_view bytes);
   void Flush();
 

@@ -1,0 +1,312 @@
+// The form for engines and data frames, read back.
+#include <gtest/gtest.h>
+#include <jansson.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <string>
+
+#include "tests/support/arrow_reader.h"
+#include "tests/support/json.h"
+#include "tests/support/program.h"
+#include "tests/support/viewer.h"
+#include "tests/tesview/inputs.h"
+
+namespace {
+
+using arrow_reader::RowsOf;
+using program::How;
+using program::Result;
+using viewer::Files;
+using viewer::Framed;
+using viewer::kSanitized;
+using viewer::LinesOf;
+using viewer::P;
+using viewer::Reply;
+using viewer::Sample;
+using viewer::Slurp;
+using viewer::SmallTable;
+using viewer::StreamOf;
+using viewer::Strings;
+using viewer::TwoKlines;
+using viewer::View;
+using viewer::ViewBytes;
+using viewer::Wire;
+
+const Strings kCloses = {"--to", "arrow", "--columns", "Obj,ShiJian,ShouPanJia"};
+
+Strings With(Strings arguments, const Strings& more) {
+  arguments.insert(arguments.end(), more.begin(), more.end());
+  return arguments;
+}
+
+// Numbers of JSON are compared by value; a float has fewer digits in ndjson.
+bool SameValue(json_t* got, json_t* wanted) {
+  if (json_is_array(got) && json_is_array(wanted)) {
+    bool same = json_array_size(got) == json_array_size(wanted);
+    for (size_t i = 0; same && i < json_array_size(got); ++i)
+      same = SameValue(json_array_get(got, i), json_array_get(wanted, i));
+    return same;
+  }
+  if (json_is_integer(got) && json_is_integer(wanted))
+    return json_integer_value(got) == json_integer_value(wanted);
+  if (!json_is_number(got) || !json_is_number(wanted)) return json_equal(got, wanted) != 0;
+  const double a = json_number_value(got);
+  const double b = json_number_value(wanted);
+  return a == b || static_cast<float>(a) == static_cast<float>(b);
+}
+
+// A cell that is not in a line, or is a list without rows, is a null beside what an array has for it.
+std::string Difference(const std::string& row, const std::string& line) {
+  const OwnedJson got = ParseJson(row);
+  const OwnedJson wanted = ParseJson(line);
+  if (got == nullptr || wanted == nullptr) return "no JSON";
+  const char* name = nullptr;
+  json_t* value = nullptr;
+  json_object_foreach(got.get(), name, value) {
+    json_t* other = json_object_get(wanted.get(), name);
+    if (!(other == nullptr ? json_is_null(value) : SameValue(value, other))) return name;
+  }
+  json_object_foreach(wanted.get(), name, value) {
+    if (json_object_get(got.get(), name) != nullptr || std::string(name) == "_id" ||
+        std::string(name) == "_row")
+      continue;
+    if (!json_is_null(value) && json_array_size(value) + (json_is_array(value) ? 0U : 1U) != 0) return name;
+  }
+  return "";
+}
+
+void ExpectLines(const Strings& rows, const Strings& lines) {
+  ASSERT_EQ(rows.size(), lines.size());
+  for (size_t i = 0; i < rows.size(); ++i)
+    EXPECT_EQ(Difference(rows[i], lines[i]), "") << rows[i] << "\n" << lines[i];
+}
+
+}  // namespace
+
+TEST(Arrow, HasARowForEachInnermostRow) {
+  const Result result = ViewBytes(TwoKlines(), kCloses);
+  EXPECT_EQ(result.code, 0) << result.err;
+  EXPECT_EQ(RowsOf(result.out),
+            (Strings{R"({"Obj":"SH600000","Data.ShiJian":20240617,"Data.ShouPanJia":12.34})",
+                     R"({"Obj":"SH600000","Data.ShiJian":20240618,"Data.ShouPanJia":12.5})",
+                     R"({"Obj":"SZ000001","Data.ShiJian":null,"Data.ShouPanJia":null})"}));
+}
+
+TEST(Arrow, NestsTablesInListsIfAsked) {
+  EXPECT_EQ(RowsOf(ViewBytes(TwoKlines(), With(kCloses, {"--nested"})).out),
+            (Strings{R"({"Obj":"SH600000","Data":[{"ShiJian":20240617,"ShouPanJia":12.34},)"
+                     R"({"ShiJian":20240618,"ShouPanJia":12.5}]})",
+                     R"({"Obj":"SZ000001","Data":null})"}));
+}
+
+TEST(Arrow, TellsWhatItsColumnsAre) {
+  const arrow_reader::Stream stream = arrow_reader::Read(ViewBytes(TwoKlines(), kCloses).out);
+  EXPECT_EQ(stream.schema.metadata, (std::vector<std::pair<std::string, std::string>>{
+                                        {"id", "21"}, {"payload", "QuoteKlineSingle"}}));
+  ASSERT_EQ(stream.schema.children.size(), 3U);
+  ASSERT_FALSE(stream.schema.children[2].metadata.empty());
+  EXPECT_EQ(stream.schema.children[2].metadata[0], (std::pair<std::string, std::string>{"heading", "Close"}));
+}
+
+TEST(Arrow, TakesTypesAndDecodes) {
+  const Result typed = View({"--to", "arrow", "--type", "DaDan", Sample("typed-1-DaDan")});
+  EXPECT_EQ(typed.code, 0) << typed.err;
+  EXPECT_EQ(arrow_reader::Read(typed.out).schema.metadata.back(),
+            (std::pair<std::string, std::string>{"type", "DaDan"}));
+  const Result decoded = View({"--to", "arrow", "--decode", Sample("22-QuoteTickSingle")});
+  EXPECT_EQ(decoded.code, 0) << decoded.err;
+  EXPECT_GT(RowsOf(decoded.out).size(), 0U);
+}
+
+// Every sample says the same as ndjson does.
+TEST(Arrow, HasTheLinesOfNdjson) {
+  int streams = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(SAMPLE_DIR)) {
+    const std::string name = entry.path().stem().string();
+    if (entry.path().extension() != ".bin" || name == "damaged") continue;
+    Strings more;
+    if (name.substr(0, 6) == "typed-") more = {"--type", name.substr(6, name.find('-', 6) - 6)};
+    if (name == "22-QuoteTickSingle") more = {"--decode"};
+    SCOPED_TRACE(name);
+    const Result arrow = View(With({"--to", "arrow", Sample(name)}, more));
+    EXPECT_EQ(arrow.code, 0) << arrow.err;
+    ExpectLines(RowsOf(arrow.out), LinesOf(View(With({"--to", "ndjson", Sample(name)}, more)).out));
+    const Result nested = View(With({"--to", "arrow", "--nested", Sample(name)}, more));
+    EXPECT_EQ(nested.code, 0) << nested.err;
+    const Strings rows = RowsOf(nested.out);
+    EXPECT_TRUE(!rows.empty() && rows.back()[0] == '{') << rows.back();
+    ++streams;
+  }
+  EXPECT_GT(streams, 35);
+}
+
+TEST_F(Files, ArrowTellsFileAndReplyWhereThereAreSeveral) {
+  const std::string stream = Write("a.stream", StreamOf(SmallTable(), 2));
+  const std::string one = Write("b.bin", SmallTable());
+  EXPECT_EQ(RowsOf(View({"--to", "arrow", "--columns", "Name", stream}).out)[3],
+            R"({"_reply":2,"Name":"平安银行"})");
+  const Strings both = RowsOf(View({"--to", "arrow", "--columns", "Name", stream, one}).out);
+  ASSERT_EQ(both.size(), 9U);
+  EXPECT_EQ(both[3], R"({"_file":")" + stream + R"(","_reply":2,"Name":"平安银行"})");
+  EXPECT_EQ(both[8], R"({"_file":")" + one + R"(","_reply":1,"Name":"x"})");
+}
+
+// ---- what cannot be shown ---------------------------------------------------------------------------------
+
+TEST_F(Files, ArrowSaysWhichRepliesAreNotInIt) {
+  const std::string stream = Framed(TwoKlines()) + Framed("\x08") + Framed(Reply("Id: 27")) +
+                             Framed(Reply("Id: 21")) + Framed(TwoKlines());
+  const std::string path = Write("a.stream", stream);
+  const std::string at = path + ": reply ";
+  const Result result = View(With(kCloses, {"--from", "delimited", path}));
+  EXPECT_EQ(result.code, 1);
+  EXPECT_EQ(RowsOf(result.out).size(), 6U);
+  const Strings errors = LinesOf(result.err);
+  ASSERT_EQ(errors.size(), 3U);
+  EXPECT_EQ(errors[0].find("tesview: " + at + "2 at offset "), 0U) << errors[0];
+  EXPECT_NE(errors[1].find(": Id 27, not 21"), std::string::npos) << errors[1];
+  EXPECT_NE(errors[2].find("reply 4 at offset"), std::string::npos) << errors[2];
+  // Strict, the rows before it are there, and the stream is whole.
+  const Result strict = View(With(kCloses, {"--strict", "--from", "delimited", path}));
+  EXPECT_EQ(strict.code, 1);
+  EXPECT_EQ(LinesOf(strict.err), (Strings{errors[0]}));
+  EXPECT_EQ(RowsOf(strict.out).size(), 3U);
+}
+
+TEST_F(Files, ArrowOfWireTablesHasTheColumnsOfTheFirst) {
+  const std::string other = Wire("Info { Name: 'Other' Type: 115 } Data { Index: 0 sValues: 'x' }");
+  const std::string path = Write(
+      "a.stream", Framed(Reply("Id: 22")) + Framed(SmallTable()) + Framed(other) + Framed(SmallTable()));
+  const Result result = View({"--to", "arrow", path});
+  EXPECT_EQ(result.code, 1);
+  EXPECT_EQ(RowsOf(result.out).size(), 6U);
+  EXPECT_NE(result.err.find("reply 1 at offset 0: Id 22, not 3"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find(": it has other columns"), std::string::npos) << result.err;
+}
+
+TEST(Arrow, OfRepliesWithoutRowsHasTheirColumns) {
+  const Result result = ViewBytes(Reply("Id: 21"), kCloses);
+  EXPECT_EQ(result.code, 1);
+  const arrow_reader::Stream stream = arrow_reader::Read(result.out);
+  EXPECT_EQ(stream.fault, "");
+  EXPECT_EQ(stream.schema.children.size(), 3U);
+  EXPECT_EQ(stream.batches.size(), 0U);
+  // Nothing tells columns here.
+  EXPECT_EQ(ViewBytes(Reply("Id: 22"), {"--to", "arrow"}).out, "");
+}
+
+TEST(Arrow, RefusesWhatItsReadersDo) {
+  const auto error = [](const Strings& arguments) {
+    const Result result = ViewBytes("", With({"--to", "arrow"}, arguments));
+    EXPECT_EQ(result.code, 2);
+    return result.err;
+  };
+  EXPECT_NE(error({"--head", "3"}).find("--to arrow takes no --head or --tail"), std::string::npos);
+  EXPECT_NE(error({"--tail", "3"}).find("--to arrow takes no --head or --tail"), std::string::npos);
+  EXPECT_NE(error({"--path", "0/Data"}).find("--path is for a single table"), std::string::npos);
+  EXPECT_NE(error({"--time", "iso"}).find("times stay as the columns have them"), std::string::npos);
+  EXPECT_NE(ViewBytes("", {"--nested"}).err.find("--nested takes --to arrow with it"), std::string::npos);
+  const Result none = ViewBytes(TwoKlines(), {"--to", "arrow", "--columns", "Nothing"});
+  EXPECT_EQ(none.code, 1);
+  EXPECT_NE(none.err.find("no column \"Nothing\" in this table"), std::string::npos) << none.err;
+}
+
+TEST(Arrow, IsNotForATerminal) {
+  if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
+  How how;
+  how.terminal_out = true;
+  const Result result = View({"--to", "arrow", Sample("21-QuoteKlineSingle")}, how);
+  EXPECT_EQ(result.code, 2);
+  EXPECT_EQ(result.err,
+            "tesview: a terminal cannot show Arrow; take a file or a pipe (tesview --help tells more)\n");
+}
+
+// ---- many replies -----------------------------------------------------------------------------------------
+
+TEST_F(Files, ArrowOfManyJobsHasTheRowsOfOne) {
+  std::string stream;
+  for (int i = 0; i < 20000; ++i)
+    stream += Framed(i % 1000 == 999 ? std::string("\x08") : TwoKlines());
+  const std::string path = Write("a.stream", stream);
+  const Result one = View(With(kCloses, {path}));
+  const Result two = View(With(kCloses, {"--jobs", "2", path}));
+  EXPECT_EQ(one.out, two.out);
+  EXPECT_EQ(one.err, two.err);
+  EXPECT_EQ(one.code, 1);
+  EXPECT_EQ(two.code, 1);
+  const Strings rows = RowsOf(one.out);
+  ASSERT_EQ(rows.size(), 3U * (20000 - 20));
+  EXPECT_EQ(rows.back(), R"({"_reply":19999,"Obj":"SZ000001","Data.ShiJian":null,"Data.ShouPanJia":null})");
+}
+
+TEST(Arrow, OfAnyLengthTakesBoundedMemory) {
+  if (kSanitized) GTEST_SKIP() << "sanitizers keep freed memory";
+  const auto view = [](int count, const std::string& jobs) {
+    How how;
+    how.feed = [count](int fd) {
+      const std::string block = StreamOf(TwoKlines(), 5000);
+      for (int i = 0; i < count; ++i) {
+        for (size_t sent = 0; sent < block.size();) {
+          const ssize_t n = write(fd, block.data() + sent, block.size() - sent);
+          if (n <= 0) return;
+          sent += static_cast<size_t>(n);
+        }
+      }
+    };
+    return View({"--to", "arrow", "--columns", "Obj", "--jobs", jobs, "--from", "delimited"}, how);
+  };
+  for (const std::string jobs : {"1", "2"}) {
+    const Result few = view(4, jobs);
+    const Result many = view(20, jobs);
+    EXPECT_EQ(arrow_reader::Read(many.out).fault, "");
+    EXPECT_LT(many.most_memory, few.most_memory + 16 * 1024) << jobs;
+  }
+}
+
+// What has come whole is given when the source pauses.
+TEST(Arrow, ComesWhenTheSourcePauses) {
+  for (const std::string jobs : {"1", "2"}) {
+    int ready[2];
+    ASSERT_EQ(pipe(ready), 0);
+    How how;
+    how.feed = [&](int fd) {
+      const std::string reply = Framed(TwoKlines());
+      EXPECT_EQ(write(fd, reply.data(), reply.size()), static_cast<ssize_t>(reply.size()));
+      char byte = 0;
+      EXPECT_EQ(read(ready[0], &byte, 1), 1);
+      EXPECT_EQ(write(fd, reply.data(), reply.size()), static_cast<ssize_t>(reply.size()));
+    };
+    how.after = 1;
+    how.then = [&](int) { EXPECT_EQ(write(ready[1], "x", 1), 1); };
+    const Result result = View(With(kCloses, {"--jobs", jobs, "--from", "delimited"}), how);
+    EXPECT_EQ(arrow_reader::Read(result.out).batches.size(), 2U) << jobs;
+    EXPECT_EQ(RowsOf(result.out).size(), 6U);
+    close(ready[0]);
+    close(ready[1]);
+  }
+}
+
+TEST_F(Files, ArrowEndsQuietlyWhenItsReaderHasGone) {
+  const std::string path = Write("a.stream", StreamOf(TwoKlines(), 50000));
+  const Result result = program::Shell("{ tesview --to arrow a.stream; echo $? >&2; } | head -c 1000 | wc -c",
+                                       std::filesystem::path(viewer::Program()).parent_path(), directory_);
+  EXPECT_EQ(result.err, "0\n");
+}
+
+TEST_F(Files, AnInterruptLeavesWholeBatches) {
+  const std::string path = Write("a.stream", StreamOf(TwoKlines(), 100000));
+  How how;
+  how.after = 100000;
+  how.then = [](int process) {
+    kill(process, SIGINT);
+    usleep(50000);
+  };
+  const Result result = View(With(kCloses, {path}), how);
+  EXPECT_EQ(result.signal, SIGINT);
+  const arrow_reader::Stream stream = arrow_reader::Read(result.out);
+  EXPECT_GT(stream.batches.size(), 0U);
+  // Only the mark of the end is not there.
+  EXPECT_EQ(stream.fault, "cut off");
+}
