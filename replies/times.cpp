@@ -77,6 +77,16 @@ bool ReadUnix(int64_t seconds, Moment* moment) {
   return true;
 }
 
+// Days since 1970-01-01, of the Gregorian calendar at all times.
+int64_t DaysSince1970(const Moment& moment) {
+  int64_t days = moment.day - 1;
+  for (int month = 1; month < moment.month; ++month)
+    days += DaysIn(month, moment.year);
+  const int64_t before = moment.year - 1;
+  constexpr int64_t kDaysBefore1970 = 719162;
+  return days + before * 365 + before / 4 - before / 100 + before / 400 - kDaysBefore1970;
+}
+
 bool Read(TimeKind kind, int64_t value, Moment* moment) {
   if (value < 0) return false;
   switch (kind) {
@@ -158,6 +168,15 @@ char* WriteTime(char* to, TimeKind kind, int64_t value) {
   *to++ = ' ';
   to = WriteTimeOfDay(to, moment);
   return kind == TimeKind::kUnixMilli ? WriteMilli(to, moment) : to;
+}
+
+std::optional<int64_t> MillisOf(TimeKind kind, int64_t value) {
+  Moment moment;
+  if (!Read(kind, value, &moment)) return std::nullopt;
+  const bool of_a_day = kind == TimeKind::kTimeOfDay || kind == TimeKind::kHourMinute;
+  const int64_t days = of_a_day ? 0 : DaysSince1970(moment);
+  const int64_t seconds = ((days * 24 + moment.hour) * 60 + moment.minute) * 60 + moment.second;
+  return seconds * 1000 + moment.milli;
 }
 
 }  // namespace replies

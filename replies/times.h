@@ -1,9 +1,10 @@
-// Times as the columns of tables have them, as text.
+// Times as the columns of tables have them, as text and as milliseconds.
 #ifndef REPLIES_TIMES_H_
 #define REPLIES_TIMES_H_
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 
 #include "replies/columns.h"
 
@@ -34,6 +35,10 @@ constexpr size_t kTimeRoom = 32;
 // "2024-06-17 15:00:00", "2024-06-17", "15:00:00", "15:00" in Beijing time, written to a place with that
 // room; returns the end. Null, and nothing is written, for a value that is no time of the kind.
 char* WriteTime(char* to, TimeKind kind, int64_t value);
+
+// Milliseconds of the same clock: since 1970-01-01 00:00:00 in Beijing, or for a time of day since midnight.
+// Null for a value that is no time of the kind.
+std::optional<int64_t> MillisOf(TimeKind kind, int64_t value);
 
 }  // namespace replies
 

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 
 namespace replies {
@@ -23,6 +24,23 @@ TEST(Times, AreWrittenByTheirKind) {
   EXPECT_EQ(Text(TimeKind::kUnix, 1718607600), "2024-06-17 15:00:00");
   EXPECT_EQ(Text(TimeKind::kUnixMilli, 1718607600042), "2024-06-17 15:00:00.042");
   EXPECT_EQ(Text(TimeKind::kUnix, 1), "1970-01-01 08:00:01");
+}
+
+TEST(Times, AreMillisecondsOfTheSameClock) {
+  // 2024-06-17 is 19891 days after 1970-01-01: 54 years with 13 leap days, and 31 + 29 + 31 + 30 + 31 + 16.
+  constexpr int64_t kDay = 86400000;
+  EXPECT_EQ(MillisOf(TimeKind::kDate, 20240617), 19891 * kDay);
+  EXPECT_EQ(MillisOf(TimeKind::kDateTime, 20240617150001), 19891 * kDay + (15 * 3600 + 1) * 1000);
+  EXPECT_EQ(MillisOf(TimeKind::kTimeOfDay, 93005), (9 * 3600 + 30 * 60 + 5) * 1000);
+  EXPECT_EQ(MillisOf(TimeKind::kHourMinute, 931), (9 * 3600 + 31 * 60) * 1000);
+  EXPECT_EQ(MillisOf(TimeKind::kUnix, 1718607600), 19891 * kDay + 15 * 3600 * 1000);
+  EXPECT_EQ(MillisOf(TimeKind::kUnixMilli, 1718607600042), 19891 * kDay + 15 * 3600 * 1000 + 42);
+  EXPECT_EQ(MillisOf(TimeKind::kDate, 19700101), 0);
+  EXPECT_EQ(MillisOf(TimeKind::kDate, 19691231), -kDay);
+  // 400 years have 146097 days.
+  EXPECT_EQ(MillisOf(TimeKind::kDate, 15700101), -146097 * kDay);
+  EXPECT_EQ(MillisOf(TimeKind::kDate, 20230229), std::nullopt);
+  EXPECT_EQ(MillisOf(TimeKind::kNone, 20240617), std::nullopt);
 }
 
 TEST(Times, KnowTheCalendar) {
