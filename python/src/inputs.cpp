@@ -1,0 +1,144 @@
+#include "inputs.h"
+
+#include <array>
+#include <cstring>
+#include <utility>
+
+#include "replies/source.h"
+#include "replies/text_form.h"
+
+namespace tesparser_python {
+namespace {
+
+namespace py = pybind11;
+using replies::Form;
+using replies::InputError;
+
+Form FormOf(const std::string& word) {
+  constexpr std::array<std::pair<const char*, Form>, 7> kForms = {{{"auto", Form::kAuto},
+                                                                   {"raw", Form::kRaw},
+                                                                   {"delimited", Form::kDelimited},
+                                                                   {"hex", Form::kHex},
+                                                                   {"base64", Form::kBase64},
+                                                                   {"lines", Form::kLines},
+                                                                   {"text", Form::kText}}};
+  for (const auto& [name, form] : kForms) {
+    if (word == name) return form;
+  }
+  throw py::value_error("no form \"" + word + "\"; known: auto, raw, delimited, hex, base64, lines, text");
+}
+
+// Ctrl-C is looked at before each read; elsewhere than on the main thread there is none.
+void CheckSignals() {
+  const py::gil_scoped_acquire locked;
+  if (PyErr_CheckSignals() != 0) throw py::error_already_set();
+}
+
+// An object of Python's that has read(size).
+class ObjectSource : public replies::ByteSource {
+ public:
+  explicit ObjectSource(PyObject* object) : object_(object) {}
+
+  size_t Read(char* to, size_t size) override {
+    const py::gil_scoped_acquire locked;
+    if (PyErr_CheckSignals() != 0) throw py::error_already_set();
+    const py::object got = py::handle(object_).attr("read")(size);
+    if (!PyObject_CheckBuffer(got.ptr()))
+      throw py::type_error("read() gave no bytes; open the file in binary mode");
+    const py::buffer_info bytes = py::reinterpret_borrow<py::buffer>(got).request();
+    const auto count = static_cast<size_t>(bytes.size * bytes.itemsize);
+    if (count > size) throw py::value_error("read() gave more bytes than were asked for");
+    std::memcpy(to, bytes.ptr, count);
+    return count;
+  }
+
+ private:
+  PyObject* object_;  // kept by whoever has this
+};
+
+}  // namespace
+
+Inputs::Inputs(const py::list& sources, const std::string& form) : form_(FormOf(form)) {
+  for (const py::handle& each : sources) {
+    const auto pair = py::cast<std::pair<std::string, py::object>>(each);
+    sources_.push_back({pair.first, pair.second, {}});
+  }
+  for (Source& source : sources_) {
+    if (!PyObject_CheckBuffer(source.object.ptr())) continue;
+    if (PyObject_GetBuffer(source.object.ptr(), &source.memory, PyBUF_SIMPLE) != 0) {
+      // The destructor does not run, so what is held already is let go here.
+      const py::error_already_set error;
+      for (Source& held : sources_)
+        PyBuffer_Release(&held.memory);
+      throw py::error_already_set(error);
+    }
+  }
+}
+
+Inputs::~Inputs() {
+  for (Source& source : sources_)
+    PyBuffer_Release(&source.memory);
+}
+
+bool Inputs::Open() {
+  if (next_ == sources_.size()) return false;
+  const Source& source = sources_[next_++];
+  name_ = source.name;
+  number_ = 0;
+  offset_ = 0;
+  if (source.memory.obj != nullptr) {
+    source_ = std::make_unique<replies::MemorySource>(std::string_view(
+        static_cast<const char*>(source.memory.buf), static_cast<size_t>(source.memory.len)));
+  } else if (source.object.is_none()) {
+    auto file = std::make_unique<replies::FileSource>(name_);
+    file->OnWait(CheckSignals);
+    source_ = std::move(file);
+  } else {
+    source_ = std::make_unique<ObjectSource>(source.object.ptr());
+  }
+  reader_ = std::make_unique<replies::ReplyReader>(
+      source_.get(), form_, [](const std::string& text, std::string* bytes, std::string* error) {
+        return replies::TextToBytes(text, false, bytes, error);
+      });
+  return true;
+}
+
+void Inputs::Close() {
+  done_ += reader_->position();
+  lookalikes_ += reader_->lookalikes().lines;
+  reader_.reset();
+  source_.reset();
+}
+
+replies::Next Inputs::ReadOne(replies::Reply* reply, std::string* error) {
+  while (reader_ != nullptr || Open()) {
+    const replies::Next next = reader_->Read(reply, error);
+    if (next != replies::Next::kEnd) {
+      // A reply that is lost is counted by the reader, and its place told in the words of the error.
+      number_ = next == replies::Next::kReply ? reply->number : number_ + 1;
+      offset_ = next == replies::Next::kReply ? reply->offset : reader_->position();
+      return next;
+    }
+    Close();
+  }
+  return replies::Next::kEnd;
+}
+
+replies::Next Inputs::Read(replies::Reply* reply, std::string* error) {
+  try {
+    return ReadOne(reply, error);
+  } catch (const InputError& failed) {
+    throw InputError(name_ + ": " + failed.what());
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (...) {
+    KeepRaised();
+    throw InputError(name_ + ": the reading was broken off");
+  }
+}
+
+void Inputs::Rethrow() {
+  if (raised_) std::rethrow_exception(std::exchange(raised_, nullptr));
+}
+
+}  // namespace tesparser_python

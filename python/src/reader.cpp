@@ -1,0 +1,128 @@
+#include "reader.h"
+
+#include <pybind11/numpy.h>
+#include <pybind11/stl.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "arrow_columns.h"
+#include "errors.h"
+#include "inputs.h"
+#include "replies/source.h"
+#include "replies/wire.h"
+
+namespace tesparser_python {
+namespace {
+
+namespace py = pybind11;
+using replies::Next;
+using replies::Reply;
+
+// What a path leads to: the files, in order, and the bytes of all of them, 0 where that is not known. Paths
+// are bytes, as any are allowed in them.
+py::tuple Files(const std::string& path) {
+  const replies::InputFiles files = replies::FindFiles({path});
+  if (!files.errors.empty()) RaiseOsError(files.errors[0]);
+  py::list paths;
+  for (const std::string& file : files.paths)
+    paths.append(py::bytes(file));
+  return py::make_tuple(paths, files.bytes);
+}
+
+// Raw replies.
+class ReplyIterator {
+ public:
+  ReplyIterator(const py::list& sources, const std::string& form) : inputs_(sources, form) {}
+
+  // (bytes, number, offset, source).
+  py::tuple Next() {
+    std::string error;
+    const replies::Next next = Read(&error);
+    if (next == replies::Next::kEnd) throw py::stop_iteration();
+    if (next == replies::Next::kBad) RaiseMisfit(error, inputs_.number(), inputs_.offset(), inputs_.name());
+    return py::make_tuple(py::bytes(reply_.bytes), reply_.number, reply_.offset,
+                          TextToPython(inputs_.name()));
+  }
+
+  uint64_t position() const { return inputs_.position(); }
+
+ private:
+  replies::Next Read(std::string* error) {
+    try {
+      const py::gil_scoped_release unlocked;
+      return inputs_.Read(&reply_, error);
+    } catch (const replies::InputError& failed) {
+      inputs_.Rethrow();
+      RaiseOsError(failed.what());
+    }
+  }
+
+  Inputs inputs_;
+  Reply reply_;
+};
+
+template <class T>
+py::array_t<T> ArrayOf(const std::vector<T>& values) {
+  return py::array_t<T>(static_cast<py::ssize_t>(values.size()), values.data());
+}
+
+// Where replies are, without a look into them but for their Ids.
+class Scan {
+ public:
+  Scan(const py::list& sources, const std::string& form) : inputs_(sources, form) {}
+
+  py::tuple Run() {
+    try {
+      const py::gil_scoped_release unlocked;
+      ReadAll();
+    } catch (const replies::InputError& failed) {
+      inputs_.Rethrow();
+      RaiseOsError(failed.what());
+    }
+    return py::make_tuple(ArrayOf(offsets_), ArrayOf(lengths_), ArrayOf(ids_), ArrayOf(sources_), errors_);
+  }
+
+ private:
+  void ReadAll() {
+    Reply reply;
+    std::string error;
+    while (true) {
+      const Next next = inputs_.Read(&reply, &error);
+      if (next == Next::kEnd) return;
+      if (next == Next::kBad) {
+        const py::gil_scoped_acquire locked;
+        errors_.append(TextToPython(inputs_.name() + ": " + error));
+        continue;
+      }
+      int32_t id = -1;
+      offsets_.push_back(static_cast<int64_t>(reply.offset));
+      lengths_.push_back(static_cast<int64_t>(reply.bytes.size()));
+      sources_.push_back(inputs_.index());
+      ids_.push_back(replies::FindId(reply.bytes, &id) ? id : -1);
+    }
+  }
+
+  Inputs inputs_;
+  std::vector<int64_t> offsets_;
+  std::vector<int64_t> lengths_;
+  std::vector<int32_t> ids_;
+  std::vector<int32_t> sources_;
+  py::list errors_;
+};
+
+}  // namespace
+
+void BindReader(py::module_* module) {
+  module->def("files", Files);
+  py::class_<ReplyIterator>(*module, "ReplyIterator")
+      .def(py::init<const py::list&, const std::string&>())
+      .def("next", &ReplyIterator::Next)
+      .def_property_readonly("position", &ReplyIterator::position);
+  module->def("scan",
+              [](const py::list& sources, const std::string& form) { return Scan(sources, form).Run(); });
+}
+
+}  // namespace tesparser_python

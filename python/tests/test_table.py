@@ -1,0 +1,195 @@
+"""Tables: rows, cells, columns as arrays, frames, and what is printed."""
+
+import random
+
+import numpy as np
+import pandas as pd
+import pytest
+
+import arrow_reader
+import tesparser
+import wire
+
+
+@pytest.fixture
+def quotes(sample):
+    return tesparser.table(sample("20-QuoteDynaSingle"))
+
+
+@pytest.fixture
+def bars(sample):
+    return tesparser.table(sample("21-QuoteKlineSingle"))[0, "Data"]
+
+
+@pytest.fixture
+def wire_table(sample):
+    return tesparser.table(sample("3-wire-table"))
+
+
+def test_rows_and_cells_by_number_and_name(quotes):
+    assert (quotes.id, quotes.name, len(quotes)) == (20, "", 8)
+    assert quotes.columns == ("Obj", "Data") and quotes.types == ("s", "t")
+    assert quotes[0, "Obj"] == quotes[0, 0] == quotes[-8, -2] == quotes[0]["Obj"] == quotes[0][0] == "SH600000"
+    assert quotes["Obj"] == [row["Obj"] for row in quotes] == [quotes[i, 0] for i in range(8)]
+    assert [row.index for row in quotes[2:8:3]] == [2, 5]
+    row = quotes[0]
+    assert len(row) == 2 and row.keys() == ("Obj", "Data") and list(row)[0] == "SH600000"
+    assert dict(row)["Obj"] == "SH600000" and row.values()[0] == "SH600000"
+    # 8.16 is sent as 816 with two decimals.
+    assert row["Data"][0, "ZuiXinJia"] == 8.16
+    assert isinstance(row["Data"], tesparser.Table) and row["Data"].id == 20
+
+
+@pytest.mark.parametrize("key, error", [(8, IndexError), (-9, IndexError), ("obj", KeyError), ((0, "x"), KeyError), ((0, 2), IndexError), (2**40, IndexError)])
+def test_what_is_not_there(quotes, key, error):
+    with pytest.raises(error):
+        quotes[key]
+
+
+def test_unset_cells_are_none(wire_table):
+    assert wire_table["QuanZhong"] == [0.125, 0.25, 0.0625, None, None]
+    assert wire_table[4, "FenShi"] is None
+    assert wire_table["BiaoZhi"][:3] == [b"\1\0", b"\1\2\3", b""]
+    assert wire_table["GaiNian"] == [None] * 5
+
+
+def test_numpy_without_a_copy(bars):
+    close = bars.to_numpy("ShouPanJia")
+    assert isinstance(close, np.ma.MaskedArray) and close.dtype == np.float64 and close.shape == (240,)
+    assert np.shares_memory(close.data, bars.to_numpy("ShouPanJia").data)
+    assert close.mask is np.ma.nomask and not close.data.flags.writeable
+    assert close.tolist() == bars["ShouPanJia"]
+    with pytest.raises(ValueError):
+        close.data[0] = 1
+
+
+def test_numpy_masks_what_is_unset(wire_table):
+    column = wire_table.to_numpy("QuanZhong")
+    assert column.mask.tolist() == [False, False, False, True, True]
+    assert column.data[3] == 0 and column.dtype == np.float64
+    assert wire_table.to_numpy("DaiMa").tolist() == wire_table["DaiMa"]
+    children = wire_table.to_numpy("FenShi")
+    assert children.mask.tolist() == [False] * 4 + [True] and children[0].columns == wire_table[0, "FenShi"].columns
+
+
+def test_counted_cells_have_two_dimensions(sample):
+    table = tesparser.table(sample("typed-1-DaDan"), "DaDan")
+    inner = next(name for name, letter in zip(table.columns, table.types) if letter == "t")
+    child = table[0, inner]
+    counted = [(name, letter) for name, letter in zip(child.columns, child.types) if len(letter) > 1]
+    for name, letter in counted:
+        array = child.to_numpy(name)
+        assert array.shape == (len(child), int(letter[:-1])) and array.tolist() == child[name]
+
+
+def test_frames_have_the_types_that_users_expect(wire_table, bars):
+    frame = wire_table.to_pandas(flat=False)
+    assert frame["DaiMa"].dtype == object and frame["QuanZhong"].dtype == np.float64
+    assert np.isnan(frame["QuanZhong"][3])
+    assert frame["FenShi"][4] is None and frame["FenShi"][0][0]["ShiJian"] == 930
+    flat = wire_table.to_pandas()
+    assert len(flat) == 3 + 4 + 3 + 4 + 1
+    assert flat["DaiMa"].tolist()[:3] == ["SH600000"] * 3
+    assert bars.to_pandas()["ChiCang"].dtype == np.int64
+    # A frame is its own: what is written to it does not reach the table.
+    frame = bars.to_pandas()
+    frame.loc[0, "ShouPanJia"] = -1.0
+    assert bars[0, "ShouPanJia"] == 8.19
+
+
+def test_nullable_integers(schema):
+    message = schema.reply(28)
+    for value in (100, None, 300):
+        each = message.RepDataPaiXu.add(Obj="SH600000")
+        if value is not None:
+            each.Value = value
+    frame = tesparser.table(message.SerializeToString()).to_pandas()
+    assert frame["Value"].dtype == np.float64 and frame["Value"].isna().tolist() == [False, True, False]
+    assert frame["HasBits"].dtype == np.int64
+    # By the schema alone the numbers stay as they were sent, and an integer that did not arrive is NA.
+    plain = tesparser.read(schema_ticks(schema), id=22, decode=True).to_pandas()
+    nullable = [dtype for dtype in plain.dtypes if isinstance(dtype, pd.core.arrays.integer.IntegerDtype)]
+    assert nullable
+
+
+def schema_ticks(schema):
+    """Two ticks: one with required fields alone, one with a number in each of its integers."""
+    message = schema.reply(22)
+    chance = random.Random(1)
+    each = message.RepDataQuoteTickSingle.add(Obj="SH600000")
+    for whole in (False, True):
+        tick = each.Data.add()
+        for field in tick.DESCRIPTOR.fields:
+            if field.label == field.LABEL_REQUIRED or (whole and field.label == field.LABEL_OPTIONAL and field.message_type is None):
+                setattr(tick, field.name, wire.value_of(field, chance))
+    return message.SerializeToString()
+
+
+def test_prints_itself(quotes, wire_table):
+    lines = repr(quotes).splitlines()
+    assert lines[0] == "Table of 20 (QuoteDynaSingle): 8 rows, 2 columns"
+    assert lines[1].split() == ["Obj", "Data"] and lines[2].split() == ["SH600000", "[1", "row]"]
+    assert len(lines) == 10
+    assert repr(quotes[0]) == "Row 0: Obj=SH600000, Data=[1 row]"
+    # East Asian letters take two columns: what is behind them is aligned all the same.
+    rows = repr(wire_table).splitlines()
+    ends = {line.index(text) + len(text) + sum("\u4e00" <= c <= "\u9fff" for c in line) for line, text in zip(rows[2:4], ("8.01", "1568.11"))}
+    assert len(ends) == 1
+
+
+def test_html_is_text_only(schema):
+    message = schema.reply(28)
+    message.RepDataPaiXu.add(Obj="<script>alert(1)</script>", Text="a&b\n\u202e")
+    html = tesparser.table(message.SerializeToString())._repr_html_()
+    assert "<script" not in html and "&lt;script&gt;" in html and "a&amp;b\\n\\u202e" in html
+
+
+def test_types_by_number_and_name(sample):
+    by_name = tesparser.table(sample("typed-103-ZhiBiao3"), "ZhiBiao3")
+    assert by_name.columns == tesparser.table(sample("typed-103-ZhiBiao3"), 103).columns
+    with pytest.raises(KeyError):
+        tesparser.table(b"", "NoSuchLayout")
+    assert tesparser.table(sample("typed-103-ZhiBiao3"), 2**31 - 1) is None
+
+
+def test_reasons(schema):
+    with pytest.raises(tesparser.NotAReply) as broken:
+        tesparser.table(b"\x08\x15\xff")
+    assert broken.value.offset == 2
+    with pytest.raises(tesparser.NotAReply):
+        tesparser.table(b"")
+    message = schema.reply(28)
+    message.RepDataPaiXu.add(Obj="x")
+    message.ClearField("Id")
+    with pytest.raises(tesparser.FieldMissing) as missing:
+        tesparser.table(message.SerializePartialToString())
+    assert missing.value.field == "Id"
+    # A snapshot of which the required instrument is missing.
+    message = schema.reply(20)
+    message.RepDataQuoteDynaSingle.add()
+    with pytest.raises(tesparser.FieldMissing) as missing:
+        tesparser.table(message.SerializePartialToString())
+    assert missing.value.field.startswith("RepDataQuoteDynaSingle")
+    assert isinstance(tesparser.why(bytes([8, 22])), tesparser.NoTableForm) and tesparser.table(bytes([8, 22])) is None
+    assert isinstance(tesparser.why(bytes([8, 21])), tesparser.NothingInIt) and tesparser.table(bytes([8, 21])) is None
+    message = schema.reply(28)
+    message.RepDataPaiXu.add(Obj="x")
+    assert tesparser.why(message.SerializeToString()) is None
+    raw = message.SerializeToString().replace(b"x", b"\xff")
+    with pytest.raises(tesparser.NotExpressible) as text:
+        tesparser.json(raw)
+    assert text.value.field.startswith("RepDataPaiXu") and text.value.field.endswith("Obj")
+    # In a table such a byte is one replacement character.
+    assert tesparser.table(raw)["Obj"] == ["\ufffd"]
+    for each in (tesparser.NotAReply, tesparser.FieldMissing, tesparser.NotExpressible, tesparser.NoTableForm):
+        assert issubclass(each, tesparser.Error) and issubclass(each, ValueError)
+
+
+def test_takes_whatever_holds_bytes(sample):
+    data = sample("20-QuoteDynaSingle")
+    for reply in (data, bytearray(data), memoryview(data), np.frombuffer(data, np.uint8), tesparser.Reply(data)):
+        assert len(tesparser.table(reply)) == 8
+        assert tesparser.json(reply).startswith('{"Id": 20')
+    for wrong in ("text", None, 5):
+        with pytest.raises(TypeError):
+            tesparser.table(wrong)
