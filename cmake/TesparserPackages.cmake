@@ -70,6 +70,21 @@ set(CPACK_DEBIAN_TOOLS_DESCRIPTION "viewer of market-data replies\n\
  files, logs and pipes. The package has sample replies as well.")
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION ${CPACK_DEBIAN_TOOLS_DESCRIPTION})
 
+# The module fits the one Python that it was compiled for.
+if(TESPARSER_PYTHON)
+  list(APPEND CPACK_COMPONENTS_ALL python)
+  math(EXPR next_python "${Python_VERSION_MINOR} + 1")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-tesparser)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+    "${same_version}, python3-numpy, python3 (>= 3.${Python_VERSION_MINOR}), python3 (<< 3.${next_python})")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-pandas, python3-tqdm")
+  set(CPACK_DEBIAN_PYTHON_DESCRIPTION "decoder of market-data replies (Python module)\n\
+ tesparser turns replies of a market-data service into tables, NumPy arrays, data\n\
+ frames of pandas and Arrow streams. This package has the module for Python.")
+  set(CPACK_COMPONENT_PYTHON_DESCRIPTION ${CPACK_DEBIAN_PYTHON_DESCRIPTION})
+endif()
+
 file(WRITE ${PROJECT_BINARY_DIR}/debian/shlibs
   "libtesparser ${PROJECT_VERSION_MAJOR} libtesparser${PROJECT_VERSION_MAJOR} (>= ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})\n"
   "libtsl_base ${PROJECT_VERSION_MAJOR} libtesparser${PROJECT_VERSION_MAJOR} (>= ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})\n")
