@@ -13,7 +13,9 @@
  *  4. Each function says whose its result is. "Freed with" names the function to call, once. "Static" is what
  *     lives as long as the process. "Borrowed" is valid as long as it says, and never freed.
  *  5. Nothing is thrown, and no signal is raised or caught. When memory runs out, the call fails with
- *     TESPARSER_OUT_OF_MEMORY, and the next one works again.
+ *     TESPARSER_OUT_OF_MEMORY, and the next one works again; only a reader or stream in which that happened
+ *     has ended. What protobuf does not survive is to run out of memory in the first JSON of a process, or
+ *     its first reply without a required field: there it makes its descriptors.
  *  6. Any number of threads may call any function at once. What a call returns is not tied to its thread; one
  *     reader, stream or table is used by one thread at a time. A thread must not be cancelled in a call.
  *  7. Options and modes are numbers of the enumerations below. A number that is none of them is refused with
