@@ -147,7 +147,7 @@ std::function<void(const replies::Misfit&)> MisfitCall(const Options& options) {
 }
 
 // Leaves `out` alone where it fails. The reason is told by `error`.
-void Open(std::shared_ptr<Replies> source, const Options& options, ArrowArrayStream* out,
+void Open(const std::shared_ptr<Replies>& source, const Options& options, ArrowArrayStream* out,
           tesparser_error* error) {
   Request request;
   if (source == nullptr || !TakeRequest(options, &request, error)) return;

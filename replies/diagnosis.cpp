@@ -51,7 +51,7 @@ Diagnosis ReplyProblem(std::string_view bytes) {
 }
 
 Diagnosis JsonProblem(std::string_view bytes) {
-  const Diagnosis problem = ReplyProblem(bytes);
+  Diagnosis problem = ReplyProblem(bytes);
   if (problem.reason != Reason::kNone) return problem;
   const auto found = FindInexpressible(bytes, Envelope());
   if (!found) return {};
@@ -84,7 +84,7 @@ bool GivesTable(std::string_view bytes, std::optional<TPType> type) {
 }
 
 Diagnosis TableProblem(std::string_view bytes, std::optional<TPType> type) {
-  const Diagnosis problem = ReplyProblem(bytes);
+  Diagnosis problem = ReplyProblem(bytes);
   if (problem.reason != Reason::kNone) return problem;
   const EnvelopeHead head = ReadHead(bytes);
   const std::string id = IdWithName(head.id);
