@@ -8,7 +8,7 @@ namespace {
 using tsl_base::Table;
 
 TEST(Columns, AreKnownAgainByAllThatTheyAre) {
-  const Table table("a:i;b:2d;a:s;;\xD6\xD0:t", 1);
+  const Table table("a:i;b:2d;a:s;;\xE4\xB8\xAD:t", 1);
   const auto columns = ColumnsOf(table.view());
   ASSERT_EQ(columns.size(), 5U);
   EXPECT_EQ(columns[2].name, "a#2");
@@ -16,13 +16,13 @@ TEST(Columns, AreKnownAgainByAllThatTheyAre) {
   EXPECT_EQ(columns[4].name, "中");
   EXPECT_FALSE(HasColumns(table.view(), {columns[0], columns[1], columns[2]}));
   const auto same = [&](const char* spec) { return HasColumns(Table(spec, 7, "other").view(), columns); };
-  EXPECT_TRUE(same("a:i;b:2d;a:s;;\xD6\xD0:t"));
-  EXPECT_FALSE(same("a:i;b:2d;a:s;;\xD6\xD0:t;more:i"));
-  EXPECT_FALSE(same("a:q;b:2d;a:s;;\xD6\xD0:t"));
-  EXPECT_FALSE(same("a:i;b:3d;a:s;;\xD6\xD0:t"));
-  EXPECT_FALSE(same("A:i;b:2d;a:s;;\xD6\xD0:t"));
-  EXPECT_FALSE(same("a:i;b:2d;c:s;;\xD6\xD0:t"));
-  EXPECT_FALSE(same("a:i;b:2d;a:s;;\xD6\xD1:t"));
+  EXPECT_TRUE(same("a:i;b:2d;a:s;;\xE4\xB8\xAD:t"));
+  EXPECT_FALSE(same("a:i;b:2d;a:s;;\xE4\xB8\xAD:t;more:i"));
+  EXPECT_FALSE(same("a:q;b:2d;a:s;;\xE4\xB8\xAD:t"));
+  EXPECT_FALSE(same("a:i;b:3d;a:s;;\xE4\xB8\xAD:t"));
+  EXPECT_FALSE(same("A:i;b:2d;a:s;;\xE4\xB8\xAD:t"));
+  EXPECT_FALSE(same("a:i;b:2d;c:s;;\xE4\xB8\xAD:t"));
+  EXPECT_FALSE(same("a:i;b:2d;a:s;;\xE4\xB8\xAE:t"));
 }
 
 TEST(Layouts, TablesOfOneSpecShareOne) {
