@@ -27,7 +27,7 @@ template <class T>
 class ArrowOwner {
  public:
   ArrowOwner() = default;
-  explicit ArrowOwner(T value) : value_(value) {}
+  explicit ArrowOwner(const T& value) : value_(value) {}
   ArrowOwner(ArrowOwner&& other) noexcept : value_(other.Move()) {}
   ArrowOwner& operator=(ArrowOwner&& other) noexcept {
     if (this != &other) {

@@ -484,9 +484,8 @@ int TableBatch::Export(size_t count, ArrowArray* out) {
   if (result != 0) return result;
   for (size_t i = 0; i < count; ++i)
     static_cast<void>(tables_[i].release());
-  *out = plan_->flat()
-             ? FlattenTables(std::move(array), plan_->columns(), plan_->shown(), origins, plan_->origin())
-             : NestTables(std::move(array), plan_->columns(), plan_->shown(), origins, plan_->origin());
+  const auto make = plan_->flat() ? FlattenTables : NestTables;
+  *out = make(std::move(array), plan_->columns(), plan_->shown(), origins, plan_->origin());
   return 0;
 }
 
