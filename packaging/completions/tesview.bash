@@ -41,10 +41,10 @@ _tesview() {
       esac
       ;;
     *)
-      options="--help --version --from --to --table --json --pretty --nested --color --style --header --time --width --type --decode --unpack --path --columns --head --tail --jobs --strict --progress"
+      options="--help --version --from --to --table --json --pretty --nested --output --force --open --color --style --header --time --width --type --decode --unpack --path --columns --head --tail --jobs --strict --progress"
       case $before in
         --from) values="auto raw delimited hex base64 lines text" ;;
-        --to) values="table json pretty ndjson csv arrow summary text" ;;
+        --to) values="table json pretty ndjson csv arrow summary text html" ;;
         --color) values="auto always never" ;;
         --style) values="auto box plain" ;;
         --header) values="name en zh" ;;

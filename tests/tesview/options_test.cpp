@@ -26,7 +26,7 @@ TEST(WrongUsage, IsOneLineThatHelps) {
   const std::vector<Usage> cases{
       {{"--colums", "A"}, "unknown option --colums; did you mean \"--columns\"?"},
       {{"--to", "jsn"},
-       "unknown word \"jsn\" for --to; known: table, json, pretty, ndjson, csv, arrow, summary, text"},
+       "unknown word \"jsn\" for --to; known: table, json, pretty, ndjson, csv, arrow, summary, text, html"},
       {{"--from=xml"},
        "unknown word \"xml\" for --from; known: auto, raw, delimited, hex, base64, lines, text"},
       {{"--type", "DaDn"}, "unknown type \"DaDn\" for --type; did you mean \"DaDan\"?"},

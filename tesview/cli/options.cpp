@@ -38,7 +38,7 @@ struct Word {
 
 constexpr Word<To> kTo[] = {{"table", To::kTable},     {"json", To::kJson}, {"pretty", To::kPretty},
                             {"ndjson", To::kNdjson},   {"csv", To::kCsv},   {"arrow", To::kArrow},
-                            {"summary", To::kSummary}, {"text", To::kText}};
+                            {"summary", To::kSummary}, {"text", To::kText}, {"html", To::kHtml}};
 constexpr Word<Form> kFrom[] = {
     {"auto", Form::kAuto}, {"raw", Form::kRaw},       {"delimited", Form::kDelimited},
     {"hex", Form::kHex},   {"base64", Form::kBase64}, {"lines", Form::kLines},
@@ -107,6 +107,9 @@ struct Given {
   bool pretty = false;
   bool nested = false;
   bool strict = false;
+  std::string output;
+  bool force = false;
+  bool open = false;
   IdsRequest ids;
   std::string columns_type;
   std::string columns_to = "table";
@@ -226,7 +229,7 @@ class CommandLine {
                 "--to", given_.to,
                 "Form of output: table (the default), json (one line, as the library writes it), pretty "
                 "(the same over many lines), ndjson, csv, arrow (Arrow's stream format), summary (Id, payload, sizes and times), text "
-                "(protobuf text form).")
+                "(protobuf text form), html (a page for a browser, with tables and charts, in one file).")
             ->type_name("FORM")
             ->group("Output")
             ->take_last();
@@ -238,6 +241,19 @@ class CommandLine {
     app_.add_flag("--pretty", given_.pretty, "As --to pretty.")->group("Output")->excludes(to);
     app_.add_flag("--nested", given_.nested, "With --to arrow, tables as lists, a row for each outer row.")
         ->group("Output");
+    auto* output =
+        app_.add_option("-o,--output", given_.output,
+                        "Write the page of --to html to this file, which must not be there yet. It "
+                        "gets its name when it is whole.")
+            ->type_name("FILE")
+            ->group("Output")
+            ->take_last();
+    app_.add_flag("--force", given_.force, "With --output, replace the file if it is there.")
+        ->group("Output")
+        ->needs(output);
+    app_.add_flag("--open", given_.open, "With --output, open the page in the browser (xdg-open).")
+        ->group("Output")
+        ->needs(output);
     app_.add_option("--color", given_.color,
                     "Colour: always, never, or auto (only in a terminal, and not if NO_COLOR is set).")
         ->type_name("WHEN")
@@ -486,6 +502,7 @@ class CommandLine {
     show.jobs = static_cast<int>(jobs == 0 ? std::min<int64_t>(cores, kMostJobs) : jobs);
     show.progress = ValueOf(kWhen, given_.progress, "--progress");
     UnderstandView(&show.view);
+    UnderstandOutput(&show);
     return show;
   }
 
@@ -539,6 +556,20 @@ class CommandLine {
     view->boxes = style == When::kAlways || (style == When::kAuto && terminal);
     view->width = given_.width.empty() ? TerminalWidth(STDOUT_FILENO)
                                        : static_cast<size_t>(NumberOf(given_.width, "--width", 0, kMost));
+  }
+
+  void UnderstandOutput(ShowRequest* show) const {
+    show->output = given_.output;
+    show->replace = given_.force;
+    show->open = given_.open;
+    const bool html = show->view.to == To::kHtml;
+    if (!html && !show->output.empty())
+      throw UsageError("--output takes --to html; other forms go to > FILE");
+    if (html && show->output.empty() && IsTerminal(STDOUT_FILENO))
+      throw UsageError("a terminal cannot show a page; take -o FILE or a pipe");
+    const View& view = show->view;
+    if (html && (!view.path.empty() || !view.columns.empty() || view.head >= 0 || view.tail >= 0))
+      throw UsageError("--to html takes no --path, --columns, --head or --tail; choose in the page");
   }
 
   // JSON and text form show the reply, not a table.

@@ -36,6 +36,7 @@ void Printer::Print(const ReadItem& read, const Shown& shown) {
   ++replies_;
   bytes_ += read.item.reply.bytes.size();
   if (!shown.error.empty()) return Fail(WhereIs(read.item) + shown.error, kSomeNotShown);
+  if (report_ != nullptr) return report_->Add(read.item, shown.part);
   if (!is_binary) WriteLines(shown);
 }
 
@@ -76,6 +77,7 @@ void Printer::Fail(const std::string& what, ExitCode code) {
   output_->Flush();
   progress_->Clear();
   Complain(what);
+  if (report_ != nullptr) report_->AddFailure(what);
   if (request_.strict) throw StopAtFirst();
 }
 

@@ -9,6 +9,7 @@
 #include "tesview/commands/exit_code.h"
 #include "tesview/commands/reply_files.h"
 #include "tesview/commands/requests.h"
+#include "tesview/report/report.h"
 #include "tesview/show/show.h"
 #include "tesview/terminal/output.h"
 #include "tesview/terminal/progress.h"
@@ -23,6 +24,9 @@ class Printer {
  public:
   // `code` is raised with each failure.
   Printer(const ShowRequest& request, Output* output, Progress* progress, ExitCode* code);
+
+  // What was shown goes into a report, which stays the caller's, and not to the output.
+  void PrintInto(Report* report) { report_ = report; }
 
   void Print(const ReadItem& read, const Shown& shown);
   // What was printed goes out now.
@@ -39,6 +43,7 @@ class Printer {
   Output* output_;
   Progress* progress_;
   ExitCode* code_;
+  Report* report_ = nullptr;
   const bool output_is_terminal_;
   std::string last_header_;
   uint64_t replies_ = 0;

@@ -23,6 +23,9 @@ struct ShowRequest {
   int jobs = 1;
   bool strict = false;
   When progress = When::kAuto;
+  std::string output;    // a file to make; empty for standard output
+  bool replace = false;  // also where there is such a file already
+  bool open = false;     // in the program that the desktop has for it
 };
 
 struct IdsRequest {

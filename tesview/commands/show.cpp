@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <algorithm>
 #include <memory>
 
 #include "tesview/commands/arrow_renderer.h"
@@ -8,7 +9,12 @@
 #include "tesview/commands/printer.h"
 #include "tesview/commands/renderer.h"
 #include "tesview/commands/reply_files.h"
+#include "tesview/report/page.h"
+#include "tesview/report/report.h"
+#include "tesview/terminal/complain.h"
 #include "tesview/terminal/interrupt.h"
+#include "tesview/terminal/open_file.h"
+#include "tesview/terminal/output_file.h"
 #include "tesview/terminal/progress.h"
 #include "tesview/terminal/terminal.h"
 
@@ -25,21 +31,67 @@ std::unique_ptr<Renderer> RendererFor(const ShowRequest& request) {
   return std::make_unique<LineRenderer>(request.view);
 }
 
-}  // namespace
+void ShowAll(const ShowRequest& request, ReplyFiles* files, Printer* printer) {
+  const std::unique_ptr<Renderer> renderer = RendererFor(request);
+  try {
+    ShowInParallel(renderer.get(), request.jobs, files, printer);
+  } catch (const StopAtFirst&) {
+    // The user wants no more.
+  } catch (const ReportFull&) {
+    // The report says what it left out.
+  }
+  printer->End(renderer->Header(), renderer->Footer());
+}
 
-void Answer(const ShowRequest& request, Output* output, ExitCode* code) {
-  CatchInterrupts();
+void FinishReport(Report* report, Output* output, ExitCode* code) {
+  report->End();
+  output->Flush();
+  const std::string left_out = report->LeftOut();
+  if (left_out.empty()) return;
+  Complain(left_out);
+  *code = std::max(*code, kSomeNotShown);
+}
+
+void ShowTo(const ShowRequest& request, Output* output, ExitCode* code) {
   ReplyFiles files(request.paths, request.from);
   Progress progress(WantsProgress(request.progress), request.progress == When::kAlways, files.TotalBytes());
   files.OnProgress([&](uint64_t bytes, uint64_t replies) { progress.Add(bytes, replies); });
   Printer printer(request, output, &progress, code);
-  const std::unique_ptr<Renderer> renderer = RendererFor(request);
-  try {
-    ShowInParallel(renderer.get(), request.jobs, &files, &printer);
-  } catch (const StopAtFirst&) {
-    // The user wants no more.
+  if (request.view.to != To::kHtml) return ShowAll(request, &files, &printer);
+  Report report(output);
+  printer.PrintInto(&report);
+  ShowAll(request, &files, &printer);
+  progress.Clear();
+  FinishReport(&report, output, code);
+}
+
+// The file is there when it is whole.
+void ShowToFile(const ShowRequest& request, ExitCode* code) try {
+  OutputFile file(request.output, request.replace);
+  Output output(file.fd());
+  ShowTo(request, &output, code);
+  output.Flush();
+  file.Commit();
+} catch (const FileIsThere& there) {
+  throw UsageError(there.what());
+}
+
+}  // namespace
+
+void Answer(const ShowRequest& request, Output* output, ExitCode* code) {
+  if (request.view.to == To::kHtml && !HasReportPage()) {
+    throw UsageError(
+        "this tesview was built without the page of --to html: scripts/setup page makes it, and "
+        "cmake -D TESPARSER_PAGE=ON takes it in");
   }
-  printer.End(renderer->Header(), renderer->Footer());
+  CatchInterrupts();
+  if (request.output.empty()) return ShowTo(request, output, code);
+  ShowToFile(request, code);
+  std::string error;
+  if (request.open && !OpenFile(request.output, &error)) {
+    Complain(error);
+    *code = std::max(*code, kFileTrouble);
+  }
 }
 
 void Answer(const PrintRequest& request, Output* output, ExitCode* /*code*/) {

@@ -205,6 +205,42 @@ void ShowSummary(const View& view, const Item& item, Shown* shown) {
   shown->out = RenderSummary(item, id, view.type ? view.type : OnlyLayoutOf(id));
 }
 
+// The table, if there is one that Arrow can hold; otherwise the note says why not.
+void EmbedTable(Rendered rendered, ReportPart* part) {
+  part->type = rendered.type ? static_cast<int>(*rendered.type) : 0;
+  part->decoded = rendered.decoded;
+  part->rows = rendered.table.view().rows();
+  part->columns = rendered.table.view().cols();
+  std::string error;
+  if (TableToIpc(std::move(rendered.table), &part->table, &error)) return;
+  part->table.clear();
+  part->note = fmt::format("its table cannot be embedded: {}", error);
+}
+
+// The reply in a report: its table; where it has none, its JSON, and a table by the schema alone, which is
+// what pictures are made of.
+void ShowHtml(const View& view, const Item& item, Shown* shown) {
+  const tsl_base::KeepUtf8 keep_utf8;
+  Rendered rendered = MakeTable(view, item.reply.bytes);
+  ReportPart& part = shown->part;
+  part.id = rendered.id;
+  if (rendered.table) EmbedTable(std::move(rendered), &part);
+  if (!part.table.empty()) return;
+  if (part.note.empty()) part.note = WhyNoTableBriefly(item.reply.bytes);
+  part.tree = IsWhole(view) ? TesparserPB2Json(item.reply.bytes) : std::string();
+  if (part.tree.empty()) {
+    shown->error = WhyNone(rendered, item.reply.bytes);
+    return;
+  }
+  Rendered decoded = Decoded({true, {}}, item.reply.bytes);
+  // Without columns it says nothing that the tree does not.
+  if (decoded.table && decoded.table.view().cols() != 0) {
+    std::string note = std::move(part.note);
+    EmbedTable(std::move(decoded), &part);
+    part.note = std::move(note);
+  }
+}
+
 void ShowText(const Item& item, Shown* shown) {
   BytesToText(item.reply.bytes, &shown->out, &shown->error);
 }
@@ -227,6 +263,7 @@ void ShowAs(const View& view, const Item& item, Shown* shown) {
     case To::kArrow: break;  // not one by one
     case To::kSummary: return ShowSummary(view, item, shown);
     case To::kText: return ShowText(item, shown);
+    case To::kHtml: return ShowHtml(view, item, shown);
   }
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "replies/reply_reader.h"
+#include "tesview/report/part.h"
 #include "tesview/show/view.h"
 
 namespace tesview {
@@ -23,6 +24,7 @@ struct Item {
 struct Shown {
   std::string header;  // written if it is not the one that was written last
   std::string out;
+  ReportPart part;    // of a report, in place of the two
   std::string error;  // why the reply cannot be shown; empty if it can
 };
 

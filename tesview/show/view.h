@@ -13,7 +13,7 @@
 
 namespace tesview {
 
-enum class To { kTable, kJson, kPretty, kNdjson, kCsv, kArrow, kSummary, kText };
+enum class To { kTable, kJson, kPretty, kNdjson, kCsv, kArrow, kSummary, kText, kHtml };
 
 enum class Header { kName, kEnglish, kChinese };
 

@@ -1,0 +1,95 @@
+// Times as the columns have them, as text and as seconds on a scale. All are Beijing time, shown as it is.
+
+export const timeKinds = ["yyyymmdd", "yyyymmddhhmmss", "hhmmss", "hhmm", "unix", "unix_ms"] as const;
+export type TimeKind = (typeof timeKinds)[number];
+
+type Form = "day" | "moment" | "milli" | "clock" | "minute";
+
+export class Moment {
+  // `seconds` since 1970 on a clock in Beijing; of a time of day, since midnight.
+  constructor(
+    readonly seconds: number,
+    private readonly form: Form,
+  ) {}
+
+  // Whether it is more than a day.
+  get hasClock(): boolean {
+    return this.form !== "day";
+  }
+
+  get text(): string {
+    const iso = new Date(Math.round(this.seconds * 1000)).toISOString();
+    switch (this.form) {
+      case "day":
+        return iso.slice(0, 10);
+      case "moment":
+        return `${iso.slice(0, 10)} ${iso.slice(11, 19)}`;
+      case "milli":
+        return `${iso.slice(0, 10)} ${iso.slice(11, 23)}`;
+      case "clock":
+        return iso.slice(11, 19);
+      case "minute":
+        return iso.slice(11, 16);
+    }
+  }
+}
+
+const beijing = 8 * 3600;
+const lastSecond = 253402300799 - beijing; // of the year 9999
+
+// Null where it is no date; years before 1000 are counts that look like dates.
+function dayOf(date: number): number | null {
+  const year = Math.floor(date / 10000);
+  const month = Math.floor(date / 100) % 100;
+  const day = date % 100;
+  if (year < 1000 || year > 9999 || month < 1 || month > 12 || day < 1) return null;
+  const at = new Date(Date.UTC(year, month - 1, day));
+  return at.getUTCDate() === day ? at.getTime() / 1000 : null;
+}
+
+function clockOf(time: number): number | null {
+  const hour = Math.floor(time / 10000);
+  const minute = Math.floor(time / 100) % 100;
+  const second = time % 100;
+  return hour > 23 || minute > 59 || second > 59 ? null : hour * 3600 + minute * 60 + second;
+}
+
+function made(seconds: number | null, form: Form): Moment | null {
+  return seconds === null ? null : new Moment(seconds, form);
+}
+
+export function readAs(kind: TimeKind, value: number): Moment | null {
+  if (!Number.isInteger(value) || value < 0) return null;
+  switch (kind) {
+    case "yyyymmdd":
+      return made(dayOf(value), "day");
+    case "yyyymmddhhmmss": {
+      const day = dayOf(Math.floor(value / 1e6));
+      const clock = clockOf(value % 1e6);
+      return day === null || clock === null ? null : new Moment(day + clock, "moment");
+    }
+    case "hhmmss":
+      return made(clockOf(value), "clock");
+    case "hhmm":
+      return value > 2359 ? null : made(clockOf(value * 100), "minute");
+    case "unix":
+      return value === 0 || value > lastSecond ? null : new Moment(value + beijing, "moment");
+    case "unix_ms":
+      return value < 1000 || value / 1000 > lastSecond + 1 ? null : new Moment(value / 1000 + beijing, "milli");
+  }
+}
+
+// Of two kinds that both fit, the first one counts. Null for a value that is no such time: 0 is no date.
+export function readTime(kinds: readonly TimeKind[], value: number): Moment | null {
+  for (const kind of kinds) {
+    const moment = readAs(kind, value);
+    if (moment) return moment;
+  }
+  return null;
+}
+
+// The kind of time of numbers that nothing is told of, by what all of them can be; null if none fits.
+export function guessKind(values: number[]): TimeKind | null {
+  const order: TimeKind[] = ["yyyymmddhhmmss", "yyyymmdd", "unix", "unix_ms", "hhmm", "hhmmss"];
+  return (values.length > 0 && order.find((kind) => values.every((value) => readAs(kind, value) !== null))) || null;
+}
