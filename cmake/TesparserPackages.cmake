@@ -65,6 +65,7 @@ set(CPACK_COMPONENT_C_DEVELOPMENT_DESCRIPTION ${CPACK_DEBIAN_C_DEVELOPMENT_DESCR
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME tesparser-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${same_version}")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS xdg-utils)
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "viewer of market-data replies\n\
  tesview shows replies of a market-data service as tables, JSON or CSV, from\n\
  files, logs and pipes. The package has sample replies as well.")
