@@ -1,0 +1,128 @@
+// Arrays with lists made flat: what is taken over, and what is copied.
+#include "replies/flatten.h"
+
+#include <gtest/gtest.h>
+
+#include "replies/arrow_check.h"
+#include "tests/support/arrow_rows.h"
+#include "tsl_base/table.hpp"
+
+namespace {
+
+using arrow_rows::RowsOf;
+using replies::ArrowOwner;
+using replies::OriginColumns;
+using replies::ShownColumns;
+using replies::TableColumns;
+using tsl_base::Table;
+using Rows = std::vector<std::string>;
+
+// An exported table and what is known of it.
+struct Exported {
+  ArrowOwner<ArrowSchema> schema;
+  ArrowOwner<ArrowArray> array;
+  TableColumns columns;
+  ShownColumns shown;
+  int64_t rows = 0;
+};
+
+Exported Export(Table table, const std::vector<std::string>& wanted = {}) {
+  Exported exported;
+  exported.rows = table.view().rows();
+  EXPECT_EQ(table_export_arrow(table.release(), exported.schema.get(), exported.array.get()), 0);
+  exported.columns = replies::ColumnsOfTable(*exported.schema);
+  std::string missing;
+  exported.shown = ChooseColumns(exported.columns, wanted, true, &missing).value();
+  return exported;
+}
+
+// The flat rows, checked. `buffer` receives the second buffer of the last column.
+Rows Flat(Exported exported, const void** buffer = nullptr) {
+  const ArrowOwner<ArrowSchema> schema(
+      replies::MakeArrowSchema({"+s", "", false, {}, ShownFields(exported.columns, exported.shown, true)}));
+  const ArrowOwner<ArrowArray> flat(FlattenTables(std::move(exported.array), exported.columns, exported.shown,
+                                                  {{exported.rows, "", 0, 0, 0}}, OriginColumns()));
+  EXPECT_EQ(replies::CheckArrow(*schema, *flat), "");
+  if (buffer != nullptr) *buffer = flat->children[flat->n_children - 1]->buffers[1];
+  return RowsOf(*schema, *flat);
+}
+
+// Numbers from `from` on, every third one unset.
+Table Numbers(int rows, int from) {
+  Table table("X:i;P:2q;S:s", rows);
+  for (int row = 0; row < rows; ++row) {
+    const int number = from + row;
+    if (number % 3 == 0) continue;
+    const int64_t pair[] = {number, -number};
+    table_set_int(table.get(), row, 0, number);
+    table_set_buff(table.get(), row, 1, pair, sizeof(pair), 0);
+    table_set_str(table.get(), row, 2, std::to_string(number).c_str(), 1);
+  }
+  return table;
+}
+
+std::string NumberRow(int number) {
+  if (number % 3 == 0) return R"("T.X":null,"T.P":null,"T.S":null})";
+  const std::string text = std::to_string(number);
+  return "\"T.X\":" + text + ",\"T.P\":[" + text + ",-" + text + "],\"T.S\":\"" + text + "\"}";
+}
+
+}  // namespace
+
+TEST(Flatten, TakesColumnsOverThatKeepTheirOrder) {
+  Table outer("A:s;T:t", 2);
+  table_set_str(outer.get(), 0, 0, "a", 1);
+  outer.attach(0, 1, Numbers(2, 1));
+  outer.attach(1, 1, Numbers(1, 4));
+  Exported exported = Export(std::move(outer));
+  const void* offsets = exported.array->children[1]->children[0]->children[2]->buffers[1];
+  const void* kept = nullptr;
+  EXPECT_EQ(
+      Flat(std::move(exported), &kept),
+      (Rows{"{\"A\":\"a\"," + NumberRow(1), "{\"A\":\"a\"," + NumberRow(2), "{\"A\":null," + NumberRow(4)}));
+  EXPECT_EQ(kept, offsets);
+}
+
+TEST(Flatten, TakesTheWholeOfATableWithoutTables) {
+  Exported exported = Export(Numbers(5, 1));
+  const void* offsets = exported.array->children[2]->buffers[1];
+  const void* kept = nullptr;
+  EXPECT_EQ(Flat(std::move(exported), &kept).size(), 5U);
+  EXPECT_EQ(kept, offsets);
+}
+
+// Rows without inner rows move the bits and cells of the others to places of their own.
+TEST(Flatten, LeavesRoomForRowsWithoutInnerRows) {
+  for (const int inner : {1, 7, 8, 9, 20, 70}) {
+    Table outer("A:i;B:C;T:t", 11);
+    Rows expected;
+    int number = 1;
+    for (int row = 0; row < 11; ++row) {
+      const unsigned char flag = row % 2 == 0 ? 1 : 0;
+      if (row % 4 != 1) table_set_int(outer.get(), row, 0, row);
+      if (row % 4 != 2) table_set_buff(outer.get(), row, 1, &flag, 1, 0);
+      const std::string before = "{\"A\":" + (row % 4 != 1 ? std::to_string(row) : "null") +
+                                 ",\"B\":" + (row % 4 != 2 ? std::to_string(flag) : "null") + ",";
+      if (row % 5 == 3) {
+        expected.push_back(before + NumberRow(0));
+        continue;
+      }
+      outer.attach(row, 2, Numbers(inner, number));
+      for (int i = 0; i < inner; ++i)
+        expected.push_back(before + NumberRow(number++));
+    }
+    EXPECT_EQ(Flat(Export(std::move(outer))), expected) << inner;
+  }
+}
+
+TEST(Flatten, ReleasesWhatIsNotShown) {
+  Table outer("A:i;T:t", 1);
+  outer.attach(0, 1, Numbers(3, 1));
+  EXPECT_EQ(Flat(Export(std::move(outer), {"S"})),
+            (Rows{R"({"T.S":"1"})", R"({"T.S":"2"})", R"({"T.S":null})"}));
+}
+
+TEST(Flatten, OfNoRowsHasTheColumns) {
+  EXPECT_EQ(Flat(Export(Table("A:i;T:t", 0))), Rows());
+  EXPECT_EQ(Flat(Export(Table("T:t", 3))), (Rows{"{}", "{}", "{}"}));
+}
