@@ -90,16 +90,16 @@ struct Run {
 };
 
 // A table and the tables inside it that are shown. Rows of the result that no run has are null.
-struct Level {
+struct ArrayLevel {
   struct List {
     const int32_t* offsets;
-    Level* level;
+    ArrayLevel* level;
   };
 
   ArrowArray* array = nullptr;  // a struct
   const TableColumns* columns = nullptr;
   const ShownColumns* shown = nullptr;
-  std::vector<std::unique_ptr<Level>> inside;  // for each that is shown, null where it is no table
+  std::vector<std::unique_ptr<ArrayLevel>> inside;  // for each that is shown, null where it is no table
   std::vector<List> lists;
   std::vector<Run> runs;
 
@@ -123,8 +123,9 @@ struct Level {
   }
 };
 
-std::unique_ptr<Level> MakeLevel(ArrowArray* array, const TableColumns& columns, const ShownColumns& shown) {
-  auto level = std::make_unique<Level>();
+std::unique_ptr<ArrayLevel> MakeArrayLevel(ArrowArray* array, const TableColumns& columns,
+                                           const ShownColumns& shown) {
+  auto level = std::make_unique<ArrayLevel>();
   level->array = array;
   level->columns = &columns;
   level->shown = &shown;
@@ -132,7 +133,7 @@ std::unique_ptr<Level> MakeLevel(ArrowArray* array, const TableColumns& columns,
     level->inside.push_back(nullptr);
     if (!columns[one.index].is_table()) continue;
     ArrowArray* list = array->children[one.index];
-    level->inside.back() = MakeLevel(list->children[0], columns[one.index].inside, one.inside);
+    level->inside.back() = MakeArrayLevel(list->children[0], columns[one.index].inside, one.inside);
     level->lists.push_back(
         {static_cast<const int32_t*>(list->buffers[1]) + list->offset, level->inside.back().get()});
   }
@@ -142,7 +143,7 @@ std::unique_ptr<Level> MakeLevel(ArrowArray* array, const TableColumns& columns,
 // Lays out rows one below the other.
 class RowLayout {
  public:
-  void Add(Level* level, int64_t begin, int64_t end) {
+  void Add(ArrayLevel* level, int64_t begin, int64_t end) {
     if (level->lists.empty()) {
       level->Add(rows_, begin, end - begin, false);
       rows_ += end - begin;
@@ -150,7 +151,7 @@ class RowLayout {
     }
     for (int64_t row = begin; row < end; ++row) {
       const int64_t first = rows_;
-      for (const Level::List& list : level->lists) {
+      for (const ArrayLevel::List& list : level->lists) {
         const int32_t from = list.offsets[row];
         const int32_t to = list.offsets[row + 1];
         if (from != to) Add(list.level, from, to);
@@ -240,7 +241,7 @@ class Gatherer {
   explicit Gatherer(int64_t rows) : rows_(rows) {}
 
   // The cells that the result shows of a column.
-  ArrowOwner<ArrowArray> Column(const Level& level, const TableColumn& column, ArrowArray* array) {
+  ArrowOwner<ArrowArray> Column(const ArrayLevel& level, const TableColumn& column, ArrowArray* array) {
     if (level.IsWhole(rows_)) return Take(array);
     if (column.format == "n") return MakeArray({}, rows_, rows_);
     if (level.runs.empty() || array->null_count == array->length) return Nulls(column);
@@ -279,7 +280,7 @@ class Gatherer {
     return MakeArray({bits, Zeros(Rows() * WidthOf(column.format))}, rows_, rows_);
   }
 
-  Validity ValidityOf(const Level& level, const ArrowArray& array) const {
+  Validity ValidityOf(const ArrayLevel& level, const ArrowArray& array) const {
     const auto* from = static_cast<const uint8_t*>(array.null_count == 0 ? nullptr : array.buffers[0]);
     int64_t shown = 0;
     for (const Run& run : level.runs)
@@ -302,7 +303,7 @@ class Gatherer {
   }
 
   // Cells of one width; those that no run has are zeros.
-  Block Cells(const Level& level, size_t width, const void* cells, int64_t offset) const {
+  Block Cells(const ArrayLevel& level, size_t width, const void* cells, int64_t offset) const {
     const Block block = Allocate(Rows() * width);
     auto* to = static_cast<unsigned char*>(block.get());
     const auto* from = static_cast<const unsigned char*>(cells) + static_cast<size_t>(offset) * width;
@@ -327,7 +328,8 @@ class Gatherer {
     std::memset(cells + static_cast<size_t>(from) * width, 0, static_cast<size_t>(to - from) * width);
   }
 
-  ArrowOwner<ArrowArray> Counted(const Level& level, const TableColumn& column, const ArrowArray& array) {
+  ArrowOwner<ArrowArray> Counted(const ArrayLevel& level, const TableColumn& column,
+                                 const ArrowArray& array) {
     const ArrowArray& elements = *array.children[0];
     const size_t width = WidthOf(column.element_format) * static_cast<size_t>(column.count);
     const auto* cells = static_cast<const unsigned char*>(elements.buffers[1]) +
@@ -342,7 +344,7 @@ class Gatherer {
   }
 
   // Texts and byte strings.
-  ArrowOwner<ArrowArray> Items(const Level& level, const ArrowArray& array) const {
+  ArrowOwner<ArrowArray> Items(const ArrayLevel& level, const ArrowArray& array) const {
     const int32_t* offsets = static_cast<const int32_t*>(array.buffers[1]) + array.offset;
     const auto* bytes = static_cast<const char*>(array.buffers[2]);
     int64_t size = 0;
@@ -387,7 +389,7 @@ class Gatherer {
   size_t zeros_size_ = 0;
 };
 
-void GatherLevel(Gatherer* gatherer, const Level& level, std::vector<ArrowOwner<ArrowArray>>* arrays) {
+void GatherLevel(Gatherer* gatherer, const ArrayLevel& level, std::vector<ArrowOwner<ArrowArray>>* arrays) {
   for (size_t i = 0; i < level.shown->size(); ++i) {
     const size_t index = (*level.shown)[i].index;
     if (level.inside[i] != nullptr) {
@@ -497,7 +499,7 @@ std::vector<ArrowField> OriginFields(const OriginColumns& columns) {
 ArrowArray FlattenTables(ArrowOwner<ArrowArray> tables, const TableColumns& columns,
                          const ShownColumns& shown, const std::vector<RowOrigin>& origins,
                          const OriginColumns& told) {
-  const std::unique_ptr<Level> outer = MakeLevel(tables.get(), columns, shown);
+  const std::unique_ptr<ArrayLevel> outer = MakeArrayLevel(tables.get(), columns, shown);
   RowLayout layout;
   std::vector<int64_t> ends;
   int64_t row = 0;

@@ -18,8 +18,6 @@ namespace {
 namespace pb = google::protobuf;
 using tsl_base::Table;
 
-constexpr int32_t kWireTableId = 3;
-
 // A wrapper with one table of one cell, which is what a wire table comes in.
 std::string SmallestWireTable() {
   std::string bytes;

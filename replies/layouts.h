@@ -14,6 +14,9 @@
 
 namespace replies {
 
+// The Id of tables whose columns their sender chooses.
+inline constexpr int32_t kWireTableId = 3;
+
 struct TypeName {
   TPType type;
   const char* name;  // without "TPType"

@@ -29,8 +29,6 @@ namespace {
 
 namespace pb = google::protobuf;
 
-constexpr int32_t kWireTableId = 3;
-
 // ---- tables -----------------------------------------------------------------------------------------------
 
 Table DecodeTable(const std::string& reply, const Unpack& unpack, Taken* taken, std::string* why) {
@@ -219,11 +217,11 @@ Type TypeOf(const std::string& format) {
 }
 
 // The tables at one place of the nesting.
-struct Level {
+struct TableLevel {
   struct Tables {
     int col;
     bool shown;
-    std::unique_ptr<Level> level;
+    std::unique_ptr<TableLevel> level;
   };
 
   const TableColumns* columns = nullptr;
@@ -237,8 +235,8 @@ struct Level {
   const char* spec = nullptr;
 };
 
-std::unique_ptr<Level> MakeLevel(const TableColumns& columns, const ShownColumns* shown) {
-  auto level = std::make_unique<Level>();
+std::unique_ptr<TableLevel> MakeTableLevel(const TableColumns& columns, const ShownColumns* shown) {
+  auto level = std::make_unique<TableLevel>();
   level->columns = &columns;
   std::vector<const ShownColumn*> shown_at(columns.size());
   for (size_t i = 0; shown != nullptr && i < shown->size(); ++i)
@@ -256,19 +254,19 @@ std::unique_ptr<Level> MakeLevel(const TableColumns& columns, const ShownColumns
       continue;
     }
     level->tables.push_back({static_cast<int>(i), one != nullptr,
-                             MakeLevel(column.inside, one != nullptr ? &one->inside : nullptr)});
+                             MakeTableLevel(column.inside, one != nullptr ? &one->inside : nullptr)});
     level->shown_cells += level->tables.back().level->shown_cells;
   }
   return level;
 }
 
-void Forget(Level* level) {
+void Forget(TableLevel* level) {
   level->spec = nullptr;
-  for (Level::Tables& tables : level->tables)
+  for (TableLevel::Tables& tables : level->tables)
     Forget(tables.level.get());
 }
 
-bool HasColumns(TableView table, const Level& level) {
+bool HasColumns(TableView table, const TableLevel& level) {
   if (static_cast<size_t>(table.cols()) != level.columns->size()) return false;
   for (size_t i = 0; i < level.columns->size(); ++i) {
     const tsl_base::ColumnInfo info = table.column(static_cast<int>(i));
@@ -279,7 +277,7 @@ bool HasColumns(TableView table, const Level& level) {
   return true;
 }
 
-bool Fits(TableView table, Level* level) {
+bool Fits(TableView table, TableLevel* level) {
   const char* spec = table_col_name(table.get(), 0);
   if (spec == level->spec) return true;
   if (!HasColumns(table, *level)) return false;
@@ -296,7 +294,7 @@ class TableMeasure {
 
  public:
   explicit TableMeasure(const TablePlan& plan)
-      : outer_(MakeLevel(plan.columns(), &plan.shown())), flat_(plan.flat()) {}
+      : outer_(MakeTableLevel(plan.columns(), &plan.shown())), flat_(plan.flat()) {}
 
   // False and why if the table does not fit.
   bool Take(TableView table, size_t reply_bytes, size_t name_bytes, std::string* why) {
@@ -328,7 +326,7 @@ class TableMeasure {
   }
 
   // Adds the rows that are seen of the table.
-  bool Add(TableView table, Level* level, const std::string& column, uint64_t* rows, std::string* why) {
+  bool Add(TableView table, TableLevel* level, const std::string& column, uint64_t* rows, std::string* why) {
     if (!Fits(table, level)) {
       *why = column.empty() ? "it has other columns"
                             : fmt::format("the tables in its column \"{}\" have other columns", column);
@@ -342,7 +340,7 @@ class TableMeasure {
     }
     for (int row = 0; row < table.rows(); ++row) {
       uint64_t inside = 0;
-      for (Level::Tables& tables : level->tables) {
+      for (TableLevel::Tables& tables : level->tables) {
         const TableView child(table_get_table(table.get(), row, tables.col));
         if (!child) continue;
         uint64_t of_child = 0;
@@ -370,7 +368,7 @@ class TableMeasure {
   }
 
   // The bytes of texts beside the rows of the tables inside.
-  static uint64_t Repeated(TableView table, const Level& level, uint64_t* rows) {
+  static uint64_t Repeated(TableView table, const TableLevel& level, uint64_t* rows) {
     if (level.tables.empty()) {
       *rows += static_cast<uint64_t>(table.rows());
       return 0;
@@ -378,7 +376,7 @@ class TableMeasure {
     uint64_t bytes = 0;
     for (int row = 0; row < table.rows(); ++row) {
       uint64_t inside = 0;
-      for (const Level::Tables& tables : level.tables) {
+      for (const TableLevel::Tables& tables : level.tables) {
         const TableView child(table_get_table(table.get(), row, tables.col));
         if (child && tables.shown) bytes += Repeated(child, *tables.level, &inside);
       }
@@ -389,7 +387,7 @@ class TableMeasure {
     return bytes;
   }
 
-  static uint64_t BytesOfRow(TableView table, const Level& level, int row) {
+  static uint64_t BytesOfRow(TableView table, const TableLevel& level, int row) {
     uint64_t bytes = 0;
     for (const int col : level.texts) {
       if (level.types[static_cast<size_t>(col)] == Type::kText) {
@@ -404,7 +402,7 @@ class TableMeasure {
     return bytes;
   }
 
-  std::unique_ptr<Level> outer_;
+  std::unique_ptr<TableLevel> outer_;
   bool flat_;
   uint64_t cells_ = 0;
   uint64_t most_ = 1;  // rows beside a row, at most
