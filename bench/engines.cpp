@@ -6,8 +6,8 @@
 //
 //   tesparser_engines TESVIEW LIBDUCKDB DIRECTORY TIMES SAMPLE...
 //
-// Each sample becomes a file of its own in DIRECTORY, of TIMES replies with their lengths before them: the csv
-// of several Ids would be no table.
+// Each sample becomes a file of its own in DIRECTORY, of TIMES replies with their lengths before them: the
+// csv of several Ids would be no table.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
