@@ -193,7 +193,8 @@ int64_t CopyBits(const uint8_t* from, int64_t from_index, uint8_t* to, int64_t t
   const auto shift = static_cast<unsigned>(from_index & 7);
   for (; count >= 8; from_index += 8, to_index += 8, count -= 8) {
     const uint8_t* at = from + (from_index >> 3);
-    const unsigned byte = shift == 0 ? at[0] : (at[0] >> shift | at[1] << (8 - shift)) & 0xFFU;
+    const unsigned low = at[0];
+    const unsigned byte = shift == 0 ? low : (low >> shift | unsigned{at[1]} << (8 - shift)) & 0xFFU;
     to[to_index >> 3] = static_cast<uint8_t>(byte);
     set += __builtin_popcount(byte);
   }
@@ -304,7 +305,7 @@ class Gatherer {
 
   // Cells of one width; those that no run has are zeros.
   Block Cells(const ArrayLevel& level, size_t width, const void* cells, int64_t offset) const {
-    const Block block = Allocate(Rows() * width);
+    Block block = Allocate(Rows() * width);
     auto* to = static_cast<unsigned char*>(block.get());
     const auto* from = static_cast<const unsigned char*>(cells) + static_cast<size_t>(offset) * width;
     int64_t row = 0;
@@ -518,6 +519,7 @@ ArrowArray FlattenTables(ArrowOwner<ArrowArray> tables, const TableColumns& colu
 ArrowArray NestTables(ArrowOwner<ArrowArray> tables, const TableColumns& columns, const ShownColumns& shown,
                       const std::vector<RowOrigin>& origins, const OriginColumns& told) {
   std::vector<int64_t> ends;
+  ends.reserve(origins.size());
   int64_t row = 0;
   for (const RowOrigin& origin : origins)
     ends.push_back(row += origin.rows);

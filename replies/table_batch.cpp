@@ -94,8 +94,11 @@ std::optional<TableColumns> KnownColumns(TableRequest* request, std::string* err
     return std::nullopt;
   }
   if (request->type == TPTypeById) request->type = std::nullopt;
-  if (!request->type && !HasTable(request->id)) request->type = OnlyLayoutOf(request->id);
   auto columns = DescribedColumns(request->id, request->type ? static_cast<int>(*request->type) : 0);
+  if (!columns && !request->type) {
+    request->type = OnlyLayoutOf(request->id);
+    if (request->type) columns = DescribedColumns(request->id, static_cast<int>(*request->type));
+  }
   if (columns) return columns;
   *error = request->type ? fmt::format("Id {} gives no table of type {}", IdWithName(request->id),
                                        NameOfType(*request->type))

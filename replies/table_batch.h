@@ -34,7 +34,7 @@ inline constexpr uint64_t kMostTableCells = uint64_t{1} << 26;
 inline constexpr uint64_t kMostTableBytes = uint64_t{768} << 20;
 // A batch of so many bytes takes no more replies: as much as a core's own cache holds, since its tables are
 // read once more when it is handed out.
-inline constexpr uint64_t kFullBatchBytes = uint64_t{1} << 20;
+inline constexpr uint64_t kFullBatchBytes = uint64_t{1} << 19;
 // Tables inside tables where they become lists: most readers of Arrow go no deeper.
 inline constexpr int kMostNestedTables = 31;
 

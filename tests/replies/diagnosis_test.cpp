@@ -277,7 +277,7 @@ TEST(NoTable, IsNoTableForm) {
   EXPECT_EQ(ticks.message, "Id 22 (QuoteTickSingle) has no table form");
   EXPECT_EQ(DiagnoseTable(Bytes("Id: -5"), std::nullopt).reason, Reason::kNoTableForm);
 
-  EXPECT_EQ(DiagnoseTable(kReply, TPTypeToken).message,
+  EXPECT_EQ(DiagnoseTable(kReplyBytes, TPTypeToken).message,
             "Id 20 (QuoteDynaSingle) has no table in the layout Token");
   // The layout that nothing has, for wire tables too, and numbers that are none.
   for (const int type : {4, 6, 100, 117, -1})
@@ -288,7 +288,7 @@ TEST(NoTable, IsNoTableForm) {
 }
 
 TEST(NoTable, IsNothingInIt) {
-  const Diagnosis snapshot = DiagnoseTable(kReply, std::nullopt);
+  const Diagnosis snapshot = DiagnoseTable(kReplyBytes, std::nullopt);
   EXPECT_EQ(snapshot.reason, Reason::kNothingInIt);
   EXPECT_EQ(snapshot.message,
             "Id 20 (QuoteDynaSingle): nothing to show: field \"RepDataQuoteDynaSingle\" is empty");
@@ -333,16 +333,16 @@ TEST(Diagnosis, OfBytesThatAreNoReply) {
 
 TEST(Diagnosis, OfAReplyWithoutATable) {
   EXPECT_EQ(WhyNoTableBriefly(Bytes("Id: 44")), "no table form");
-  EXPECT_EQ(WhyNoTableBriefly(kReply), "nothing to show: field \"RepDataQuoteDynaSingle\" is empty");
+  EXPECT_EQ(WhyNoTableBriefly(kReplyBytes), "nothing to show: field \"RepDataQuoteDynaSingle\" is empty");
   EXPECT_EQ(
-      WhyNoTable(kReply, std::nullopt),
+      WhyNoTable(kReplyBytes, std::nullopt),
       "Id 20 (QuoteDynaSingle): nothing to show: field \"RepDataQuoteDynaSingle\" is empty; try --to json");
   EXPECT_EQ(WhyNoTable(Bytes("Id: 44"), std::nullopt),
             "Id 44 (Token): no table form; try --to json or --type Token");
 }
 
 TEST(Diagnosis, OfATypeThatDoesNotFit) {
-  EXPECT_EQ(WhyNoTable(kReply, TPTypeToken), "Id 20 (QuoteDynaSingle) gives no table of type Token");
+  EXPECT_EQ(WhyNoTable(kReplyBytes, TPTypeToken), "Id 20 (QuoteDynaSingle) gives no table of type Token");
   EXPECT_EQ(WhyNoTable(Bytes("Id: 44"), TPTypeDaDan),
             "Id 44 (Token) gives no table of type DaDan; try --type Token");
   EXPECT_EQ(WhyNoTable(Bytes("Id: 44"), TPTypeToken),

@@ -17,7 +17,7 @@ TEST(Hex, PairsMayBeSeparatedAndPrefixed) {
   for (const char* text :
        {"081412024142", "08 14 12 02 41 42", "08:14:12:02:41:42", "0x08, 0x14, 0x12, 0x02, 0x41, 0x42",
         "\\x08\\x14\\x12\\x02\\x41\\x42", "0814-1202\n4142\n", "# a remark: 99\n0814 1202 # more\n4142"}) {
-    EXPECT_EQ(DecodeHex(text), kReply) << text;
+    EXPECT_EQ(DecodeHex(text), kReplyBytes) << text;
   }
   EXPECT_EQ(DecodeHex("aBcD"), "\xAB\xCD");
 }
@@ -32,9 +32,9 @@ TEST(Hex, WhatIsNoHexIsRefusedAtItsPlace) {
 
 TEST(Hex, DumpsAreReadWithoutTheirOffsetsAndText) {
   EXPECT_EQ(DecodeHexDump("00000000  08 14 12 02 41 42                                 |....AB|\n00000006\n"),
-            kReply);
-  EXPECT_EQ(DecodeHexDump("00000000: 0814 1202 4142                           ....AB\n"), kReply);
-  EXPECT_EQ(DecodeHexDump("00000000  08 14 12 02  41 42  |....AB|\n"), kReply);
+            kReplyBytes);
+  EXPECT_EQ(DecodeHexDump("00000000: 0814 1202 4142                           ....AB\n"), kReplyBytes);
+  EXPECT_EQ(DecodeHexDump("00000000  08 14 12 02  41 42  |....AB|\n"), kReplyBytes);
   EXPECT_FALSE(DecodeHexDump("no dump"));
 }
 
@@ -45,11 +45,11 @@ TEST(Hex, ADumpWithABadLineIsNone) {
 }
 
 TEST(Base64, BothAlphabetsWithAndWithoutPadding) {
-  EXPECT_EQ(DecodeBase64("CBQSAkFC"), kReply);
+  EXPECT_EQ(DecodeBase64("CBQSAkFC"), kReplyBytes);
   EXPECT_EQ(DecodeBase64("+/+/"), DecodeBase64("-_-_"));
   EXPECT_EQ(DecodeBase64("QQ=="), "A");
   EXPECT_EQ(DecodeBase64("QQ"), "A");
-  EXPECT_EQ(DecodeBase64("CBQS\nAkFC\n"), kReply);
+  EXPECT_EQ(DecodeBase64("CBQS\nAkFC\n"), kReplyBytes);
   EXPECT_FALSE(DecodeBase64("CBQSA"));
   EXPECT_FALSE(DecodeBase64("CBQ!"));
   EXPECT_FALSE(DecodeBase64("QQ==QQ=="));

@@ -25,7 +25,7 @@ TEST(LogLine, HexMayBeSeparatedInManyWays) {
   for (const std::string line :
        {"081412024142", "08\v14\f12\t02\r41\n42", "08-14-12-02-41-42", "08:14:12:02:41:42",
         "08,14;12, 02; 41 42", "0x08 0X14 0x12 0X02 0x41 0X42", "\\x08\\x14\\x12\\X02\\x41\\x42"})
-    EXPECT_EQ(Replies(line, Form::kHex), Strings{kReply}) << line;
+    EXPECT_EQ(Replies(line, Form::kHex), Strings{kReplyBytes}) << line;
 }
 
 TEST(LogLine, AskedForOneFormItsLongestRunCounts) {
@@ -49,19 +49,19 @@ TEST(LogLine, PaddingIsNoDigitInFrontOfBase64) {
 TEST(LogLine, EveryRunIsTried) {
   // A longer one that is none, before and behind.
   const std::string hash = "9e107d9d372bb6826bd81d3542a419d6";
-  EXPECT_EQ(Replies("key " + hash + " got " + kReplyHex + " end"), Strings{kReply});
-  EXPECT_EQ(Replies("got " + std::string(kReplyHex) + " key " + hash), Strings{kReply});
+  EXPECT_EQ(Replies("key " + hash + " got " + kReplyHex + " end"), Strings{kReplyBytes});
+  EXPECT_EQ(Replies("got " + std::string(kReplyHex) + " key " + hash), Strings{kReplyBytes});
   EXPECT_EQ(Replies("ConnectionFactoryInterface got " + std::string(kOtherBase64)), Strings{kOther});
 }
 
 TEST(LogLine, HasAllItsRepliesInTheirOrder) {
   const std::string line = std::string("in ") + kOtherBase64 + " out " + kReplyHex + " and " + kOtherHex;
-  EXPECT_EQ(Replies(line), (Strings{kOther, kReply, kOther}));
+  EXPECT_EQ(Replies(line), (Strings{kOther, kReplyBytes, kOther}));
   EXPECT_EQ(RepliesInLine(line, Form::kLines).hex_column, line.size() - 18);
-  EXPECT_EQ(Replies("in 081412024142 out 081612054142434445", Form::kHex), (Strings{kReply, kOther}));
+  EXPECT_EQ(Replies("in 081412024142 out 081612054142434445", Form::kHex), (Strings{kReplyBytes, kOther}));
   // Also where nothing but digits is in it.
-  EXPECT_EQ(Replies("081412024142 0816"), (Strings{kReply, "\x08\x16"}));
-  EXPECT_EQ(Replies("CBQSAkFC CBYSBUFCQ0RF"), (Strings{kReply, kOther}));
+  EXPECT_EQ(Replies("081412024142 0816"), (Strings{kReplyBytes, "\x08\x16"}));
+  EXPECT_EQ(Replies("CBQSAkFC CBYSBUFCQ0RF"), (Strings{kReplyBytes, kOther}));
   EXPECT_EQ(Replies("CBYSBUFCQ0RF\\nCBYSBUFCQ0RF\\n"), (Strings{kOther, kOther}));
   EXPECT_EQ(Replies("{\"a\": \"CBYSBUFCQ0RF\\nCBYSBUFCQ0RF\"}"), (Strings{kOther, kOther}));
 }
@@ -119,7 +119,7 @@ TEST(LogLine, WhatIsCutOffIsALookalike) {
         "ok CBYSBUFCQ0RF cut CBYSCUFCQ0RF", "got 0816B20122FF01"}) {
     EXPECT_TRUE(RepliesInLine(line, Form::kLines).lookalike) << line;
   }
-  EXPECT_EQ(Replies("ok 081412024142 cut 0814120241"), Strings{kReply});
+  EXPECT_EQ(Replies("ok 081412024142 cut 0814120241"), Strings{kReplyBytes});
 }
 
 TEST(LogLine, WordsAndNumbersAreNoLookalikes) {
@@ -134,7 +134,7 @@ TEST(LogLine, WordsAndNumbersAreNoLookalikes) {
 
 TEST(LogLine, ALineOfDigitsAloneIsADamagedReply) {
   const LineContent content = RepliesInLine("0814120241", Form::kLines);
-  EXPECT_EQ(content.replies, Strings{kReply.substr(0, 5)});
+  EXPECT_EQ(content.replies, Strings{kReplyBytes.substr(0, 5)});
   EXPECT_FALSE(content.lookalike);
   // An odd digit cannot be read.
   EXPECT_EQ(Replies("08141202414"), Strings());

@@ -14,7 +14,7 @@ std::string Framed(const std::string& bytes) {
 }
 
 // "kHex by line from 3", or "nothing yet".
-std::string Told(const std::string& bytes, Extent extent, Form asked = Form::kAuto) {
+std::string ToldForm(const std::string& bytes, Extent extent, Form asked = Form::kAuto) {
   static const Strings kNames{"auto", "raw", "delimited", "hex", "base64", "lines", "text"};
   const auto format = Recognise(bytes, extent, asked);
   if (!format) return "nothing yet";
@@ -26,54 +26,55 @@ std::string Told(const std::string& bytes, Extent extent, Form asked = Form::kAu
 
 TEST(Recognise, TheFormsOfWholeSources) {
   const std::string hex = kReplyHex;
-  EXPECT_EQ(Told(kReply, Extent::kWhole), "raw");
-  EXPECT_EQ(Told(Framed(kReply), Extent::kWhole), "delimited");
-  EXPECT_EQ(Told(hex, Extent::kWhole), "lines by line");
-  EXPECT_EQ(Told("0816\n1204\n41424344\n", Extent::kWhole), "hex");
-  EXPECT_EQ(Told("> 0816\n> 1204\n> 41424344\n", Extent::kWhole), "hex from 2");
-  EXPECT_EQ(Told("> CBYSBE\n> FCQ0Q=\n", Extent::kWhole), "base64 from 2");
-  EXPECT_EQ(Told("Id: 20", Extent::kWhole), "text");
-  EXPECT_EQ(Told("ffff00", Extent::kWhole), "hex");
+  EXPECT_EQ(ToldForm(kReplyBytes, Extent::kWhole), "raw");
+  EXPECT_EQ(ToldForm(Framed(kReplyBytes), Extent::kWhole), "delimited");
+  EXPECT_EQ(ToldForm(hex, Extent::kWhole), "lines by line");
+  EXPECT_EQ(ToldForm("0816\n1204\n41424344\n", Extent::kWhole), "hex");
+  EXPECT_EQ(ToldForm("> 0816\n> 1204\n> 41424344\n", Extent::kWhole), "hex from 2");
+  EXPECT_EQ(ToldForm("> CBYSBE\n> FCQ0Q=\n", Extent::kWhole), "base64 from 2");
+  EXPECT_EQ(ToldForm("Id: 20", Extent::kWhole), "text");
+  EXPECT_EQ(ToldForm("ffff00", Extent::kWhole), "hex");
 }
 
 TEST(Recognise, WhatFitsNoFormIsUncertain) {
-  EXPECT_EQ(Told("", Extent::kWhole), "raw?");
-  EXPECT_EQ(Told("hello", Extent::kWhole), "text?");
-  EXPECT_EQ(Told(std::string(100, '\xFF'), Extent::kWhole), "raw?");
-  EXPECT_EQ(Told(std::string(100, '\xFF'), Extent::kBlock), "raw?");
+  EXPECT_EQ(ToldForm("", Extent::kWhole), "raw?");
+  EXPECT_EQ(ToldForm("hello", Extent::kWhole), "text?");
+  EXPECT_EQ(ToldForm(std::string(100, '\xFF'), Extent::kWhole), "raw?");
+  EXPECT_EQ(ToldForm(std::string(100, '\xFF'), Extent::kBlock), "raw?");
 }
 
 TEST(Recognise, ABlockMayEndInsideAReply) {
-  EXPECT_EQ(Told(kReply.substr(0, 5), Extent::kWhole), "raw?");
-  EXPECT_EQ(Told(kReply.substr(0, 5), Extent::kBlock), "raw");
-  EXPECT_EQ(Told(Framed(kReply).substr(0, 5), Extent::kBlock), "delimited");
-  EXPECT_EQ(Told("> 0816\n> 1204\n> 41", Extent::kBlock), "hex from 2");
+  EXPECT_EQ(ToldForm(kReplyBytes.substr(0, 5), Extent::kWhole), "raw?");
+  EXPECT_EQ(ToldForm(kReplyBytes.substr(0, 5), Extent::kBlock), "raw");
+  EXPECT_EQ(ToldForm(Framed(kReplyBytes).substr(0, 5), Extent::kBlock), "delimited");
+  EXPECT_EQ(ToldForm("> 0816\n> 1204\n> 41", Extent::kBlock), "hex from 2");
 }
 
 TEST(Recognise, TheFormThatWasAskedForIsNotDoubted) {
-  EXPECT_EQ(Told("hello", Extent::kWhole, Form::kRaw), "raw");
-  EXPECT_EQ(Told("hello", Extent::kWhole, Form::kDelimited), "delimited");
-  EXPECT_EQ(Told("\xFF", Extent::kWhole, Form::kText), "text");
-  EXPECT_EQ(Told("hello", Extent::kWhole, Form::kLines), "lines by line");
-  EXPECT_EQ(Told("hello", Extent::kWhole, Form::kHex), "hex");
-  EXPECT_EQ(Told("got 081412024142", Extent::kWhole, Form::kHex), "hex by line");
-  EXPECT_EQ(Told("got 081412024142", Extent::kWhole, Form::kBase64), "base64");
+  EXPECT_EQ(ToldForm("hello", Extent::kWhole, Form::kRaw), "raw");
+  EXPECT_EQ(ToldForm("hello", Extent::kWhole, Form::kDelimited), "delimited");
+  EXPECT_EQ(ToldForm("\xFF", Extent::kWhole, Form::kText), "text");
+  EXPECT_EQ(ToldForm("hello", Extent::kWhole, Form::kLines), "lines by line");
+  EXPECT_EQ(ToldForm("hello", Extent::kWhole, Form::kHex), "hex");
+  EXPECT_EQ(ToldForm("got 081412024142", Extent::kWhole, Form::kHex), "hex by line");
+  EXPECT_EQ(ToldForm("got 081412024142", Extent::kWhole, Form::kBase64), "base64");
 }
 
 TEST(Recognise, WhereASourcePausesOnlyWhatIsWholeCounts) {
   const std::string line = "10:00 got " + std::string(kReplyHex);
-  EXPECT_EQ(Told("", Extent::kSoFar), "nothing yet");
-  EXPECT_EQ(Told(Framed(kReply), Extent::kSoFar), "delimited");
-  EXPECT_EQ(Told(Framed(kReply) + "\x06\x08", Extent::kSoFar), "delimited");
-  EXPECT_EQ(Told(Framed(kReply).substr(0, 6), Extent::kSoFar), "nothing yet");
-  EXPECT_EQ(Told(line + "\n", Extent::kSoFar), "lines by line");
-  EXPECT_EQ(Told("10:00 begin\n" + line + "\n10:0", Extent::kSoFar), "lines by line");
-  EXPECT_EQ(Told(line, Extent::kSoFar), "nothing yet");
-  EXPECT_EQ(Told(line + "\n", Extent::kSoFar, Form::kHex), "hex by line");
-  EXPECT_EQ(Told(line + "\n", Extent::kSoFar, Form::kBase64), "nothing yet");
+  EXPECT_EQ(ToldForm("", Extent::kSoFar), "nothing yet");
+  EXPECT_EQ(ToldForm(Framed(kReplyBytes), Extent::kSoFar), "delimited");
+  EXPECT_EQ(ToldForm(Framed(kReplyBytes) + "\x06\x08", Extent::kSoFar), "delimited");
+  EXPECT_EQ(ToldForm(Framed(kReplyBytes).substr(0, 6), Extent::kSoFar), "nothing yet");
+  EXPECT_EQ(ToldForm(line + "\n", Extent::kSoFar), "lines by line");
+  EXPECT_EQ(ToldForm("10:00 begin\n" + line + "\n10:0", Extent::kSoFar), "lines by line");
+  EXPECT_EQ(ToldForm(line, Extent::kSoFar), "nothing yet");
+  EXPECT_EQ(ToldForm(line + "\n", Extent::kSoFar, Form::kHex), "hex by line");
+  EXPECT_EQ(ToldForm(line + "\n", Extent::kSoFar, Form::kBase64), "nothing yet");
   // All of these are shown as one, when the source has ended.
-  for (const std::string& text : {std::string("> 0816\n> 1204\n> 4142\n"), std::string("Id: 20\n"), kReply})
-    EXPECT_EQ(Told(text, Extent::kSoFar), "nothing yet") << text;
+  for (const std::string& text :
+       {std::string("> 0816\n> 1204\n> 4142\n"), std::string("Id: 20\n"), kReplyBytes})
+    EXPECT_EQ(ToldForm(text, Extent::kSoFar), "nothing yet") << text;
 }
 
 // A reply of eight bytes behind its length begins like a raw one with the Id 8, until the bytes say
@@ -82,8 +83,8 @@ TEST(Recognise, ALengthMayLookLikeAnId) {
   const std::string reply(
       "\x08\x14\x12\x04"
       "ABCD");
-  EXPECT_EQ(Told(Framed(reply), Extent::kSoFar), "delimited");
-  EXPECT_EQ(Told(Framed(reply), Extent::kWhole), "delimited");
+  EXPECT_EQ(ToldForm(Framed(reply), Extent::kSoFar), "delimited");
+  EXPECT_EQ(ToldForm(Framed(reply), Extent::kWhole), "delimited");
 }
 
 }  // namespace

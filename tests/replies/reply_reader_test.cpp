@@ -15,7 +15,7 @@
 namespace replies {
 namespace {
 
-std::string Framed(const std::string& bytes) {
+std::string WithLength(const std::string& bytes) {
   return static_cast<char>(bytes.size()) + bytes;
 }
 
@@ -80,39 +80,39 @@ AllRead ReadAll(const std::string& bytes, Form form = Form::kAuto) {
 }
 
 TEST(Reader, ARawReply) {
-  const AllRead all = ReadAll(kReply);
+  const AllRead all = ReadAll(kReplyBytes);
   EXPECT_EQ(all.form, Form::kRaw);
-  EXPECT_EQ(all.replies, Strings{kReply});
+  EXPECT_EQ(all.replies, Strings{kReplyBytes});
 }
 
 TEST(Reader, AStreamOfReplies) {
-  const AllRead all = ReadAll(Framed(kReply) + Framed(kReply) + Framed("\x08\x16"));
+  const AllRead all = ReadAll(WithLength(kReplyBytes) + WithLength(kReplyBytes) + WithLength("\x08\x16"));
   EXPECT_EQ(all.form, Form::kDelimited);
-  EXPECT_EQ(all.replies, (Strings{kReply, kReply, "\x08\x16"}));
+  EXPECT_EQ(all.replies, (Strings{kReplyBytes, kReplyBytes, "\x08\x16"}));
   EXPECT_EQ(all.offsets, (std::vector<uint64_t>{0, 7, 14}));
 }
 
 TEST(Reader, AStreamWithADamagedReplyBehindAGoodOne) {
-  EXPECT_EQ(ReadAll(Framed(kReply) + Framed("\x0F\x0F")).form, Form::kDelimited);
+  EXPECT_EQ(ReadAll(WithLength(kReplyBytes) + WithLength("\x0F\x0F")).form, Form::kDelimited);
 }
 
 TEST(Reader, AReplyInHexOrBase64OverOneOrManyLines) {
   for (const std::string text : {"081412024142", "081412\n024142\n", "CBQSAkFC", "CBQS\r\nAkFC\r\n",
                                  "00000000  08 14 12 02 41 42  |....AB|\n00000006\n"}) {
-    EXPECT_EQ(ReadAll(text).replies, Strings{kReply}) << text;
+    EXPECT_EQ(ReadAll(text).replies, Strings{kReplyBytes}) << text;
   }
 }
 
 TEST(Reader, ALineForEachReplyAlsoInALog) {
   const std::string hex = kReplyHex;
   const std::string base64 = kReplyBase64;
-  EXPECT_EQ(ReadAll(hex + "\n\n0816\n").replies, (Strings{kReply, "\x08\x16"}));
-  EXPECT_EQ(ReadAll(base64 + "\n" + base64 + "\n").replies, (Strings{kReply, kReply}));
+  EXPECT_EQ(ReadAll(hex + "\n\n0816\n").replies, (Strings{kReplyBytes, "\x08\x16"}));
+  EXPECT_EQ(ReadAll(base64 + "\n" + base64 + "\n").replies, (Strings{kReplyBytes, kReplyBytes}));
   // A run in a line of words has to be long enough to be no number.
   EXPECT_EQ(
       ReadAll("2024-06-17 09:30:01 INFO reply 42 bytes: " + hex + "\nnothing here\nWARN [" + hex + "] late\n")
           .replies,
-      (Strings{kReply, kReply}));
+      (Strings{kReplyBytes, kReplyBytes}));
 }
 
 // The first block of so long a line is no whole reply yet.
@@ -132,7 +132,7 @@ TEST(Reader, OneLineOfDigitsMayBeLongerThanABlock) {
 
 TEST(Reader, LinesAreLookedAtOneByOneWhereThatIsAskedFor) {
   const AllRead all = ReadAll("0816\n1204\nwords\n" + std::string(kReplyBase64) + "\n", Form::kLines);
-  EXPECT_EQ(all.replies, (Strings{"\x08\x16", "\x12\x04", kReply}));
+  EXPECT_EQ(all.replies, (Strings{"\x08\x16", "\x12\x04", kReplyBytes}));
   EXPECT_EQ(ReadAll("", Form::kLines).replies, Strings{});
 }
 
@@ -232,13 +232,13 @@ TEST(Reader, ALongReplyIsRecognisedByItsBeginning) {
   EXPECT_EQ(all.form, Form::kRaw);
   EXPECT_EQ(all.replies, Strings{reply});
   // In a stream its length is 200,006: c6 9a 0c.
-  EXPECT_EQ(ReadAll("\xC6\x9A\x0C" + reply + Framed(kReply)).replies, (Strings{reply, kReply}));
+  EXPECT_EQ(ReadAll("\xC6\x9A\x0C" + reply + WithLength(kReplyBytes)).replies, (Strings{reply, kReplyBytes}));
 }
 
 // ---- damage ----
 
 TEST(Delimited, EveryPrefixGivesTheWholeRepliesAndSaysWhereItEnds) {
-  const std::string stream = Framed(kReply) + Framed(kReply);
+  const std::string stream = WithLength(kReplyBytes) + WithLength(kReplyBytes);
   for (size_t size = 0; size <= stream.size(); ++size) {
     const AllRead all = ReadAll(stream.substr(0, size), Form::kDelimited);
     EXPECT_EQ(all.replies.size(), size / 7) << size;
@@ -247,7 +247,7 @@ TEST(Delimited, EveryPrefixGivesTheWholeRepliesAndSaysWhereItEnds) {
 }
 
 TEST(Delimited, AnAbsurdLengthEndsTheStreamAndTakesNoMemory) {
-  const AllRead all = ReadAll(Framed(kReply) +
+  const AllRead all = ReadAll(WithLength(kReplyBytes) +
                                   "\xFF\xFF\xFF\xFF\x07"
                                   "abc",
                               Form::kDelimited);
@@ -282,14 +282,15 @@ TEST(Whole, BadHexIsSaidWithItsPlace) {
 TEST(Lines, RepliesAreNumberedInTheirSource) {
   const std::string hex = kReplyHex;
   const AllRead log = ReadAll("10:00 got " + hex + " and " + hex + "\nnothing\n10:01 got " + hex + "\n");
-  EXPECT_EQ(log.replies, (Strings{kReply, kReply, kReply}));
+  EXPECT_EQ(log.replies, (Strings{kReplyBytes, kReplyBytes, kReplyBytes}));
   EXPECT_EQ(log.numbers, (std::vector<uint64_t>{1, 2, 3}));
   // Of their lines: the second begins behind 10 + 12 + 5 + 12 letters and its end, the third behind "nothing"
   // too.
   EXPECT_EQ(log.offsets, (std::vector<uint64_t>{0, 0, 48}));
   EXPECT_EQ(ReadAll(hex + "\n" + hex + "\n", Form::kHex).numbers, (std::vector<uint64_t>{1, 2}));
-  EXPECT_EQ(ReadAll(Framed(kReply) + Framed(kReply)).numbers, (std::vector<uint64_t>{1, 2}));
-  EXPECT_EQ(ReadAll(kReply).numbers, std::vector<uint64_t>{1});
+  EXPECT_EQ(ReadAll(WithLength(kReplyBytes) + WithLength(kReplyBytes)).numbers,
+            (std::vector<uint64_t>{1, 2}));
+  EXPECT_EQ(ReadAll(kReplyBytes).numbers, std::vector<uint64_t>{1});
   // One that is lost has a number as well.
   EXPECT_EQ(ReadAll(hex + "\nzzz\n" + hex + "\n", Form::kHex).numbers, (std::vector<uint64_t>{1, 3}));
 }
@@ -297,7 +298,7 @@ TEST(Lines, RepliesAreNumberedInTheirSource) {
 TEST(Lines, LookalikesAreCounted) {
   const AllRead log =
       ReadAll("10:00 begin\n10:01 got 081412024142\n10:02 got 0814120241\n\n10:03 got 08141202414\n");
-  EXPECT_EQ(log.replies, Strings{kReply});
+  EXPECT_EQ(log.replies, Strings{kReplyBytes});
   EXPECT_EQ(log.errors, Strings());
   EXPECT_EQ(log.lookalikes.lines, 2u);
   EXPECT_EQ(log.lookalikes.first_line, 3u);
@@ -309,7 +310,7 @@ TEST(Lines, LookalikesAreCounted) {
 TEST(Lines, OfAFormThatWasAskedForSayWhatIsCutOffOnce) {
   const AllRead all =
       ReadAll("got 081412024142\ngot 08141202414\ngot 081412024142 and 08141202414\n", Form::kHex);
-  EXPECT_EQ(all.replies, (Strings{kReply, kReply}));
+  EXPECT_EQ(all.replies, (Strings{kReplyBytes, kReplyBytes}));
   EXPECT_EQ(all.errors, Strings{"reply 2 at offset 17: no hexadecimal digits in this line"});
   EXPECT_EQ(all.lookalikes.lines, 1u);
   EXPECT_EQ(all.lookalikes.first_line, 3u);
@@ -342,12 +343,12 @@ size_t PiecesForAReply(const Strings& pieces) {
   Reply reply;
   std::string error;
   EXPECT_EQ(reader.Read(&reply, &error), Next::kReply) << error;
-  EXPECT_EQ(reply.bytes, kReply);
+  EXPECT_EQ(reply.bytes, kReplyBytes);
   return source.given();
 }
 
 TEST(Pauses, WhatHasComeWholeIsGiven) {
-  const std::string framed = Framed(kReply);
+  const std::string framed = WithLength(kReplyBytes);
   const std::string line = "got " + std::string(kReplyHex) + "\n";
   EXPECT_EQ(PiecesForAReply({framed, framed}), 1u);
   EXPECT_EQ(PiecesForAReply({framed.substr(0, 3), framed.substr(3), framed}), 2u);
@@ -360,7 +361,7 @@ TEST(Pauses, WhatHasComeWholeIsGiven) {
 }
 
 TEST(Pauses, OneReplyOverAllOfTheSourceIsWaitedFor) {
-  EXPECT_EQ(PiecesForAReply({kReply.substr(0, 3), kReply.substr(3)}), 2u);
+  EXPECT_EQ(PiecesForAReply({kReplyBytes.substr(0, 3), kReplyBytes.substr(3)}), 2u);
   EXPECT_EQ(PiecesForAReply({"> 0814\n", "> 1202\n", "> 4142\n"}), 3u);
   EXPECT_EQ(PiecesForAReply({kReplyHex}), 1u);
 }
@@ -368,7 +369,7 @@ TEST(Pauses, OneReplyOverAllOfTheSourceIsWaitedFor) {
 TEST(Pauses, ChangeNothingInWhatComesAfter) {
   Pausing source({"begin\n", "got 081412024142\ngot 08", "1412024142 end\n", "got 0814120241\n"});
   const AllRead all = ReadAll(&source, Form::kAuto);
-  EXPECT_EQ(all.replies, (Strings{kReply, kReply}));
+  EXPECT_EQ(all.replies, (Strings{kReplyBytes, kReplyBytes}));
   EXPECT_EQ(all.lookalikes.lines, 1u);
   EXPECT_EQ(all.lookalikes.first_line, 4u);
 }

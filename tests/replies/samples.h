@@ -8,7 +8,7 @@
 namespace replies {
 
 // A reply of two fields: Id 20, Obj "AB".
-inline const std::string kReply(
+inline const std::string kReplyBytes(
     "\x08\x14\x12\x02"
     "AB");
 inline constexpr char kReplyHex[] = "081412024142";

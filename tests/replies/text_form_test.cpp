@@ -13,9 +13,9 @@ TEST(TextForm, ToBytesAndBack) {
   std::string bytes;
   std::string error;
   ASSERT_TRUE(TextToBytes("# two fields\nId: 20 Obj: 'AB'", false, &bytes, &error)) << error;
-  EXPECT_EQ(bytes, kReply);
+  EXPECT_EQ(bytes, kReplyBytes);
   std::string text;
-  ASSERT_TRUE(BytesToText(kReply, &text, &error)) << error;
+  ASSERT_TRUE(BytesToText(kReplyBytes, &text, &error)) << error;
   EXPECT_EQ(text, "Id: 20\nObj: \"AB\"\n");
 }
 
@@ -40,7 +40,7 @@ TEST(TextForm, MayLackWhatIsRequiredOnlyIfAsked) {
 TEST(TextForm, OfBytesThatAreNoReplyIsNone) {
   std::string text;
   std::string error;
-  EXPECT_FALSE(BytesToText(kReply.substr(0, 5), &text, &error));
+  EXPECT_FALSE(BytesToText(kReplyBytes.substr(0, 5), &text, &error));
   EXPECT_EQ(error, "not a reply: the bytes end inside the field that begins at offset 2 (5 bytes read)");
 }
 

@@ -31,14 +31,14 @@ TEST(Wire, AVarintThatIsCutOrTooLongIsNone) {
 }
 
 TEST(Wire, AReplyBeginsWithItsId) {
-  EXPECT_TRUE(LooksLikeReply(kReply));
+  EXPECT_TRUE(LooksLikeReply(kReplyBytes));
   EXPECT_FALSE(LooksLikeReply(""));
   EXPECT_FALSE(
       LooksLikeReply("\x12\x02"
                      "AB"));
-  EXPECT_FALSE(LooksLikeReply(kReply.substr(0, 5)));
-  EXPECT_TRUE(LooksLikeStartOfReply(kReply.substr(0, 5)));
-  EXPECT_FALSE(LooksLikeReply(kReply + "\x0F"));
+  EXPECT_FALSE(LooksLikeReply(kReplyBytes.substr(0, 5)));
+  EXPECT_TRUE(LooksLikeStartOfReply(kReplyBytes.substr(0, 5)));
+  EXPECT_FALSE(LooksLikeReply(kReplyBytes + "\x0F"));
 }
 
 TEST(Wire, TheLastIdCounts) {
@@ -115,7 +115,7 @@ TEST(Wire, GroupsAndUnknownWireTypesAreBroken) {
 }
 
 TEST(Envelope, HasNumbersForItsIdAndCountAndLengthsForTheRest) {
-  EXPECT_TRUE(LooksLikeEnvelope(kReply));
+  EXPECT_TRUE(LooksLikeEnvelope(kReplyBytes));
   EXPECT_TRUE(LooksLikeEnvelope("\x08\x14\x28\x05"));
   // The date 08122024: field 4 as a number. And the count as text, the object with 64 and with 32 bits.
   EXPECT_FALSE(LooksLikeEnvelope("\x08\x12\x20\x24"));
@@ -126,7 +126,7 @@ TEST(Envelope, HasNumbersForItsIdAndCountAndLengthsForTheRest) {
   EXPECT_FALSE(
       LooksLikeEnvelope("\x08\x14\x15"
                         "ABCD"));
-  EXPECT_FALSE(LooksLikeEnvelope(kReply.substr(0, 5)));
+  EXPECT_FALSE(LooksLikeEnvelope(kReplyBytes.substr(0, 5)));
 }
 
 TEST(Envelope, BeginsWithAnIdAndAFieldThatFits) {
@@ -145,16 +145,16 @@ TEST(Envelope, BeginsWithAnIdAndAFieldThatFits) {
 }
 
 TEST(Envelope, HasOneId) {
-  EXPECT_FALSE(HasSeveralIds(kReply));
-  EXPECT_TRUE(HasSeveralIds(kReply + kReply));
+  EXPECT_FALSE(HasSeveralIds(kReplyBytes));
+  EXPECT_TRUE(HasSeveralIds(kReplyBytes + kReplyBytes));
   // Field 1 with a length is no Id.
-  EXPECT_FALSE(HasSeveralIds(kReply + "\x0A\x01x"));
+  EXPECT_FALSE(HasSeveralIds(kReplyBytes + "\x0A\x01x"));
 }
 
 // A reply, damaged ones, and ones with a long head, in pieces of every size: as if they had come at once.
 TEST(GrowingReply, KnowsWhatTheWholeLooksLike) {
-  const Strings messages{kReply,
-                         kReply + kReply,
+  const Strings messages{kReplyBytes,
+                         kReplyBytes + kReplyBytes,
                          "\x08" + std::string(9, '\xFF') + "\x01" + "\x12\x80\x80\x00",
                          "\x08\x14\x11"
                          "ABCDEFGH"
@@ -162,7 +162,7 @@ TEST(GrowingReply, KnowsWhatTheWholeLooksLike) {
                          "ABCD",
                          "\x12\x02"
                          "AB",
-                         kReply + "\x0F" + kReply,
+                         kReplyBytes + "\x0F" + kReplyBytes,
                          "\x08\x14" + std::string(12, '\xFF'),
                          "\x08\x14\x12\xFF\xFF\xFF\xFF\x07"
                          "AB",

@@ -205,14 +205,14 @@ void ShowSummary(const View& view, const Item& item, Shown* shown) {
   shown->out = RenderSummary(item, id, view.type ? view.type : OnlyLayoutOf(id));
 }
 
-// The table, if there is one that Arrow can hold; otherwise the note says why not.
-void EmbedTable(Rendered rendered, ReportPart* part) {
-  part->type = rendered.type ? static_cast<int>(*rendered.type) : 0;
-  part->decoded = rendered.decoded;
-  part->rows = rendered.table.view().rows();
-  part->columns = rendered.table.view().cols();
+// The table, which is taken out, if it is one that Arrow can hold; otherwise the note says why not.
+void EmbedTable(Rendered* rendered, ReportPart* part) {
+  part->type = rendered->type ? static_cast<int>(*rendered->type) : 0;
+  part->decoded = rendered->decoded;
+  part->rows = rendered->table.view().rows();
+  part->columns = rendered->table.view().cols();
   std::string error;
-  if (TableToIpc(std::move(rendered.table), &part->table, &error)) return;
+  if (TableToIpc(std::move(rendered->table), &part->table, &error)) return;
   part->table.clear();
   part->note = fmt::format("its table cannot be embedded: {}", error);
 }
@@ -224,7 +224,7 @@ void ShowHtml(const View& view, const Item& item, Shown* shown) {
   Rendered rendered = MakeTable(view, item.reply.bytes);
   ReportPart& part = shown->part;
   part.id = rendered.id;
-  if (rendered.table) EmbedTable(std::move(rendered), &part);
+  if (rendered.table) EmbedTable(&rendered, &part);
   if (!part.table.empty()) return;
   if (part.note.empty()) part.note = WhyNoTableBriefly(item.reply.bytes);
   part.tree = IsWhole(view) ? TesparserPB2Json(item.reply.bytes) : std::string();
@@ -236,7 +236,7 @@ void ShowHtml(const View& view, const Item& item, Shown* shown) {
   // Without columns it says nothing that the tree does not.
   if (decoded.table && decoded.table.view().cols() != 0) {
     std::string note = std::move(part.note);
-    EmbedTable(std::move(decoded), &part);
+    EmbedTable(&decoded, &part);
     part.note = std::move(note);
   }
 }
