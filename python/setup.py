@@ -35,7 +35,8 @@ class CMakeBuild(build_ext):
             for part in ("TESTS", "BENCH", "FUZZ"):
                 options += ["-D", f"TESPARSER_BUILD_{part}=OFF"]
         subprocess.run(["cmake", "-S", SOURCE, "-B", build, *options], check=True)
-        subprocess.run(["cmake", "--build", build, "--target", "tesparser_python"], check=True)
+        jobs = os.environ.get("CMAKE_BUILD_PARALLEL_LEVEL") or str(len(os.sched_getaffinity(0)))
+        subprocess.run(["cmake", "--build", build, "--target", "tesparser_python", "--parallel", jobs], check=True)
         subprocess.run(["cmake", "--install", build, "--component", "wheel", "--prefix", package], check=True)
         self.drop_links(package)
 

@@ -1,8 +1,9 @@
 // The compiled part of the package: what Python's own part, tesparser/*.py, is built on.
 //
-// Replies are decoded without the interpreter's lock. What a function is given is copied, or held, before it
-// lets the lock go. What is wrong with a reply is said by an exception: protobuf's lines on standard error
-// are kept back meanwhile, and only then, as the process may have other users of protobuf.
+// Replies are decoded without the interpreter's lock, but for the smallest. What a function is given is
+// copied, or held, before it lets the lock go. What is wrong with a reply is said by an exception: protobuf's
+// lines on standard error are kept back meanwhile, and only then, as the process may have other users of
+// protobuf.
 #include <google/protobuf/stubs/logging.h>
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
@@ -42,6 +43,20 @@ std::string BytesOf(const py::handle& reply) {
   return bytes;
 }
 
+// Lets the interpreter's lock go while one reply is decoded. Below this size that takes a few microseconds,
+// and a thread that has given the lock away may wait far longer than that to get it back.
+class UnlockedFor {
+ public:
+  explicit UnlockedFor(const std::string& reply) {
+    if (reply.size() >= kWorthUnlocking) unlocked_.emplace();
+  }
+
+ private:
+  static constexpr size_t kWorthUnlocking = 1024;
+
+  std::optional<py::gil_scoped_release> unlocked_;
+};
+
 int32_t IdOf(const std::string& bytes) {
   int32_t id = 0;
   return replies::FindId(bytes, &id) ? id : 0;
@@ -62,7 +77,7 @@ py::object TableOf(const py::handle& reply, const py::object& type) {
   tsl_base::Table table;
   replies::Diagnosis why;
   {
-    const py::gil_scoped_release unlocked;
+    const UnlockedFor unlocked(bytes);
     const google::protobuf::LogSilencer silence;
     const tsl_base::KeepUtf8 utf8;
     table.reset(TesparserPB2TableType(bytes, layout));
@@ -80,7 +95,7 @@ py::object WhyNoTable(const py::handle& reply, const py::object& type) {
   const TPType layout = TypeOf(type);
   replies::Diagnosis why;
   {
-    const py::gil_scoped_release unlocked;
+    const UnlockedFor unlocked(bytes);
     const google::protobuf::LogSilencer silence;
     why = replies::DiagnoseTable(bytes, layout);
   }
@@ -106,7 +121,7 @@ py::str JsonOf(const py::handle& reply) {
   std::string json;
   replies::Diagnosis why;
   {
-    const py::gil_scoped_release unlocked;
+    const UnlockedFor unlocked(bytes);
     json = MakeJson(bytes, &why);
   }
   if (json.empty()) Raise(why);

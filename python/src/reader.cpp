@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "arrow_columns.h"
@@ -64,9 +65,13 @@ class ReplyIterator {
   Reply reply_;
 };
 
+// The array takes over the memory: of small replies there may be as much of it as of what was read.
 template <class T>
-py::array_t<T> ArrayOf(const std::vector<T>& values) {
-  return py::array_t<T>(static_cast<py::ssize_t>(values.size()), values.data());
+py::array_t<T> ArrayOf(std::vector<T>&& values) {
+  auto kept = std::make_unique<std::vector<T>>(std::move(values));
+  const py::capsule owner(kept.get(), [](void* owned) { delete static_cast<std::vector<T>*>(owned); });
+  const std::vector<T>& numbers = *kept.release();
+  return py::array_t<T>(static_cast<py::ssize_t>(numbers.size()), numbers.data(), owner);
 }
 
 // Where replies are, without a look into them but for their Ids.
@@ -82,7 +87,8 @@ class Scan {
       inputs_.Rethrow();
       RaiseOsError(failed.what());
     }
-    return py::make_tuple(ArrayOf(offsets_), ArrayOf(lengths_), ArrayOf(ids_), ArrayOf(sources_), errors_);
+    return py::make_tuple(ArrayOf(std::move(offsets_)), ArrayOf(std::move(lengths_)),
+                          ArrayOf(std::move(ids_)), ArrayOf(std::move(sources_)), errors_);
   }
 
  private:

@@ -5,7 +5,8 @@
     frame = tesparser.read("capture/", id=21).to_pandas()        # many
 
 Everything that takes bytes takes any bytes at all: what is no reply raises an exception that says why. Replies
-are decoded without the interpreter's lock, on as many threads as call.
+are decoded without the interpreter's lock, on as many threads as call; only where one of less than 1 KB is given
+by itself, the lock is kept for the few microseconds that it takes.
 """
 
 from __future__ import annotations
