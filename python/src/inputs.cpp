@@ -2,6 +2,8 @@
 
 #include <array>
 #include <cstring>
+#include <string>
+#include <string_view>
 #include <utility>
 
 #include "replies/source.h"
@@ -26,6 +28,14 @@ Form FormOf(const std::string& word) {
     if (word == name) return form;
   }
   throw py::value_error("no form \"" + word + "\"; known: auto, raw, delimited, hex, base64, lines, text");
+}
+
+// What the viewer has an option for is a parameter here.
+std::string InPython(std::string message) {
+  constexpr std::string_view kOption = "--from says";
+  const size_t at = message.rfind(kOption);
+  if (at != std::string::npos) message.replace(at, kOption.size(), "form= says");
+  return message;
 }
 
 // Ctrl-C is looked at before each read; elsewhere than on the main thread there is none.
@@ -117,6 +127,7 @@ replies::Next Inputs::ReadOne(replies::Reply* reply, std::string* error) {
       // A reply that is lost is counted by the reader, and its place told in the words of the error.
       number_ = next == replies::Next::kReply ? reply->number : number_ + 1;
       offset_ = next == replies::Next::kReply ? reply->offset : reader_->position();
+      if (next == replies::Next::kBad) *error = InPython(std::move(*error));
       return next;
     }
     Close();
@@ -128,7 +139,7 @@ replies::Next Inputs::Read(replies::Reply* reply, std::string* error) {
   try {
     return ReadOne(reply, error);
   } catch (const InputError& failed) {
-    throw InputError(name_ + ": " + failed.what());
+    throw InputError(name_ + ": " + InPython(failed.what()));
   } catch (const std::bad_alloc&) {
     throw;
   } catch (...) {

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import html
+import shutil
 import unicodedata
 from typing import Any, Callable, Iterable, List, Sequence
 
@@ -50,9 +51,8 @@ def _shown(count: int, most: int) -> List[int]:
     return [*range(first), -1, *range(count - (most - first), count)]
 
 
-def _grid(names: Sequence[str], types: Sequence[str], rows: int, cell: Callable[[int, int], Any]) -> List[List[str]]:
-    """Headings and cells as texts."""
-    shown = _shown(len(names), MOST_COLUMNS)
+def _grid(shown: Sequence[int], names: Sequence[str], types: Sequence[str], rows: int, cell: Callable[[int, int], Any]) -> List[List[str]]:
+    """Headings and cells as texts, of the columns that are shown."""
 
     def line(text_of: Callable[[int], str]) -> List[str]:
         return ["…" if col < 0 else text_of(col) for col in shown]
@@ -66,14 +66,11 @@ def _grid(names: Sequence[str], types: Sequence[str], rows: int, cell: Callable[
     return grid
 
 
-def _numeric(names: Sequence[str], types: Sequence[str]) -> List[bool]:
-    return [col >= 0 and types[col] in NUMBERS for col in _shown(len(names), MOST_COLUMNS)]
+def _numeric(shown: Sequence[int], types: Sequence[str]) -> List[bool]:
+    return [col >= 0 and types[col] in NUMBERS for col in shown]
 
 
-def text(title: str, names: Sequence[str], types: Sequence[str], rows: int, cell: Callable[[int, int], Any]) -> str:
-    """The title, the headings and the first and last rows, in columns."""
-    grid = _grid(names, types, rows, cell)
-    right = _numeric(names, types)
+def _aligned(grid: Sequence[Sequence[str]], right: Sequence[bool]) -> List[str]:
     widths = [max(_width(line[i]) for line in grid) for i in range(len(right))]
 
     def padded(line: Iterable[str]) -> str:
@@ -83,13 +80,26 @@ def text(title: str, names: Sequence[str], types: Sequence[str], rows: int, cell
             parts.append(blanks + part if numeric else part + blanks)
         return "  ".join(parts).rstrip()
 
-    return "\n".join([title, *(padded(line) for line in grid if line)])
+    return [padded(line) for line in grid if line]
+
+
+def text(title: str, names: Sequence[str], types: Sequence[str], rows: int, cell: Callable[[int, int], Any]) -> str:
+    """The title, the headings and the first and last rows, in as many columns as the terminal is wide enough for."""
+    room = shutil.get_terminal_size().columns
+    lines: List[str] = []
+    for most in range(MOST_COLUMNS, 2, -1):
+        shown = _shown(len(names), most)
+        lines = _aligned(_grid(shown, names, types, rows, cell), _numeric(shown, types))
+        if all(_width(line) <= room for line in lines):
+            break
+    return "\n".join([title, *lines])
 
 
 def as_html(title: str, names: Sequence[str], types: Sequence[str], rows: int, cell: Callable[[int, int], Any]) -> str:
     """The same as a table of HTML. Whatever the cells hold is text in it, never markup."""
-    head, *body = _grid(names, types, rows, cell)
-    right = _numeric(names, types)
+    shown = _shown(len(names), MOST_COLUMNS)
+    head, *body = _grid(shown, names, types, rows, cell)
+    right = _numeric(shown, types)
 
     def line(tag: str, cells: Sequence[str]) -> str:
         parts = (

@@ -57,6 +57,13 @@ def test_every_form_of_input(rankings, tmp_path):
     assert values(tesparser.read(stream, form="delimited")) == EXPECTED
 
 
+def test_what_is_no_source_of_replies():
+    with pytest.raises(OSError, match="form= says which"):
+        list(tesparser.replies(b"\xff" * 100_000))
+    (error,) = tesparser.scan(b"no reply").errors
+    assert "form= says which" in error
+
+
 def test_a_path_of_any_bytes(rankings, tmp_path):
     path = os.fsencode(tmp_path) + b"/\xff\xfe.bin"
     with open(path, "wb") as file:

@@ -137,6 +137,18 @@ def test_prints_itself(quotes, wire_table):
     assert len(ends) == 1
 
 
+def test_fits_the_terminal(sample, monkeypatch):
+    bars = tesparser.table(sample("21-QuoteKlineSingle"))[0, "Data"]
+    for columns in (60, 80, 200):
+        monkeypatch.setenv("COLUMNS", str(columns))
+        lines = repr(bars).splitlines()
+        assert max(map(len, lines)) <= columns and len(lines) == 13
+        # The first columns and the last ones.
+        assert lines[1].split()[0] == bars.columns[0] and lines[1].split()[-1] == bars.columns[-1]
+    # Twelve columns at most, and the sign for what is left out.
+    assert len(lines[1].split()) == 13
+
+
 def test_html_is_text_only(schema):
     message = schema.reply(28)
     message.RepDataPaiXu.add(Obj="<script>alert(1)</script>", Text="a&b\n\u202e")
