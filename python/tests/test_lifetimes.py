@@ -55,9 +55,9 @@ def test_children_moved_out_of_capsules(sample):
     for order in range(2):
         table = tesparser.table(sample("21-QuoteKlineSingle"))[0, "Data"]
         expected = table["ShouPanJia"]
-        capsules = table.__arrow_c_array__()
-        schema = arrow_reader.Schema.from_address(arrow_reader.CAPSULE_POINTER(capsules[0], b"arrow_schema"))
-        array = arrow_reader.Array.from_address(arrow_reader.CAPSULE_POINTER(capsules[1], b"arrow_array"))
+        described, held = table.__arrow_c_array__()
+        schema = arrow_reader.Schema.from_address(arrow_reader.CAPSULE_POINTER(described, b"arrow_schema"))
+        array = arrow_reader.Array.from_address(arrow_reader.CAPSULE_POINTER(held, b"arrow_array"))
         index = table.columns.index("ShouPanJia")
         taken = arrow_reader.Array()
         ctypes.memmove(ctypes.byref(taken), array.children[index], ctypes.sizeof(taken))
@@ -66,7 +66,7 @@ def test_children_moved_out_of_capsules(sample):
         array.release(array)
         churn()
         if order:
-            del capsules
+            del held, array
         assert arrow_reader._cells(schema.children[index][0], taken, 0, taken.length) == expected
         taken.release(taken)
 
