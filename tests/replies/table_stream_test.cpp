@@ -297,7 +297,7 @@ TEST(TableStream, KnowsItsSchemaBeforeTheFirstReply) {
     }
     ++streams;
   }
-  EXPECT_EQ(streams, 48);
+  EXPECT_GE(streams, 48);
 }
 
 TEST(TableStream, TellsWhatItIsIn) {
