@@ -219,6 +219,8 @@ Type TypeOf(const std::string& format) {
   return Type::kNothing;
 }
 
+}  // namespace
+
 // The tables at one place of the nesting.
 struct TableLevel {
   struct Tables {
@@ -237,6 +239,8 @@ struct TableLevel {
   // tables that were made with it.
   const char* spec = nullptr;
 };
+
+namespace {
 
 std::unique_ptr<TableLevel> MakeTableLevel(const TableColumns& columns, const ShownColumns* shown) {
   auto level = std::make_unique<TableLevel>();
