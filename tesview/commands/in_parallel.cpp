@@ -1,6 +1,8 @@
 #include "tesview/commands/in_parallel.h"
 
 #include <fmt/format.h>
+#include <malloc.h>
+#include <sys/resource.h>
 
 #include <chrono>
 #include <condition_variable>
@@ -32,10 +34,20 @@ struct Batch {
   bool done = false;
 };
 
+// The C library gives a thread a heap of its own, which takes 64 MB of addresses, and keeps it when the
+// thread has ended. Where addresses are limited a few of these leave none for what the threads are there for.
+void ShareHeapWhereAddressesAreShort() {
+#ifdef M_ARENA_MAX
+  rlimit addresses{};
+  if (getrlimit(RLIMIT_AS, &addresses) == 0 && addresses.rlim_cur != RLIM_INFINITY) mallopt(M_ARENA_MAX, 1);
+#endif
+}
+
 class Workers {
  public:
   Workers(Renderer* renderer, int threads, Printer* printer)
       : renderer_(renderer), portion_(renderer->portion()), printer_(printer) {
+    ShareHeapWhereAddressesAreShort();
     // Signals are the reader's: it is the one that may have to be woken.
     sigset_t all;
     sigset_t before;
