@@ -81,7 +81,7 @@ TEST(DescribedColumns, AreThoseOfTheTablesOfFullReplies) {
     EXPECT_EQ(TypeOf(*columns), ExportedType(made));
     ++tables;
   }
-  // 28 Ids have a table of their own columns at least; four layouts and the 16 of indicators are chosen by type.
+  // At least 28 Ids have a table of their own columns; four layouts and the 16 of indicators go by type.
   EXPECT_GE(tables, 48);
 }
 
