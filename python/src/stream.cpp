@@ -22,6 +22,7 @@
 #include "replies/arrow_schema.h"
 #include "replies/columns.h"
 #include "replies/diagnosis.h"
+#include "replies/layouts.h"
 #include "replies/table_stream.h"
 
 namespace tesparser_python {
@@ -215,8 +216,7 @@ struct Handed {
 
 // Whether there is a table of that kind at all.
 bool HasTable(const replies::TableRequest& request) {
-  constexpr int32_t kWireTable = 3;
-  return request.decode || request.id == 0 || request.id == kWireTable ||
+  return request.decode || request.id == 0 || request.id == replies::kWireTableId ||
          replies::DescribeTable(request.id, request.type.value_or(TPTypeById), "") != nullptr;
 }
 

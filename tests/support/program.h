@@ -36,6 +36,9 @@ std::string WhyNoTerminal();
 
 Result Run(const std::vector<std::string>& command, const How& how = How());
 
+// For `feed`: writes the block so many times, or until nobody reads it.
+void WriteTimes(int fd, const std::string& block, int count);
+
 // Runs a line of shell, with `path` in front of PATH.
 Result Shell(const std::string& line, const std::string& path, const std::string& directory);
 

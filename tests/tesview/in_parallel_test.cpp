@@ -76,13 +76,7 @@ TEST(Stream, AnyLengthTakesBoundedMemory) {
     How how;
     how.feed = [count](int fd) {
       const std::string block = StreamOf(TwoKlines(), 500);
-      for (int i = 0; i < count; ++i) {
-        for (size_t sent = 0; sent < block.size();) {
-          const ssize_t n = write(fd, block.data() + sent, block.size() - sent);
-          if (n <= 0) return;
-          sent += static_cast<size_t>(n);
-        }
-      }
+      program::WriteTimes(fd, block, count);
     };
     return View({"--to", "summary", "--jobs", jobs, "--from", "delimited"}, how);
   };
