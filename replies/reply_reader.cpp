@@ -107,14 +107,18 @@ bool WholeReader::DigitsToBytes(const std::string& all, std::string* bytes, std:
 
 class DelimitedReader : public FormReader {
  public:
-  explicit DelimitedReader(Window* window) : window_(window) {}
+  // `choose` may be empty.
+  DelimitedReader(Window* window, Choose choose) : window_(window), choose_(std::move(choose)) {}
 
   Next Read(Reply* reply, std::string* error) override;
 
  private:
+  // The next reply, which is in the window then, and how far it reaches there.
+  Next Find(ReplyView* found, size_t* whole, std::string* error);
   Next Stop(std::string* error, const std::string& what);
 
   Window* window_;
+  Choose choose_;
   uint64_t number_ = 0;
   bool done_ = false;
 };
@@ -126,10 +130,10 @@ Next DelimitedReader::Stop(std::string* error, const std::string& what) {
   return Next::kBad;
 }
 
-Next DelimitedReader::Read(Reply* reply, std::string* error) {
+Next DelimitedReader::Find(ReplyView* found, size_t* whole, std::string* error) {
   if (done_ || !window_->Fill(1)) return Next::kEnd;
-  reply->number = ++number_;
-  reply->offset = window_->position();
+  found->number = ++number_;
+  found->offset = window_->position();
   size_t prefix = 0;
   uint64_t size = 0;
   // No more is waited for than the length has, so that a slow stream is shown as it comes.
@@ -143,14 +147,28 @@ Next DelimitedReader::Read(Reply* reply, std::string* error) {
         error,
         fmt::format("its length is given as {}, which no reply can have; the stream is damaged here", size));
   }
-  const size_t whole = prefix + static_cast<size_t>(size);
-  if (!window_->Fill(whole)) {
+  *whole = prefix + static_cast<size_t>(size);
+  if (!window_->Fill(*whole)) {
     return Stop(error, fmt::format("its length is given as {}, but the stream ends after {} bytes", size,
                                    window_->bytes().size() - prefix));
   }
-  reply->bytes.assign(window_->bytes().substr(prefix, static_cast<size_t>(size)));
-  window_->Drop(whole);
+  found->bytes = window_->bytes().substr(prefix, static_cast<size_t>(size));
   return Next::kReply;
+}
+
+Next DelimitedReader::Read(Reply* reply, std::string* error) {
+  while (true) {
+    ReplyView found;
+    size_t whole = 0;
+    const Next next = Find(&found, &whole, error);
+    reply->number = found.number;
+    reply->offset = found.offset;
+    if (next != Next::kReply) return next;
+    const bool wanted = !choose_ || choose_(found);
+    if (wanted) reply->bytes.assign(found.bytes);
+    window_->Drop(whole);
+    if (wanted) return Next::kReply;
+  }
 }
 
 // ---- some in each line ----
@@ -283,7 +301,7 @@ void ReplyReader::Open() {
   if (format_.by_line) {
     form_reader_ = std::make_unique<LineReader>(&window_, format_.form);
   } else if (format_.form == Form::kDelimited) {
-    form_reader_ = std::make_unique<DelimitedReader>(&window_);
+    form_reader_ = std::make_unique<DelimitedReader>(&window_, choose_);
   } else {
     form_reader_ = std::make_unique<WholeReader>(&window_, format_, text_parser_);
   }
@@ -291,7 +309,13 @@ void ReplyReader::Open() {
 
 Next ReplyReader::Read(Reply* reply, std::string* error) {
   if (form_reader_ == nullptr) Open();
-  return form_reader_->Read(reply, error);
+  while (true) {
+    const Next next = form_reader_->Read(reply, error);
+    // Of a stream replies are chosen before they are copied.
+    const bool chosen = next != Next::kReply || !choose_ || format_.form == Form::kDelimited ||
+                        choose_({reply->bytes, reply->number, reply->offset});
+    if (chosen) return next;
+  }
 }
 
 }  // namespace replies

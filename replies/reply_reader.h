@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "replies/byte_source.h"
 #include "replies/form.h"
@@ -24,6 +25,16 @@ struct Reply {
   uint64_t number = 0;  // from 1, within its source
   uint64_t offset = 0;  // where it begins in the source; in a log, where its line does
 };
+
+// A reply where it was read.
+struct ReplyView {
+  std::string_view bytes;  // until the next read
+  uint64_t number = 0;
+  uint64_t offset = 0;
+};
+
+// Whether a reply is wanted.
+using Choose = std::function<bool(const ReplyView& reply)>;
 
 enum class Next {
   kReply,
@@ -54,6 +65,11 @@ class ReplyReader {
   ReplyReader(ByteSource* source, Form form, TextParser text_parser)
       : window_(source), asked_(form), text_parser_(std::move(text_parser)) {}
 
+  // Only replies for which `choose` gives true are given by Read(). It is called once for each, in their order,
+  // and before the reply is copied; the others are passed over at the cost of finding them. They count in the
+  // numbers of the replies behind them.
+  void OnlyIf(Choose choose) { choose_ = std::move(choose); }
+
   // The next reply, or what is wrong with it in `error`: a sentence without the source's name, with the
   // reply's number and offset where there are several. `reply` has both then as well. Throws what the source
   // throws, and InputError if the source holds no replies.
@@ -77,6 +93,7 @@ class ReplyReader {
   Window window_;
   Form asked_;
   TextParser text_parser_;
+  Choose choose_;
   Format format_;
   std::unique_ptr<FormReader> form_reader_;
 };

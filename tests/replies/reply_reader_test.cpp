@@ -295,6 +295,30 @@ TEST(Lines, RepliesAreNumberedInTheirSource) {
   EXPECT_EQ(ReadAll(hex + "\nzzz\n" + hex + "\n", Form::kHex).numbers, (std::vector<uint64_t>{1, 3}));
 }
 
+TEST(Chosen, RepliesAreGivenAndTheOthersCounted) {
+  const auto read = [](const std::string& bytes, Form form) {
+    MemorySource source(bytes);
+    ReplyReader reader(&source, form, nullptr);
+    std::vector<uint64_t> asked;
+    reader.OnlyIf([&asked](const ReplyView& reply) {
+      asked.push_back(reply.number);
+      return reply.bytes.size() != kReplyBytes.size();
+    });
+    Reply reply;
+    std::string error;
+    std::vector<uint64_t> places;
+    while (reader.Read(&reply, &error) == Next::kReply) {
+      EXPECT_EQ(reply.bytes, "\x08\x16");
+      places.insert(places.end(), {reply.number, reply.offset});
+    }
+    EXPECT_EQ(asked, (std::vector<uint64_t>{1, 2, 3}));
+    return places;
+  };
+  EXPECT_EQ(read(WithLength(kReplyBytes) + WithLength("\x08\x16") + WithLength(kReplyBytes), Form::kDelimited),
+            (std::vector<uint64_t>{2, 7}));
+  EXPECT_EQ(read(std::string(kReplyHex) + "\n0816\n" + kReplyHex + "\n", Form::kHex), (std::vector<uint64_t>{2, 13}));
+}
+
 TEST(Lines, LookalikesAreCounted) {
   const AllRead log =
       ReadAll("10:00 begin\n10:01 got 081412024142\n10:02 got 0814120241\n\n10:03 got 08141202414\n");

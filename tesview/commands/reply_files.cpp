@@ -74,6 +74,7 @@ bool ReplyFiles::Open() {
       source_.get(), from_, [](const std::string& text, std::string* bytes, std::string* error) {
         return TextToBytes(text, false, bytes, error);
       });
+  if (choose_) replies_->OnlyIf(choose_);
   return true;
 }
 

@@ -37,6 +37,9 @@ class ReplyFiles {
   // Called with the bytes dealt with and the replies found since the last call.
   void OnProgress(std::function<void(uint64_t, uint64_t)> call) { on_progress_ = std::move(call); }
 
+  // Only these are given by Next(). Called as ReplyReader::OnlyIf() has it, file by file.
+  void OnlyIf(replies::Choose choose) { choose_ = std::move(choose); }
+
   // False at the end. Throws what the calls above throw, and Interrupted.
   bool Next(ReadItem* next);
 
@@ -53,6 +56,7 @@ class ReplyFiles {
   size_t next_error_ = 0;
   std::function<void()> on_wait_;
   std::function<void(uint64_t, uint64_t)> on_progress_;
+  replies::Choose choose_;
 
   // Of the file that is open.
   std::string name_;
