@@ -56,8 +56,9 @@ class CFaceMemory : public testing::TestWithParam<Failing> {
     RunAfresh(call, bytes, 0, Failing::kOne);  // fills what later calls use again
     const Outcome whole = RunAfresh(call, bytes, 0, Failing::kOne);
     long failures = 0;
+    constexpr long kFirst = reliability::kBrief ? 50 : 100;
     // The first ones each, then some: streams make many small blocks that are alike.
-    for (long n = 1;; n += n < 100 ? 1 : 1 + n / 32) {
+    for (long n = 1;; n += n < kFirst ? 1 : 1 + n / (kFirst / 3)) {
       SCOPED_TRACE("allocation " + std::to_string(n));
       const Outcome outcome = RunAfresh(call, bytes, n, GetParam());
       if (outcome.refused == 0) {

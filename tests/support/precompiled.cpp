@@ -1,0 +1,1 @@
+// What is precompiled for the tests needs a source that it is compiled with.
