@@ -45,6 +45,10 @@ bool IsId(const WireField& field) {
   return field.number == kIdField && field.wire_type == 0;
 }
 
+int32_t IdOf(const WireField& field) {
+  return static_cast<int32_t>(static_cast<uint32_t>(field.varint));
+}
+
 bool LooksLikeFields(std::string_view bytes, bool may_go_on) {
   size_t pos = 0;
   WireField field;
@@ -141,10 +145,18 @@ bool FindId(std::string_view bytes, int32_t* id) {
   bool found = false;
   while (ReadField(bytes, &pos, &field) == WireStep::kField) {
     if (!IsId(field)) continue;
-    *id = static_cast<int32_t>(static_cast<uint32_t>(field.varint));
+    *id = IdOf(field);
     found = true;
   }
   return found;
+}
+
+bool IdInFront(std::string_view bytes, int32_t* id) {
+  size_t pos = 0;
+  WireField first;
+  if (ReadField(bytes, &pos, &first) != WireStep::kField || !IsId(first)) return FindId(bytes, id);
+  *id = IdOf(first);
+  return true;
 }
 
 void GrowingReply::Append(std::string_view piece) {

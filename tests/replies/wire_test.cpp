@@ -53,6 +53,21 @@ TEST(Wire, TheLastIdCounts) {
              &id));
 }
 
+TEST(Wire, AnIdInFrontIsTakenWithoutALookBehindIt) {
+  int32_t id = 0;
+  EXPECT_TRUE(IdInFront("\x08\x14\x08\x15", &id));
+  EXPECT_EQ(id, 20);
+  // A field that is cut.
+  EXPECT_TRUE(IdInFront("\x08\x96\x01\x12\x7F", &id));
+  EXPECT_EQ(id, 150);
+  // A text before it.
+  EXPECT_TRUE(IdInFront("\x12\x01\x41\x08\x16\x08\x17", &id));
+  EXPECT_EQ(id, 23);
+  EXPECT_FALSE(IdInFront("\x12\x01\x41", &id));
+  EXPECT_FALSE(IdInFront("\x08\x96", &id));
+  EXPECT_FALSE(IdInFront("", &id));
+}
+
 WireStep StepOf(const std::string& bytes) {
   size_t pos = 0;
   WireField field;

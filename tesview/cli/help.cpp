@@ -193,7 +193,7 @@ Page PageOf(const CLI::App& app) {
   for (const CLI::App* command : commands)
     page.synopsis.push_back(SynopsisOf(*command));
   page.sections = {Introduction(), Examples()};
-  for (const char* group : {"Input", "Output", "Choice", "Work", "Other"}) {
+  for (const char* group : {"Input", "Filter", "Output", "Choice", "Work", "Other"}) {
     Section section{group, {}, {}};
     AddOptions(app, group, &section.entries);
     page.sections.push_back(section);

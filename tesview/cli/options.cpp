@@ -14,6 +14,8 @@
 #include "replies/layouts.h"
 #include "replies/reply_reader.h"
 #include "replies/suggest.h"
+#include "replies/vocabulary.h"
+#include "replies/words.h"
 #include "tesview/cli/help.h"
 #include "tesview/terminal/terminal.h"
 
@@ -21,10 +23,13 @@ namespace tesview {
 
 using replies::DidYouMean;
 using replies::FindType;
+using replies::FindPayload;
 using replies::Form;
+using replies::Payload;
 using replies::Trim;
 using replies::TypeName;
 using replies::TypeNames;
+using replies::WholeNumber;
 
 namespace {
 
@@ -101,6 +106,10 @@ struct Given {
   std::string header = "name";
   std::string time = "raw";
   std::string unpack;
+  std::string id;
+  std::string sample;
+  std::string skip;
+  std::string limit;
   bool decode = false;
   bool table = false;
   bool json = false;
@@ -149,7 +158,8 @@ TPType TypeOf(const std::string& given) {
 }
 
 // Blanks beside the commas are none of the names'.
-std::vector<std::string> SplitAtCommas(const std::string& list, const char* option = "--columns") {
+std::vector<std::string> SplitAtCommas(const std::string& list, const char* option = "--columns",
+                                       const char* what = "column") {
   std::vector<std::string> parts;
   size_t begin = 0;
   while (begin <= list.size()) {
@@ -158,8 +168,28 @@ std::vector<std::string> SplitAtCommas(const std::string& list, const char* opti
     if (!part.empty()) parts.emplace_back(part);
     begin = end + 1;
   }
-  if (parts.empty()) throw UsageError(fmt::format("{} names no column", option));
+  if (parts.empty()) throw UsageError(fmt::format("{} names no {}", option, what));
   return parts;
+}
+
+// A number that is no Id of today may be one of a newer schema.
+int32_t IdOf(const std::string& given) {
+  if (const auto number = WholeNumber<int32_t>(given)) return *number;
+  if (const Payload* payload = FindPayload(given)) return payload->id;
+  std::vector<std::string> names;
+  for (const Payload& payload : replies::Vocabulary())
+    names.push_back(payload.name);
+  const std::string near = DidYouMean(given, names);
+  throw UsageError(fmt::format("no Id is called \"{}\"{}", given,
+                               near.empty() ? "; tesview ids lists them all" : near));
+}
+
+// "1/100", of which the first number is always 1.
+uint64_t EveryOf(const std::string& given) {
+  const auto every = given.compare(0, 2, "1/") == 0 ? WholeNumber<uint64_t>(given.substr(2)) : std::nullopt;
+  if (!every || *every == 0)
+    throw UsageError(fmt::format("\"{}\" for --sample is no part such as 1/100", given));
+  return *every;
 }
 
 class CommandLine {
@@ -170,6 +200,7 @@ class CommandLine {
         ->group("Other");
     app_.add_option("--generate", given_.generate)->group("");
     DefineInput();
+    DefineFilter(&app_);
     DefineOutput();
     DefineChoice();
     DefineWork();
@@ -220,6 +251,32 @@ class CommandLine {
             "detects it.")
         ->type_name("FORM")
         ->group("Input")
+        ->take_last();
+  }
+
+  // Of the program, and of a command that reads replies.
+  void DefineFilter(CLI::App* app) {
+    app->add_option("--id", given_.id,
+                    "Take only replies of these Ids, numbers or names as tesview ids has them; given again, "
+                    "it adds to them. The first field of a reply tells its Id: nothing else is looked at.")
+        ->type_name("ID,...")
+        ->group("Filter")
+        ->join(',');
+    app->add_option("--sample", given_.sample,
+                    "Of each file take one reply of N, the first: of 1/100 those with the numbers 1, 101, 201 "
+                    "and so on, counted before --id. The same ones each time.")
+        ->type_name("1/N")
+        ->group("Filter")
+        ->take_last();
+    app->add_option("--skip", given_.skip, "Pass over the first N replies that the other filters leave.")
+        ->type_name("N")
+        ->group("Filter")
+        ->take_last();
+    app->add_option("--limit", given_.limit,
+                    "Take no more than N replies of those that all other filters leave. Nothing is read "
+                    "behind the last one.")
+        ->type_name("N")
+        ->group("Filter")
         ->take_last();
   }
 
@@ -497,6 +554,7 @@ class CommandLine {
     }
     RefuseMistypedCommand(show.paths[0]);
     show.from = ValueOf(kFrom, given_.from, "--from");
+    show.filter = UnderstoodFilter();
     const int64_t cores = std::max(1U, std::thread::hardware_concurrency());
     const int64_t jobs = NumberOf(given_.jobs, "--jobs", 0, kMostJobs);
     show.jobs = static_cast<int>(jobs == 0 ? std::min<int64_t>(cores, kMostJobs) : jobs);
@@ -504,6 +562,20 @@ class CommandLine {
     UnderstandView(&show.view);
     UnderstandOutput(&show);
     return show;
+  }
+
+  FilterRequest UnderstoodFilter() const {
+    constexpr int64_t kMost = std::numeric_limits<int64_t>::max();
+    FilterRequest filter;
+    if (!given_.id.empty()) {
+      for (const std::string& id : SplitAtCommas(given_.id, "--id", "Id"))
+        filter.ids.push_back(IdOf(id));
+    }
+    if (!given_.sample.empty()) filter.every = EveryOf(given_.sample);
+    if (!given_.skip.empty()) filter.skip = static_cast<uint64_t>(NumberOf(given_.skip, "--skip", 0, kMost));
+    if (!given_.limit.empty())
+      filter.limit = static_cast<uint64_t>(NumberOf(given_.limit, "--limit", 0, kMost));
+    return filter;
   }
 
   // A word that is no file, but nearly a command.

@@ -23,6 +23,8 @@ using replies::TextToBytes;
 
 namespace {
 
+constexpr uint64_t kRepliesBetweenLooks = 1024;
+
 std::string NameOfFile(const std::string& path) {
   return path == "-" ? "(standard input)" : path;
 }
@@ -44,6 +46,7 @@ ReplyFiles::ReplyFiles(const std::vector<std::string>& paths, Form from)
 
 bool ReplyFiles::Next(ReadItem* next) {
   *next = ReadItem();
+  if (stop_when_ && stop_when_()) return false;
   if (next_error_ < files_.errors.size()) {
     FailToRead(next, files_.errors[next_error_++]);
     return true;
@@ -74,8 +77,23 @@ bool ReplyFiles::Open() {
       source_.get(), from_, [](const std::string& text, std::string* bytes, std::string* error) {
         return TextToBytes(text, false, bytes, error);
       });
-  if (choose_) replies_->OnlyIf(choose_);
+  replies_->OnlyIf([this](const replies::ReplyView& reply) { return Chooses(reply); });
   return true;
+}
+
+// Also where no reply is wanted for long the user sees how far it is, and can interrupt.
+bool ReplyFiles::Chooses(const replies::ReplyView& reply) {
+  if (++seen_ % kRepliesBetweenLooks == 0) {
+    if (WasInterrupted()) throw Interrupted();
+    TellProgress(std::max(reply.offset, counted_));
+  }
+  return !choose_ || choose_(reply);
+}
+
+void ReplyFiles::TellProgress(uint64_t position) {
+  if (on_progress_) on_progress_(position - counted_, seen_ - seen_told_);
+  counted_ = position;
+  seen_told_ = seen_;
 }
 
 void ReplyFiles::Close() {
@@ -86,8 +104,7 @@ void ReplyFiles::Close() {
 // False at the end of the file.
 bool ReplyFiles::TakeReply(ReadItem* next) {
   const replies::Next step = replies_->Read(&next->item.reply, &next->error);
-  if (on_progress_) on_progress_(replies_->position() - counted_, step == replies::Next::kReply ? 1 : 0);
-  counted_ = replies_->position();
+  TellProgress(replies_->position());
   if (step == replies::Next::kEnd) return false;
   next->item.source = name_;
   next->item.source_width = source_width_;

@@ -39,6 +39,8 @@ class ReplyFiles {
 
   // Only these are given by Next(). Called as ReplyReader::OnlyIf() has it, file by file.
   void OnlyIf(replies::Choose choose) { choose_ = std::move(choose); }
+  // Asked before each reply: once it says so, Next() gives no more, and what follows is not read.
+  void StopWhen(std::function<bool()> call) { stop_when_ = std::move(call); }
 
   // False at the end. Throws what the calls above throw, and Interrupted.
   bool Next(ReadItem* next);
@@ -46,6 +48,8 @@ class ReplyFiles {
  private:
   bool Open();
   void Close();
+  bool Chooses(const replies::ReplyView& reply);
+  void TellProgress(uint64_t position);
   bool TakeReply(ReadItem* next);
   bool TakeLookalikes(ReadItem* next);
 
@@ -57,6 +61,9 @@ class ReplyFiles {
   std::function<void()> on_wait_;
   std::function<void(uint64_t, uint64_t)> on_progress_;
   replies::Choose choose_;
+  std::function<bool()> stop_when_;
+  uint64_t seen_ = 0;       // replies, also those that are not wanted
+  uint64_t seen_told_ = 0;  // of them as progress
 
   // Of the file that is open.
   std::string name_;

@@ -3,6 +3,7 @@
 #ifndef TESVIEW_COMMANDS_REQUESTS_H_
 #define TESVIEW_COMMANDS_REQUESTS_H_
 
+#include <cstdint>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -16,9 +17,18 @@ namespace tesview {
 
 enum class When { kAuto, kAlways, kNever };
 
+// Which replies are taken, in this order: of these Ids, one of so many, without the first ones, no more than that.
+struct FilterRequest {
+  std::vector<int32_t> ids;  // empty for all
+  uint64_t every = 1;        // by the number that a reply has in its source: the first one of so many
+  uint64_t skip = 0;
+  std::optional<uint64_t> limit;
+};
+
 struct ShowRequest {
   std::vector<std::string> paths;  // files, directories, "-"
   replies::Form from = replies::Form::kAuto;
+  FilterRequest filter;
   View view;
   int jobs = 1;
   bool strict = false;

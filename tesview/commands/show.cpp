@@ -9,6 +9,7 @@
 #include "tesview/commands/printer.h"
 #include "tesview/commands/renderer.h"
 #include "tesview/commands/reply_files.h"
+#include "tesview/commands/reply_filter.h"
 #include "tesview/report/page.h"
 #include "tesview/report/report.h"
 #include "tesview/terminal/complain.h"
@@ -54,6 +55,8 @@ void FinishReport(Report* report, Output* output, ExitCode* code) {
 
 void ShowTo(const ShowRequest& request, Output* output, ExitCode* code) {
   ReplyFiles files(request.paths, request.from);
+  ReplyFilter filter(request.filter);
+  filter.ApplyTo(&files);
   Progress progress(WantsProgress(request.progress), request.progress == When::kAlways, files.TotalBytes());
   files.OnProgress([&](uint64_t bytes, uint64_t replies) { progress.Add(bytes, replies); });
   Printer printer(request, output, &progress, code);
