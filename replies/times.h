@@ -29,6 +29,12 @@ bool IsTime(const Told& kind);
 // date.
 TimeKind TimeKindOf(const Told& kind, int64_t value);
 
+// Whether times of that kind have a date; the others are those of any day.
+inline bool HasDate(TimeKind kind) {
+  return kind == TimeKind::kDate || kind == TimeKind::kDateTime || kind == TimeKind::kUnix ||
+         kind == TimeKind::kUnixMilli;
+}
+
 // More than the longest time takes.
 constexpr size_t kTimeRoom = 32;
 

@@ -62,9 +62,9 @@ bool HasSeveralIds(std::string_view bytes);
 // The Id of a reply: the last one if there are several, as the parser has it. False if there is none.
 bool FindId(std::string_view bytes, int32_t* id);
 
-// The same for whoever passes over many replies: an Id that is the first field counts, and nothing behind it is
-// looked at, so that of a large reply one page is touched. All real replies have it there, and no other one.
-// Where another field is the first, all are walked over.
+// The same for whoever passes over many replies: an Id that is the first field counts, and nothing behind it
+// is looked at, so that of a large reply one page is touched. All real replies have it there, and no other
+// one. Where another field is the first, all are walked over.
 bool IdInFront(std::string_view bytes, int32_t* id);
 
 // Whether pieces that come one after the other make a reply together. All of them cost as much as one look at

@@ -67,7 +67,7 @@ bool TakesNames(const CLI::App& command) {
   return command.get_name() == "ids" || command.get_name() == "columns" || command.get_name() == "schema";
 }
 bool TakesFiles(const CLI::App& command) {
-  return command.get_name() == "pack";
+  return command.get_name() == "pack" || command.get_name() == "stat";
 }
 
 constexpr std::string_view kPayloadNames = "tesview ids 2>/dev/null | awk 'NR > 1 { print $2 }'";

@@ -22,8 +22,8 @@
 namespace tesview {
 
 using replies::DidYouMean;
-using replies::FindType;
 using replies::FindPayload;
+using replies::FindType;
 using replies::Form;
 using replies::Payload;
 using replies::Trim;
@@ -57,6 +57,7 @@ constexpr Word<ColumnsForm> kColumns[] = {{"table", ColumnsForm::kTable},
                                           {"json", ColumnsForm::kJson},
                                           {"markdown", ColumnsForm::kMarkdown},
                                           {"names", ColumnsForm::kNames}};
+constexpr Word<bool> kStat[] = {{"table", false}, {"json", true}};
 constexpr Word<PackForm> kPack[] = {{"raw", PackForm::kRaw},
                                     {"delimited", PackForm::kDelimited},
                                     {"hex", PackForm::kHex},
@@ -123,6 +124,8 @@ struct Given {
   std::string columns_type;
   std::string columns_to = "table";
   ColumnsRequest columns_of;
+  bool stat_rows = false;
+  std::string stat_to = "table";
   SchemaRequest schema;
   NumberRequest number;
   PackRequest pack;
@@ -180,8 +183,8 @@ int32_t IdOf(const std::string& given) {
   for (const Payload& payload : replies::Vocabulary())
     names.push_back(payload.name);
   const std::string near = DidYouMean(given, names);
-  throw UsageError(fmt::format("no Id is called \"{}\"{}", given,
-                               near.empty() ? "; tesview ids lists them all" : near));
+  throw UsageError(
+      fmt::format("no Id is called \"{}\"{}", given, near.empty() ? "; tesview ids lists them all" : near));
 }
 
 // "1/100", of which the first number is always 1.
@@ -228,6 +231,7 @@ class CommandLine {
       throw UsageError(error.what());
     }
     if (!given_.generate.empty()) return PrintRequest{Generated()};
+    if (stat_->parsed()) return UnderstoodStat();
     if (ids_->parsed()) return given_.ids;
     if (columns_->parsed()) return UnderstoodColumns();
     if (schema_->parsed()) return given_.schema;
@@ -262,9 +266,10 @@ class CommandLine {
         ->type_name("ID,...")
         ->group("Filter")
         ->join(',');
-    app->add_option("--sample", given_.sample,
-                    "Of each file take one reply of N, the first: of 1/100 those with the numbers 1, 101, 201 "
-                    "and so on, counted before --id. The same ones each time.")
+    app->add_option(
+           "--sample", given_.sample,
+           "Of each file take one reply of N, the first: of 1/100 those with the numbers 1, 101, 201 "
+           "and so on, counted before --id. The same ones each time.")
         ->type_name("1/N")
         ->group("Filter")
         ->take_last();
@@ -411,6 +416,7 @@ class CommandLine {
 
   void DefineCommands() {
     app_.require_subcommand(0, 1);
+    DefineStat();
     ids_ = app_.add_subcommand("ids", "List the Ids, the payload of each and which have a table.");
     ids_->add_option("WORD", given_.ids.words,
                      "Only Ids with this number, or with this word in their name or in what they are.");
@@ -457,8 +463,34 @@ class CommandLine {
         ->take_last();
     pack_->add_flag("--partial", given_.pack.partial,
                     "Let required fields be missing, for replies that are to fail.");
-    for (CLI::App* command : {ids_, columns_, schema_, number_, pack_})
+    for (CLI::App* command : {stat_, ids_, columns_, schema_, number_, pack_})
       command->set_help_flag("-h,--help", "Print this help.");
+  }
+
+  void DefineStat() {
+    stat_ =
+        app_.add_subcommand("stat", "Count the replies of each Id, and their bytes, without decoding them.");
+    stat_->add_option("FILE", given_.paths, "As above.");
+    stat_->add_flag("--rows", given_.stat_rows,
+                    "Decode them: the rows that ndjson has a line for, the first and the last time, of the "
+                    "first column of times in each table, and how many replies cannot be decoded.");
+    stat_->add_option("--to", given_.stat_to, "table (the default), or json (one document in a line).")
+        ->type_name("FORM")
+        ->take_last();
+    stat_->add_option("--from", given_.from, "As above.")->type_name("FORM")->take_last();
+    DefineFilter(stat_);
+    stat_
+        ->add_option("-j,--jobs", given_.jobs,
+                     "With --rows, decode N replies at once; 0 takes all processors.")
+        ->type_name("N")
+        ->take_last();
+    stat_->add_flag("--strict", given_.strict,
+                    "Stop where the input is damaged or a reply cannot be decoded.");
+    stat_
+        ->add_option("--progress", given_.progress,
+                     "always, never, or auto (if standard error is a terminal).")
+        ->type_name("WHEN")
+        ->take_last();
   }
 
   std::string Generated() const {
@@ -477,6 +509,9 @@ class CommandLine {
                                     {"--color", WordsOf(kWhen)},
                                     {"--style", WordsOf(kStyle)},
                                     {"--progress", WordsOf(kWhen)},
+                                    {"stat --to", WordsOf(kStat)},
+                                    {"stat --from", WordsOf(kFrom)},
+                                    {"stat --progress", WordsOf(kWhen)},
                                     {"columns --type", types},
                                     {"columns --to", WordsOf(kColumns)},
                                     {"pack --to", WordsOf(kPack)}},
@@ -544,24 +579,42 @@ class CommandLine {
   ShowRequest UnderstoodShow() {
     if (!given_.unpack.empty() && given_.unpack != "-") TakeBackFile();
     ShowRequest show;
-    show.paths = given_.paths;
+    show.paths = UnderstoodPaths();
     show.strict = given_.strict;
-    if (show.paths.empty()) {
-      if (IsTerminal(STDIN_FILENO)) {
-        throw UsageError("no FILE is given, and standard input is a terminal (- reads it all the same)");
-      }
-      show.paths.emplace_back("-");
-    }
     RefuseMistypedCommand(show.paths[0]);
     show.from = ValueOf(kFrom, given_.from, "--from");
     show.filter = UnderstoodFilter();
-    const int64_t cores = std::max(1U, std::thread::hardware_concurrency());
-    const int64_t jobs = NumberOf(given_.jobs, "--jobs", 0, kMostJobs);
-    show.jobs = static_cast<int>(jobs == 0 ? std::min<int64_t>(cores, kMostJobs) : jobs);
+    show.jobs = UnderstoodJobs();
     show.progress = ValueOf(kWhen, given_.progress, "--progress");
     UnderstandView(&show.view);
     UnderstandOutput(&show);
     return show;
+  }
+
+  StatRequest UnderstoodStat() const {
+    StatRequest stat;
+    stat.paths = UnderstoodPaths();
+    stat.from = ValueOf(kFrom, given_.from, "--from");
+    stat.filter = UnderstoodFilter();
+    stat.rows = given_.stat_rows;
+    stat.as_json = ValueOf(kStat, given_.stat_to, "--to");
+    stat.jobs = UnderstoodJobs();
+    stat.strict = given_.strict;
+    stat.progress = ValueOf(kWhen, given_.progress, "--progress");
+    return stat;
+  }
+
+  std::vector<std::string> UnderstoodPaths() const {
+    if (!given_.paths.empty()) return given_.paths;
+    if (IsTerminal(STDIN_FILENO))
+      throw UsageError("no FILE is given, and standard input is a terminal (- reads it all the same)");
+    return {"-"};
+  }
+
+  int UnderstoodJobs() const {
+    const int64_t cores = std::max(1U, std::thread::hardware_concurrency());
+    const int64_t jobs = NumberOf(given_.jobs, "--jobs", 0, kMostJobs);
+    return static_cast<int>(jobs == 0 ? std::min<int64_t>(cores, kMostJobs) : jobs);
   }
 
   FilterRequest UnderstoodFilter() const {
@@ -582,7 +635,7 @@ class CommandLine {
   static void RefuseMistypedCommand(const std::string& word) {
     if (word == "-" || word.find_first_of("./") != std::string::npos || access(word.c_str(), F_OK) == 0)
       return;
-    const std::string near = DidYouMean(word, {"ids", "columns", "schema", "number", "pack"});
+    const std::string near = DidYouMean(word, {"stat", "ids", "columns", "schema", "number", "pack"});
     if (!near.empty() || word == "help")
       throw UsageError(fmt::format("no file or command is called \"{}\"{}", word, near));
   }
@@ -677,6 +730,7 @@ class CommandLine {
 
   CLI::App app_;
   CLI::Option* unpack_ = nullptr;
+  CLI::App* stat_ = nullptr;
   CLI::App* ids_ = nullptr;
   CLI::App* columns_ = nullptr;
   CLI::App* schema_ = nullptr;

@@ -12,6 +12,7 @@
 namespace tesview {
 
 void Answer(const ShowRequest& request, Output* output, ExitCode* code);
+void Answer(const StatRequest& request, Output* output, ExitCode* code);
 void Answer(const IdsRequest& request, Output* output, ExitCode* code);
 void Answer(const ColumnsRequest& request, Output* output, ExitCode* code);
 void Answer(const SchemaRequest& request, Output* output, ExitCode* code);

@@ -17,7 +17,8 @@ namespace tesview {
 
 enum class When { kAuto, kAlways, kNever };
 
-// Which replies are taken, in this order: of these Ids, one of so many, without the first ones, no more than that.
+// Which replies are taken, in this order: of these Ids, one of so many, without the first ones, no more than
+// that.
 struct FilterRequest {
   std::vector<int32_t> ids;  // empty for all
   uint64_t every = 1;        // by the number that a reply has in its source: the first one of so many
@@ -36,6 +37,17 @@ struct ShowRequest {
   std::string output;    // a file to make; empty for standard output
   bool replace = false;  // also where there is such a file already
   bool open = false;     // in the program that the desktop has for it
+};
+
+struct StatRequest {
+  std::vector<std::string> paths;
+  replies::Form from = replies::Form::kAuto;
+  FilterRequest filter;
+  bool rows = false;  // decodes them
+  bool as_json = false;
+  int jobs = 1;
+  bool strict = false;
+  When progress = When::kAuto;
 };
 
 struct IdsRequest {
@@ -76,8 +88,8 @@ struct PrintRequest {
   std::string text;
 };
 
-using Request = std::variant<ShowRequest, IdsRequest, ColumnsRequest, SchemaRequest, NumberRequest,
-                             PackRequest, PrintRequest>;
+using Request = std::variant<ShowRequest, StatRequest, IdsRequest, ColumnsRequest, SchemaRequest,
+                             NumberRequest, PackRequest, PrintRequest>;
 
 // Wrong usage: one sentence.
 class UsageError : public std::runtime_error {

@@ -72,6 +72,20 @@ char* WriteIsoTime(char* to, const Column& column, const void* numbers, int elem
 
 }  // namespace
 
+bool MayBeTime(const Column& column, int element) {
+  return column.told != nullptr && column.told->letter != "s" && replies::IsTime(KindOf(column, element));
+}
+
+std::optional<TimeCell> TimeOf(const Column& column, const void* numbers, int element) {
+  if (!MayBeTime(column, element)) return std::nullopt;
+  const auto value = WholeNumberOf(column, numbers, element);
+  if (!value) return std::nullopt;
+  const replies::TimeKind kind = replies::TimeKindOf(KindOf(column, element), *value);
+  const auto millis = replies::MillisOf(kind, *value);
+  if (!millis) return std::nullopt;
+  return TimeCell{kind, *value, *millis};
+}
+
 char* WriteNumber(char* to, const Column& column, const void* numbers, int element) {
   if (column.iso_times) {
     if (char* end = WriteIsoTime(to, column, numbers, element)) return end;

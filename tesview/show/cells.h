@@ -2,9 +2,11 @@
 #ifndef TESVIEW_SHOW_CELLS_H_
 #define TESVIEW_SHOW_CELLS_H_
 
+#include <optional>
 #include <string>
 #include <string_view>
 
+#include "replies/times.h"
 #include "tesview/show/columns.h"
 #include "tesview/show/numbers.h"
 #include "tsl_base/table.hpp"
@@ -27,6 +29,18 @@ void AppendNumber(std::string* to, const Column& column, const void* numbers, in
 
 // The same for people, doubles in at most 15 significant digits.
 void AppendRounded(std::string* to, const Column& column, const void* numbers, int element);
+
+// Whether an element of such a cell may be a time, by what is told of the column.
+bool MayBeTime(const Column& column, int element);
+
+struct TimeCell {
+  replies::TimeKind kind = replies::TimeKind::kNone;
+  int64_t value = 0;   // the figures
+  int64_t millis = 0;  // replies::MillisOf()
+};
+
+// The time that an element is; none where nothing tells that it is one.
+std::optional<TimeCell> TimeOf(const Column& column, const void* numbers, int element);
 
 // Null if the cell holds no text.
 inline const char* TextOf(tsl_base::TableView table, int row, const Column& column) {
