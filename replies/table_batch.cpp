@@ -196,7 +196,11 @@ ArrowSchema TablePlan::MakeSchema() const {
 Table TablePlan::MakeTable(const std::string& reply, Taken* taken, std::string* why) const {
   int32_t id = 0;
   const bool has_id = FindId(reply, &id);
-  if (!has_id || id == request_.id) return TableOf(reply, request_, taken, why);
+  if (!has_id || id == request_.id) {
+    Table table = TableOf(reply, request_, taken, why);
+    return table && request_.choose_rows ? request_.choose_rows(std::move(table), id, request_.type)
+                                         : std::move(table);
+  }
   *taken = Taken::kPassedOver;
   *why = fmt::format("Id {}, not {}", id, request_.id);
   return {};

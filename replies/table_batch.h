@@ -3,6 +3,7 @@
 #define REPLIES_TABLE_BATCH_H_
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -26,6 +27,9 @@ struct TableRequest {
   std::optional<TPType> type;  // a typed layout in place of the Id's own table
   bool decode = false;         // by the schema alone (replies/decode.h)
   Unpack unpack;               // of `decode`
+  // Makes of a reply's table the one whose rows are taken, with the same columns; may be empty. `type` is the
+  // layout that it has. Called by whichever threads add replies; may throw.
+  std::function<tsl_base::Table(tsl_base::Table table, int32_t id, std::optional<TPType> type)> choose_rows;
 };
 
 // A reply that alone makes more cells than this, or more bytes of cells and texts with those that are

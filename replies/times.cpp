@@ -179,4 +179,80 @@ std::optional<int64_t> MillisOf(TimeKind kind, int64_t value) {
   return seconds * 1000 + moment.milli;
 }
 
+namespace {
+
+constexpr int64_t kSecond = 1000;
+constexpr int64_t kMinute = 60 * kSecond;
+constexpr int64_t kDay = 24 * 60 * kMinute;
+
+// Takes figures of a fixed number off the front.
+bool TakeFigures(std::string_view* text, size_t count, int64_t* value) {
+  if (text->size() < count) return false;
+  *value = 0;
+  for (const char c : text->substr(0, count)) {
+    if (c < '0' || c > '9') return false;
+    *value = *value * 10 + (c - '0');
+  }
+  text->remove_prefix(count);
+  return true;
+}
+
+bool TakeMark(std::string_view* text, char mark) {
+  if (text->empty() || text->front() != mark) return false;
+  text->remove_prefix(1);
+  return true;
+}
+
+// As yyyymmdd.
+bool TakeDate(std::string_view* text, int64_t* date) {
+  int64_t year = 0;
+  int64_t month = 0;
+  int64_t day = 0;
+  const bool whole = TakeFigures(text, 4, &year) && TakeMark(text, '-') && TakeFigures(text, 2, &month) &&
+                     TakeMark(text, '-') && TakeFigures(text, 2, &day);
+  *date = year * 10000 + month * 100 + day;
+  return whole;
+}
+
+// As hhmmss, with milliseconds; `precision` is what it is given in.
+bool TakeTimeOfDay(std::string_view* text, int64_t* time, int64_t* millis, int64_t* precision) {
+  int64_t hour = 0;
+  int64_t minute = 0;
+  int64_t second = 0;
+  if (!TakeFigures(text, 2, &hour) || !TakeMark(text, ':') || !TakeFigures(text, 2, &minute)) return false;
+  *precision = kMinute;
+  if (TakeMark(text, ':')) {
+    if (!TakeFigures(text, 2, &second)) return false;
+    *precision = kSecond;
+    if (TakeMark(text, '.')) {
+      if (!TakeFigures(text, 3, millis)) return false;
+      *precision = 1;
+    }
+  }
+  *time = hour * 10000 + minute * 100 + second;
+  return true;
+}
+
+}  // namespace
+
+std::optional<TimeRange> ParseTime(std::string_view text) {
+  TimeRange range;
+  int64_t date = 0;
+  int64_t time = 0;
+  int64_t millis = 0;
+  int64_t precision = kDay;
+  std::string_view rest = text;
+  range.has_date = TakeDate(&rest, &date);
+  if (!range.has_date) rest = text;
+  const bool goes_on = !range.has_date || TakeMark(&rest, ' ') || TakeMark(&rest, 'T');
+  if (goes_on && !TakeTimeOfDay(&rest, &time, &millis, &precision)) return std::nullopt;
+  if (!rest.empty()) return std::nullopt;
+  const auto from = range.has_date ? MillisOf(TimeKind::kDateTime, date * 1'000'000 + time)
+                                   : MillisOf(TimeKind::kTimeOfDay, time);
+  if (!from) return std::nullopt;
+  range.from = *from + millis;
+  range.to = range.from + precision;
+  return range;
+}
+
 }  // namespace replies

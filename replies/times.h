@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string_view>
 
 #include "replies/columns.h"
 
@@ -41,6 +42,17 @@ constexpr size_t kTimeRoom = 32;
 // "2024-06-17 15:00:00", "2024-06-17", "15:00:00", "15:00" in Beijing time, written to a place with that
 // room; returns the end. Null, and nothing is written, for a value that is no time of the kind.
 char* WriteTime(char* to, TimeKind kind, int64_t value);
+
+// A time as it is written, to the precision that it is given in: a day, a minute, a second or a millisecond.
+struct TimeRange {
+  bool has_date = false;
+  int64_t from = 0;  // in milliseconds, as MillisOf() has them
+  int64_t to = 0;    // the one behind the last
+};
+
+// Of "2024-06-17", "2024-06-17 15:00", "2024-06-17T15:00:00.250", "15:00" or "15:00:00"; null for any other
+// text.
+std::optional<TimeRange> ParseTime(std::string_view text);
 
 // Milliseconds of the same clock: since 1970-01-01 00:00:00 in Beijing, or for a time of day since midnight.
 // Null for a value that is no time of the kind.

@@ -98,5 +98,27 @@ TEST(Times, AreKnownByTheWordsOfAKind) {
   EXPECT_FALSE(IsTime(Told{}));
 }
 
+// "date from to", or "none".
+std::string Parsed(std::string_view text) {
+  const auto range = ParseTime(text);
+  if (!range) return "none";
+  return std::string(range->has_date ? "date " : "time ") + std::to_string(range->from) + " " +
+         std::to_string(range->to);
+}
+
+TEST(Times, AreReadToThePrecisionThatTheyAreWrittenIn) {
+  // A day and an hour behind the beginning of 1970.
+  EXPECT_EQ(Parsed("1970-01-02"), "date 86400000 172800000");
+  EXPECT_EQ(Parsed("1970-01-02 01:00"), "date 90000000 90060000");
+  EXPECT_EQ(Parsed("1970-01-02T01:00:00"), "date 90000000 90001000");
+  EXPECT_EQ(Parsed("1970-01-02 01:00:00.250"), "date 90000250 90000251");
+  EXPECT_EQ(Parsed("01:00"), "time 3600000 3660000");
+  EXPECT_EQ(Parsed("01:00:59"), "time 3659000 3660000");
+  for (const char* text :
+       {"", "1970", "1970-01-02 ", "1970-01-02 1:00", "1970-13-01", "1970-02-29", "24:00", "10:60",
+        "10:00:", "10:00:00.5", "10:00x", "1970-01-02x", " 10:00", "0099-01-01", "19700102"})
+    EXPECT_EQ(Parsed(text), "none") << text;
+}
+
 }  // namespace
 }  // namespace replies

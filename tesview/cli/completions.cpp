@@ -18,6 +18,7 @@ struct Completed {
   std::string text;
 
   bool takes_file() const { return value == "FILE"; }
+  bool takes_ids() const { return long_name == "id"; }
   bool takes_columns() const { return long_name == "columns" || long_name == "unpack"; }
 };
 
@@ -101,6 +102,8 @@ std::string BashBranch(const std::string& pattern, const std::vector<Completed>&
       values += fmt::format("        {}) values=\"{}\" ;;\n", both, Joined(option.words));
     } else if (option.takes_columns()) {
       values += fmt::format("        {}) values=$({}) ;;\n", both, kColumnNames);
+    } else if (option.takes_ids()) {
+      values += fmt::format("        {}) values=$({}) ;;\n", both, kPayloadNames);
     } else if (!option.takes_file()) {
       none += (none.empty() ? "" : "|") + both;
     }
@@ -167,6 +170,7 @@ std::string ZshArguments(const std::vector<Completed>& options, const std::strin
       if (!option.words.empty()) value += "(" + Joined(option.words) + ")";
       if (option.takes_file()) value += "_files";
       if (option.takes_columns()) value += "_tesview_columns";
+      if (option.takes_ids()) value += "_tesview_ids";
     }
     const std::string description = "[" + option.text + "]" + value;
     const std::string name = "--" + option.long_name + (value.empty() ? "" : "=");
@@ -206,6 +210,12 @@ _tesview_names() {{
   compadd -a names
 }}
 
+_tesview_ids() {{
+  local -a names
+  names=(${{(f)"$({})"}})
+  _values -s , Id $names
+}}
+
 _tesview_columns() {{
   local -a columns
   columns=(${{(f)"$({})"}})
@@ -233,7 +243,7 @@ _tesview() {{
 
 _tesview "$@"
 )sh",
-      kPayloadNames, kColumnNames, described.substr(1), Joined(names, "|"), branches);
+      kPayloadNames, kPayloadNames, kColumnNames, described.substr(1), Joined(names, "|"), branches);
 }
 
 std::string FishOptions(const std::string& condition, const std::vector<Completed>& options) {
@@ -246,6 +256,9 @@ std::string FishOptions(const std::string& condition, const std::vector<Complete
     if (!option.value.empty()) text += option.takes_file() ? " -r" : " -x";
     if (!option.words.empty()) text += " -a '" + Joined(option.words) + "'";
     if (option.takes_columns()) text += fmt::format(" -a '({})'", kColumnNames);
+    if (option.takes_ids())
+      text +=
+          fmt::format(" -a \"({})\"", std::string("tesview ids 2>/dev/null | awk 'NR > 1 { print \\$2 }'"));
     text += " -d " + Quoted(option.text, "\\'") + "\n";
   }
   return text;

@@ -79,6 +79,27 @@ Section TableRules() {
       {}};
 }
 
+Section WhereRules() {
+  return {
+      "Comparisons",
+      {"--where takes comparisons joined with and: a column, one of =, !=, <, <=, >, >= and ~, and a value, in "
+       "quotes where it has blanks, quotes or the word and in it (a quote inside is doubled). A column inside "
+       "tables goes by its name, or by the names that lead to it (Data.ShiJian), as --columns takes them; of a "
+       "name that several tables have, the outermost on each way inwards counts. ~ holds where the text of the "
+       "value is a part of the cell's.",
+       "A row is shown if the comparisons with its own columns hold, and if for each of the others some row of "
+       "a table in it is shown; of tables without a compared column all rows are. A reply without such rows "
+       "is not shown and no error, nor is one that has no table or no such column. json, pretty, text and "
+       "summary show replies that have such rows as a whole. --skip and --limit count the replies that are "
+       "left; --to arrow takes neither with it.",
+       "Numbers are compared as numbers (also 0x1f), texts by their bytes in UTF-8, capital letters as "
+       "others than small ones. A cell with several numbers takes one for which it holds. A time, '2024-06-17', "
+       "'2024-06-17 10:00', '10:00:30', is compared with columns whose kind of time is known, whatever they "
+       "hold: it stands for the whole day, minute or second, and one without a date for that of any day. "
+       "A cell that was not set matches nothing, not even !=."},
+      {}};
+}
+
 Section LineRules() {
   return {
       "Lines for other tools",
@@ -209,7 +230,7 @@ Page PageOf(const CLI::App& app) {
   }
   page.sections.push_back(all);
   for (const Section& section :
-       {TableRules(), LineRules(), ArrowRules(), ExitCodes(), Environment(), Memory()})
+       {TableRules(), WhereRules(), LineRules(), ArrowRules(), ExitCodes(), Environment(), Memory()})
     page.sections.push_back(section);
   return page;
 }

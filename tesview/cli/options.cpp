@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <charconv>
 #include <limits>
+#include <memory>
 #include <thread>
 
 #include <CLI/CLI.hpp>
@@ -17,6 +18,7 @@
 #include "replies/vocabulary.h"
 #include "replies/words.h"
 #include "tesview/cli/help.h"
+#include "tesview/show/where.h"
 #include "tesview/terminal/terminal.h"
 
 namespace tesview {
@@ -111,6 +113,7 @@ struct Given {
   std::string sample;
   std::string skip;
   std::string limit;
+  std::vector<std::string> where;
   bool decode = false;
   bool table = false;
   bool json = false;
@@ -351,6 +354,13 @@ class CommandLine {
 
   void DefineChoice() {
     app_.add_option(
+            "--where", given_.where,
+            "Show only rows for which comparisons hold, as in 'Obj=SH600000 and Data.ShouPanJia>12.5', "
+            "and only replies with such rows. Given again, it adds to them. See Comparisons.")
+        ->type_name("TEXT")
+        ->group("Choice")
+        ->allow_extra_args(false);
+    app_.add_option(
             "--type", given_.type,
             "Take the layout of this name or number instead of that of the reply's Id: DaDan, "
             "FenLeiChiCang, BxzjStock, Token, ZhiBiao1 to ZhiBiao16. Ids 44, 296 and 430, which have no "
@@ -587,6 +597,8 @@ class CommandLine {
     show.jobs = UnderstoodJobs();
     show.progress = ValueOf(kWhen, given_.progress, "--progress");
     UnderstandView(&show.view);
+    if (show.view.where && show.view.to == To::kArrow && (show.filter.skip != 0 || show.filter.limit))
+      throw UsageError("--to arrow takes --where without --skip and --limit");
     UnderstandOutput(&show);
     return show;
   }
@@ -640,6 +652,16 @@ class CommandLine {
       throw UsageError(fmt::format("no file or command is called \"{}\"{}", word, near));
   }
 
+  std::shared_ptr<const Where> UnderstoodWhere() const {
+    if (given_.where.empty()) return nullptr;
+    auto where = std::make_shared<Where>();
+    for (const std::string& text : given_.where) {
+      std::string error;
+      if (!where->Add(text, &error)) throw UsageError(fmt::format("--where \"{}\": {}", text, error));
+    }
+    return where;
+  }
+
   replies::Unpack UnderstoodUnpack() const {
     if (unpack_->count() == 0) return {};
     if (given_.unpack.empty()) return {true, {}};
@@ -668,6 +690,7 @@ class CommandLine {
     if (given_.decode) view->decode = UnderstoodUnpack();
     if (!given_.decode && unpack_->count() != 0) throw UsageError("--unpack takes --decode with it");
     if (!given_.columns.empty()) view->columns = SplitAtCommas(given_.columns);
+    view->where = UnderstoodWhere();
     constexpr int64_t kMost = std::numeric_limits<int32_t>::max();
     if (!given_.head.empty()) view->head = NumberOf(given_.head, "--head", 0, kMost);
     if (!given_.tail.empty()) view->tail = NumberOf(given_.tail, "--tail", 0, kMost);

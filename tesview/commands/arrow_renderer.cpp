@@ -7,6 +7,9 @@
 #include "replies/arrow_ipc.h"
 #include "replies/arrow_schema.h"
 #include "replies/text.h"
+#include "tesview/show/kept_rows.h"
+#include "tesview/show/limits.h"
+#include "tesview/show/where.h"
 
 namespace tesview {
 
@@ -23,6 +26,16 @@ replies::TableRequest RequestOf(const View& view) {
   request.type = view.type;
   request.decode = view.decode.has_value();
   if (view.decode) request.unpack = *view.decode;
+  if (view.where != nullptr) {
+    request.choose_rows = [&view](tsl_base::Table table, int32_t id, std::optional<TPType> type) {
+      const TableKind kind =
+          view.decode ? TableKind() : TableKind{id, type ? static_cast<int>(*type) : 0, false};
+      KeptRows kept;
+      const bool any = view.where->Choose(table.view(), kind, &kept);
+      if (!any) kept.Keep(table.view(), {});
+      return CopyOfKept(table.view(), kept);
+    };
+  }
   return request;
 }
 
@@ -117,6 +130,9 @@ Taken ArrowRenderer::Add(const Plan* plan, const Item& item, uint64_t index, rep
     // It has been asked for its columns before; why it has none is asked for now.
     Taken taken = Taken::kMisfit;
     replies::TablePlan::MakeFrom(item.reply.bytes, RequestOf(view_), TablesOf(view_, item), &taken, error);
+    return Taken::kMisfit;
+  } catch (const TooMuch&) {
+    *error = "too large to be compared";
     return Taken::kMisfit;
   } catch (const std::bad_alloc&) {
     *error = kNotEnough;

@@ -33,11 +33,21 @@ void Printer::Print(const ReadItem& read, const Shown& shown) {
     const bool only_said = read.error_code == kAllShown;
     return Fail(read.error, only_said && request_.strict ? kSomeNotShown : read.error_code);
   }
+  if (shown.dropped) return;
+  if (!shown.error.empty()) {
+    ++replies_;
+    bytes_ += read.item.reply.bytes.size();
+    return Fail(WhereIs(read.item) + shown.error, kSomeNotShown);
+  }
+  if (!window_ || window_->Takes()) PrintGood(read, shown);
+  if (window_ && window_->is_full()) throw EnoughPrinted();
+}
+
+void Printer::PrintGood(const ReadItem& read, const Shown& shown) {
   ++replies_;
   bytes_ += read.item.reply.bytes.size();
-  if (!shown.error.empty()) return Fail(WhereIs(read.item) + shown.error, kSomeNotShown);
   if (report_ != nullptr) return report_->Add(read.item, shown.part);
-  if (!is_binary) WriteLines(shown);
+  if (request_.view.to != To::kArrow) WriteLines(shown);
 }
 
 void Printer::WriteLines(const Shown& shown) {

@@ -4,10 +4,12 @@
 
 #include <cstdint>
 #include <exception>
+#include <optional>
 #include <string>
 
 #include "tesview/commands/exit_code.h"
 #include "tesview/commands/reply_files.h"
+#include "tesview/commands/reply_filter.h"
 #include "tesview/commands/requests.h"
 #include "tesview/report/report.h"
 #include "tesview/show/show.h"
@@ -19,6 +21,9 @@ namespace tesview {
 // Thrown behind the first failure if the user is strict. What came before has been written.
 class StopAtFirst : public std::exception {};
 
+// Thrown behind the last reply that the user asked for. All has been written.
+class EnoughPrinted : public std::exception {};
+
 // Every call may throw what Output throws.
 class Printer {
  public:
@@ -28,6 +33,10 @@ class Printer {
   // What was shown goes into a report, which stays the caller's, and not to the output.
   void PrintInto(Report* report) { report_ = report; }
 
+  // Prints no more than these of the replies that are not dropped.
+  void PrintOnly(const ReplyWindow& window) { window_ = window; }
+
+  // Throws StopAtFirst and EnoughPrinted.
   void Print(const ReadItem& read, const Shown& shown);
   // What was printed goes out now.
   void Flush() { output_->Flush(); }
@@ -35,6 +44,7 @@ class Printer {
   void End(const std::string& header, const std::string& footer);
 
  private:
+  void PrintGood(const ReadItem& read, const Shown& shown);
   void WriteLines(const Shown& shown);
   void WriteBytes(const Shown& shown);
   void Fail(const std::string& what, ExitCode code);
@@ -44,6 +54,7 @@ class Printer {
   Progress* progress_;
   ExitCode* code_;
   Report* report_ = nullptr;
+  std::optional<ReplyWindow> window_;
   const bool output_is_terminal_;
   std::string last_header_;
   uint64_t replies_ = 0;

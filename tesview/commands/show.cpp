@@ -12,6 +12,7 @@
 #include "tesview/commands/reply_filter.h"
 #include "tesview/report/page.h"
 #include "tesview/report/report.h"
+#include "tesview/show/where.h"
 #include "tesview/terminal/complain.h"
 #include "tesview/terminal/interrupt.h"
 #include "tesview/terminal/open_file.h"
@@ -38,10 +39,30 @@ void ShowAll(const ShowRequest& request, ReplyFiles* files, Printer* printer) {
     ShowInParallel(renderer.get(), request.jobs, files, printer);
   } catch (const StopAtFirst&) {
     // The user wants no more.
+  } catch (const EnoughPrinted&) {
+    // The same.
   } catch (const ReportFull&) {
     // The report says what it left out.
   }
   printer->End(renderer->Header(), renderer->Footer());
+}
+
+// What --where leaves is known when a reply is decoded: those that are skipped, and the limit, are counted
+// behind it then.
+FilterRequest FilterOf(const ShowRequest& request) {
+  FilterRequest filter = request.filter;
+  if (request.view.where == nullptr) return filter;
+  filter.skip = 0;
+  if (filter.limit && *filter.limit != 0) filter.limit = std::nullopt;
+  return filter;
+}
+
+void ComplainOfWhere(const View& view, ExitCode* code) {
+  if (view.where == nullptr) return;
+  for (const std::string& complaint : view.where->Complaints()) {
+    Complain(complaint);
+    *code = std::max(*code, kSomeNotShown);
+  }
 }
 
 void FinishReport(Report* report, Output* output, ExitCode* code) {
@@ -55,17 +76,23 @@ void FinishReport(Report* report, Output* output, ExitCode* code) {
 
 void ShowTo(const ShowRequest& request, Output* output, ExitCode* code) {
   ReplyFiles files(request.paths, request.from);
-  ReplyFilter filter(request.filter);
+  ReplyFilter filter(FilterOf(request));
   filter.ApplyTo(&files);
   Progress progress(WantsProgress(request.progress), request.progress == When::kAlways, files.TotalBytes());
   files.OnProgress([&](uint64_t bytes, uint64_t replies) { progress.Add(bytes, replies); });
   Printer printer(request, output, &progress, code);
-  if (request.view.to != To::kHtml) return ShowAll(request, &files, &printer);
+  if (request.view.where != nullptr) printer.PrintOnly({request.filter.skip, request.filter.limit});
+  if (request.view.to != To::kHtml) {
+    ShowAll(request, &files, &printer);
+    progress.Clear();
+    return ComplainOfWhere(request.view, code);
+  }
   Report report(output);
   printer.PrintInto(&report);
   ShowAll(request, &files, &printer);
   progress.Clear();
   FinishReport(&report, output, code);
+  ComplainOfWhere(request.view, code);
 }
 
 // The file is there when it is whole.

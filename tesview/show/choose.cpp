@@ -24,7 +24,8 @@ std::string PathsBelow(Layout* layout) {
 
 }  // namespace
 
-Choice::Choice(const View& view, const TableKind& kind) : view_(view), layouts_(kind) {
+Choice::Choice(const View& view, const TableKind& kind, const KeptRows* kept)
+    : view_(view), kept_(kept), layouts_(kind) {
   for (const std::string& name : view.columns)
     wanted_.emplace(name, wanted_.size());
 }
@@ -34,11 +35,12 @@ void Choice::Take(TableView table) {
   CountCells(table, 0);
 }
 
-RowRange Choice::Rows(TableView table) const {
-  const int rows = table.rows();
-  if (view_.head >= 0) return {0, static_cast<int>(std::min<int64_t>(rows, view_.head))};
-  if (view_.tail >= 0) return {static_cast<int>(rows - std::min<int64_t>(rows, view_.tail)), rows};
-  return {0, rows};
+RowList Choice::Rows(TableView table) const {
+  const std::vector<int>* kept = kept_ == nullptr ? nullptr : kept_->Of(table);
+  const int rows = kept == nullptr ? table.rows() : static_cast<int>(kept->size());
+  if (view_.head >= 0) return {kept, 0, static_cast<int>(std::min<int64_t>(rows, view_.head))};
+  if (view_.tail >= 0) return {kept, static_cast<int>(rows - std::min<int64_t>(rows, view_.tail)), rows};
+  return {kept, 0, rows};
 }
 
 // The columns of a layout that were asked for.
@@ -75,12 +77,12 @@ bool Choice::FindChosen(TableView table) {
 // `outer` are the cells that each line repeats of the rows around it.
 void Choice::CountCells(TableView table, uint64_t outer) {
   const Layout& layout = LayoutOf(table);
-  const RowRange rows = Rows(table);
+  const RowList rows = Rows(table);
   const auto columns = static_cast<uint64_t>(layout.cols());
-  cells_ += static_cast<uint64_t>(rows.to - rows.from) * (view_.columns.empty() ? columns + outer : 1);
+  cells_ += static_cast<uint64_t>(rows.size()) * (view_.columns.empty() ? columns + outer : 1);
   CheckCount(cells_);
   for (const int col : layout.tables()) {
-    for (int row = rows.from; row < rows.to; ++row) {
+    for (const int row : rows) {
       if (const TableView child = ChildOf(table, row, col)) CountCells(child, outer + columns);
     }
   }
@@ -183,6 +185,7 @@ TableView Choice::Descend(TableView table, std::string_view number, std::string_
                          done->empty() ? "" : " at " + *done, table.rows());
     return TableView();
   }
+  if (kept_ != nullptr && !kept_->IsKept(table, row)) return TableView();
   Layout& layout = LayoutOf(table);
   const auto& columns = layout.columns();
   const auto column =

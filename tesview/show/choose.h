@@ -1,4 +1,4 @@
-// What --head, --tail, --columns and --path leave of a table and of those inside it.
+// What --where, --head, --tail, --columns and --path leave of a table and of those inside it.
 #ifndef TESVIEW_SHOW_CHOOSE_H_
 #define TESVIEW_SHOW_CHOOSE_H_
 
@@ -11,16 +11,11 @@
 #include <vector>
 
 #include "tesview/show/columns.h"
+#include "tesview/show/kept_rows.h"
 #include "tesview/show/view.h"
 #include "tsl_base/table.hpp"
 
 namespace tesview {
-
-// The rows from the first to the one behind the last.
-struct RowRange {
-  int from = 0;
-  int to = 0;
-};
 
 // Which columns of a table are shown.
 enum class Part {
@@ -32,7 +27,8 @@ enum class Part {
 // The choice in the tables of one reply, which lives at least as long. One thread at a time.
 class Choice {
  public:
-  Choice(const View& view, const TableKind& kind);
+  // `kept` are the rows that --where leaves, and null where it is not asked for.
+  Choice(const View& view, const TableKind& kind, const KeptRows* kept);
 
   const TableKind& kind() const { return layouts_.kind(); }
 
@@ -41,7 +37,7 @@ class Choice {
   void Take(tsl_base::TableView table);
 
   Part whole() const { return view_.columns.empty() ? Part::kAll : Part::kChosen; }
-  RowRange Rows(tsl_base::TableView table) const;
+  RowList Rows(tsl_base::TableView table) const;
   Layout& LayoutOf(tsl_base::TableView table) { return layouts_.Of(table); }
 
   // In the order asked for, columns that lead to chosen ones last.
@@ -57,7 +53,8 @@ class Choice {
   // All names of columns in the table and inside it.
   std::vector<std::string> AllColumnNames(tsl_base::TableView table);
 
-  // The table at the path that was asked for; no table and why in `error` if there is none.
+  // The table at the path that was asked for; no table and why in `error` if there is none, or nothing in
+  // `error` where the path leads through a row that is not kept.
   tsl_base::TableView TableAt(tsl_base::TableView root, std::string* error);
 
  private:
@@ -72,6 +69,7 @@ class Choice {
                               std::string* done, std::string* error);
 
   const View& view_;
+  const KeptRows* kept_;
   Layouts layouts_;
   std::unordered_map<std::string_view, size_t> wanted_;  // --columns, and where each is among them
   std::unordered_map<const Layout*, std::vector<const Column*>> chosen_;

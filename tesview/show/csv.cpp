@@ -53,14 +53,14 @@ class CsvLevel {
       for (const Column* column : choice->Columns(table, part))
         Add(*column);
     }
-    const RowRange rows = choice->Rows(table);
+    const RowList rows = choice->Rows(table);
     for (const int col : layout.tables()) {
       const Column& column = layout.columns()[static_cast<size_t>(col)];
       const auto known = known_.find(column.name);
       if (known == known_.end()) continue;
       CsvLevel* inner = columns_[known->second].inner.get();
       if (inner == nullptr) continue;
-      for (int row = rows.from; row < rows.to; ++row) {
+      for (const int row : rows) {
         const TableView child = ChildOf(table, row, col);
         const Part inside = choice->Inside(part, column, child);
         if (inside != Part::kNone) inner->Gather(choice, inside, child);
@@ -173,8 +173,8 @@ class CsvLines {
 
   void Table(Part part, TableView table, CsvLevel* level) {
     const CsvTargets& targets = level->TargetsOf(&choice_->LayoutOf(table));
-    const RowRange rows = choice_->Rows(table);
-    for (int row = rows.from; row < rows.to; ++row)
+    const RowList rows = choice_->Rows(table);
+    for (const int row : rows)
       Row(part, table, targets, row);
   }
 

@@ -148,8 +148,8 @@ class NdjsonLines {
 
   void Table(Part part, TableView table, NdjsonPlans* plans) {
     NdjsonPlan* plan = plans->PlanOf(choice_, part, table, reply_);
-    const RowRange rows = choice_->Rows(table);
-    for (int row = rows.from; row < rows.to; ++row) {
+    const RowList rows = choice_->Rows(table);
+    for (const int row : rows) {
       if (plan->has_tables) {
         RowWithTables(part, table, plan, row);
       } else {
@@ -270,10 +270,7 @@ class NdjsonLines {
     }
   }
 
-  bool HasRows(TableView child) const {
-    const RowRange rows = choice_->Rows(child);
-    return rows.from < rows.to;
-  }
+  bool HasRows(TableView child) const { return !choice_->Rows(child).empty(); }
 
   void InnerLines(Part part, TableView table, NdjsonPlan* plan, int row) {
     const size_t place = place_.size();

@@ -18,12 +18,14 @@
 #include "replies/wire.h"
 #include "tesview/show/choose.h"
 #include "tesview/show/csv.h"
+#include "tesview/show/kept_rows.h"
 #include "tesview/show/limits.h"
 #include "tesview/show/ndjson.h"
 #include "tesview/show/pretty_json.h"
 #include "tesview/show/style.h"
 #include "tesview/show/summary.h"
 #include "tesview/show/table_form.h"
+#include "tesview/show/where.h"
 #include "tsl_base/table.hpp"
 #include "tsl_base/text.h"
 
@@ -90,6 +92,26 @@ Rendered MakeTable(const View& view, const std::string& bytes) {
   return rendered;
 }
 
+// What --where leaves of the rows, in `kept`. False where it leaves nothing, which `shown` then tells, or why
+// there is no table to compare anything in.
+bool KeepRows(const View& view, const Item& item, const Rendered& rendered, KeptRows* kept, Shown* shown) {
+  if (view.where == nullptr) return true;
+  if (rendered.table && view.where->Choose(rendered.table.view(), KindOf(view, rendered), kept)) return true;
+  if (!rendered.table && replies::DiagnoseReply(item.reply.bytes).reason != replies::Reason::kNone) {
+    shown->error = WhyNone(rendered, item.reply.bytes);
+  } else {
+    shown->dropped = true;
+  }
+  return false;
+}
+
+// The same of a form that shows replies as a whole.
+bool KeepReply(const View& view, const Item& item, Shown* shown) {
+  if (view.where == nullptr) return true;
+  KeptRows kept;
+  return KeepRows(view, item, MakeTable(view, item.reply.bytes), &kept, shown);
+}
+
 // Which reply this is, over what is shown of it.
 std::string Title(const View& view, const Item& item, int32_t id, const std::string& rest) {
   const Style style{view.color};
@@ -99,9 +121,11 @@ std::string Title(const View& view, const Item& item, int32_t id, const std::str
   return style.Bold(title + "Id " + IdWithName(id)) + "  " + style.Dim(rest) + "\n";
 }
 
-// The table that the path and the columns ask for; no table and why.
-TableView Chosen(Choice* choice, TableView root, std::string* error) {
+// The table that the path and the columns ask for; no table and why, or that it is dropped.
+TableView Chosen(Choice* choice, TableView root, Shown* shown) {
+  std::string* const error = &shown->error;
   const TableView table = choice->TableAt(root, error);
+  shown->dropped = !table && error->empty();
   if (!table) return table;
   choice->Take(table);
   const std::string missing = choice->MissingColumn();
@@ -127,6 +151,7 @@ std::string Figures(TableView table, size_t bytes) {
 }
 
 void ShowJson(const View& view, const Item& item, Shown* shown) {
+  if (!KeepReply(view, item, shown)) return;
   const std::string json = TesparserPB2Json(item.reply.bytes);
   if (json.empty()) {
     shown->error = WhyNoReply(item.reply.bytes);
@@ -159,9 +184,11 @@ void ShowInsteadOfTable(const View& view, const Item& item, const Rendered& rend
 
 void ShowTable(const View& view, const Item& item, Shown* shown) {
   const Rendered root = MakeTable(view, item.reply.bytes);
+  KeptRows kept;
+  if (!KeepRows(view, item, root, &kept, shown)) return;
   if (!root.table) return ShowInsteadOfTable(view, item, root, shown);
-  Choice choice(view, KindOf(view, root));
-  const TableView table = Chosen(&choice, root.table.view(), &shown->error);
+  Choice choice(view, KindOf(view, root), &kept);
+  const TableView table = Chosen(&choice, root.table.view(), shown);
   if (!table) return;
   shown->out =
       Title(view, item, root.id, Figures(table, item.reply.bytes.size())) + RenderTable(view, &choice, table);
@@ -169,9 +196,11 @@ void ShowTable(const View& view, const Item& item, Shown* shown) {
 
 void ShowNdjson(const View& view, const Item& item, Shown* shown) {
   const Rendered root = MakeTable(view, item.reply.bytes);
+  KeptRows kept;
+  if (!KeepRows(view, item, root, &kept, shown)) return;
   if (root.table) {
-    Choice choice(view, KindOf(view, root));
-    const TableView table = Chosen(&choice, root.table.view(), &shown->error);
+    Choice choice(view, KindOf(view, root), &kept);
+    const TableView table = Chosen(&choice, root.table.view(), shown);
     if (table) RenderNdjson(&choice, item, root.id, view.path, table, &shown->out);
     return;
   }
@@ -185,16 +214,19 @@ void ShowNdjson(const View& view, const Item& item, Shown* shown) {
 
 void ShowCsv(const View& view, const Item& item, Shown* shown) {
   const Rendered root = MakeTable(view, item.reply.bytes);
+  KeptRows kept;
+  if (!KeepRows(view, item, root, &kept, shown)) return;
   if (!root.table) {
     shown->error = WhyNone(root, item.reply.bytes);
     return;
   }
-  Choice choice(view, KindOf(view, root));
-  const TableView table = Chosen(&choice, root.table.view(), &shown->error);
+  Choice choice(view, KindOf(view, root), &kept);
+  const TableView table = Chosen(&choice, root.table.view(), shown);
   if (table) RenderCsv(&choice, item, table, &shown->header, &shown->out);
 }
 
 void ShowSummary(const View& view, const Item& item, Shown* shown) {
+  if (!KeepReply(view, item, shown)) return;
   int32_t id = 0;
   if (!FindId(item.reply.bytes, &id) || TesparserPB2Json(item.reply.bytes).empty()) {
     shown->error = WhyNoReply(item.reply.bytes);
@@ -222,6 +254,9 @@ void EmbedTable(Rendered* rendered, ReportPart* part) {
 void ShowHtml(const View& view, const Item& item, Shown* shown) {
   const tsl_base::KeepUtf8 keep_utf8;
   Rendered rendered = MakeTable(view, item.reply.bytes);
+  KeptRows kept;
+  if (!KeepRows(view, item, rendered, &kept, shown)) return;
+  if (view.where != nullptr) rendered.table = CopyOfKept(rendered.table.view(), kept);
   ReportPart& part = shown->part;
   part.id = rendered.id;
   if (rendered.table) EmbedTable(&rendered, &part);
@@ -241,7 +276,8 @@ void ShowHtml(const View& view, const Item& item, Shown* shown) {
   }
 }
 
-void ShowText(const Item& item, Shown* shown) {
+void ShowText(const View& view, const Item& item, Shown* shown) {
+  if (!KeepReply(view, item, shown)) return;
   BytesToText(item.reply.bytes, &shown->out, &shown->error);
 }
 
@@ -262,7 +298,7 @@ void ShowAs(const View& view, const Item& item, Shown* shown) {
     case To::kCsv: return ShowCsv(view, item, shown);
     case To::kArrow: break;  // not one by one
     case To::kSummary: return ShowSummary(view, item, shown);
-    case To::kText: return ShowText(item, shown);
+    case To::kText: return ShowText(view, item, shown);
     case To::kHtml: return ShowHtml(view, item, shown);
   }
 }

@@ -24,8 +24,9 @@ struct Item {
 struct Shown {
   std::string header;  // written if it is not the one that was written last
   std::string out;
-  ReportPart part;    // of a report, in place of the two
-  std::string error;  // why the reply cannot be shown; empty if it can
+  ReportPart part;       // of a report, in place of the two
+  std::string error;     // why the reply cannot be shown; empty if it can
+  bool dropped = false;  // nothing of the reply was asked for: --where leaves none of its rows
 };
 
 // Shows one reply, in any form but Arrow. Keeps no state that can be seen; any number of threads may call it

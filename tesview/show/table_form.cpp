@@ -387,13 +387,13 @@ class TableForm {
   std::string Table(Part part, TableView table, const std::string& path, size_t indent) {
     Block block;
     block.columns = choice_->Columns(table, part);
-    const RowRange rows = choice_->Rows(table);
-    for (int row = rows.from; row < rows.to; ++row) {
+    const RowList rows = choice_->Rows(table);
+    for (const int row : rows) {
       block.labels.push_back(fmt::format("{}", row));
       block.rows.emplace_back(table, row);
     }
     std::string text = BlockText(view_, block, indent, &told_);
-    text += Hidden(table, rows.to - rows.from, indent);
+    text += Hidden(table, rows.size(), indent);
     for (const Column* column : block.columns) {
       if (!column->is_table()) continue;
       text += Inner(part, table, *column, path, indent + 2);
@@ -420,15 +420,15 @@ class TableForm {
     Layout& first = choice_->LayoutOf(children[0].table);
     return first.tables().empty() && std::all_of(children.begin(), children.end(), [&](const Child& child) {
              return child.part == children[0].part && child.table.rows() == 1 &&
-                    choice_->LayoutOf(child.table).IsLike(&first);
+                    choice_->Rows(child.table).size() == 1 && choice_->LayoutOf(child.table).IsLike(&first);
            });
   }
 
   std::string Inner(Part part, TableView table, const Column& column, const std::string& path,
                     size_t indent) {
     std::vector<Child> children;
-    const RowRange rows = choice_->Rows(table);
-    for (int row = rows.from; row < rows.to; ++row) {
+    const RowList rows = choice_->Rows(table);
+    for (const int row : rows) {
       const TableView child = ChildOf(table, row, column.index);
       const Part inside = choice_->Inside(part, column, child);
       if (inside != Part::kNone) children.push_back({row, child, inside});

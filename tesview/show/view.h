@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,6 +14,8 @@
 
 namespace tesview {
 
+class Where;
+
 enum class To { kTable, kJson, kPretty, kNdjson, kCsv, kArrow, kSummary, kText, kHtml };
 
 enum class Header { kName, kEnglish, kChinese };
@@ -21,9 +24,10 @@ struct View {
   To to = To::kTable;
   bool table_or_nothing = false;  // no JSON for a reply without a table form
   std::optional<TPType> type;
-  std::string path;                  // "0/Data"; empty for the outermost table
-  std::vector<std::string> columns;  // empty for all
-  int64_t head = -1;                 // rows of each table; -1 for all
+  std::string path;                    // "0/Data"; empty for the outermost table
+  std::vector<std::string> columns;    // empty for all
+  std::shared_ptr<const Where> where;  // which rows are shown; null for all
+  int64_t head = -1;                   // rows of each table; -1 for all
   int64_t tail = -1;
   size_t width = 0;               // columns of the screen; 0 for as wide as it gets
   Header header = Header::kName;  // of the table form

@@ -1,0 +1,143 @@
+#include "tesview/show/where_value.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <string>
+
+#include "tsl_base/table.hpp"
+
+namespace tesview {
+namespace {
+
+using tsl_base::Table;
+
+constexpr int64_t kLeast = std::numeric_limits<int64_t>::min();
+
+// A row of cells, and one that is not set.
+class Cells : public testing::Test {
+ protected:
+  Cells() : table_("Q:q;U:Q;D:d;F:f;S:s;N:3i;B:b;I:i;V:V", 2) { columns_ = ColumnsOf(table_.view()); }
+
+  bool Is(const std::string& text, int row = 0) {
+    Where where;
+    std::string error;
+    EXPECT_TRUE(where.Add(text, &error)) << error;
+    const WhereCondition& condition = *where.conditions()[0];
+    const Column* column = FindColumn(columns_, condition.column);
+    EXPECT_NE(column, nullptr);
+    return IsComparable(condition, *column) && Holds(condition, table_.view(), row, *column);
+  }
+
+  Table table_;
+  std::vector<Column> columns_;
+};
+
+TEST_F(Cells, WholeNumbersAreComparedExactly) {
+  // Two numbers beside each other that no double tells apart: 2^53 and one more.
+  table_set_int64(table_.get(), 0, 0, 9007199254740993);
+  EXPECT_TRUE(Is("Q = 9007199254740993"));
+  EXPECT_FALSE(Is("Q = 9007199254740992"));
+  EXPECT_TRUE(Is("Q > 9007199254740992"));
+  EXPECT_TRUE(Is("Q != 9007199254740992.00"));
+  EXPECT_TRUE(Is("Q < 9007199254740994"));
+  table_set_int64(table_.get(), 0, 0, kLeast);
+  EXPECT_TRUE(Is("Q = -9223372036854775808"));
+  EXPECT_TRUE(Is("Q > -9223372036854775809"));
+  EXPECT_TRUE(Is("Q > -1e30"));
+  EXPECT_FALSE(Is("Q > -9.2e18"));
+  EXPECT_TRUE(Is("Q < 18446744073709551615"));
+  table_set_uint64(table_.get(), 0, 1, 18446744073709551615U);
+  EXPECT_TRUE(Is("U = 18446744073709551615"));
+  EXPECT_TRUE(Is("U = 0xFFFFFFFFFFFFFFFF"));
+  EXPECT_TRUE(Is("U < 18446744073709551616"));
+  EXPECT_TRUE(Is("U > -1"));
+}
+
+TEST_F(Cells, AWholeNumberIsComparedWithAFraction) {
+  table_set_int64(table_.get(), 0, 0, 12);
+  EXPECT_TRUE(Is("Q < 12.5"));
+  EXPECT_TRUE(Is("Q > 11.5"));
+  EXPECT_FALSE(Is("Q = 12.5"));
+  EXPECT_TRUE(Is("Q = 12.0"));
+  EXPECT_TRUE(Is("Q = 1.2e1"));
+  EXPECT_TRUE(Is("Q = +12"));
+  table_set_int64(table_.get(), 0, 0, -12);
+  EXPECT_TRUE(Is("Q > -12.5"));
+  EXPECT_TRUE(Is("Q < -11.5"));
+  table_set_int64(table_.get(), 0, 0, 0);
+  EXPECT_TRUE(Is("Q > -0.5"));
+  EXPECT_TRUE(Is("Q = -0"));
+}
+
+TEST_F(Cells, FloatingNumbersAreWhatTheyAreWrittenAs) {
+  table_set_double(table_.get(), 0, 2, 0.1);
+  EXPECT_TRUE(Is("D = 0.1"));
+  EXPECT_TRUE(Is("D < 0.10000000000000002"));
+  // The float nearest to 0.1 is another number than the double.
+  table_set_float(table_.get(), 0, 3, 0.1F);
+  EXPECT_TRUE(Is("F = 0.1"));
+  EXPECT_FALSE(Is("F > 0.1"));
+  EXPECT_TRUE(Is("F < 1e300"));
+  EXPECT_TRUE(Is("F > 1e-300"));
+  table_set_double(table_.get(), 0, 2, std::numeric_limits<double>::infinity());
+  EXPECT_TRUE(Is("D > 1e308"));
+  EXPECT_TRUE(Is("D = inf"));
+  table_set_double(table_.get(), 0, 2, std::numeric_limits<double>::quiet_NaN());
+  EXPECT_FALSE(Is("D = 1"));
+  EXPECT_FALSE(Is("D != 1"));
+  EXPECT_FALSE(Is("D != nan"));
+}
+
+TEST_F(Cells, DecimalNumbersToo) {
+  table_set_vfloat(table_.get(), 0, 8, VFloat(1234, 2));
+  EXPECT_TRUE(Is("V = 12.34"));
+  EXPECT_TRUE(Is("V > 12.3"));
+}
+
+TEST_F(Cells, TextsAreComparedByTheirBytes) {
+  table_set_str(table_.get(), 0, 4, "平安银行", 1);
+  EXPECT_TRUE(Is("S = 平安银行"));
+  EXPECT_TRUE(Is("S ~ 安银"));
+  EXPECT_FALSE(Is("S ~ 银安"));
+  EXPECT_TRUE(Is("S ~ ''"));
+  EXPECT_TRUE(Is("S != 平安"));
+  EXPECT_TRUE(Is("S > 平安"));
+  // Text, though it looks like numbers: 10 is before 9.
+  table_set_str(table_.get(), 0, 4, "10", 1);
+  EXPECT_TRUE(Is("S < 9"));
+  EXPECT_TRUE(Is("S = 10"));
+  EXPECT_FALSE(Is("S = 10.0"));
+  table_set_str(table_.get(), 0, 4, "a\xFF", 1);
+  EXPECT_TRUE(Is("S = a\xEF\xBF\xBD"));
+}
+
+TEST_F(Cells, OfSeveralNumbersOneIsEnough) {
+  const int three[] = {1, 5, 9};
+  table_set_buff(table_.get(), 0, 5, three, sizeof three, 0);
+  EXPECT_TRUE(Is("N = 5"));
+  EXPECT_TRUE(Is("N[3] > 8"));
+  EXPECT_TRUE(Is("N != 5"));
+  EXPECT_FALSE(Is("N > 9"));
+  EXPECT_TRUE(Is("N#5 < 2"));
+}
+
+TEST_F(Cells, WhatIsNotSetMatchesNothing) {
+  for (const char* column : {"Q", "U", "D", "F", "S", "N", "I", "V"}) {
+    EXPECT_FALSE(Is(std::string(column) + " != 1", 1)) << column;
+    EXPECT_FALSE(Is(std::string(column) + " = 0", 1)) << column;
+    EXPECT_FALSE(Is(std::string(column) + " ~ ''", 1)) << column;
+  }
+}
+
+TEST_F(Cells, BytesAndTimesWithoutAKindAreNotCompared) {
+  table_set_binary(table_.get(), 0, 6, 1, "a", 1);
+  EXPECT_FALSE(Is("B = a"));
+  table_set_int(table_.get(), 0, 7, 20240617);
+  EXPECT_FALSE(Is("I = '2024-06-17'"));
+  EXPECT_TRUE(Is("I = 20240617"));
+  EXPECT_TRUE(Is("I ~ 0617"));
+}
+
+}  // namespace
+}  // namespace tesview
