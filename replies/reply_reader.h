@@ -65,9 +65,9 @@ class ReplyReader {
   ReplyReader(ByteSource* source, Form form, TextParser text_parser)
       : window_(source), asked_(form), text_parser_(std::move(text_parser)) {}
 
-  // Only replies for which `choose` gives true are given by Read(). It is called once for each, in their order,
-  // and before the reply is copied; the others are passed over at the cost of finding them. They count in the
-  // numbers of the replies behind them.
+  // Only replies for which `choose` gives true are given by Read(). It is called once for each, in their
+  // order, and before the reply is copied; the others are passed over at the cost of finding them. They count
+  // in the numbers of the replies behind them.
   void OnlyIf(Choose choose) { choose_ = std::move(choose); }
 
   // The next reply, or what is wrong with it in `error`: a sentence without the source's name, with the

@@ -3,11 +3,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <limits>
 #include <map>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
+#include "replies/column_names.h"
 #include "replies/columns.h"
 #include "replies/schema.h"
 #include "replies/taken_names.h"
@@ -162,17 +164,44 @@ class DecodedTree {
 
 // ---- what is shown ----------------------------------------------------------------------------------------
 
-using Wanted = std::unordered_map<std::string, size_t>;
+// A column that is asked for, on the way inwards: what is left of its name.
+struct WantedName {
+  size_t place = 0;  // among all that are asked for
+  std::string_view name;
+  bool only_here = false;  // the names before it led to these columns
+};
+using Wanted = std::vector<WantedName>;
 
-// Whether one of the wanted ones is among the columns or inside them. Those that are, are noted.
-bool HasWanted(const TableColumns& columns, const Wanted& wanted, std::unordered_set<std::string>* found) {
+// The first place of those that ask for the column; null if none does.
+const WantedName* FindWanted(const TableColumns& columns, size_t index, const Wanted& wanted) {
+  for (const WantedName& each : wanted) {
+    if (IsNameOf(each.name, columns[index].label, index, columns[index].count)) return &each;
+  }
+  return nullptr;
+}
+
+Wanted WantedInside(const TableColumn& column, const Wanted& wanted) {
+  Wanted inside;
+  for (const WantedName& each : wanted) {
+    const std::string_view rest = NameInside(each.name, column.label);
+    if (!rest.empty()) inside.push_back({each.place, rest, true});
+    if (!each.only_here) inside.push_back(each);
+  }
+  return inside;
+}
+
+// Whether one of the wanted ones is among the columns or inside them. The places of those that are, are
+// noted.
+bool HasWanted(const TableColumns& columns, const Wanted& wanted, std::unordered_set<size_t>* found) {
   bool has = false;
-  for (const TableColumn& column : columns) {
-    if (wanted.count(column.label) != 0) {
-      found->insert(column.label);
+  for (size_t i = 0; i < columns.size(); ++i) {
+    for (const WantedName& each : wanted) {
+      if (!IsNameOf(each.name, columns[i].label, i, columns[i].count)) continue;
+      found->insert(each.place);
       has = true;
     }
-    has = HasWanted(column.inside, wanted, found) || has;
+    if (columns[i].is_table())
+      has = HasWanted(columns[i].inside, WantedInside(columns[i], wanted), found) || has;
   }
   return has;
 }
@@ -185,15 +214,16 @@ ShownColumns All(const TableColumns& columns) {
 }
 
 ShownColumns Chosen(const TableColumns& columns, const Wanted& wanted) {
-  std::unordered_set<std::string> found;
+  std::unordered_set<size_t> found;
   std::vector<std::pair<size_t, ShownColumn>> ordered;
   for (size_t i = 0; i < columns.size(); ++i) {
     const TableColumn& column = columns[i];
-    const auto at = wanted.find(column.label);
-    const bool leads = HasWanted(column.inside, wanted, &found);
-    if (at == wanted.end() && !leads) continue;
-    const size_t place = at != wanted.end() ? at->second : wanted.size();
-    ordered.push_back({place, {i, "", leads ? Chosen(column.inside, wanted) : All(column.inside)}});
+    const WantedName* const name = FindWanted(columns, i, wanted);
+    const Wanted inside = WantedInside(column, wanted);
+    const bool leads = HasWanted(column.inside, inside, &found);
+    if (name == nullptr && !leads) continue;
+    const size_t place = name != nullptr ? name->place : std::numeric_limits<size_t>::max();
+    ordered.push_back({place, {i, "", leads ? Chosen(column.inside, inside) : All(column.inside)}});
   }
   std::stable_sort(ordered.begin(), ordered.end(),
                    [](const auto& a, const auto& b) { return a.first < b.first; });
@@ -304,17 +334,17 @@ ArrowField TableField(const TableColumns& columns) {
 
 std::optional<ShownColumns> ChooseColumns(const TableColumns& columns, const std::vector<std::string>& wanted,
                                           bool flat, std::string* missing) {
-  Wanted places;
+  Wanted names;
   for (const std::string& name : wanted)
-    places.emplace(name, places.size());
-  std::unordered_set<std::string> found;
-  HasWanted(columns, places, &found);
-  for (const std::string& name : wanted) {
-    if (found.count(name) != 0) continue;
-    *missing = name;
+    names.push_back({names.size(), name, false});
+  std::unordered_set<size_t> found;
+  HasWanted(columns, names, &found);
+  for (const WantedName& each : names) {
+    if (found.count(each.place) != 0) continue;
+    *missing = each.name;
     return std::nullopt;
   }
-  ShownColumns shown = wanted.empty() ? All(columns) : Chosen(columns, places);
+  ShownColumns shown = wanted.empty() ? All(columns) : Chosen(columns, names);
   if (flat) {
     std::unordered_set<std::string> taken;
     NameFlat(columns, "", &taken, &shown);

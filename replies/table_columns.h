@@ -54,9 +54,10 @@ struct ShownColumn {
 };
 using ShownColumns = std::vector<ShownColumn>;
 
-// The columns of these labels, in the order of `wanted` and all of them if it is empty; columns of tables
-// that lead to one of them come last. A column of tables that is wanted itself is shown as a whole where none
-// inside it is. Null if one is not there, and which in `missing`.
+// The columns of these names, labels or what they are shown by (column_names.h), in the order of `wanted` and
+// all of them if it is empty; columns of tables that lead to one of them come last. A column of tables that
+// is wanted itself is shown as a whole where none inside it is. Null if one is not there, and which in
+// `missing`.
 //
 // Flat, names are those that a row has with all that is around it, "Data.ShiJian", and nowhere twice in the
 // whole. Otherwise a name is there once in its table.

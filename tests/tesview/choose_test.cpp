@@ -28,14 +28,18 @@ TEST(Choose, AWrongPathOrColumnIsToldWithWhatThereIs) {
             in + "path \"5/Data\": row 5 is not there; the table has 2 rows\n");
   EXPECT_EQ(ViewBytes(TwoKlines(), {"--path", "0/Obj"}).err,
             in + "path \"0/Obj\": \"Obj\" is no column of tables; columns with tables: Data\n");
-  EXPECT_EQ(ViewBytes(TwoKlines(), {"--path", "Data"}).err,
-            in + "path \"Data\" is not row/column, as in 0/Data\n");
+  EXPECT_EQ(ViewBytes(TwoKlines(), {"--path", "0"}).err, in + "path \"0\" is not row/column, as in 0/Data\n");
+  EXPECT_EQ(ViewBytes(TwoKlines(), {"--path", "*/Dta"}).err,
+            in + "path \"*/Dta\": \"Dta\" is no column of tables; columns with tables: Data\n");
   EXPECT_EQ(ViewBytes(TwoKlines(), {"--columns", "ShouPanJa"}).err,
             in + "no column \"ShouPanJa\" in this table; did you mean \"ShouPanJia\"?\n");
-  EXPECT_EQ(ViewBytes(TwoKlines(), {"--path", "*/Data"}).err,
-            in + "path \"*/Data\" is that of several tables; take the number of a row for the *\n");
-  EXPECT_EQ(ViewBytes(TwoKlines(), {"--columns", "Data.ShiJian"}).err,
-            in + "no column \"Data.ShiJian\" in this table; did you mean \"ShiJian\"?\n");
+  EXPECT_EQ(ViewBytes(TwoKlines(), {"--path", "Data/0/X"}).err,
+            in + "path \"Data/0/X\": a * or a name stands for all rows; numbers of rows go before it, and a "
+                 "name ends it\n");
+  EXPECT_EQ(ViewBytes(TwoKlines(), {"--columns", "Data.ShiJan"}).err,
+            in + "no column \"Data.ShiJan\" in this table; did you mean \"ShiJian\"?\n");
+  EXPECT_EQ(ViewBytes(TwoKlines(), {"--columns", "Data.Obj"}).err,
+            in + "no column \"Data.Obj\" in this table; did you mean \"Obj\"?\n");
   EXPECT_EQ(ViewBytes(SmallTable(), {"--columns", "zzzzzz"}).err,
             in + "no column \"zzzzzz\" in this table; it has: Name, Price\n");
 }

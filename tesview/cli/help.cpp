@@ -10,6 +10,7 @@ namespace tesview {
 namespace {
 
 constexpr size_t kHelpWidth = 80;
+constexpr size_t kSynopsisIndent = 7;
 
 struct Entry {
   std::string term;
@@ -203,6 +204,9 @@ std::string SynopsisOf(const CLI::App& command) {
               term.substr(term.find("--") == std::string::npos || term[1] == '-' ? 0 : term.find("--")) + "]";
     }
   }
+  // One that has more than fit is told by what follows.
+  if (line.size() + positional.size() > kHelpWidth - kSynopsisIndent)
+    return "tesview " + command.get_name() + " [OPTION...]" + positional;
   return line + positional;
 }
 

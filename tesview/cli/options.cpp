@@ -206,7 +206,7 @@ class CommandLine {
         ->group("Other");
     app_.add_option("--generate", given_.generate)->group("");
     DefineInput();
-    DefineFilter(&app_);
+    DefineFilter();
     DefineOutput();
     DefineChoice();
     DefineWork();
@@ -261,31 +261,34 @@ class CommandLine {
         ->take_last();
   }
 
-  // Of the program, and of a command that reads replies.
-  void DefineFilter(CLI::App* app) {
-    app->add_option("--id", given_.id,
-                    "Take only replies of these Ids, numbers or names as tesview ids has them; given again, "
-                    "it adds to them. The first field of a reply tells its Id: nothing else is looked at.")
-        ->type_name("ID,...")
-        ->group("Filter")
+  void DefineFilter() {
+    AddFilter(
+        &app_, "--id", "ID,...", &given_.id,
+        "Take only replies of these Ids, numbers or names as tesview ids has them; given again, it adds to "
+        "them. The first field of a reply tells its Id: nothing else is looked at.")
         ->join(',');
-    app->add_option(
-           "--sample", given_.sample,
-           "Of each file take one reply of N, the first: of 1/100 those with the numbers 1, 101, 201 "
-           "and so on, counted before --id. The same ones each time.")
-        ->type_name("1/N")
-        ->group("Filter")
-        ->take_last();
-    app->add_option("--skip", given_.skip, "Pass over the first N replies that the other filters leave.")
-        ->type_name("N")
-        ->group("Filter")
-        ->take_last();
-    app->add_option("--limit", given_.limit,
-                    "Take no more than N replies of those that all other filters leave. Nothing is read "
-                    "behind the last one.")
-        ->type_name("N")
-        ->group("Filter")
-        ->take_last();
+    AddFilter(
+        &app_, "--sample", "1/N", &given_.sample,
+        "Of each file take one reply of N, the first: of 1/100 those with the numbers 1, 101, 201 and so "
+        "on, counted before --id. The same ones each time.");
+    AddFilter(&app_, "--skip", "N", &given_.skip,
+              "Pass over the first N replies that the other filters leave.");
+    AddFilter(&app_, "--limit", "N", &given_.limit,
+              "Take no more than N replies of those that all other filters leave. Nothing is read behind the "
+              "last one.");
+  }
+
+  // The same of a command that reads replies.
+  void DefineFilterOf(CLI::App* command) {
+    AddFilter(command, "--id", "ID,...", &given_.id, "Count only replies of these Ids.")->join(',');
+    AddFilter(command, "--sample", "1/N", &given_.sample, "Of each file one reply of N, the first.");
+    AddFilter(command, "--skip", "N", &given_.skip, "Not the first N replies.");
+    AddFilter(command, "--limit", "N", &given_.limit, "No more than N replies.");
+  }
+
+  static CLI::Option* AddFilter(CLI::App* app, const char* name, const char* value, std::string* given,
+                                const char* text) {
+    return app->add_option(name, *given, text)->type_name(value)->group("Filter")->take_last();
   }
 
   void DefineOutput() {
@@ -383,13 +386,14 @@ class CommandLine {
             ->expected(0, 1)
             ->take_last();
     app_.add_option("--path", given_.path,
-                    "Show only the table in this cell, row/column, as in 0/Data or 0/Data/2/Inner.")
+                    "Show only the table in this cell, row/column, as in 0/Data or 0/Data/2/Inner; */Data or "
+                    "Data are those of all rows.")
         ->type_name("PATH")
         ->group("Choice")
         ->take_last();
     app_.add_option("--columns", given_.columns,
-                    "Show only these columns, in this order, in whichever table they are; a column of "
-                    "tables shows all of its tables.")
+                    "Show only these columns, in this order, in whichever table they are, or by the names "
+                    "that lead to them, as in Data.ShiJian; a column of tables shows all of its tables.")
         ->type_name("NAME,...")
         ->group("Choice")
         ->take_last();
@@ -480,15 +484,21 @@ class CommandLine {
   void DefineStat() {
     stat_ =
         app_.add_subcommand("stat", "Count the replies of each Id, and their bytes, without decoding them.");
-    stat_->add_option("FILE", given_.paths, "As above.");
+    stat_->add_option("FILE", given_.paths, "As without a command.");
     stat_->add_flag("--rows", given_.stat_rows,
                     "Decode them: the rows that ndjson has a line for, the first and the last time, of the "
                     "first column of times in each table, and how many replies cannot be decoded.");
-    stat_->add_option("--to", given_.stat_to, "table (the default), or json (one document in a line).")
+    stat_
+        ->add_option(
+            "--to", given_.stat_to,
+            "table (the default), or json: one document with replies, bytes, damaged and ids, a list with id, "
+            "payload, replies, bytes and share; with --rows also rows, failed, first and last.")
         ->type_name("FORM")
         ->take_last();
-    stat_->add_option("--from", given_.from, "As above.")->type_name("FORM")->take_last();
-    DefineFilter(stat_);
+    stat_->add_option("--from", given_.from, "How FILE holds replies, as without a command.")
+        ->type_name("FORM")
+        ->take_last();
+    DefineFilterOf(stat_);
     stat_
         ->add_option("-j,--jobs", given_.jobs,
                      "With --rows, decode N replies at once; 0 takes all processors.")

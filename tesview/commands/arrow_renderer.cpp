@@ -130,7 +130,8 @@ Taken ArrowRenderer::Add(const Plan* plan, const Item& item, uint64_t index, rep
     // It has been asked for its columns before; why it has none is asked for now.
     Taken taken = Taken::kMisfit;
     replies::TablePlan::MakeFrom(item.reply.bytes, RequestOf(view_), TablesOf(view_, item), &taken, error);
-    return Taken::kMisfit;
+    // A good reply, of which nothing can be shown.
+    return taken == Taken::kMisfit ? Taken::kMisfit : Taken::kPassedOver;
   } catch (const TooMuch&) {
     *error = "too large to be compared";
     return Taken::kMisfit;
@@ -154,6 +155,7 @@ void ArrowRenderer::Render(const std::vector<ReadItem>& read, const Show& show) 
       if (taken == Taken::kNoRows) shown.header = plan->header;
       if (!failed) shown.error.clear();
       if (failed && shown.error.empty()) shown.error = kNotEnough;
+      if (taken == Taken::kPassedOver) shown.repeats = shown.error;
     }
     if (failed && strict_ && plan != nullptr) plan->Write(batch.get(), &waiting);
     waiting.Add(std::move(shown));

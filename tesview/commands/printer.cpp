@@ -12,8 +12,8 @@ namespace tesview {
 namespace {
 
 std::string WhereIs(const Item& item) {
-  if (!item.number_reply) return item.source + ": ";
-  return fmt::format("{}: reply {} at offset {}: ", item.source, item.reply.number, item.reply.offset);
+  if (!item.number_reply) return item.source;
+  return fmt::format("{}: reply {} at offset {}", item.source, item.reply.number, item.reply.offset);
 }
 
 }  // namespace
@@ -34,11 +34,7 @@ void Printer::Print(const ReadItem& read, const Shown& shown) {
     return Fail(read.error, only_said && request_.strict ? kSomeNotShown : read.error_code);
   }
   if (shown.dropped) return;
-  if (!shown.error.empty()) {
-    ++replies_;
-    bytes_ += read.item.reply.bytes.size();
-    return Fail(WhereIs(read.item) + shown.error, kSomeNotShown);
-  }
+  if (!shown.error.empty()) return PrintError(read.item, shown);
   if (!window_ || window_->Takes()) PrintGood(read, shown);
   if (window_ && window_->is_full()) throw EnoughPrinted();
 }
@@ -75,19 +71,52 @@ void Printer::End(const std::string& header, const std::string& footer) {
                                failed_ == 0 ? "" : fmt::format(", {} cannot be shown", failed_)));
   }
   output_->Flush();
+  TellRepeated();
   if (header.empty()) return;
   if (last_header_.empty()) output_->WriteBytes(header);
   output_->WriteBytes(footer);
 }
 
-void Printer::Fail(const std::string& what, ExitCode code) {
+void Printer::PrintError(const Item& item, const Shown& shown) {
+  ++replies_;
+  bytes_ += item.reply.bytes.size();
+  const std::string what = WhereIs(item) + ": " + shown.error;
+  if (!WasSaid(item, shown.repeats)) return Fail(what, kSomeNotShown);
+  Count(what, kSomeNotShown);
+}
+
+bool Printer::WasSaid(const Item& item, const std::string& repeats) {
+  // A stream of another kind may bring any number of errors.
+  constexpr size_t kMostRepeated = 1000;
+  if (repeats.empty() || (repeated_.size() == kMostRepeated && repeated_.count(repeats) == 0)) return false;
+  const auto [at, is_new] = repeated_.try_emplace(repeats);
+  if (is_new) return false;
+  ++at->second.more;
+  at->second.last = WhereIs(item);
+  return true;
+}
+
+void Printer::TellRepeated() {
+  progress_->Clear();
+  for (const auto& [what, repeated] : repeated_) {
+    if (repeated.more == 0) continue;
+    Complain(fmt::format("{} more {} like that: {}; the last is {}", repeated.more,
+                         repeated.more == 1 ? "reply" : "replies", what, repeated.last));
+  }
+}
+
+void Printer::Count(const std::string& what, ExitCode code) {
   failed_ += code == kAllShown ? 0 : 1;
   *code_ = std::max(*code_, code);
+  if (report_ != nullptr) report_->AddFailure(what);
+}
+
+void Printer::Fail(const std::string& what, ExitCode code) {
   // What was printed before comes before the complaint, also where both go to one place.
   output_->Flush();
   progress_->Clear();
   Complain(what);
-  if (report_ != nullptr) report_->AddFailure(what);
+  Count(what, code);
   if (request_.strict) throw StopAtFirst();
 }
 

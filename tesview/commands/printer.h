@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <exception>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -40,14 +41,25 @@ class Printer {
   void Print(const ReadItem& read, const Shown& shown);
   // What was printed goes out now.
   void Flush() { output_->Flush(); }
-  // `header` goes before all where nothing has been printed, `footer` behind all, if there is a header.
+  // Also says how often errors came that were said once. `header` goes before all where nothing has been
+  // printed, `footer` behind all, if there is a header.
   void End(const std::string& header, const std::string& footer);
 
  private:
   void PrintGood(const ReadItem& read, const Shown& shown);
   void WriteLines(const Shown& shown);
   void WriteBytes(const Shown& shown);
+  void PrintError(const Item& item, const Shown& shown);
+  bool WasSaid(const Item& item, const std::string& repeats);
+  void Count(const std::string& what, ExitCode code);
   void Fail(const std::string& what, ExitCode code);
+  void TellRepeated();
+
+  // An error that many replies share, behind the one that it was said of.
+  struct Repeated {
+    uint64_t more = 0;
+    std::string last;  // where the last one is
+  };
 
   const ShowRequest& request_;
   Output* output_;
@@ -55,6 +67,7 @@ class Printer {
   ExitCode* code_;
   Report* report_ = nullptr;
   std::optional<ReplyWindow> window_;
+  std::map<std::string, Repeated> repeated_;
   const bool output_is_terminal_;
   std::string last_header_;
   uint64_t replies_ = 0;

@@ -3,13 +3,15 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 
+#include "replies/column_names.h"
+#include "replies/words.h"
 #include "tesview/show/cells.h"
 #include "tesview/show/limits.h"
 
 namespace tesview {
 
+using replies::WholeNumber;
 using tsl_base::TableView;
 
 namespace {
@@ -22,16 +24,31 @@ std::string PathsBelow(Layout* layout) {
   return names.empty() ? "there are no tables in this one" : "columns with tables: " + names;
 }
 
+std::string NoTables(std::string_view path, std::string_view name, Layout* layout) {
+  return fmt::format("path \"{}\": \"{}\" is no column of tables; {}", path, name, PathsBelow(layout));
+}
+
+bool IsRowNumber(std::string_view word) {
+  return !word.empty() && std::all_of(word.begin(), word.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+bool IsAskedBy(std::string_view name, const Column& column) {
+  return replies::IsNameOf(name, column.name, static_cast<size_t>(column.index), column.count);
+}
+
+bool Contains(const std::vector<const Column*>& columns, const Column& column) {
+  return std::find(columns.begin(), columns.end(), &column) != columns.end();
+}
+
 }  // namespace
 
 Choice::Choice(const View& view, const TableKind& kind, const KeptRows* kept)
-    : view_(view), kept_(kept), layouts_(kind) {
-  for (const std::string& name : view.columns)
-    wanted_.emplace(name, wanted_.size());
-}
+    : view_(view), kept_(kept), layouts_(kind), found_(view.columns.size(), false) {}
 
 void Choice::Take(TableView table) {
-  if (!wanted_.empty()) FindChosen(table);
+  for (const std::string& name : view_.columns)
+    root_.asked.push_back({root_.asked.size(), name, false});
+  if (whole() == Part::kChosen) FindChosen(table, &root_);
   CountCells(table, 0);
 }
 
@@ -43,31 +60,71 @@ RowList Choice::Rows(TableView table) const {
   return {kept, 0, rows};
 }
 
-// The columns of a layout that were asked for.
-const std::vector<const Column*>& Choice::ChosenOf(Layout* layout) {
-  const auto [at, is_new] = chosen_.try_emplace(layout);
-  std::vector<const Column*>& chosen = at->second;
+Choice::Chosen& Choice::ChosenOf(Layout* layout, Place* place) {
+  const auto [at, is_new] = place->chosen.try_emplace(layout);
+  Chosen& chosen = at->second;
   if (!is_new) return chosen;
-  for (const Column& column : layout->columns()) {
-    if (!IsChosen(column)) continue;
-    chosen.push_back(&column);
-    found_.insert(wanted_.find(column.name)->first);
+  chosen.inside.resize(layout->tables().size());
+  if (place->lead < lead_.size()) {
+    ChooseLead(*layout, layout->columns(), *place, &chosen);
+  } else {
+    ChooseColumns(*layout, layout->columns(), *place, &chosen);
   }
-  std::sort(chosen.begin(), chosen.end(), [&](const Column* a, const Column* b) {
-    return wanted_.find(a->name)->second < wanted_.find(b->name)->second;
-  });
   return chosen;
 }
 
-bool Choice::FindChosen(TableView table) {
+// On the way to the tables that the path names.
+void Choice::ChooseLead(const Layout& layout, const std::vector<Column>& columns, const Place& place,
+                        Chosen* chosen) {
+  const bool last = place.lead + 1 == lead_.size();
+  for (size_t i = 0; i < layout.tables().size(); ++i) {
+    const Column& column = columns[static_cast<size_t>(layout.tables()[i])];
+    if (!IsAskedBy(lead_[place.lead], column)) continue;
+    found_lead_ = found_lead_ || last;
+    if (last && place.asked.empty()) chosen->columns.push_back(&column);
+    chosen->inside[i] = std::make_unique<Place>();
+    chosen->inside[i]->lead = place.lead + 1;
+    chosen->inside[i]->asked = place.asked;
+  }
+}
+
+void Choice::ChooseColumns(const Layout& layout, const std::vector<Column>& columns, const Place& place,
+                           Chosen* chosen) {
+  for (const Asked& asked : place.asked) {
+    for (const Column& column : columns) {
+      if (!IsAskedBy(asked.name, column)) continue;
+      found_[asked.order] = true;
+      if (!Contains(chosen->columns, column)) chosen->columns.push_back(&column);
+    }
+  }
+  for (size_t i = 0; i < layout.tables().size(); ++i) {
+    const Column& column = columns[static_cast<size_t>(layout.tables()[i])];
+    chosen->inside[i] = std::make_unique<Place>();
+    chosen->inside[i]->lead = place.lead;
+    for (const Asked& asked : place.asked) {
+      const std::string_view rest = replies::NameInside(asked.name, column.name);
+      if (!rest.empty()) chosen->inside[i]->asked.push_back({asked.order, rest, true});
+      if (!asked.only_here) chosen->inside[i]->asked.push_back(asked);
+    }
+  }
+}
+
+bool Choice::FindChosen(TableView table, Place* place) {
   Layout& layout = LayoutOf(table);
-  bool has = !ChosenOf(&layout).empty();
+  const Chosen& chosen = ChosenOf(&layout, place);
+  chosen_.emplace(table.get(), &chosen);
+  bool has = !chosen.columns.empty();
   visited_ += static_cast<uint64_t>(table.rows()) * layout.tables().size();
   CheckCount(visited_);
-  for (const int col : layout.tables()) {
+  for (size_t i = 0; i < layout.tables().size(); ++i) {
+    if (chosen.inside[i] == nullptr) continue;
+    const int col = layout.tables()[i];
+    const bool is_chosen = Contains(chosen.columns, layout.columns()[static_cast<size_t>(col)]);
     for (int row = 0; row < table.rows(); ++row) {
       const TableView child = ChildOf(table, row, col);
-      if (child && FindChosen(child)) has = true;
+      if (!child) continue;
+      if (is_chosen) in_chosen_.insert(child.get());
+      if (FindChosen(child, chosen.inside[i].get())) has = true;
     }
   }
   if (has) tables_with_chosen_.insert(table.get());
@@ -79,7 +136,7 @@ void Choice::CountCells(TableView table, uint64_t outer) {
   const Layout& layout = LayoutOf(table);
   const RowList rows = Rows(table);
   const auto columns = static_cast<uint64_t>(layout.cols());
-  cells_ += static_cast<uint64_t>(rows.size()) * (view_.columns.empty() ? columns + outer : 1);
+  cells_ += static_cast<uint64_t>(rows.size()) * (whole() == Part::kAll ? columns + outer : 1);
   CheckCount(cells_);
   for (const int col : layout.tables()) {
     for (const int row : rows) {
@@ -90,11 +147,12 @@ void Choice::CountCells(TableView table, uint64_t outer) {
 
 std::vector<const Column*> Choice::Columns(TableView table, Part part) {
   Layout& layout = LayoutOf(table);
-  if (part == Part::kChosen) {
-    std::vector<const Column*> columns = ChosenOf(&layout);
+  const auto walked = chosen_.find(table.get());
+  if (part == Part::kChosen && walked != chosen_.end()) {
+    std::vector<const Column*> columns = walked->second->columns;
     for (const int col : layout.tables()) {
       const Column& column = layout.columns()[static_cast<size_t>(col)];
-      if (!IsChosen(column) && LeadsToChosen(table, col)) columns.push_back(&column);
+      if (!Contains(columns, column) && LeadsToChosen(table, col)) columns.push_back(&column);
     }
     return columns;
   }
@@ -111,17 +169,24 @@ bool Choice::LeadsToChosen(TableView table, int col) const {
   return false;
 }
 
-Part Choice::Inside(Part part, const Column& column, TableView child) const {
+Part Choice::Inside(Part part, TableView child) const {
   if (!child) return Part::kNone;
   if (part == Part::kAll || tables_with_chosen_.count(child.get()) != 0) return part;
-  return IsChosen(column) ? Part::kAll : Part::kNone;
+  return in_chosen_.count(child.get()) != 0 ? Part::kAll : Part::kNone;
 }
 
 std::string Choice::MissingColumn() const {
-  for (const std::string& wanted : view_.columns) {
-    if (found_.count(wanted) == 0) return wanted;
-  }
-  return std::string();
+  const auto missing = std::find(found_.begin(), found_.end(), false);
+  return missing == found_.end() ? std::string()
+                                 : view_.columns[static_cast<size_t>(missing - found_.begin())];
+}
+
+std::string Choice::MissingPath(TableView table) {
+  if (lead_.empty() || found_lead_) return std::string();
+  Layout& layout = LayoutOf(table);
+  const Column* first = FindColumn(layout.columns(), lead_[0]);
+  if (first == nullptr || !first->is_table()) return NoTables(view_.path, lead_[0], &layout);
+  return fmt::format("path \"{}\" leads to no table", view_.path);
 }
 
 void Choice::CollectNames(TableView table, std::unordered_set<const Layout*>* seen,
@@ -149,55 +214,59 @@ std::vector<std::string> Choice::AllColumnNames(TableView table) {
 
 TableView Choice::TableAt(TableView root, std::string* error) {
   TableView table = root;
-  std::string done;
   std::string_view rest = view_.path;
   while (!rest.empty() && table) {
-    const size_t slash = rest.find('/');
-    const std::string_view number = rest.substr(0, slash);
-    if (number == "*") {
-      *error = fmt::format("path \"{}\" is that of several tables; take the number of a row for the *",
-                           view_.path);
-      return TableView();
-    }
-    if (slash == std::string_view::npos) {
+    const std::string_view number = rest.substr(0, rest.find('/'));
+    if (!IsRowNumber(number)) return TakeLead(rest, error) ? table : TableView();
+    if (number.size() == rest.size()) {
       *error = fmt::format("path \"{}\" is not row/column, as in 0/Data", view_.path);
       return TableView();
     }
-    rest.remove_prefix(slash + 1);
+    rest.remove_prefix(number.size() + 1);
     const std::string_view name = rest.substr(0, rest.find('/'));
     rest.remove_prefix(std::min(name.size() + 1, rest.size()));
-    table = Descend(table, number, name, &done, error);
+    table = Descend(table, number, name, error);
   }
   return table;
 }
 
-// One step of a path; `done` is the path so far.
-TableView Choice::Descend(TableView table, std::string_view number, std::string_view name, std::string* done,
+// The names of columns that the path ends with, each with a * before it or without: the tables of all rows.
+bool Choice::TakeLead(std::string_view names, std::string* error) {
+  while (!names.empty()) {
+    const std::string_view name = names.substr(0, names.find('/'));
+    names.remove_prefix(std::min(name.size() + 1, names.size()));
+    if (name == "*" && !names.empty()) continue;
+    if (name == "*" || name.empty() || (IsRowNumber(name) && !names.empty())) {
+      *error = fmt::format(
+          "path \"{}\": a * or a name stands for all rows; numbers of rows go before it, and a "
+          "name ends it",
+          view_.path);
+      return false;
+    }
+    lead_.push_back(name);
+  }
+  return true;
+}
+
+// One step of a path.
+TableView Choice::Descend(TableView table, std::string_view number, std::string_view name,
                           std::string* error) {
-  int row = -1;
-  const auto [end, failure] = std::from_chars(number.data(), number.data() + number.size(), row);
-  if (failure != std::errc() || end != number.data() + number.size()) {
-    *error = fmt::format("path \"{}\" is not row/column, as in 0/Data", view_.path);
+  const auto row = WholeNumber<int>(number);
+  if (!row || *row >= table.rows()) {
+    *error = fmt::format("path \"{}\": row {} is not there; the table{} has {} rows", view_.path, number,
+                         base_.empty() ? "" : " at " + base_, table.rows());
     return TableView();
   }
-  if (row < 0 || row >= table.rows()) {
-    *error = fmt::format("path \"{}\": row {} is not there; the table{} has {} rows", view_.path, row,
-                         done->empty() ? "" : " at " + *done, table.rows());
-    return TableView();
-  }
-  if (kept_ != nullptr && !kept_->IsKept(table, row)) return TableView();
+  if (kept_ != nullptr && !kept_->IsKept(table, *row)) return TableView();
   Layout& layout = LayoutOf(table);
-  const auto& columns = layout.columns();
-  const auto column =
-      std::find_if(columns.begin(), columns.end(), [&](const Column& c) { return c.name == name; });
-  if (column == columns.end() || !column->is_table()) {
-    *error =
-        fmt::format("path \"{}\": \"{}\" is no column of tables; {}", view_.path, name, PathsBelow(&layout));
+  const Column* column = FindColumn(layout.columns(), name);
+  if (column == nullptr || !column->is_table()) {
+    *error = NoTables(view_.path, name, &layout);
     return TableView();
   }
-  *done += fmt::format("{}{}/{}", done->empty() ? "" : "/", row, name);
-  const TableView child = ChildOf(table, row, column->index);
-  if (!child) *error = fmt::format("path \"{}\": the cell {} is empty", view_.path, *done);
+  base_ += fmt::format("{}{}/{}", base_.empty() ? "" : "/", number, name);
+  const TableView child = ChildOf(table, *row, column->index);
+  if (!child) *error = fmt::format("path \"{}\": the cell {} is empty", view_.path, base_);
   return child;
 }
 

@@ -3,6 +3,7 @@
 #define TESVIEW_SHOW_CHOOSE_H_
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -36,7 +37,9 @@ class Choice {
   // many or would give too much output. Tables that were not walked over have no part that is kChosen.
   void Take(tsl_base::TableView table);
 
-  Part whole() const { return view_.columns.empty() ? Part::kAll : Part::kChosen; }
+  Part whole() const { return view_.columns.empty() && lead_.empty() ? Part::kAll : Part::kChosen; }
+  // The path of the table that TableAt() gave, "0/Data"; empty for the outermost one.
+  const std::string& base() const { return base_; }
   RowList Rows(tsl_base::TableView table) const;
   Layout& LayoutOf(tsl_base::TableView table) { return layouts_.Of(table); }
 
@@ -45,10 +48,12 @@ class Choice {
 
   // What is shown of a table in this column of a table of which `part` is shown. A column of tables that was
   // asked for shows the whole of those in which no column was asked for.
-  Part Inside(Part part, const Column& column, tsl_base::TableView child) const;
+  Part Inside(Part part, tsl_base::TableView child) const;
 
   // The first column that was asked for and is nowhere in what was walked over; empty if all are there.
   std::string MissingColumn() const;
+  // Why the names that end the path lead to no column of tables in what was walked over; empty if they do.
+  std::string MissingPath(tsl_base::TableView table);
 
   // All names of columns in the table and inside it.
   std::vector<std::string> AllColumnNames(tsl_base::TableView table);
@@ -58,23 +63,50 @@ class Choice {
   tsl_base::TableView TableAt(tsl_base::TableView root, std::string* error);
 
  private:
-  bool IsChosen(const Column& column) const { return wanted_.count(column.name) != 0; }
-  const std::vector<const Column*>& ChosenOf(Layout* layout);
+  // A column that is asked for, on the way inwards: what is left of its name.
+  struct Asked {
+    size_t order = 0;  // among --columns
+    std::string_view name;
+    bool only_here = false;  // the names before it led to these tables
+  };
+  struct Place;
+  // Of one layout at one place.
+  struct Chosen {
+    std::vector<const Column*> columns;          // in the order asked for
+    std::vector<std::unique_ptr<Place>> inside;  // as the columns of tables; null where nothing leads inside
+  };
+  // Where tables are that have the same ones around them.
+  struct Place {
+    size_t lead = 0;  // of lead_, the names that led here
+    std::vector<Asked> asked;
+    std::unordered_map<const Layout*, Chosen> chosen;
+  };
+
+  Chosen& ChosenOf(Layout* layout, Place* place);
+  void ChooseLead(const Layout& layout, const std::vector<Column>& columns, const Place& place,
+                  Chosen* chosen);
+  void ChooseColumns(const Layout& layout, const std::vector<Column>& columns, const Place& place,
+                     Chosen* chosen);
   bool LeadsToChosen(tsl_base::TableView table, int col) const;
-  bool FindChosen(tsl_base::TableView table);
+  bool FindChosen(tsl_base::TableView table, Place* place);
   void CountCells(tsl_base::TableView table, uint64_t outer);
   void CollectNames(tsl_base::TableView table, std::unordered_set<const Layout*>* seen,
                     std::unordered_set<std::string_view>* known, std::vector<std::string>* names);
   tsl_base::TableView Descend(tsl_base::TableView table, std::string_view number, std::string_view name,
-                              std::string* done, std::string* error);
+                              std::string* error);
+  bool TakeLead(std::string_view names, std::string* error);
 
   const View& view_;
   const KeptRows* kept_;
   Layouts layouts_;
-  std::unordered_map<std::string_view, size_t> wanted_;  // --columns, and where each is among them
-  std::unordered_map<const Layout*, std::vector<const Column*>> chosen_;
-  std::unordered_set<std::string_view> found_;          // of --columns
-  std::unordered_set<const void*> tables_with_chosen_;  // that have a chosen column or lead to one
+  std::string base_;
+  std::vector<std::string_view> lead_;  // names at the end of the path: the tables of all rows there
+  bool found_lead_ = false;
+  Place root_;
+  std::vector<bool> found_;                                // of --columns
+  std::unordered_map<const void*, const Chosen*> chosen_;  // of the tables that were walked over
+  std::unordered_set<const void*> tables_with_chosen_;     // that have a chosen column or lead to one
+  std::unordered_set<const void*> in_chosen_;              // that are in a chosen column
   uint64_t cells_ = 0;
   uint64_t visited_ = 0;
 };

@@ -2,9 +2,11 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <string_view>
 #include <unordered_set>
 
+#include "replies/column_names.h"
 #include "replies/text.h"
 #include "replies/times.h"
 
@@ -36,31 +38,11 @@ std::vector<Column> ColumnsOf(TableView table) {
   return columns;
 }
 
-namespace {
-
-bool IsShownAs(const Column& column, std::string_view name) {
-  return name == replies::Printable(column.name) || name == fmt::format("{}#{}", column.name, column.index) ||
-         (column.counted && name == fmt::format("{}[{}]", column.name, column.count));
-}
-
-}  // namespace
-
 const Column* FindColumn(const std::vector<Column>& columns, std::string_view name) {
-  for (const Column& column : columns) {
-    if (column.name == name) return &column;
-  }
-  // What is shown otherwise than it is has one of these.
-  if (name.find_first_of("#[\\") == std::string_view::npos) return nullptr;
-  for (const Column& column : columns) {
-    if (IsShownAs(column, name)) return &column;
-  }
-  return nullptr;
-}
-
-std::string_view NameInside(const Column& tables, std::string_view name) {
-  const size_t size = tables.name.size();
-  const bool leads = name.size() > size && name[size] == '.' && name.substr(0, size) == tables.name;
-  return leads ? name.substr(size + 1) : name;
+  const auto found = std::find_if(columns.begin(), columns.end(), [&](const Column& column) {
+    return replies::IsNameOf(name, column.name, static_cast<size_t>(column.index), column.count);
+  });
+  return found == columns.end() ? nullptr : &*found;
 }
 
 bool HasColumns(TableView table, const std::vector<Column>& columns) {

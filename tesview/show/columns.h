@@ -34,13 +34,8 @@ struct Column {
 
 std::vector<Column> ColumnsOf(tsl_base::TableView table);
 
-// The column of that name, or of one that the output shows it by: printable, with its index ("Name#3") or
-// with the number of its elements ("Name[53]") behind it. Null if there is none.
+// The first column that `name` asks for (replies/column_names.h); null if there is none.
 const Column* FindColumn(const std::vector<Column>& columns, std::string_view name);
-
-// What is left of the name of a column inside the tables of this one: ShiJian of Data.ShiJian in Data. Any
-// other name may be that of a column inside as well, and stays as it is.
-std::string_view NameInside(const Column& tables, std::string_view name);
 
 // Which tables these are, for what is told of their columns.
 struct TableKind {

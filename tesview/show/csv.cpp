@@ -62,7 +62,7 @@ class CsvLevel {
       if (inner == nullptr) continue;
       for (const int row : rows) {
         const TableView child = ChildOf(table, row, col);
-        const Part inside = choice->Inside(part, column, child);
+        const Part inside = choice->Inside(part, child);
         if (inside != Part::kNone) inner->Gather(choice, inside, child);
       }
     }
@@ -186,7 +186,7 @@ class CsvLines {
     const size_t before = out_->size();
     for (const auto& [column, inner] : targets.inner) {
       const TableView child = ChildOf(table, row, column->index);
-      const Part inside = choice_->Inside(part, *column, child);
+      const Part inside = choice_->Inside(part, child);
       if (inside != Part::kNone) Table(inside, child, inner);
     }
     if (out_->size() == before) Write();

@@ -278,7 +278,7 @@ class NdjsonLines {
       const Column& column = plan->columns[c];
       if (!column.is_table()) continue;
       const TableView child = ChildOf(table, row, column.index);
-      const Part inside = HasRows(child) ? choice_->Inside(part, column, child) : Part::kNone;
+      const Part inside = HasRows(child) ? choice_->Inside(part, child) : Part::kNone;
       if (inside == Part::kNone) continue;
       char number[kNumberRoom];
       place_.append(number, WriteInteger(number, static_cast<int64_t>(row)));

@@ -67,6 +67,12 @@ std::string WhyNone(const Rendered& rendered, const std::string& bytes) {
   return rendered.decoded ? rendered.error : WhyNoTable(bytes, rendered.type);
 }
 
+// The same of a reply that is to be shown. What is wrong is the same for others, unless the reply is damaged.
+void SayWhyNone(const Rendered& rendered, const std::string& bytes, Shown* shown) {
+  shown->error = WhyNone(rendered, bytes);
+  if (replies::DiagnoseReply(bytes).reason == replies::Reason::kNone) shown->repeats = shown->error;
+}
+
 Rendered Decoded(const replies::Unpack& unpack, const std::string& bytes) {
   Rendered rendered;
   rendered.decoded = true;
@@ -97,11 +103,9 @@ Rendered MakeTable(const View& view, const std::string& bytes) {
 bool KeepRows(const View& view, const Item& item, const Rendered& rendered, KeptRows* kept, Shown* shown) {
   if (view.where == nullptr) return true;
   if (rendered.table && view.where->Choose(rendered.table.view(), KindOf(view, rendered), kept)) return true;
-  if (!rendered.table && replies::DiagnoseReply(item.reply.bytes).reason != replies::Reason::kNone) {
-    shown->error = WhyNone(rendered, item.reply.bytes);
-  } else {
-    shown->dropped = true;
-  }
+  shown->dropped =
+      rendered.table || replies::DiagnoseReply(item.reply.bytes).reason == replies::Reason::kNone;
+  if (!shown->dropped) shown->error = WhyNone(rendered, item.reply.bytes);
   return false;
 }
 
@@ -122,15 +126,20 @@ std::string Title(const View& view, const Item& item, int32_t id, const std::str
 }
 
 // The table that the path and the columns ask for; no table and why, or that it is dropped.
-TableView Chosen(Choice* choice, TableView root, Shown* shown) {
+TableView Chosen(const View& view, Choice* choice, TableView root, Shown* shown) {
   std::string* const error = &shown->error;
   const TableView table = choice->TableAt(root, error);
+  if (table) {
+    choice->Take(table);
+    *error = choice->MissingPath(table);
+  }
   shown->dropped = !table && error->empty();
-  if (!table) return table;
-  choice->Take(table);
+  if (!error->empty()) shown->repeats = fmt::format("path \"{}\" leads to no table", view.path);
+  if (!table || !error->empty()) return TableView();
   const std::string missing = choice->MissingColumn();
   if (missing.empty()) return table;
   *error = fmt::format("no column \"{}\" in this table", missing);
+  shown->repeats = *error;
   const std::vector<std::string> names = choice->AllColumnNames(table);
   // Columns inside are asked for without the path that ndjson and csv have before them.
   const std::string suggestion = DidYouMean(missing.substr(missing.rfind('.') + 1), names);
@@ -169,7 +178,7 @@ bool IsWhole(const View& view) {
 void ShowInsteadOfTable(const View& view, const Item& item, const Rendered& rendered, Shown* shown) {
   const std::string json = IsWhole(view) ? TesparserPB2Json(item.reply.bytes) : std::string();
   if (json.empty()) {
-    shown->error = WhyNone(rendered, item.reply.bytes);
+    SayWhyNone(rendered, item.reply.bytes, shown);
     return;
   }
   std::string why = rendered.type ? fmt::format("nothing to show as type {}", NameOfType(*rendered.type))
@@ -188,7 +197,7 @@ void ShowTable(const View& view, const Item& item, Shown* shown) {
   if (!KeepRows(view, item, root, &kept, shown)) return;
   if (!root.table) return ShowInsteadOfTable(view, item, root, shown);
   Choice choice(view, KindOf(view, root), &kept);
-  const TableView table = Chosen(&choice, root.table.view(), shown);
+  const TableView table = Chosen(view, &choice, root.table.view(), shown);
   if (!table) return;
   shown->out =
       Title(view, item, root.id, Figures(table, item.reply.bytes.size())) + RenderTable(view, &choice, table);
@@ -200,13 +209,13 @@ void ShowNdjson(const View& view, const Item& item, Shown* shown) {
   if (!KeepRows(view, item, root, &kept, shown)) return;
   if (root.table) {
     Choice choice(view, KindOf(view, root), &kept);
-    const TableView table = Chosen(&choice, root.table.view(), shown);
-    if (table) RenderNdjson(&choice, item, root.id, view.path, table, &shown->out);
+    const TableView table = Chosen(view, &choice, root.table.view(), shown);
+    if (table) RenderNdjson(&choice, item, root.id, choice.base(), table, &shown->out);
     return;
   }
   const std::string json = IsWhole(view) ? TesparserPB2Json(item.reply.bytes) : std::string();
   if (json.empty()) {
-    shown->error = WhyNone(root, item.reply.bytes);
+    SayWhyNone(root, item.reply.bytes, shown);
     return;
   }
   RenderNdjsonWhole(item, root.id, json, &shown->out);
@@ -217,11 +226,11 @@ void ShowCsv(const View& view, const Item& item, Shown* shown) {
   KeptRows kept;
   if (!KeepRows(view, item, root, &kept, shown)) return;
   if (!root.table) {
-    shown->error = WhyNone(root, item.reply.bytes);
+    SayWhyNone(root, item.reply.bytes, shown);
     return;
   }
   Choice choice(view, KindOf(view, root), &kept);
-  const TableView table = Chosen(&choice, root.table.view(), shown);
+  const TableView table = Chosen(view, &choice, root.table.view(), shown);
   if (table) RenderCsv(&choice, item, table, &shown->header, &shown->out);
 }
 

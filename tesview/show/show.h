@@ -24,8 +24,10 @@ struct Item {
 struct Shown {
   std::string header;  // written if it is not the one that was written last
   std::string out;
-  ReportPart part;       // of a report, in place of the two
-  std::string error;     // why the reply cannot be shown; empty if it can
+  ReportPart part;      // of a report, in place of the two
+  std::string error;    // why the reply cannot be shown; empty if it can
+  std::string repeats;  // the error in words that it shares with other replies, to be counted; empty where it
+                        // is that of this reply alone
   bool dropped = false;  // nothing of the reply was asked for: --where leaves none of its rows
 };
 

@@ -430,7 +430,7 @@ class TableForm {
     const RowList rows = choice_->Rows(table);
     for (const int row : rows) {
       const TableView child = ChildOf(table, row, column.index);
-      const Part inside = choice_->Inside(part, column, child);
+      const Part inside = choice_->Inside(part, child);
       if (inside != Part::kNone) children.push_back({row, child, inside});
     }
     if (Alike(children)) return Joined(children, path + "*/" + column.name, indent);
@@ -470,7 +470,8 @@ class TableForm {
 }  // namespace
 
 std::string RenderTable(const View& view, Choice* choice, TableView table) {
-  return TableForm(view, choice).Table(choice->whole(), table, view.path.empty() ? "" : view.path + "/", 0);
+  return TableForm(view, choice)
+      .Table(choice->whole(), table, choice->base().empty() ? "" : choice->base() + "/", 0);
 }
 
 }  // namespace tesview

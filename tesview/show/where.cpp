@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "replies/column_names.h"
 #include "replies/columns.h"
 #include "replies/encodings.h"
 #include "replies/suggest.h"
@@ -195,8 +196,10 @@ class WhereWalk {
     for (const int col : layout.tables()) {
       auto inside = std::make_unique<Place>();
       const Column& column = layout.columns()[static_cast<size_t>(col)];
-      for (const Pending& pending : further)
-        inside->pending.push_back({pending.condition, NameInside(column, pending.name)});
+      for (const Pending& pending : further) {
+        const std::string_view rest = replies::NameInside(pending.name, column.name);
+        inside->pending.push_back({pending.condition, rest.empty() ? pending.name : rest});
+      }
       plan.inside.emplace_back(col, std::move(inside));
     }
     return plan;
