@@ -314,9 +314,11 @@ TEST(Chosen, RepliesAreGivenAndTheOthersCounted) {
     EXPECT_EQ(asked, (std::vector<uint64_t>{1, 2, 3}));
     return places;
   };
-  EXPECT_EQ(read(WithLength(kReplyBytes) + WithLength("\x08\x16") + WithLength(kReplyBytes), Form::kDelimited),
-            (std::vector<uint64_t>{2, 7}));
-  EXPECT_EQ(read(std::string(kReplyHex) + "\n0816\n" + kReplyHex + "\n", Form::kHex), (std::vector<uint64_t>{2, 13}));
+  EXPECT_EQ(
+      read(WithLength(kReplyBytes) + WithLength("\x08\x16") + WithLength(kReplyBytes), Form::kDelimited),
+      (std::vector<uint64_t>{2, 7}));
+  EXPECT_EQ(read(std::string(kReplyHex) + "\n0816\n" + kReplyHex + "\n", Form::kHex),
+            (std::vector<uint64_t>{2, 13}));
 }
 
 TEST(Lines, LookalikesAreCounted) {
