@@ -11,6 +11,16 @@ _tesview() {
   [[ COMP_CWORD -ge 2 ]] && command=${COMP_WORDS[1]}
   COMPREPLY=()
   case $command in
+    stat)
+      options="--rows --to --from --id --sample --skip --limit --jobs --strict --progress --help"
+      case $before in
+        --to) values="table json" ;;
+        --from) values="auto raw delimited hex base64 lines text" ;;
+        --id) values=$(tesview ids 2>/dev/null | awk 'NR > 1 { print $2 }') ;;
+        --progress) values="auto always never" ;;
+        --sample|--skip|--limit|-j|--jobs) return ;;
+      esac
+      ;;
     ids)
       options="--table --help"
       [[ -n $values || $word == -* ]] || values=$(tesview ids 2>/dev/null | awk 'NR > 1 { print $2 }')
@@ -41,9 +51,10 @@ _tesview() {
       esac
       ;;
     *)
-      options="--help --version --from --to --table --json --pretty --nested --output --force --open --color --style --header --time --width --type --decode --unpack --path --columns --head --tail --jobs --strict --progress"
+      options="--help --version --from --id --sample --skip --limit --to --table --json --pretty --nested --output --force --open --color --style --header --time --width --where --type --decode --unpack --path --columns --head --tail --jobs --strict --progress"
       case $before in
         --from) values="auto raw delimited hex base64 lines text" ;;
+        --id) values=$(tesview ids 2>/dev/null | awk 'NR > 1 { print $2 }') ;;
         --to) values="table json pretty ndjson csv arrow summary text html" ;;
         --color) values="auto always never" ;;
         --style) values="auto box plain" ;;
@@ -53,7 +64,7 @@ _tesview() {
         --unpack) values=$(tesview columns --to names 2>/dev/null) ;;
         --columns) values=$(tesview columns --to names 2>/dev/null) ;;
         --progress) values="auto always never" ;;
-        --width|--path|--head|--tail|-j|--jobs) return ;;
+        --sample|--skip|--limit|--width|--where|--path|--head|--tail|-j|--jobs) return ;;
       esac
       ;;
   esac
@@ -65,7 +76,7 @@ _tesview() {
   elif [[ $word == -* ]]; then
     COMPREPLY=($(compgen -W "$options" -- "$word"))
   else
-    [[ COMP_CWORD -eq 1 ]] && COMPREPLY=($(compgen -W "ids columns schema number pack" -- "$word"))
+    [[ COMP_CWORD -eq 1 ]] && COMPREPLY=($(compgen -W "stat ids columns schema number pack" -- "$word"))
     # A name may have blanks in it.
     local IFS=$'\n'
     [[ -n $files ]] && COMPREPLY+=($(compgen -f -- "$word"))

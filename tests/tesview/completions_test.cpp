@@ -65,7 +65,7 @@ TEST_P(Completion, OffersWhatMayStandThere) {
     GTEST_SKIP() << shell << " is not installed";
   Write("a.bin", "");
   const std::vector<std::pair<std::string, Strings>> cases{
-      {"tesview ", {"a.bin", "columns", "ids", "number", "pack", "schema"}},
+      {"tesview ", {"a.bin", "columns", "ids", "number", "pack", "schema", "stat"}},
       {"tesview --to js", {"json"}},
       {"tesview --col", {"--color", "--columns"}},
       {"tesview a.bin --str", {"--strict"}},
