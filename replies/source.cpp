@@ -87,8 +87,20 @@ InputFiles FindFiles(const std::vector<std::string>& paths) {
   return std::move(finder).Found();
 }
 
-FileSource::FileSource(const std::string& path)
-    : fd_(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+namespace {
+
+int OpenToRead(const std::string& path, const std::function<void()>& on_wait) {
+  while (true) {
+    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd >= 0 || errno != EINTR) return fd;
+    if (on_wait) on_wait();
+  }
+}
+
+}  // namespace
+
+FileSource::FileSource(const std::string& path, const std::function<void()>& on_wait)
+    : fd_(path == "-" ? STDIN_FILENO : OpenToRead(path, on_wait)) {
   if (fd_ < 0) throw InputError(fmt::format("cannot open it: {}", std::strerror(errno)));
 }
 

@@ -25,8 +25,9 @@ InputFiles FindFiles(const std::vector<std::string>& paths);
 
 class FileSource : public ByteSource {
  public:
-  // "-" is standard input. Throws InputError.
-  explicit FileSource(const std::string& path);
+  // "-" is standard input. Opening a pipe that nobody writes to waits: `on_wait` is called where a signal
+  // broke that, and what it throws ends it. Throws InputError.
+  explicit FileSource(const std::string& path, const std::function<void()>& on_wait = nullptr);
   ~FileSource() override;
   FileSource(const FileSource&) = delete;
   FileSource& operator=(const FileSource&) = delete;

@@ -210,4 +210,59 @@ void AppendCsvField(std::string* to, std::string_view utf8) {
   *to += '"';
 }
 
+void AppendTsvField(std::string* to, std::string_view utf8) {
+  for (const char c : utf8) {
+    switch (c) {
+      case '\t': *to += "\\t"; break;
+      case '\n': *to += "\\n"; break;
+      case '\r': *to += "\\r"; break;
+      case '\\': *to += "\\\\"; break;
+      default: *to += c;
+    }
+  }
+}
+
+namespace {
+
+// Each steering character but the line feed as `escape` writes it: escape(to, its bytes, its code).
+template <class Escape>
+std::string WithEscapes(std::string_view text, Escape escape) {
+  const auto is_plain = [](char c) { return (c >= 0x20 && c < 0x7F) || c == '\n'; };
+  if (std::all_of(text.begin(), text.end(), is_plain)) return std::string(text);
+  std::string result;
+  while (!text.empty()) {
+    utf8proc_int32_t code = 0;
+    const size_t size = TakeCharacter(text, &code);
+    if (size == 0) {
+      result += kReplacement;
+    } else if (code != '\n' && IsSteering(code)) {
+      escape(&result, text.substr(0, size), static_cast<unsigned>(code));
+    } else {
+      result += text.substr(0, size);
+    }
+    text.remove_prefix(std::max<size_t>(size, 1));
+  }
+  return result;
+}
+
+}  // namespace
+
+std::string PrintableJson(std::string_view json) {
+  return WithEscapes(json, [](std::string* to, std::string_view, unsigned code) {
+    if (code < 0x10000) {
+      *to += fmt::format("\\u{:04x}", code);
+    } else {
+      code -= 0x10000;
+      *to += fmt::format("\\u{:04x}\\u{:04x}", 0xD800 + (code >> 10), 0xDC00 + (code & 0x3FF));
+    }
+  });
+}
+
+std::string PrintableTextForm(std::string_view text) {
+  return WithEscapes(text, [](std::string* to, std::string_view bytes, unsigned) {
+    for (const char c : bytes)
+      *to += fmt::format("\\{:03o}", static_cast<unsigned char>(c));
+  });
+}
+
 }  // namespace replies

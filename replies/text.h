@@ -30,6 +30,14 @@ void AppendJsonString(std::string* to, std::string_view utf8);
 // A CSV field, quoted where it has to be.
 void AppendCsvField(std::string* to, std::string_view utf8);
 
+// A field between tabs: tabs, line ends and backslashes become \\t, \\n, \\r and \\\\.
+void AppendTsvField(std::string* to, std::string_view utf8);
+
+// JSON in lines, or protobuf's text form in lines, for a terminal: what Printable() makes visible becomes an
+// escape of that form, so that the text says the same. Line feeds stay.
+std::string PrintableJson(std::string_view json);
+std::string PrintableTextForm(std::string_view text);
+
 }  // namespace replies
 
 #endif  // REPLIES_TEXT_H_

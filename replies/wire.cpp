@@ -66,6 +66,12 @@ bool LooksLikeFields(std::string_view bytes, bool may_go_on) {
 
 }  // namespace
 
+void AppendVarint(std::string* to, uint64_t value) {
+  for (; value > 0x7F; value >>= 7)
+    *to += static_cast<char>((value & 0x7F) | 0x80);
+  *to += static_cast<char>(value);
+}
+
 bool ReadVarint(std::string_view bytes, size_t* pos, uint64_t* value) {
   uint64_t result = 0;
   size_t at = *pos;

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace replies {
@@ -20,6 +21,7 @@ inline constexpr int kDeepest = 100;
 // Reads a varint at `*pos` and moves `*pos` behind it. False if it is cut off or longer than ten bytes;
 // `*pos` then stays.
 bool ReadVarint(std::string_view bytes, size_t* pos, uint64_t* value);
+void AppendVarint(std::string* to, uint64_t value);
 
 // One field of a message, as the wire has it.
 struct WireField {

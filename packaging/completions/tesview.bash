@@ -51,15 +51,16 @@ _tesview() {
       esac
       ;;
     *)
-      options="--help --version --from --id --sample --skip --limit --to --table --json --pretty --nested --output --force --open --color --style --header --time --width --where --type --decode --unpack --path --columns --head --tail --jobs --strict --progress"
+      options="--help --version --from --id --sample --skip --limit --to --table --json --pretty --nested --output --force --open --color --style --header --time --width --split-by --bom --csv-safe --redact --no-redact --where --type --decode --unpack --path --columns --head --tail --jobs --strict --progress"
       case $before in
         --from) values="auto raw delimited hex base64 lines text" ;;
         --id) values=$(tesview ids 2>/dev/null | awk 'NR > 1 { print $2 }') ;;
-        --to) values="table json pretty ndjson csv arrow summary text html" ;;
+        --to) values="table json pretty ndjson csv tsv arrow summary text html bin" ;;
         --color) values="auto always never" ;;
         --style) values="auto box plain" ;;
         --header) values="name en zh" ;;
         --time) values="raw iso" ;;
+        --split-by) values="id obj date" ;;
         --type) values="DaDan FenLeiChiCang BxzjStock Token ZhiBiao1 ZhiBiao2 ZhiBiao3 ZhiBiao4 ZhiBiao5 ZhiBiao6 ZhiBiao7 ZhiBiao8 ZhiBiao9 ZhiBiao10 ZhiBiao11 ZhiBiao12 ZhiBiao13 ZhiBiao14 ZhiBiao15 ZhiBiao16" ;;
         --unpack) values=$(tesview columns --to names 2>/dev/null) ;;
         --columns) values=$(tesview columns --to names 2>/dev/null) ;;

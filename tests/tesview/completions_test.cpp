@@ -92,7 +92,7 @@ INSTANTIATE_TEST_SUITE_P(Shells, Completion, testing::Values("bash", "zsh", "fis
 TEST_F(Files, TheCompletionOfBashKnowsItsWords) {
   Write("two words.bin", "");
   EXPECT_EQ(Offered("bash", "tesview --to = c", directory_), Strings{"csv"});
-  EXPECT_EQ(Offered("bash", "tesview --to =", directory_).size(), 9u);
+  EXPECT_EQ(Offered("bash", "tesview --to =", directory_).size(), 11u);
   EXPECT_EQ(Offered("bash", "tesview two", directory_), Strings{"two words.bin"});
 }
 

@@ -11,6 +11,7 @@ namespace {
 
 using program::Result;
 using viewer::Framed;
+using viewer::LinesOf;
 using viewer::Reply;
 using viewer::SmallTable;
 using viewer::TwoKlines;
@@ -34,10 +35,43 @@ TEST(Csv, TellsUnsetFromEmptyAndFlattens) {
             "SZ000001,,\n");
 }
 
-TEST(Csv, RepliesWithOtherColumnsGetAHeaderOfTheirOwn) {
+TEST(Csv, OneOutputHasOneHeader) {
   const std::string other = Wire("Info { Name: 'N' Type: 115 } Data { Index: 0 sValues: 'y' }");
-  EXPECT_EQ(ViewBytes(Framed(SmallTable()) + Framed(other) + Framed(other), {"--to", "csv"}).out,
-            "_reply,Name,Price\n1,平安银行,12.34\n1,\"\",0.5\n1,x,\n\n_reply,N\n2,y\n3,y\n");
+  const std::string stream =
+      Framed(SmallTable()) + Framed(other) + Framed(TwoKlines()) + Framed(other) + Framed(SmallTable());
+  const size_t second = Framed(SmallTable()).size();
+  const size_t third = second + Framed(other).size();
+  const std::string why =
+      " has other columns than what came before it, and a file has one header; choose an Id by --id or "
+      "columns that all have, or take --split-by id or ndjson\n";
+  for (const char* jobs : {"-j1", "-j2"}) {
+    const Result result = ViewBytes(stream, {"--to", "csv", jobs});
+    EXPECT_EQ(result.out,
+              "_reply,Name,Price\n1,平安银行,12.34\n1,\"\",0.5\n1,x,\n5,平安银行,12.34\n5,\"\",0.5\n5,x,\n");
+    // Once for each Id, and all of them at the end.
+    EXPECT_EQ(result.err, "tesview: (standard input): reply 2 at offset " + std::to_string(second) +
+                              ": Id 3 (Tbl)" + why + "tesview: (standard input): reply 3 at offset " +
+                              std::to_string(third) + ": Id 21 (QuoteKlineSingle)" + why +
+                              "tesview: 3 replies with other columns were left out: 2 of Id 3, 1 of Id 21\n");
+    EXPECT_EQ(result.code, 1);
+  }
+  EXPECT_EQ(ViewBytes(stream, {"--to", "csv", "--strict"}).code, 1);
+  // ndjson has a place for all of them.
+  EXPECT_EQ(ViewBytes(stream, {"--to", "ndjson"}).code, 0);
+}
+
+// What columns there are does not depend on which lists a reply fills.
+TEST(Csv, AReplyWithoutInnerRowsHasTheHeaderOfTheOthers) {
+  const std::string empty = Reply("Id: 21 RepDataQuoteKlineSingle { Obj: 'SZ000001' }");
+  const std::string header = ViewBytes(TwoKlines(), {"--to", "csv"}).out.substr(0, 45);
+  EXPECT_EQ(header, "Obj,Data.ShiJian,Data.KaiPanJia,Data.ZuiGaoJi");
+  EXPECT_EQ(ViewBytes(empty, {"--to", "csv"}).out.substr(0, 45), header);
+  const Result result = ViewBytes(Framed(empty) + Framed(TwoKlines()), {"--to", "csv"});
+  EXPECT_EQ(result.code, 0) << result.err;
+  // The header, the empty one, two bars, and an instrument without any.
+  EXPECT_EQ(LinesOf(result.out).size(), 5U);
+  const std::string by_schema = ViewBytes(TwoKlines(), {"--to", "csv", "--decode"}).out;
+  EXPECT_EQ(LinesOf(ViewBytes(empty, {"--to", "csv", "--decode"}).out)[0], LinesOf(by_schema)[0]);
 }
 
 }  // namespace

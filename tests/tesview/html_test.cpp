@@ -50,7 +50,8 @@ TEST(HtmlUsage, WhatDoesNotGoWithItIsWrongUsage) {
     EXPECT_EQ(result.code, 2);
     return result.err.substr(0, result.err.find(" (tesview"));
   };
-  EXPECT_EQ(error({"-o", "x", "-"}), "tesview: --output takes --to html; other forms go to > FILE");
+  EXPECT_EQ(error({"--to", "csv", "--open", "-o", "x", "-"}),
+            "tesview: --open shows a page; take --to html or a FILE.html with it");
   EXPECT_NE(error({"--to", "html", "--open", "-"}), "");
   EXPECT_NE(error({"--to", "html", "--force", "-"}), "");
   EXPECT_EQ(error({"--to", "html", "--head", "3", "-"}),

@@ -26,7 +26,7 @@ TEST(WrongUsage, IsOneLineThatHelps) {
   const std::vector<Usage> cases{
       {{"--colums", "A"}, "unknown option --colums; did you mean \"--columns\"?"},
       {{"--to", "jsn"},
-       "unknown word \"jsn\" for --to; known: table, json, pretty, ndjson, csv, arrow, summary, text, html"},
+       "unknown word \"jsn\" for --to; known: table, json, pretty, ndjson, csv, tsv, arrow, summary, text, html, bin"},
       {{"--from=xml"},
        "unknown word \"xml\" for --from; known: auto, raw, delimited, hex, base64, lines, text"},
       {{"--type", "DaDn"}, "unknown type \"DaDn\" for --type; did you mean \"DaDan\"?"},
@@ -34,7 +34,7 @@ TEST(WrongUsage, IsOneLineThatHelps) {
       {{"--jobs", "many"}, "\"many\" for --jobs is no number from 0 to 256"},
       {{"--json", "--table"}, "only one of --table, --json and --pretty can be had"},
       {{"--json", "--head", "3"},
-       "--type, --decode, --path, --columns, --head and --tail choose from a table; take --to table, ndjson, csv or arrow"},
+       "--type, --decode, --path, --columns, --head and --tail choose from a table; take --to table, ndjson, csv, tsv or arrow"},
       {{"number"}, "number needs a VALUE, such as 0x4D2"},
       {{"number", "x"}, "\"x\" is no 64-bit number, as 1234 and 0x4D2 are; --pack takes 12.34"},
       {{"number", "--pakced", "1"}, "unknown option --pakced; did you mean \"--packed\"?"},
@@ -78,7 +78,7 @@ TEST(WrongUsage, ChoicesFromATableAreRefusedWhereThereIsNone) {
           (to == "summary"
                ? "tesview: a summary takes no --decode, --path, --columns, --head or --tail"
                : "tesview: --type, --decode, --path, --columns, --head and --tail choose from a table; take "
-                 "--to table, ndjson, csv or arrow") +
+                 "--to table, ndjson, csv, tsv or arrow") +
               more)
           << to << choice[0];
       EXPECT_EQ(result.code, 2);

@@ -106,7 +106,8 @@ TEST_F(Files, OfSeveralFilesEachLineTellsWhichOne) {
   const std::string a = Write("a.bin", Prices());
   const std::string b = Write("b, c.bin", Prices());
   const Result csv = View({"--to", "csv", a, b});
-  EXPECT_EQ(csv.out, "_file,Price\n" + a + ",12.34\n" + a + ",0.5\n\"" + b + "\",12.34\n\"" + b + "\",0.5\n");
+  EXPECT_EQ(csv.out, "_file,_reply,Price\n" + a + ",1,12.34\n" + a + ",1,0.5\n\"" + b + "\",1,12.34\n\"" + b +
+                         "\",1,0.5\n");
 
   const Strings lines = LinesOf(View({"--to", "summary", a, b}).out);
   ASSERT_EQ(lines.size(), 4U);

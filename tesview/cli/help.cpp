@@ -120,9 +120,35 @@ Section LineRules() {
        "line with its JSON under _json.",
        "csv: UTF-8, quoted where necessary, lines end in a line feed. A cell that was not set is left empty "
        "(with a single column the line is empty), an empty text is \"\"; a line of another "
-       "column of tables leaves the columns of this one empty. Replies with other columns get an empty line "
-       "and a header of their "
-       "own. A reply without a table form is an error."},
+       "column of tables leaves the columns of this one empty. _file and _reply are there as in ndjson, both "
+       "where there are several files. One output has one header: a reply with other columns than those "
+       "before it is left out, which is said once for each Id. A reply without a table form is an error. A "
+       "name of a file that is no UTF-8 has U+FFFD for what is none.",
+       "tsv: the same between tabs, without quotes; tab, line feed, carriage return and backslash in a text "
+       "are \\t, \\n, \\r and \\\\. A text that is empty looks like a cell that was not set."},
+      {}};
+}
+
+Section FileRules() {
+  return {
+      "Files",
+      {"A file of --output is written beside its name and gets it at the end. An interrupt, a full disk or a "
+       "missing place leave nothing behind. What cannot be shown is said, and the file holds the rest.",
+       "--split-by: instrument and day are those of the innermost row that tells them, the instrument in a "
+       "column Obj, the day in the first column that is known to hold times with a date. Rows without them "
+       "go to (none) and undated. Directories are made. In names '/', '\\', '%', control characters and a "
+       "point or '(' in front become %XX, long ones are cut and numbered. At most 100,000 files are made."},
+      {}};
+}
+
+Section SecretRules() {
+  return {
+      "Secrets and terminals",
+      {"--redact takes what is a token, a password or an account by the kind of its column (tesview columns: "
+       "secret) or by its name, also of the columns of wire tables, out of every form: texts become ***, "
+       "numbers 0. Texts that tell of a person or an account in other words stay.",
+       "What a terminal gets is made visible in every form, in JSON and text form as escapes that say the "
+       "same. Files and pipes get the text as it is."},
       {}};
 }
 
@@ -147,7 +173,7 @@ Section ExitCodes() {
           {},
           {{"0", "Everything was shown, or the reader of the output closed it early."},
            {"1", "A reply is damaged or cannot be shown as asked, or a name is unknown; the rest was shown."},
-           {"2", "The command line is wrong; nothing was done."},
+           {"2", "The command line is wrong, or --output is there already; nothing was done."},
            {"3", "A file cannot be read, or the output cannot be written."}}};
 }
 
@@ -233,8 +259,8 @@ Page PageOf(const CLI::App& app) {
     }
   }
   page.sections.push_back(all);
-  for (const Section& section :
-       {TableRules(), WhereRules(), LineRules(), ArrowRules(), ExitCodes(), Environment(), Memory()})
+  for (const Section& section : {TableRules(), WhereRules(), LineRules(), FileRules(), SecretRules(),
+                                 ArrowRules(), ExitCodes(), Environment(), Memory()})
     page.sections.push_back(section);
   return page;
 }

@@ -19,6 +19,7 @@
 #include "replies/words.h"
 #include "tesview/cli/help.h"
 #include "tesview/show/where.h"
+#include "tesview/terminal/packed_writer.h"
 #include "tesview/terminal/terminal.h"
 
 namespace tesview {
@@ -43,9 +44,15 @@ struct Word {
   T value;
 };
 
-constexpr Word<To> kTo[] = {{"table", To::kTable},     {"json", To::kJson}, {"pretty", To::kPretty},
-                            {"ndjson", To::kNdjson},   {"csv", To::kCsv},   {"arrow", To::kArrow},
-                            {"summary", To::kSummary}, {"text", To::kText}, {"html", To::kHtml}};
+constexpr Word<To> kTo[] = {{"table", To::kTable},   {"json", To::kJson},       {"pretty", To::kPretty},
+                            {"ndjson", To::kNdjson}, {"csv", To::kCsv},         {"tsv", To::kTsv},
+                            {"arrow", To::kArrow},   {"summary", To::kSummary}, {"text", To::kText},
+                            {"html", To::kHtml},     {"bin", To::kBin}};
+// Of a file's name.
+constexpr Word<To> kEndings[] = {{".csv", To::kCsv},      {".tsv", To::kTsv},     {".ndjson", To::kNdjson},
+                                 {".jsonl", To::kNdjson}, {".arrow", To::kArrow}, {".arrows", To::kArrow},
+                                 {".json", To::kJson},    {".html", To::kHtml},   {".txt", To::kTable},
+                                 {".txtpb", To::kText},   {".bin", To::kBin}};
 constexpr Word<Form> kFrom[] = {
     {"auto", Form::kAuto}, {"raw", Form::kRaw},       {"delimited", Form::kDelimited},
     {"hex", Form::kHex},   {"base64", Form::kBase64}, {"lines", Form::kLines},
@@ -123,6 +130,11 @@ struct Given {
   std::string output;
   bool force = false;
   bool open = false;
+  std::string split_by;
+  bool bom = false;
+  bool csv_safe = false;
+  bool redact = false;
+  bool no_redact = false;
   IdsRequest ids;
   std::string columns_type;
   std::string columns_to = "table";
@@ -208,6 +220,7 @@ class CommandLine {
     DefineInput();
     DefineFilter();
     DefineOutput();
+    DefineFiles();
     DefineChoice();
     DefineWork();
     DefineCommands();
@@ -292,27 +305,31 @@ class CommandLine {
   }
 
   void DefineOutput() {
-    auto* to =
+    to_ =
         app_.add_option(
                 "--to", given_.to,
                 "Form of output: table (the default), json (one line, as the library writes it), pretty "
-                "(the same over many lines), ndjson, csv, arrow (Arrow's stream format), summary (Id, payload, sizes and times), text "
-                "(protobuf text form), html (a page for a browser, with tables and charts, in one file).")
+                "(the same over many lines), ndjson, csv, tsv, arrow (Arrow's stream format), summary (Id, payload, sizes and times), text "
+                "(protobuf text form), html (a page for a browser, with tables and charts, in one file), bin "
+                "(the replies' own bytes, each with its length before it). With --output the file's name "
+                "tells it.")
             ->type_name("FORM")
             ->group("Output")
             ->take_last();
     app_.add_flag("--table", given_.table,
                   "As --to table, but a reply without a table form is an error instead of JSON.")
         ->group("Output")
-        ->excludes(to);
-    app_.add_flag("--json", given_.json, "As --to json.")->group("Output")->excludes(to);
-    app_.add_flag("--pretty", given_.pretty, "As --to pretty.")->group("Output")->excludes(to);
+        ->excludes(to_);
+    app_.add_flag("--json", given_.json, "As --to json.")->group("Output")->excludes(to_);
+    app_.add_flag("--pretty", given_.pretty, "As --to pretty.")->group("Output")->excludes(to_);
     app_.add_flag("--nested", given_.nested, "With --to arrow, tables as lists, a row for each outer row.")
         ->group("Output");
     auto* output =
         app_.add_option("-o,--output", given_.output,
-                        "Write the page of --to html to this file, which must not be there yet. It "
-                        "gets its name when it is whole.")
+                        "Write to this file, which must not be there yet; it gets its name when it is whole. "
+                        "The form goes by its ending: .csv, .tsv, .ndjson or .jsonl, .json, .arrow or "
+                        ".arrows, .html, .txt (tables), .txtpb (protobuf text form), .bin; compressed with "
+                        ".gz, .bz2, .xz, .zst or .lz4 behind it.")
             ->type_name("FILE")
             ->group("Output")
             ->take_last();
@@ -322,6 +339,7 @@ class CommandLine {
     app_.add_flag("--open", given_.open, "With --output, open the page in the browser (xdg-open).")
         ->group("Output")
         ->needs(output);
+    output_ = output;
     app_.add_option("--color", given_.color,
                     "Colour: always, never, or auto (only in a terminal, and not if NO_COLOR is set).")
         ->type_name("WHEN")
@@ -353,6 +371,31 @@ class CommandLine {
         ->type_name("N")
         ->group("Output")
         ->take_last();
+  }
+
+  void DefineFiles() {
+    app_.add_option("--split-by", given_.split_by,
+                    "With --output, write many files: by id, obj (the instrument of the row) or date (its "
+                    "day), or several of them with commas. FILE is a pattern with {id} or {name}, {obj} and "
+                    "{date}, as in 'DIR/{id}.csv'. All files are there at the end, or none.")
+        ->type_name("KEY,...")
+        ->group("Output")
+        ->needs(output_)
+        ->take_last();
+    app_.add_flag("--bom", given_.bom, "Begin csv and tsv with a byte order mark, for spreadsheets.")
+        ->group("Output");
+    app_.add_flag("--csv-safe", given_.csv_safe,
+                  "In csv and tsv, a ' before texts that begin with =, +, -, @, a tab or a carriage return: "
+                  "spreadsheets run such texts.")
+        ->group("Output");
+    auto* redact =
+        app_.add_flag("--redact", given_.redact,
+                      "Tokens, passwords and accounts as ***. A terminal gets them so unless --no-redact is "
+                      "given.")
+            ->group("Output");
+    app_.add_flag("--no-redact", given_.no_redact, "Show them in a terminal as well.")
+        ->group("Output")
+        ->excludes(redact);
   }
 
   void DefineChoice() {
@@ -529,6 +572,7 @@ class CommandLine {
                                     {"--color", WordsOf(kWhen)},
                                     {"--style", WordsOf(kStyle)},
                                     {"--progress", WordsOf(kWhen)},
+                                    {"--split-by", {"id", "obj", "date"}},
                                     {"stat --to", WordsOf(kStat)},
                                     {"stat --from", WordsOf(kFrom)},
                                     {"stat --progress", WordsOf(kWhen)},
@@ -610,6 +654,7 @@ class CommandLine {
     if (show.view.where && show.view.to == To::kArrow && (show.filter.skip != 0 || show.filter.limit))
       throw UsageError("--to arrow takes --where without --skip and --limit");
     UnderstandOutput(&show);
+    UnderstandFiles(&show);
     return show;
   }
 
@@ -690,6 +735,8 @@ class CommandLine {
     if (given_.table + given_.json + given_.pretty > 1)
       throw UsageError("only one of --table, --json and --pretty can be had");
     view->to = ValueOf(kTo, given_.to, "--to");
+    if (!given_.output.empty() && to_->count() == 0 && !given_.table && !given_.json && !given_.pretty)
+      view->to = FormOfName(given_.output);
     if (given_.json) view->to = To::kJson;
     if (given_.pretty) view->to = To::kPretty;
     view->table_or_nothing = given_.table;
@@ -707,12 +754,13 @@ class CommandLine {
     view->nested = given_.nested;
     RefuseWithoutTable(*view);
     RefuseInArrow(*view);
-    const bool terminal = IsTerminal(STDOUT_FILENO);
+    const bool terminal = ToTerminal();
+    view->visible = terminal;
     const When color = ValueOf(kWhen, given_.color, "--color");
     view->color = color == When::kAlways || (color == When::kAuto && terminal && ColorWelcome());
     const When style = ValueOf(kStyle, given_.style, "--style");
     view->boxes = style == When::kAlways || (style == When::kAuto && terminal);
-    view->width = given_.width.empty() ? TerminalWidth(STDOUT_FILENO)
+    view->width = given_.width.empty() ? (terminal ? TerminalWidth(STDOUT_FILENO) : 0)
                                        : static_cast<size_t>(NumberOf(given_.width, "--width", 0, kMost));
   }
 
@@ -721,18 +769,70 @@ class CommandLine {
     show->replace = given_.force;
     show->open = given_.open;
     const bool html = show->view.to == To::kHtml;
-    if (!html && !show->output.empty())
-      throw UsageError("--output takes --to html; other forms go to > FILE");
-    if (html && show->output.empty() && IsTerminal(STDOUT_FILENO))
-      throw UsageError("a terminal cannot show a page; take -o FILE or a pipe");
+    if (show->open && !html) throw UsageError("--open shows a page; take --to html or a FILE.html with it");
+    if (html && ToTerminal()) throw UsageError("a terminal cannot show a page; take -o FILE or a pipe");
+    if (show->view.to == To::kBin && ToTerminal())
+      throw UsageError("a terminal cannot show bytes; take -o FILE or a pipe");
     const View& view = show->view;
     if (html && (!view.path.empty() || !view.columns.empty() || view.head >= 0 || view.tail >= 0))
       throw UsageError("--to html takes no --path, --columns, --head or --tail; choose in the page");
   }
 
+  bool ToTerminal() const { return given_.output.empty() && IsTerminal(STDOUT_FILENO); }
+
+  // What the ending of a file's name says, in front of one of a compression.
+  static To FormOfName(const std::string& path) {
+    const std::string_view name = WithoutPacking(path);
+    for (const Word<To>& each : kEndings) {
+      const std::string_view ending = each.word;
+      if (name.size() > ending.size() && name.substr(name.size() - ending.size()) == ending)
+        return each.value;
+    }
+    throw UsageError(fmt::format("the ending of \"{}\" tells no form; take --to with it, or one of {}", path,
+                                 Listed(WordsOf(kEndings))));
+  }
+
+  void UnderstandFiles(ShowRequest* show) const {
+    View& view = show->view;
+    const bool fields = view.to == To::kCsv || view.to == To::kTsv;
+    if (given_.bom && !fields) throw UsageError("--bom takes --to csv or tsv");
+    if (given_.csv_safe && !fields) throw UsageError("--csv-safe takes --to csv or tsv");
+    show->bom = given_.bom;
+    view.csv_safe = given_.csv_safe;
+    show->redact = given_.redact || (ToTerminal() && !given_.no_redact);
+    if (given_.split_by.empty()) return;
+    for (const std::string& key : SplitAtCommas(given_.split_by, "--split-by", "key")) {
+      if (key != "id" && key != "obj" && key != "date")
+        throw UsageError(fmt::format("unknown word \"{}\" for --split-by; known: id, obj, date", key));
+      view.split.id = view.split.id || key == "id";
+      view.split.obj = view.split.obj || key == "obj";
+      view.split.date = view.split.date || key == "date";
+    }
+    RefuseToSplit(view);
+    const auto has = [&](const char* placeholder) {
+      return given_.output.find(placeholder) != std::string::npos;
+    };
+    if (view.split.id != (has("{id}") || has("{name}")) || view.split.obj != has("{obj}") ||
+        view.split.date != has("{date}")) {
+      throw UsageError(fmt::format(
+          "--split-by {} and the name \"{}\" do not go together: each key stands in the name, as {{id}} or "
+          "{{name}}, {{obj}}, {{date}}, and no other",
+          given_.split_by, given_.output));
+    }
+  }
+
+  static void RefuseToSplit(const View& view) {
+    const bool rows = view.to == To::kCsv || view.to == To::kTsv || view.to == To::kNdjson;
+    if (view.split.OfRows() && !rows)
+      throw UsageError("--split-by obj and date tell rows apart; take csv, tsv or ndjson");
+    if (!rows && view.to != To::kJson && view.to != To::kBin)
+      throw UsageError("--split-by takes csv, tsv, ndjson, json or bin");
+  }
+
   // JSON and text form show the reply, not a table.
   static void RefuseWithoutTable(const View& view) {
-    if (view.to != To::kJson && view.to != To::kPretty && view.to != To::kText && view.to != To::kSummary)
+    if (view.to != To::kJson && view.to != To::kPretty && view.to != To::kText && view.to != To::kSummary &&
+        view.to != To::kBin)
       return;
     const bool summary = view.to == To::kSummary;
     if ((view.type && !summary) || view.decode || !view.path.empty() || !view.columns.empty() ||
@@ -741,12 +841,12 @@ class CommandLine {
           summary
               ? "a summary takes no --decode, --path, --columns, --head or --tail"
               : "--type, --decode, --path, --columns, --head and --tail choose from a table; take --to table, ndjson, "
-                "csv or arrow");
+                "csv, tsv or arrow");
     }
   }
 
   // Its readers choose rows, and tell times from numbers, themselves.
-  static void RefuseInArrow(const View& view) {
+  void RefuseInArrow(const View& view) const {
     if (view.to != To::kArrow) {
       if (view.nested) throw UsageError("--nested takes --to arrow with it");
       return;
@@ -758,10 +858,12 @@ class CommandLine {
       throw UsageError("--to arrow takes no --head or --tail: its readers choose rows");
     if (view.iso_times)
       throw UsageError("--to arrow takes no --time iso: times stay as the columns have them");
-    if (IsTerminal(STDOUT_FILENO)) throw UsageError("a terminal cannot show Arrow; take a file or a pipe");
+    if (ToTerminal()) throw UsageError("a terminal cannot show Arrow; take a file or a pipe");
   }
 
   CLI::App app_;
+  CLI::Option* to_ = nullptr;
+  CLI::Option* output_ = nullptr;
   CLI::Option* unpack_ = nullptr;
   CLI::App* stat_ = nullptr;
   CLI::App* ids_ = nullptr;

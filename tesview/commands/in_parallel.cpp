@@ -48,10 +48,11 @@ class Workers {
   Workers(Renderer* renderer, int threads, Printer* printer)
       : renderer_(renderer), portion_(renderer->portion()), printer_(printer) {
     ShareHeapWhereAddressesAreShort();
-    // Signals are the reader's: it is the one that may have to be woken.
+    // Signals are the reader's: it is the one that may have to be woken. It wakes the others where they wait.
     sigset_t all;
     sigset_t before;
     sigfillset(&all);
+    sigdelset(&all, kWakingSignal);
     pthread_sigmask(SIG_SETMASK, &all, &before);
     // Where there is no room for one more there is none for what they do, either: half of them leaves some.
     for (size_t wanted = static_cast<size_t>(threads); !Start(wanted);) {
@@ -120,9 +121,20 @@ class Workers {
       stop_ = true;
     }
     changed_.notify_all();
+    if (WasInterrupted()) WakeUntilDone();
     for (std::thread& thread : threads_)
       thread.join();
     threads_.clear();
+  }
+
+  // One that waits for whoever reads the output knows of no signal.
+  void WakeUntilDone() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    while (working_ != 0) {
+      for (std::thread& thread : threads_)
+        Wake(&thread);
+      changed_.wait_for(lock, std::chrono::milliseconds(20));
+    }
   }
 
   // Until a failure, too. A signal does not wake this thread from a condition, hence the short waits.
@@ -143,6 +155,14 @@ class Workers {
 
   void Work() {
     std::unique_lock<std::mutex> lock(mutex_);
+    ++working_;
+    WorkUntilStop(&lock);
+    --working_;
+    changed_.notify_all();
+  }
+
+  void WorkUntilStop(std::unique_lock<std::mutex>* held) {
+    std::unique_lock<std::mutex>& lock = *held;
     while (true) {
       Batch* batch = nullptr;
       changed_.wait(lock, [&] { return stop_ || (batch = NextUntaken()) != nullptr; });
@@ -153,7 +173,7 @@ class Workers {
       lock.lock();
       batch->done = true;
       if (failure) Fail(failure);
-      if (!printing_) PrintAllDone(&lock);
+      if (!printing_) PrintAllDone(held);
     }
   }
 
@@ -214,6 +234,7 @@ class Workers {
   size_t bytes_waiting_ = 0;
   bool printing_ = false;
   bool stop_ = false;
+  size_t working_ = 0;  // threads that have begun and not ended
   std::exception_ptr failure_;
   std::vector<std::thread> threads_;
 };
@@ -270,6 +291,7 @@ void ShowOneByOne(Renderer* renderer, ReplyFiles* files, Printer* printer) {
 
 void ShowInParallel(Renderer* renderer, int threads, ReplyFiles* files, Printer* printer) {
   if (threads == 1) return ShowOneByOne(renderer, files, printer);
+  renderer->Prepare();
   Workers workers(renderer, threads, printer);
   if (workers.threads() < static_cast<size_t>(threads)) {
     Complain(fmt::format("{} of the {} threads that --jobs asks for are used: there is no room for more",

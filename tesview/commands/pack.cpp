@@ -10,6 +10,7 @@
 #include "replies/reply_reader.h"
 #include "replies/source.h"
 #include "replies/text_form.h"
+#include "replies/wire.h"
 #include "tesview/commands/commands.h"
 #include "tesview/terminal/complain.h"
 
@@ -23,17 +24,16 @@ using replies::TextToBytes;
 
 namespace {
 
-std::string AsVarint(uint64_t value) {
-  std::string bytes;
-  for (; value > 0x7F; value >>= 7)
-    bytes += static_cast<char>((value & 0x7F) | 0x80);
-  return bytes + static_cast<char>(value);
+std::string Delimited(const std::string& bytes) {
+  std::string delimited;
+  replies::AppendVarint(&delimited, bytes.size());
+  return delimited + bytes;
 }
 
 std::string Packed(const std::string& bytes, PackForm form) {
   switch (form) {
     case PackForm::kRaw: return bytes;
-    case PackForm::kDelimited: return AsVarint(bytes.size()) + bytes;
+    case PackForm::kDelimited: return Delimited(bytes);
     case PackForm::kHex: return EncodeHex(bytes) + "\n";
     case PackForm::kBase64: return EncodeBase64(bytes) + "\n";
   }
@@ -64,7 +64,9 @@ class Target {
 
   void Write(std::string_view bytes) {
     if (fd_ < 0) return output_->WriteBytes(bytes);
-    Output(fd_).WriteBytes(bytes);
+    Output file(fd_);
+    file.WriteBytes(bytes);
+    file.Flush();
   }
 
  private:

@@ -5,15 +5,16 @@
 
 #include <algorithm>
 
+#include "replies/layouts.h"
+#include "replies/vocabulary.h"
 #include "tesview/terminal/complain.h"
 #include "tesview/terminal/terminal.h"
 
 namespace tesview {
 namespace {
 
-std::string WhereIs(const Item& item) {
-  if (!item.number_reply) return item.source;
-  return fmt::format("{}: reply {} at offset {}", item.source, item.reply.number, item.reply.offset);
+bool HasFields(To to) {
+  return to == To::kCsv || to == To::kTsv;
 }
 
 }  // namespace
@@ -23,7 +24,7 @@ Printer::Printer(const ShowRequest& request, Output* output, Progress* progress,
       output_(output),
       progress_(progress),
       code_(code),
-      output_is_terminal_(IsTerminal(STDOUT_FILENO)) {}
+      output_is_terminal_(request.output.empty() && IsTerminal(STDOUT_FILENO)) {}
 
 void Printer::Print(const ReadItem& read, const Shown& shown) {
   const bool is_binary = request_.view.to == To::kArrow;
@@ -43,20 +44,74 @@ void Printer::PrintGood(const ReadItem& read, const Shown& shown) {
   ++replies_;
   bytes_ += read.item.reply.bytes.size();
   if (report_ != nullptr) return report_->Add(read.item, shown.part);
-  if (request_.view.to != To::kArrow) WriteLines(shown);
+  if (request_.view.to == To::kArrow) return;
+  const bool fits = !HasFields(request_.view.to) || last_header_.empty() || shown.header == last_header_;
+  if (split_ != nullptr ? !WriteSplit(shown) : !fits) return LeaveOut(read, shown);
+  if (split_ == nullptr) WriteLines(shown);
 }
 
 void Printer::WriteLines(const Shown& shown) {
   // The progress line and the output may share the terminal.
   if (output_is_terminal_) progress_->Clear();
+  if (request_.view.to == To::kBin) return output_->WriteBytes(shown.out);
   if (request_.view.to == To::kTable && printed_ != 0) output_->Write("\n");
   if (shown.header != last_header_) {
     if (!last_header_.empty()) output_->Write("\n");
+    if (last_header_.empty() && request_.bom) output_->Write(kByteOrderMark);
     output_->Write(shown.header);
     last_header_ = shown.header;
   }
   output_->Write(shown.out);
   ++printed_;
+}
+
+// False if one of the files has another header.
+bool Printer::WriteSplit(const Shown& shown) {
+  const replies::Payload* payload = replies::FindPayload(shown.id);
+  const std::string id = fmt::format("{}", shown.id);
+  const std::string name = payload == nullptr ? id : SafeName(payload->name);
+  bool fits = true;
+  const auto add = [&](const std::string& obj, const std::string& date, std::string_view lines) {
+    fits = split_->Add({{"{id}", id},
+                        {"{name}", name},
+                        {"{obj}", obj.empty() ? "(none)" : SafeName(obj)},
+                        {"{date}", date.empty() ? "undated" : date}},
+                       shown.header, lines) &&
+           fits;
+  };
+  size_t begin = 0;
+  for (const LinesOfKey& key : shown.keys) {
+    add(key.obj, key.date, std::string_view(shown.out).substr(begin, key.end - begin));
+    begin = key.end;
+  }
+  if (begin < shown.out.size()) add("", "", std::string_view(shown.out).substr(begin));
+  return fits;
+}
+
+// One file has one header. Said once for each Id, and how many at the end.
+void Printer::LeaveOut(const ReadItem& read, const Shown& shown) {
+  const uint64_t count = ++left_out_[shown.id];
+  if (count != 1) {
+    ++failed_;
+    return;
+  }
+  // With all of an Id in one file its columns differ from reply to reply.
+  const char* advice = request_.view.split.id ? "choose columns that all have, or take ndjson"
+                                              : "choose an Id by --id or columns that all have, or take "
+                                                "--split-by id or ndjson";
+  Fail(fmt::format("{}: Id {} has other columns than what came before it, and a file has one header; {}",
+                   WhereIs(read.item), replies::IdWithName(shown.id), advice),
+       kSomeNotShown);
+}
+
+void Printer::SayLeftOut() {
+  uint64_t all = 0;
+  std::string ids;
+  for (const auto& [id, count] : left_out_) {
+    all += count;
+    ids += fmt::format("{}{} of Id {}", ids.empty() ? "" : ", ", count, id);
+  }
+  if (all > 1) Complain(fmt::format("{} replies with other columns were left out: {}", all, ids));
 }
 
 void Printer::WriteBytes(const Shown& shown) {
@@ -72,6 +127,10 @@ void Printer::End(const std::string& header, const std::string& footer) {
   }
   output_->Flush();
   TellRepeated();
+  if (!left_out_.empty()) {
+    progress_->Clear();
+    SayLeftOut();
+  }
   if (header.empty()) return;
   if (last_header_.empty()) output_->WriteBytes(header);
   output_->WriteBytes(footer);

@@ -16,6 +16,7 @@
 #include "tesview/show/show.h"
 #include "tesview/terminal/output.h"
 #include "tesview/terminal/progress.h"
+#include "tesview/terminal/split_files.h"
 
 namespace tesview {
 
@@ -24,6 +25,8 @@ class StopAtFirst : public std::exception {};
 
 // Thrown behind the last reply that the user asked for. All has been written.
 class EnoughPrinted : public std::exception {};
+// What csv and tsv begin with for spreadsheets that ask for it.
+inline constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
 
 // Every call may throw what Output throws.
 class Printer {
@@ -33,6 +36,8 @@ class Printer {
 
   // What was shown goes into a report, which stays the caller's, and not to the output.
   void PrintInto(Report* report) { report_ = report; }
+  // The same of files that the lines are split into.
+  void PrintInto(SplitFiles* files) { split_ = files; }
 
   // Prints no more than these of the replies that are not dropped.
   void PrintOnly(const ReplyWindow& window) { window_ = window; }
@@ -48,10 +53,13 @@ class Printer {
  private:
   void PrintGood(const ReadItem& read, const Shown& shown);
   void WriteLines(const Shown& shown);
+  bool WriteSplit(const Shown& shown);
   void WriteBytes(const Shown& shown);
   void PrintError(const Item& item, const Shown& shown);
   bool WasSaid(const Item& item, const std::string& repeats);
   void Count(const std::string& what, ExitCode code);
+  void LeaveOut(const ReadItem& read, const Shown& shown);
+  void SayLeftOut();
   void Fail(const std::string& what, ExitCode code);
   void TellRepeated();
 
@@ -68,12 +76,14 @@ class Printer {
   Report* report_ = nullptr;
   std::optional<ReplyWindow> window_;
   std::map<std::string, Repeated> repeated_;
+  SplitFiles* split_ = nullptr;
   const bool output_is_terminal_;
   std::string last_header_;
   uint64_t replies_ = 0;
   uint64_t bytes_ = 0;
   uint64_t printed_ = 0;
   uint64_t failed_ = 0;
+  std::map<int32_t, uint64_t> left_out_;  // replies that do not fit the header, by Id
 };
 
 }  // namespace tesview

@@ -23,6 +23,8 @@ class Renderer {
  public:
   virtual ~Renderer() = default;
 
+  // Called once, before there are several threads.
+  virtual void Prepare() const {}
   virtual Portion portion() const { return {}; }
   // Whether what has been read should be rendered although it is no portion, whenever the source might have
   // to be waited for. Otherwise that is done where the source has paused.
@@ -44,6 +46,7 @@ class Renderer {
 class LineRenderer : public Renderer {
  public:
   explicit LineRenderer(const View& view) : view_(view) {}
+  void Prepare() const override { PrepareToShow(view_); }
   void Render(const std::vector<ReadItem>& read, const Show& show) const override {
     for (const ReadItem& each : read)
       show(each, each.error.empty() ? tesview::Show(view_, each.item) : Shown());

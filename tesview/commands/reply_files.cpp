@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "replies/diagnosis.h"
+#include "replies/redact.h"
 #include "replies/reply_reader.h"
 #include "replies/source.h"
 #include "replies/text.h"
@@ -28,6 +30,15 @@ constexpr uint64_t kRepliesBetweenLooks = 1024;
 std::string NameOfFile(const std::string& path) {
   return path == "-" ? "(standard input)" : path;
 }
+
+}  // namespace
+
+std::string WhereIs(const Item& item) {
+  if (!item.number_reply) return item.source;
+  return fmt::format("{}: reply {} at offset {}", item.source, item.reply.number, item.reply.offset);
+}
+
+namespace {
 
 void FailToRead(ReadItem* next, const std::string& what) {
   next->error = what;
@@ -67,11 +78,13 @@ bool ReplyFiles::Open() {
   if (next_file_ == files_.paths.size()) return false;
   const std::string& path = files_.paths[next_file_++];
   name_ = NameOfFile(path);
-  source_ = std::make_unique<FileSource>(path);
-  source_->OnWait([this] {
+  const auto on_wait = [this] {
     if (on_wait_) on_wait_();
     if (WasInterrupted()) throw Interrupted();
-  });
+  };
+  on_wait();
+  source_ = std::make_unique<FileSource>(path, on_wait);
+  source_->OnWait(on_wait);
   counted_ = 0;
   replies_ = std::make_unique<ReplyReader>(
       source_.get(), from_, [](const std::string& text, std::string* bytes, std::string* error) {
@@ -112,6 +125,9 @@ bool ReplyFiles::TakeReply(ReadItem* next) {
   next->item.number_reply = replies_->many();
   if (step == replies::Next::kBad) {
     next->error = fmt::format("{}: {}", name_, next->error);
+    next->error_code = kSomeNotShown;
+  } else if (redact_ && !replies::Redact(&next->item.reply.bytes)) {
+    next->error = fmt::format("{}: {}", WhereIs(next->item), replies::WhyNoReply(next->item.reply.bytes));
     next->error_code = kSomeNotShown;
   }
   return true;

@@ -22,6 +22,9 @@ struct ReadItem {
   ExitCode error_code = kAllShown;  // what the error amounts to; nothing where it is only worth saying
 };
 
+// As messages name a reply: "quotes.bin: reply 3 at offset 71".
+std::string WhereIs(const Item& item);
+
 class ReplyFiles {
  public:
   // Looks the paths up once.
@@ -41,6 +44,10 @@ class ReplyFiles {
   void OnlyIf(replies::Choose choose) { choose_ = std::move(choose); }
   // Asked before each reply: once it says so, Next() gives no more, and what follows is not read.
   void StopWhen(std::function<bool()> call) { stop_when_ = std::move(call); }
+
+  // Secrets are taken out of what Next() gives (replies/redact.h). A reply in which they cannot be found is
+  // an error instead.
+  void RedactSecrets() { redact_ = true; }
 
   // False at the end. Throws what the calls above throw, and Interrupted.
   bool Next(ReadItem* next);
@@ -64,6 +71,7 @@ class ReplyFiles {
   std::function<bool()> stop_when_;
   uint64_t seen_ = 0;       // replies, also those that are not wanted
   uint64_t seen_told_ = 0;  // of them as progress
+  bool redact_ = false;
 
   // Of the file that is open.
   std::string name_;

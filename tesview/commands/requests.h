@@ -34,9 +34,11 @@ struct ShowRequest {
   int jobs = 1;
   bool strict = false;
   When progress = When::kAuto;
-  std::string output;    // a file to make; empty for standard output
+  std::string output;    // a file to make; empty for standard output. With view.split a pattern of names
   bool replace = false;  // also where there is such a file already
   bool open = false;     // in the program that the desktop has for it
+  bool bom = false;      // in front of csv and tsv
+  bool redact = false;   // without secrets
 };
 
 struct StatRequest {

@@ -17,15 +17,17 @@
 #include "tesview/terminal/interrupt.h"
 #include "tesview/terminal/open_file.h"
 #include "tesview/terminal/output_file.h"
+#include "tesview/terminal/packed_writer.h"
 #include "tesview/terminal/progress.h"
+#include "tesview/terminal/split_files.h"
 #include "tesview/terminal/terminal.h"
 
 namespace tesview {
 namespace {
 
-bool WantsProgress(When when) {
-  if (when != When::kAuto) return when == When::kAlways;
-  return IsTerminal(STDERR_FILENO) && !IsTerminal(STDOUT_FILENO);
+bool WantsProgress(const ShowRequest& request) {
+  if (request.progress != When::kAuto) return request.progress == When::kAlways;
+  return IsTerminal(STDERR_FILENO) && (!request.output.empty() || !IsTerminal(STDOUT_FILENO));
 }
 
 std::unique_ptr<Renderer> RendererFor(const ShowRequest& request) {
@@ -74,14 +76,17 @@ void FinishReport(Report* report, Output* output, ExitCode* code) {
   *code = std::max(*code, kSomeNotShown);
 }
 
-void ShowTo(const ShowRequest& request, Output* output, ExitCode* code) {
+// Into one of the two that `split` and `output` are.
+void ShowTo(const ShowRequest& request, Output* output, SplitFiles* split, ExitCode* code) {
   ReplyFiles files(request.paths, request.from);
   ReplyFilter filter(FilterOf(request));
   filter.ApplyTo(&files);
-  Progress progress(WantsProgress(request.progress), request.progress == When::kAlways, files.TotalBytes());
+  if (request.redact) files.RedactSecrets();
+  Progress progress(WantsProgress(request), request.progress == When::kAlways, files.TotalBytes());
   files.OnProgress([&](uint64_t bytes, uint64_t replies) { progress.Add(bytes, replies); });
   Printer printer(request, output, &progress, code);
   if (request.view.where != nullptr) printer.PrintOnly({request.filter.skip, request.filter.limit});
+  if (split != nullptr) printer.PrintInto(split);
   if (request.view.to != To::kHtml) {
     ShowAll(request, &files, &printer);
     progress.Clear();
@@ -95,15 +100,36 @@ void ShowTo(const ShowRequest& request, Output* output, ExitCode* code) {
   ComplainOfWhere(request.view, code);
 }
 
-// The file is there when it is whole.
-void ShowToFile(const ShowRequest& request, ExitCode* code) try {
+void ShowPacked(const ShowRequest& request, Packing packing, Output* file, ExitCode* code) {
+  PackedWriter packed(packing, [&](std::string_view bytes) { file->WriteBytes(bytes); });
+  Output output([&](std::string_view bytes) { packed.Add(bytes); });
+  ShowTo(request, &output, nullptr, code);
+  output.Flush();
+  packed.End();
+}
+
+// The file is there when it is whole. It is whole also where some replies could not be shown, and where some
+// files could not be read: both are said.
+void ShowToFile(const ShowRequest& request, ExitCode* code) {
   OutputFile file(request.output, request.replace);
   Output output(file.fd());
-  ShowTo(request, &output, code);
+  const Packing packing = PackingOf(request.output);
+  if (packing == Packing::kNone) {
+    ShowTo(request, &output, nullptr, code);
+  } else {
+    ShowPacked(request, packing, &output, code);
+  }
   output.Flush();
+  if (WasInterrupted()) throw Interrupted();
   file.Commit();
-} catch (const FileIsThere& there) {
-  throw UsageError(there.what());
+}
+
+void ShowToFiles(const ShowRequest& request, ExitCode* code) {
+  SplitFiles files(request.output, request.replace, request.bom ? kByteOrderMark : "");
+  // Nothing but the end of a summary goes elsewhere, and a summary is not split.
+  Output none([](std::string_view) {});
+  ShowTo(request, &none, &files, code);
+  files.Commit();
 }
 
 }  // namespace
@@ -115,8 +141,12 @@ void Answer(const ShowRequest& request, Output* output, ExitCode* code) {
         "cmake -D TESPARSER_PAGE=ON takes it in");
   }
   CatchInterrupts();
-  if (request.output.empty()) return ShowTo(request, output, code);
-  ShowToFile(request, code);
+  if (request.output.empty()) return ShowTo(request, output, nullptr, code);
+  try {
+    request.view.split.Any() ? ShowToFiles(request, code) : ShowToFile(request, code);
+  } catch (const FileIsThere& there) {
+    throw UsageError(there.what());
+  }
   std::string error;
   if (request.open && !OpenFile(request.output, &error)) {
     Complain(error);

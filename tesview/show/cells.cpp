@@ -141,6 +141,19 @@ void AppendRounded(std::string* to, const Column& column, const void* numbers, i
   to->append(digits, WriteRounded(digits, Element<double>(numbers, element)));
 }
 
+std::string DateOf(TableView table, int row, const Column& column) {
+  constexpr size_t kDay = 10;
+  if (column.told == nullptr || column.counted || !column.is_number()) return std::string();
+  const void* numbers = NumbersOf(table, row, column);
+  const auto value = numbers == nullptr ? std::nullopt : WholeNumberOf(column, numbers, 0);
+  if (!value) return std::string();
+  const replies::TimeKind kind = replies::TimeKindOf(column.told->kind, *value);
+  if (kind == replies::TimeKind::kTimeOfDay || kind == replies::TimeKind::kHourMinute) return std::string();
+  char time[replies::kTimeRoom];
+  const char* end = replies::WriteTime(time, kind, *value);
+  return end == nullptr ? std::string() : std::string(time, kDay);
+}
+
 std::string_view BinaryOf(TableView table, int row, const Column& column) {
   int size = 0;
   const auto* bytes = static_cast<const char*>(table_get_binary(table.get(), row, column.index, &size));

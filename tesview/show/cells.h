@@ -41,6 +41,8 @@ struct TimeCell {
 
 // The time that an element is; none where nothing tells that it is one.
 std::optional<TimeCell> TimeOf(const Column& column, const void* numbers, int element);
+// The day that a cell tells, as 2024-06-17; empty where its column is not known to hold such times.
+std::string DateOf(tsl_base::TableView table, int row, const Column& column);
 
 // Null if the cell holds no text.
 inline const char* TextOf(tsl_base::TableView table, int row, const Column& column) {

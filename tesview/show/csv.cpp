@@ -13,17 +13,52 @@
 #include "replies/text.h"
 #include "tesview/show/cells.h"
 #include "tesview/show/limits.h"
+#include "tesview/show/line_keys.h"
 
 namespace tesview {
 
 using replies::AppendCsvField;
+using replies::AppendTsvField;
 using replies::EncodeBase64;
 using replies::FreeName;
+using replies::Printable;
+using replies::TableColumn;
+using replies::TableColumns;
 using replies::ToUtf8;
 using tsl_base::TableView;
 using tsl_base::Type;
 
 namespace {
+
+// How texts become fields.
+class CsvStyle {
+ public:
+  explicit CsvStyle(const View& view)
+      : tabs_(view.to == To::kTsv), safe_(view.csv_safe), visible_(view.visible) {}
+
+  char separator() const { return tabs_ ? '\t' : ','; }
+
+  void Append(std::string* to, const std::string& utf8) const {
+    const bool runs = safe_ && !utf8.empty() && kRun.find(utf8[0]) != std::string_view::npos;
+    const std::string text = (runs ? "'" : "") + (visible_ ? Printable(utf8) : utf8);
+    // A text that is empty is none that was not set; tabs cannot tell.
+    if (tabs_) {
+      AppendTsvField(to, text);
+    } else if (text.empty()) {
+      *to += "\"\"";
+    } else {
+      AppendCsvField(to, text);
+    }
+  }
+
+ private:
+  // What a spreadsheet takes for a formula, or drops in front of one.
+  static constexpr std::string_view kRun = "=+-@\t\r";
+
+  bool tabs_;
+  bool safe_;
+  bool visible_;
+};
 
 class CsvLevel;
 
@@ -68,6 +103,25 @@ class CsvLevel {
     }
   }
 
+  // Whether tables may have columns that none of them showed.
+  bool HasGaps() const {
+    for (const CsvColumn& column : columns_) {
+      if (column.inner != nullptr && (column.inner->columns_.empty() || column.inner->HasGaps())) return true;
+    }
+    return false;
+  }
+
+  // Fills them in.
+  void Complete(const TableColumns& known) {
+    for (CsvColumn& column : columns_) {
+      if (column.inner == nullptr || static_cast<size_t>(column.index) >= known.size()) continue;
+      const TableColumn& told = known[static_cast<size_t>(column.index)];
+      if (!told.is_table() || told.label != column.name) continue;
+      if (column.inner->columns_.empty()) column.inner->AddAll(told.inside);
+      column.inner->Complete(told.inside);
+    }
+  }
+
   // The bytes of the names of all fields; throws TooMuch before they are made.
   size_t SizeOfNames(size_t prefix) const {
     size_t size = 0;
@@ -82,8 +136,8 @@ class CsvLevel {
   }
 
   // Gives every column its field, those inside tables where the column of the tables is.
-  void Number(const std::string& prefix, std::unordered_set<std::string>* taken, size_t* fields,
-              std::string* header) {
+  void Number(const CsvStyle& style, const std::string& prefix, std::unordered_set<std::string>* taken,
+              size_t* fields, std::string* header) {
     // Outer columns keep their names where inner ones would have the same.
     std::vector<std::string> names;
     for (const CsvColumn& column : columns_) {
@@ -98,10 +152,10 @@ class CsvLevel {
       column.has_field = column.has_field || !has_inner;
       if (column.has_field) {
         column.field = (*fields)++;
-        if (column.field != 0) *header += ',';
-        AppendCsvField(header, name);
+        if (column.field != 0) *header += style.separator();
+        style.Append(header, name);
       }
-      if (has_inner) column.inner->Number(name + ".", taken, fields, header);
+      if (has_inner) column.inner->Number(style, name + ".", taken, fields, header);
     }
   }
 
@@ -134,6 +188,14 @@ class CsvLevel {
     }
   }
 
+  void AddAll(const TableColumns& known) {
+    for (size_t i = 0; i < known.size(); ++i) {
+      known_.emplace(known[i].label, columns_.size());
+      columns_.push_back({known[i].label, static_cast<int>(i), !known[i].is_table(), 0, nullptr});
+      if (known[i].is_table()) columns_.back().inner = std::make_unique<CsvLevel>();
+    }
+  }
+
   std::vector<CsvColumn> columns_;
   std::unordered_map<std::string, size_t> known_;
   std::unordered_set<const Layout*> gathered_;
@@ -150,16 +212,14 @@ std::string NumbersField(TableView table, int row, const Column& column) {
   return text;
 }
 
-std::string CsvField(TableView table, int row, const Column& column) {
+std::string CsvField(TableView table, int row, const Column& column, const CsvStyle& style) {
   if (!table.is_set(row, column.index)) return std::string();
   std::string field;
   if (column.type == Type::kText) {
     const char* text = TextOf(table, row, column);
-    if (text == nullptr || *text == '\0') return "\"\"";
-    AppendCsvField(&field, ToUtf8(text));
+    style.Append(&field, ToUtf8(text == nullptr ? "" : text));
   } else if (column.type == Type::kBinary) {
-    const std::string_view bytes = BinaryOf(table, row, column);
-    field = bytes.empty() ? "\"\"" : EncodeBase64(bytes);
+    style.Append(&field, EncodeBase64(BinaryOf(table, row, column)));
   } else if (column.is_number()) {
     field = NumbersField(table, row, column);
   }
@@ -168,21 +228,26 @@ std::string CsvField(TableView table, int row, const Column& column) {
 
 class CsvLines {
  public:
-  CsvLines(Choice* choice, std::string start, size_t fields, std::string* out)
-      : choice_(choice), start_(std::move(start)), fields_(fields), out_(out) {}
+  CsvLines(const CsvStyle& style, Choice* choice, std::string start, size_t fields, LineKeys* keys,
+           std::string* out)
+      : style_(style), choice_(choice), start_(std::move(start)), fields_(fields), keys_(keys), out_(out) {}
 
   void Table(Part part, TableView table, CsvLevel* level) {
-    const CsvTargets& targets = level->TargetsOf(&choice_->LayoutOf(table));
+    Layout* layout = &choice_->LayoutOf(table);
+    const CsvTargets& targets = level->TargetsOf(layout);
     const RowList rows = choice_->Rows(table);
-    for (const int row : rows)
+    for (const int row : rows) {
+      keys_->Enter(table, row, layout);
       Row(part, table, targets, row);
+      keys_->Leave();
+    }
   }
 
  private:
   // The fields of this row are emptied again behind its lines, so that the next row does not inherit them.
   void Row(Part part, TableView table, const CsvTargets& targets, int row) {
     for (const auto& [column, field] : targets.fields)
-      fields_[field] = CsvField(table, row, *column);
+      fields_[field] = CsvField(table, row, *column, style_);
     const size_t before = out_->size();
     for (const auto& [column, inner] : targets.inner) {
       const TableView child = ChildOf(table, row, column->index);
@@ -197,40 +262,55 @@ class CsvLines {
   void Write() {
     *out_ += start_;
     for (size_t i = 0; i < fields_.size(); ++i) {
-      if (i != 0) *out_ += ',';
+      if (i != 0) *out_ += style_.separator();
       *out_ += fields_[i];
     }
     *out_ += '\n';
     CheckSize(out_->size());
+    keys_->Line(out_->size());
   }
 
+  const CsvStyle style_;
   Choice* choice_;
   std::string start_;
   std::vector<std::string> fields_;
+  LineKeys* keys_;
   std::string* out_;
 };
 
 }  // namespace
 
-void RenderCsv(Choice* choice, const Item& item, TableView table, std::string* header, std::string* out) {
+void RenderCsv(const View& view, Choice* choice, const Item& item, TableView table, const KnownColumns& known,
+               Shown* shown) {
+  const CsvStyle style(view);
   CsvLevel level;
   level.Gather(choice, choice->whole(), table);
+  // What --columns leaves of tables that are not there is nothing.
+  if (choice->whole() == Part::kAll && level.HasGaps()) {
+    if (const auto columns = known()) level.Complete(*columns);
+  }
   level.SizeOfNames(0);
+  std::string* header = &shown->header;
   std::string start;
   if (item.name_source) {
-    *header += "_file,";
-    AppendCsvField(&start, item.source);
-    start += ',';
+    *header += "_file";
+    *header += style.separator();
+    // Names of files are bytes, and this is text.
+    style.Append(&start, ToUtf8(item.source));
+    start += style.separator();
   }
-  if (item.number_reply) {
-    *header += "_reply,";
-    start += fmt::format("{},", item.reply.number);
+  // One header holds for all: whether one file of several has one reply or many makes no difference.
+  if (item.name_source || item.number_reply) {
+    *header += "_reply";
+    *header += style.separator();
+    start += fmt::format("{}{}", item.reply.number, style.separator());
   }
   size_t fields = 0;
   std::unordered_set<std::string> taken;
-  level.Number("", &taken, &fields, header);
+  level.Number(style, "", &taken, &fields, header);
   *header += '\n';
-  CsvLines(choice, start, fields, out).Table(choice->whole(), table, &level);
+  LineKeys keys(view.split, &shown->keys);
+  CsvLines(style, choice, start, fields, &keys, &shown->out).Table(choice->whole(), table, &level);
 }
 
 }  // namespace tesview

@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <exception>
 
+#include "tesview/terminal/interrupt.h"
+
 namespace tesview {
 
 constexpr uint64_t kMostCells = 10'000'000;
@@ -16,8 +18,9 @@ constexpr size_t kMostOutput = size_t{512} * 1024 * 1024;
 
 class TooMuch : public std::exception {};
 
-// Asked before memory of that size is filled.
+// Asked before memory of that size is filled, line by line: an interrupt ends a long reply here.
 inline void CheckSize(size_t size) {
+  if (WasInterrupted()) throw Interrupted();
   if (size > kMostOutput) throw TooMuch();
 }
 

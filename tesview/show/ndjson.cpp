@@ -14,6 +14,7 @@
 #include "tesview/show/buffer.h"
 #include "tesview/show/cells.h"
 #include "tesview/show/limits.h"
+#include "tesview/show/line_keys.h"
 
 namespace tesview {
 
@@ -143,13 +144,16 @@ NdjsonPlan* NdjsonPlans::PlanOf(Choice* choice, Part part, TableView table, Ndjs
 class NdjsonLines {
  public:
   // `start` is what each line has up to the path of its row.
-  NdjsonLines(Choice* choice, NdjsonReply* reply, std::string_view start, std::string place, Buffer* out)
-      : choice_(choice), reply_(reply), start_(start), place_(std::move(place)), out_(out) {}
+  NdjsonLines(Choice* choice, NdjsonReply* reply, std::string_view start, std::string place, LineKeys* keys,
+              Buffer* out)
+      : choice_(choice), reply_(reply), start_(start), place_(std::move(place)), keys_(keys), out_(out) {}
 
   void Table(Part part, TableView table, NdjsonPlans* plans) {
     NdjsonPlan* plan = plans->PlanOf(choice_, part, table, reply_);
+    Layout* layout = &choice_->LayoutOf(table);
     const RowList rows = choice_->Rows(table);
     for (const int row : rows) {
+      keys_->Enter(table, row, layout);
       if (plan->has_tables) {
         RowWithTables(part, table, plan, row);
       } else {
@@ -157,6 +161,7 @@ class NdjsonLines {
         Cells(out_, table, *plan, row);
         End();
       }
+      keys_->Leave();
     }
   }
 
@@ -175,6 +180,7 @@ class NdjsonLines {
   void End() {
     out_->Append("}\n");
     CheckSize(out_->size());
+    keys_->Line(out_->size());
   }
 
   // Those that hold no table.
@@ -295,6 +301,7 @@ class NdjsonLines {
   std::string_view start_;
   std::string place_;  // of the table, as JSON has it: "0/Data/"
   Buffer outer_;       // the cells of the rows around it
+  LineKeys* keys_;
   Buffer* out_;
   std::string escaped_;
 };
@@ -327,31 +334,31 @@ std::string Origin(const Item& item, int32_t id) {
 
 }  // namespace
 
-void RenderNdjson(Choice* choice, const Item& item, int32_t id, const std::string& path, TableView table,
-                  std::string* out) {
+void RenderNdjson(const View& view, Choice* choice, const Item& item, TableView table, Shown* shown) {
   thread_local NdjsonKept kept;
   kept.Trim();
   NdjsonReply reply;
   reply.number = ++kept.replies;
   Buffer lines = std::exchange(kept.lines, Buffer());
   lines.Shorten(0);
-  const std::string start = "{" + Origin(item, id) + ",\"_row\":\"";
+  const std::string start = "{" + Origin(item, shown->id) + ",\"_row\":\"";
   NdjsonPlans* plans = &kept.plans.try_emplace(choice->kind(), "").first->second;
+  const std::string place = choice->base().empty() ? "" : EscapedInJson(choice->base() + "/");
+  LineKeys keys(view.split, &shown->keys);
   try {
-    NdjsonLines(choice, &reply, start, path.empty() ? "" : EscapedInJson(path + "/"), &lines)
-        .Table(choice->whole(), table, plans);
+    NdjsonLines(choice, &reply, start, place, &keys, &lines).Table(choice->whole(), table, plans);
   } catch (...) {
     kept.plans.clear();
     kept.plan_bytes = 0;
     throw;
   }
   kept.plan_bytes += reply.key_bytes;
-  out->append(lines.text());
+  shown->out.append(lines.text());
   if (lines.capacity() <= kMostLinesKept) kept.lines = std::move(lines);
 }
 
-void RenderNdjsonWhole(const Item& item, int32_t id, const std::string& json, std::string* out) {
-  *out += "{" + Origin(item, id) + ",\"_row\":null,\"_json\":" + json + "}\n";
+void RenderNdjsonWhole(const Item& item, const std::string& json, Shown* shown) {
+  shown->out += "{" + Origin(item, shown->id) + ",\"_row\":null,\"_json\":" + json + "}\n";
 }
 
 }  // namespace tesview

@@ -12,12 +12,12 @@
 
 namespace tesview {
 
-// `path` is that of the table, empty for the outermost one. Throws TooMuch.
-void RenderNdjson(Choice* choice, const Item& item, int32_t id, const std::string& path,
-                  tsl_base::TableView table, std::string* out);
+// Of the Id that `shown` tells. Throws TooMuch.
+void RenderNdjson(const View& view, Choice* choice, const Item& item, tsl_base::TableView table,
+                  Shown* shown);
 
 // A reply without a table, as JSON under the key "_json".
-void RenderNdjsonWhole(const Item& item, int32_t id, const std::string& json, std::string* out);
+void RenderNdjsonWhole(const Item& item, const std::string& json, Shown* shown);
 
 }  // namespace tesview
 

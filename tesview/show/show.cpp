@@ -9,9 +9,12 @@
 
 #include "replies/decode.h"
 #include "replies/diagnosis.h"
+#include "replies/fill_required.h"
 #include "replies/layouts.h"
 #include "replies/parse_reply.h"
+#include "replies/schema.h"
 #include "replies/suggest.h"
+#include "replies/table_columns.h"
 #include "replies/text.h"
 #include "replies/text_form.h"
 #include "replies/vocabulary.h"
@@ -39,6 +42,8 @@ using replies::IdWithName;
 using replies::NameOfType;
 using replies::OnlyLayoutOf;
 using replies::Printable;
+using replies::PrintableJson;
+using replies::PrintableTextForm;
 using replies::TypedLayoutsOf;
 using replies::WhyNoReply;
 using replies::WhyNoTable;
@@ -159,9 +164,15 @@ std::string Figures(TableView table, size_t bytes) {
                      cols == 1 ? "column" : "columns", bytes);
 }
 
+// Empty if the bytes are no reply.
+std::string JsonOf(const View& view, const std::string& bytes) {
+  std::string json = TesparserPB2Json(bytes);
+  return view.visible ? PrintableJson(json) : json;
+}
+
 void ShowJson(const View& view, const Item& item, Shown* shown) {
   if (!KeepReply(view, item, shown)) return;
-  const std::string json = TesparserPB2Json(item.reply.bytes);
+  const std::string json = JsonOf(view, item.reply.bytes);
   if (json.empty()) {
     shown->error = WhyNoReply(item.reply.bytes);
     return;
@@ -176,7 +187,7 @@ bool IsWhole(const View& view) {
 
 // For people, in the place of a table.
 void ShowInsteadOfTable(const View& view, const Item& item, const Rendered& rendered, Shown* shown) {
-  const std::string json = IsWhole(view) ? TesparserPB2Json(item.reply.bytes) : std::string();
+  const std::string json = IsWhole(view) ? JsonOf(view, item.reply.bytes) : std::string();
   if (json.empty()) {
     SayWhyNone(rendered, item.reply.bytes, shown);
     return;
@@ -205,24 +216,34 @@ void ShowTable(const View& view, const Item& item, Shown* shown) {
 
 void ShowNdjson(const View& view, const Item& item, Shown* shown) {
   const Rendered root = MakeTable(view, item.reply.bytes);
+  shown->id = root.id;
   KeptRows kept;
   if (!KeepRows(view, item, root, &kept, shown)) return;
   if (root.table) {
     Choice choice(view, KindOf(view, root), &kept);
     const TableView table = Chosen(view, &choice, root.table.view(), shown);
-    if (table) RenderNdjson(&choice, item, root.id, choice.base(), table, &shown->out);
-    return;
+    if (table) RenderNdjson(view, &choice, item, table, shown);
+  } else {
+    const std::string json = IsWhole(view) ? TesparserPB2Json(item.reply.bytes) : std::string();
+    if (json.empty()) {
+      SayWhyNone(root, item.reply.bytes, shown);
+      return;
+    }
+    RenderNdjsonWhole(item, json, shown);
   }
-  const std::string json = IsWhole(view) ? TesparserPB2Json(item.reply.bytes) : std::string();
-  if (json.empty()) {
-    SayWhyNone(root, item.reply.bytes, shown);
-    return;
-  }
-  RenderNdjsonWhole(item, root.id, json, &shown->out);
+  if (view.visible) shown->out = PrintableJson(shown->out);
+}
+
+// The columns of all such tables, if these do not depend on the reply. Of an inner table nothing is known.
+std::optional<replies::TableColumns> ColumnsKnownOf(const View& view, const Rendered& rendered) {
+  if (!view.path.empty()) return std::nullopt;
+  if (rendered.decoded) return replies::DecodedColumns(rendered.id, *view.decode);
+  return replies::DescribedColumns(rendered.id, rendered.type ? static_cast<int>(*rendered.type) : 0);
 }
 
 void ShowCsv(const View& view, const Item& item, Shown* shown) {
   const Rendered root = MakeTable(view, item.reply.bytes);
+  shown->id = root.id;
   KeptRows kept;
   if (!KeepRows(view, item, root, &kept, shown)) return;
   if (!root.table) {
@@ -231,7 +252,9 @@ void ShowCsv(const View& view, const Item& item, Shown* shown) {
   }
   Choice choice(view, KindOf(view, root), &kept);
   const TableView table = Chosen(view, &choice, root.table.view(), shown);
-  if (table) RenderCsv(&choice, item, table, &shown->header, &shown->out);
+  if (!table) return;
+  RenderCsv(
+      view, &choice, item, table, [&] { return ColumnsKnownOf(view, root); }, shown);
 }
 
 void ShowSummary(const View& view, const Item& item, Shown* shown) {
@@ -288,6 +311,14 @@ void ShowHtml(const View& view, const Item& item, Shown* shown) {
 void ShowText(const View& view, const Item& item, Shown* shown) {
   if (!KeepReply(view, item, shown)) return;
   BytesToText(item.reply.bytes, &shown->out, &shown->error);
+  if (view.visible) shown->out = PrintableTextForm(shown->out);
+}
+
+// The reply as a stream has it, whatever is in it.
+void ShowBin(const View& view, const Item& item, Shown* shown) {
+  if (!KeepReply(view, item, shown)) return;
+  replies::AppendVarint(&shown->out, item.reply.bytes.size());
+  shown->out += item.reply.bytes;
 }
 
 constexpr char kNoMemory[] = "not enough memory to show it";
@@ -304,18 +335,37 @@ void ShowAs(const View& view, const Item& item, Shown* shown) {
     case To::kJson:
     case To::kPretty: return ShowJson(view, item, shown);
     case To::kNdjson: return ShowNdjson(view, item, shown);
-    case To::kCsv: return ShowCsv(view, item, shown);
+    case To::kCsv:
+    case To::kTsv: return ShowCsv(view, item, shown);
     case To::kArrow: break;  // not one by one
     case To::kSummary: return ShowSummary(view, item, shown);
     case To::kText: return ShowText(view, item, shown);
     case To::kHtml: return ShowHtml(view, item, shown);
+    case To::kBin: return ShowBin(view, item, shown);
   }
 }
 
 }  // namespace
 
+void PrepareToShow(const View& view) {
+  if (view.to == To::kCsv || view.to == To::kTsv || view.to == To::kBin) return;
+  // A reply with an element of every payload: the first JSON of each makes its descriptors.
+  const auto reply = replies::Schema::Get().NewReply();
+  const google::protobuf::Descriptor* envelope = reply->GetDescriptor();
+  const google::protobuf::Reflection* reflection = reply->GetReflection();
+  for (int i = 0; i < envelope->field_count(); ++i) {
+    const google::protobuf::FieldDescriptor* field = envelope->field(i);
+    if (field->message_type() == nullptr) continue;
+    replies::FillRequired(field->is_repeated() ? reflection->AddMessage(reply.get(), field)
+                                               : reflection->MutableMessage(reply.get(), field));
+  }
+  replies::FillRequired(reply.get());
+  TesparserPB2Json(reply->SerializePartialAsString());
+}
+
 Shown Show(const View& view, const Item& item) {
   Shown shown;
+  if (view.split.id) FindId(item.reply.bytes, &shown.id);
   try {
     ShowAs(view, item, &shown);
   } catch (const j2pb_error&) {
@@ -325,7 +375,10 @@ Shown Show(const View& view, const Item& item) {
   } catch (const std::bad_alloc&) {
     shown.error = kNoMemory;
   }
-  if (!shown.error.empty()) shown.out.clear();
+  if (!shown.error.empty()) {
+    shown.out.clear();
+    shown.keys.clear();
+  }
   return shown;
 }
 

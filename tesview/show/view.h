@@ -16,9 +16,18 @@ namespace tesview {
 
 class Where;
 
-enum class To { kTable, kJson, kPretty, kNdjson, kCsv, kArrow, kSummary, kText, kHtml };
+enum class To { kTable, kJson, kPretty, kNdjson, kCsv, kTsv, kArrow, kSummary, kText, kHtml, kBin };
 
 enum class Header { kName, kEnglish, kChinese };
+
+// What tells which file a line goes to.
+struct SplitBy {
+  bool id = false;
+  bool obj = false;   // the instrument of the row
+  bool date = false;  // the day of the row
+  bool OfRows() const { return obj || date; }
+  bool Any() const { return id || OfRows(); }
+};
 
 struct View {
   To to = To::kTable;
@@ -36,6 +45,9 @@ struct View {
   bool nested = false;                    // of Arrow: tables as lists
   bool boxes = false;
   bool color = false;
+  bool visible = false;   // a terminal gets it: nothing in it may steer one
+  bool csv_safe = false;  // no text that a spreadsheet would run
+  SplitBy split;
 };
 
 }  // namespace tesview

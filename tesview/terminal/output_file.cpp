@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "tesview/terminal/leftovers.h"
 #include "tesview/terminal/output.h"
 
 namespace tesview {
@@ -19,6 +20,8 @@ constexpr int kMostTries = 100;
   throw OutputError(fmt::format("cannot write {}: {}", path, std::strerror(errno)));
 }
 
+}  // namespace
+
 void CheckPlace(const std::string& path, bool replace) {
   struct stat found {};
   if (stat(path.c_str(), &found) != 0) return;
@@ -26,7 +29,19 @@ void CheckPlace(const std::string& path, bool replace) {
   if (!replace) throw FileIsThere(path + " is there already; --force replaces it");
 }
 
-}  // namespace
+void NameFile(const std::string& part, const std::string& path, bool replace) {
+  // A link is never made over a file that came meanwhile. Where there are no links the moment between looking
+  // and renaming has to do.
+  if (!replace && link(part.c_str(), path.c_str()) == 0) {
+    unlink(part.c_str());
+    return;
+  }
+  if (!replace && (errno == EEXIST || access(path.c_str(), F_OK) == 0)) {
+    errno = EEXIST;
+    FailToWrite(path);
+  }
+  if (rename(part.c_str(), path.c_str()) != 0) FailToWrite(path);
+}
 
 OutputFile::OutputFile(const std::string& path, bool replace) : path_(path), replace_(replace) {
   CheckPlace(path, replace);
@@ -37,33 +52,20 @@ OutputFile::OutputFile(const std::string& path, bool replace) : path_(path), rep
     if (fd_ < 0 && errno != EEXIST) break;
   }
   if (fd_ < 0) FailToWrite(path);
+  KeepLeftover(part_);
 }
 
 OutputFile::~OutputFile() {
   if (fd_ >= 0) close(fd_);
   if (!part_.empty()) unlink(part_.c_str());
+  ForgetLeftover();
 }
 
 void OutputFile::Commit() {
   const int closed = close(fd_);
   fd_ = -1;
   if (closed != 0) FailToWrite(path_);
-  GiveName();
-}
-
-void OutputFile::GiveName() {
-  // A link is never made over a file that came meanwhile. Where there are no links the moment between looking
-  // and renaming has to do.
-  if (!replace_ && link(part_.c_str(), path_.c_str()) == 0) {
-    unlink(part_.c_str());
-    part_.clear();
-    return;
-  }
-  if (!replace_ && (errno == EEXIST || access(path_.c_str(), F_OK) == 0)) {
-    errno = EEXIST;
-    FailToWrite(path_);
-  }
-  if (rename(part_.c_str(), path_.c_str()) != 0) FailToWrite(path_);
+  NameFile(part_, path_, replace_);
   part_.clear();
 }
 

@@ -13,6 +13,12 @@ class FileIsThere : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// Throws FileIsThere where no file of that name may be made: what is no file is never replaced.
+void CheckPlace(const std::string& path, bool replace);
+
+// Gives a file that is whole its name. Throws OutputError.
+void NameFile(const std::string& part, const std::string& path, bool replace);
+
 class OutputFile {
  public:
   // Begins a file beside `path`. What is there under that name stays as it is until Commit(), and is never
@@ -29,8 +35,6 @@ class OutputFile {
   void Commit();
 
  private:
-  void GiveName();
-
   const std::string path_;
   const bool replace_;
   std::string part_;  // the name until then; empty afterwards

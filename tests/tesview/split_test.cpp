@@ -1,0 +1,175 @@
+// --split-by: many files, all of them or none.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <string>
+
+#include "tests/support/program.h"
+#include "tests/support/viewer.h"
+#include "tests/tesview/inputs.h"
+#include "tesview/terminal/split_files.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using program::Result;
+using viewer::Files;
+using viewer::Framed;
+using viewer::P;
+using viewer::Reply;
+using viewer::Slurp;
+using viewer::SmallTable;
+using viewer::Strings;
+using viewer::TwoKlines;
+using viewer::View;
+using viewer::ViewBytes;
+
+// All files below, by their paths, without the directory's own.
+Strings FilesBelow(const std::string& directory) {
+  Strings paths;
+  for (const auto& entry : fs::recursive_directory_iterator(directory)) {
+    if (!entry.is_directory()) paths.push_back(entry.path().string().substr(directory.size() + 1));
+  }
+  std::sort(paths.begin(), paths.end());
+  return paths;
+}
+
+class Split : public Files {
+ protected:
+  std::string Pattern(const std::string& name) const { return directory_ + "/out/" + name; }
+  std::string File(const std::string& name) const { return Slurp(directory_ + "/out/" + name); }
+  Strings All() const { return FilesBelow(directory_ + "/out"); }
+};
+
+TEST_F(Split, ByIdEachFileHasItsHeader) {
+  const std::string stream =
+      Framed(SmallTable()) + Framed(TwoKlines()) + Framed(SmallTable()) + Framed(TwoKlines());
+  for (const std::string jobs : {"1", "3"}) {
+    fs::remove_all(directory_ + "/out");
+    const Result result =
+        ViewBytes(stream, {"--split-by", "id", "-j", jobs, "--bom", "-o", Pattern("{id}-{name}.csv")});
+    EXPECT_EQ(result.code, 0) << result.err;
+    EXPECT_EQ(result.out + result.err, "");
+    EXPECT_EQ(All(), (Strings{"21-QuoteKlineSingle.csv", "3-Tbl.csv"}));
+    EXPECT_EQ(
+        File("3-Tbl.csv"),
+        "\xEF\xBB\xBF_reply,Name,Price\n1,平安银行,12.34\n1,\"\",0.5\n1,x,\n3,平安银行,12.34\n3,\"\",0.5\n3,x,\n");
+  }
+  ASSERT_EQ(ViewBytes(stream, {"--split-by", "id", "-o", Pattern("{id}.bin")}).code, 0);
+  EXPECT_EQ(File("21.bin"), Framed(TwoKlines()) + Framed(TwoKlines()));
+}
+
+TEST_F(Split, ByInstrumentAndDayRowsGoApart) {
+  const Result result = ViewBytes(
+      TwoKlines(), {"--split-by", "obj,date", "--columns", "ShouPanJia", "-o", Pattern("{obj}/{date}.tsv")});
+  EXPECT_EQ(result.code, 0) << result.err;
+  // The instrument without bars tells no day.
+  EXPECT_EQ(All(), (Strings{"SH600000/2024-06-17.tsv", "SH600000/2024-06-18.tsv", "SZ000001/undated.tsv"}));
+  EXPECT_EQ(File("SH600000/2024-06-17.tsv"), "Data.ShouPanJia\n12.34\n");
+  EXPECT_EQ(File("SH600000/2024-06-18.tsv"), "Data.ShouPanJia\n12.5\n");
+  ASSERT_EQ(ViewBytes(TwoKlines(), {"--split-by", "obj", "-o", Pattern("{obj}.ndjson")}).code, 0);
+  const std::string whole = ViewBytes(TwoKlines(), {"--to", "ndjson"}).out;
+  EXPECT_EQ(File("SH600000.ndjson") + File("SZ000001.ndjson"), whole);
+  // Those of a table without instruments are together.
+  ASSERT_EQ(ViewBytes(SmallTable(), {"--split-by", "obj", "-o", Pattern("{obj}.csv")}).code, 0);
+  EXPECT_EQ(File("(none).csv"), ViewBytes(SmallTable(), {"--to", "csv"}).out);
+}
+
+TEST_F(Split, NamesFromDataAreSafeAndStayApart) {
+  const Strings hostile{"../../x", "..", ".", "a/b", "a%2Fb", "(none)", "\\033[31m", "\\302\\233"};
+  std::string reply = "Id: 21";
+  for (const std::string& obj : hostile)
+    reply += " RepDataQuoteKlineSingle { Obj: '" + obj + "' }";
+  const Result result =
+      ViewBytes(Reply(reply), {"--split-by", "obj", "--columns", "Obj", "-o", Pattern("{obj}.csv")});
+  EXPECT_EQ(result.code, 0) << result.err;
+  EXPECT_EQ(All(), (Strings{"%1B[31m.csv", "%28none).csv", "%2E.%2F..%2Fx.csv", "%2E..csv", "%2E.csv",
+                            "%C2%9B.csv", "a%252Fb.csv", "a%2Fb.csv"}));
+  EXPECT_TRUE(FilesBelow(directory_).size() == hostile.size());
+}
+
+TEST_F(Split, LongNamesAreCutAndStayApart) {
+  const std::string longer(300, 'x');
+  const std::string reply =
+      Reply("Id: 21 RepDataQuoteKlineSingle { Obj: '" + longer + "1' } RepDataQuoteKlineSingle { Obj: '" +
+            longer + "2' } RepDataQuoteKlineSingle { Obj: '" + longer + "1' }");
+  ASSERT_EQ(ViewBytes(reply, {"--split-by", "obj", "--columns", "Obj", "-o", Pattern("{obj}.csv")}).code, 0);
+  const std::string begin(100, 'x');
+  EXPECT_EQ(All(), (Strings{begin + "%~1.csv", begin + "%~2.csv"}));
+  EXPECT_EQ(File(begin + "%~1.csv"), "Obj\n" + longer + "1\n" + longer + "1\n");
+}
+
+TEST_F(Split, ThousandsOfFilesTakeFewDescriptors) {
+  std::string reply = "Id: 21";
+  for (int i = 0; i < 5000; ++i)
+    reply += " RepDataQuoteKlineSingle { Obj: 'S" + std::to_string(i) + "' }";
+  program::How how;
+  how.input = Framed(Reply(reply)) + Framed(Reply(reply));
+  const Result result =
+      program::Run({"sh", "-c", "ulimit -n 32; \"$0\" --split-by obj --columns Obj -o \"$1\"",
+                    viewer::Program(), Pattern("{obj}.csv.gz")},
+                   how);
+  EXPECT_EQ(result.code, 0) << result.err;
+  EXPECT_EQ(All().size(), 5000U);
+  EXPECT_EQ(program::Run({"gzip", "-dc", Pattern("S4711.csv.gz")}).out, "_reply,Obj\n1,S4711\n2,S4711\n");
+}
+
+TEST_F(Split, AllFilesOrNone) {
+  Write("out/3.csv", "mine");
+  const std::string stream = Framed(TwoKlines()) + Framed(SmallTable());
+  const Result refused = ViewBytes(stream, {"--split-by", "id", "-o", Pattern("{id}.csv")});
+  EXPECT_EQ(refused.code, 2);
+  EXPECT_EQ(refused.err,
+            "tesview: " + directory_ +
+                "/out/3.csv is there already; --force replaces it (tesview --help tells more)\n");
+  EXPECT_EQ(All(), Strings{"3.csv"});
+  EXPECT_EQ(std::distance(fs::directory_iterator(directory_ + "/out"), fs::directory_iterator()), 1);
+  ASSERT_EQ(ViewBytes(stream, {"--force", "--split-by", "id", "-o", Pattern("{id}.csv")}).code, 0);
+  EXPECT_EQ(All(), (Strings{"21.csv", "3.csv"}));
+  EXPECT_EQ(File("3.csv").substr(0, 12), "_reply,Name,");
+  // One that cannot get its name takes the others back.
+  Write("other/21", "a file");
+  const Result failed = ViewBytes(Framed(SmallTable()) + Framed(TwoKlines()),
+                                  {"--split-by", "id", "-o", directory_ + "/other/{id}/x.csv"});
+  EXPECT_EQ(failed.code, 3);
+  EXPECT_EQ(FilesBelow(directory_ + "/other"), Strings{"21"});
+}
+
+TEST_F(Split, KeysAndNameGoTogether) {
+  const auto error = [](const Strings& arguments) {
+    const Result result = ViewBytes("", arguments);
+    EXPECT_EQ(result.code, 2);
+    return result.err.substr(0, result.err.find(" (tesview"));
+  };
+  EXPECT_EQ(error({"--split-by", "id", "-o", "{obj}.csv"}),
+            "tesview: --split-by id and the name \"{obj}.csv\" do not go together: each key stands in the "
+            "name, as {id} or {name}, {obj}, {date}, and no other");
+  EXPECT_NE(error({"--split-by", "id", "-o", "a.csv"}), "");
+  EXPECT_EQ(error({"--split-by", "Id", "-o", "{id}.csv"}),
+            "tesview: unknown word \"Id\" for --split-by; known: id, obj, date");
+  EXPECT_EQ(error({"--split-by", "obj", "-o", "{obj}.json"}),
+            "tesview: --split-by obj and date tell rows apart; take csv, tsv or ndjson");
+  EXPECT_EQ(error({"--split-by", "id", "-o", "{id}.arrow"}),
+            "tesview: --split-by takes csv, tsv, ndjson, json or bin");
+}
+
+TEST_F(Split, OtherColumnsInOneFileAreSaid) {
+  const std::string other = viewer::Wire("Info { Name: 'N' Type: 115 } Data { Index: 0 sValues: 'y' }");
+  const Result result =
+      ViewBytes(Framed(SmallTable()) + Framed(other), {"--split-by", "id", "-o", Pattern("{id}.csv")});
+  EXPECT_EQ(result.code, 1);
+  EXPECT_EQ(result.err, "tesview: (standard input): reply 2 at offset " +
+                            std::to_string(Framed(SmallTable()).size()) +
+                            ": Id 3 (Tbl) has other columns than what came before it, and a file has one "
+                            "header; choose columns that all have, or take ndjson\n");
+  EXPECT_EQ(File("3.csv"), "_reply,Name,Price\n1,平安银行,12.34\n1,\"\",0.5\n1,x,\n");
+}
+
+TEST(SafeName, KeepsWhatIsHarmless) {
+  EXPECT_EQ(tesview::SafeName("SH600000"), "SH600000");
+  EXPECT_EQ(tesview::SafeName("平安 银行.x"), "平安 银行.x");
+  EXPECT_EQ(tesview::SafeName("\xE2\x80\xAE"), "%E2%80%AE");
+}
+
+}  // namespace
