@@ -172,6 +172,10 @@ TEST_F(Files, NothingSteersATerminalInAnyForm) {
   EXPECT_NE(View({"--to", "csv", path}).out.find(raw), std::string::npos);
   const std::string json = View({"--to", "json", path}, InTerminal(200)).out;
   EXPECT_NE(json.find("\\u001B[31m\\u007f\\u009b\\u202e\\u2066z"), std::string::npos) << json;
+  // Beyond 16 bits, U+E0001: two halves of ten bits of 0xD0001.
+  const std::string beyond = Write("b.bin", Reply("Id: 22 Obj: '\\363\\240\\200\\201'"));
+  EXPECT_EQ(View({"--to", "json", beyond}, InTerminal(200)).out,
+            "{\"Id\": 22, \"Obj\": \"\\udb40\\udc01\"}\r\n");
   // The text says the same still.
   std::string text;
   for (const char c : View({"--to", "text", path}, InTerminal(200)).out)

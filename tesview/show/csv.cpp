@@ -40,7 +40,12 @@ class CsvStyle {
 
   void Append(std::string* to, const std::string& utf8) const {
     const bool runs = safe_ && !utf8.empty() && kRun.find(utf8[0]) != std::string_view::npos;
-    const std::string text = (runs ? "'" : "") + (visible_ ? Printable(utf8) : utf8);
+    if (!runs && !visible_) return AppendField(to, utf8);
+    AppendField(to, (runs ? "'" : "") + (visible_ ? Printable(utf8) : utf8));
+  }
+
+ private:
+  void AppendField(std::string* to, const std::string& text) const {
     // A text that is empty is none that was not set; tabs cannot tell.
     if (tabs_) {
       AppendTsvField(to, text);
@@ -51,7 +56,6 @@ class CsvStyle {
     }
   }
 
- private:
   // What a spreadsheet takes for a formula, or drops in front of one.
   static constexpr std::string_view kRun = "=+-@\t\r";
 
@@ -287,7 +291,7 @@ void RenderCsv(const View& view, Choice* choice, const Item& item, TableView tab
   level.Gather(choice, choice->whole(), table);
   // What --columns leaves of tables that are not there is nothing.
   if (choice->whole() == Part::kAll && level.HasGaps()) {
-    if (const auto columns = known()) level.Complete(*columns);
+    if (const TableColumns* columns = known()) level.Complete(*columns);
   }
   level.SizeOfNames(0);
   std::string* header = &shown->header;

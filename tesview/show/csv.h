@@ -3,7 +3,6 @@
 #define TESVIEW_SHOW_CSV_H_
 
 #include <functional>
-#include <optional>
 
 #include "replies/table_columns.h"
 #include "tesview/show/choose.h"
@@ -15,7 +14,7 @@ namespace tesview {
 
 // The columns inside columns of tables that have no table in this reply; null where they are not known.
 // Otherwise the header would differ from that of the next reply.
-using KnownColumns = std::function<std::optional<replies::TableColumns>()>;
+using KnownColumns = std::function<const replies::TableColumns*()>;
 
 // The header of `shown` names the fields of all lines. Throws TooMuch.
 void RenderCsv(const View& view, Choice* choice, const Item& item, tsl_base::TableView table,

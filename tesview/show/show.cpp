@@ -2,9 +2,11 @@
 
 #include <fmt/format.h>
 
+#include <map>
 #include <new>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "replies/decode.h"
@@ -234,11 +236,22 @@ void ShowNdjson(const View& view, const Item& item, Shown* shown) {
   if (view.visible) shown->out = PrintableJson(shown->out);
 }
 
-// The columns of all such tables, if these do not depend on the reply. Of an inner table nothing is known.
-std::optional<replies::TableColumns> ColumnsKnownOf(const View& view, const Rendered& rendered) {
-  if (!view.path.empty()) return std::nullopt;
-  if (rendered.decoded) return replies::DecodedColumns(rendered.id, *view.decode);
-  return replies::DescribedColumns(rendered.id, rendered.type ? static_cast<int>(*rendered.type) : 0);
+// The columns of all such tables; null where they depend on the reply. Of an inner table nothing is known.
+// Kept by each thread from one reply to the next.
+const replies::TableColumns* ColumnsKnownOf(const View& view, const Rendered& rendered) {
+  using Kind = std::tuple<int32_t, int, bool>;
+  constexpr size_t kMostKept = 64;
+  thread_local std::map<Kind, std::optional<replies::TableColumns>> kept;
+  if (!view.path.empty()) return nullptr;
+  const int type = rendered.type ? static_cast<int>(*rendered.type) : 0;
+  const Kind kind{rendered.id, type, rendered.decoded};
+  const auto known = kept.find(kind);
+  if (known != kept.end()) return known->second ? &*known->second : nullptr;
+  if (kept.size() >= kMostKept) kept.clear();
+  auto& columns = kept[kind];
+  columns = rendered.decoded ? replies::DecodedColumns(rendered.id, *view.decode)
+                             : replies::DescribedColumns(rendered.id, type);
+  return columns ? &*columns : nullptr;
 }
 
 void ShowCsv(const View& view, const Item& item, Shown* shown) {
