@@ -3,6 +3,7 @@
 #define REPLIES_BYTE_SOURCE_H_
 
 #include <cstddef>
+#include <limits>
 #include <stdexcept>
 #include <string_view>
 
@@ -24,6 +25,14 @@ class ByteSource {
   // Whether the source has paused, so that what has come from it should be looked at before more is waited
   // for.
   virtual bool HasPaused() { return false; }
+
+  // Whether a read may have to wait for whoever writes. What has come whole is then given before more is
+  // read.
+  virtual bool MayWait() const { return true; }
+
+  // The most that may be kept of its bytes at once, for a reply: less where many of them cost the sender few.
+  // Known once something has been read.
+  virtual size_t MostAtOnce() const { return std::numeric_limits<size_t>::max(); }
 };
 
 class MemorySource : public ByteSource {
@@ -31,6 +40,7 @@ class MemorySource : public ByteSource {
   // The bytes stay the caller's, and have to live as long as this.
   explicit MemorySource(std::string_view bytes) : bytes_(bytes) {}
   size_t Read(char* to, size_t size) override;
+  bool MayWait() const override { return false; }
 
  private:
   std::string_view bytes_;

@@ -12,6 +12,8 @@ enum class Form {
   kBase64,     // the same
   kLines,      // a log: replies in either of these forms in the lines that have some
   kText,       // one reply in protobuf's text form
+  kFixed32Be,  // replies, each with its length before it in four bytes, the highest first
+  kFixed32Le,  // the same, the lowest first
 };
 
 }  // namespace replies

@@ -60,9 +60,38 @@ bool LooksDelimited(std::string_view bytes, Extent extent) {
   return extent != Extent::kSoFar && LooksLikeStartOfReply(rest);
 }
 
+// Four bytes are a length only before an envelope with the next one, or the end, behind it; one that the
+// block cuts needs its payload as well. Gives the length, or none.
+std::optional<uint64_t> FixedLength(std::string_view bytes, Extent extent, Prefix prefix) {
+  size_t pos = 0;
+  uint64_t size = 0;
+  if (ReadPrefix(bytes, prefix, &pos, &size) != PrefixStep::kRead || size > kMaxReplyBytes)
+    return std::nullopt;
+  const std::string_view rest = bytes.substr(pos);
+  const auto there = static_cast<size_t>(std::min<uint64_t>(size, rest.size()));
+  Effort few;
+  bool has_payload = false;
+  Look ignored = Look::kNo;
+  const Look look = LookAtEnvelope(rest.substr(0, there), size, &few, &has_payload);
+  const bool fits = there < size ? extent == Extent::kBlock && has_payload
+                                 : LookBehind(bytes, pos + there, extent == Extent::kWhole, prefix,
+                                              kMaxReplyBytes, &ignored) != Behind::kNoReply;
+  return look != Look::kNo && fits ? std::optional<uint64_t>(size) : std::nullopt;
+}
+
+// Of a long reply both ends of the length may come first: the other way round it is longer still.
+std::optional<Form> FixedForm(std::string_view bytes, Extent extent) {
+  const auto big = FixedLength(bytes, extent, Prefix::kFixed32Be);
+  const auto little = FixedLength(bytes, extent, Prefix::kFixed32Le);
+  if (!big && !little) return std::nullopt;
+  return big && (!little || *big <= *little) ? Form::kFixed32Be : Form::kFixed32Le;
+}
+
 Format RecogniseBinary(std::string_view bytes, Extent extent) {
   const bool raw = extent == Extent::kWhole ? LooksLikeReply(bytes) : LooksLikeStartOfReply(bytes);
   if (!raw && LooksDelimited(bytes, extent)) return {Form::kDelimited, false, 0, true};
+  const auto fixed = raw ? std::nullopt : FixedForm(bytes, extent);
+  if (fixed) return {*fixed, false, 0, true};
   return {Form::kRaw, false, 0, raw};
 }
 
@@ -172,6 +201,8 @@ std::optional<Format> Recognise(std::string_view bytes, Extent extent, Form aske
   switch (asked) {
     case Form::kRaw:
     case Form::kDelimited:
+    case Form::kFixed32Be:
+    case Form::kFixed32Le:
     case Form::kText: return Format{asked, false, 0, true};
     case Form::kLines: return Format{asked, true, 0, true};
     default: break;

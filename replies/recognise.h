@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "replies/form.h"
+#include "replies/frames.h"
 
 namespace replies {
 
@@ -18,7 +19,7 @@ struct Format {
   bool certain = true;   // false if the bytes fit no form: the form is then the least unlikely one
 
   // Whether the source may hold more than one reply.
-  bool many() const { return form == Form::kDelimited || by_line; }
+  bool many() const { return PrefixOf(form).has_value() || by_line; }
 };
 
 // How much of the source the bytes are.

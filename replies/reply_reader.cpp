@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "replies/delimited_reader.h"
 #include "replies/encodings.h"
 #include "replies/log_line.h"
 #include "replies/wire.h"
@@ -51,11 +52,21 @@ Next WholeReader::Read(Reply* reply, std::string* error) {
 }
 
 bool WholeReader::TakeAll(std::string* all, std::string* error) {
-  const size_t limit = format_.form == Form::kRaw ? kMaxReplyBytes : kMaxTextBytes;
+  // How much may be kept shows with the first bytes.
+  window_->Fill(1);
+  const size_t possible = format_.form == Form::kRaw ? kMaxReplyBytes : kMaxTextBytes;
+  const size_t limit = std::min(possible, window_->MostAtOnce());
   if (window_->Fill(limit + 1)) {
-    *error = fmt::format("more than {} bytes, which no reply can have", limit);
+    *error = limit == possible
+                 ? fmt::format("more than {} bytes, which no reply can have", limit)
+                 : fmt::format(
+                       "more than {} bytes out of compressed input; if they are one reply, unpack the "
+                       "input before",
+                       limit);
     return false;
   }
+  // Half a reply is none.
+  window_->Rethrow();
   all->assign(window_->bytes());
   window_->Drop(all->size());
   return true;
@@ -101,74 +112,6 @@ bool WholeReader::DigitsToBytes(const std::string& all, std::string* bytes, std:
   }
   *bytes = std::move(*decoded);
   return true;
-}
-
-// ---- each with its length before it ----
-
-class DelimitedReader : public FormReader {
- public:
-  // `choose` may be empty.
-  DelimitedReader(Window* window, Choose choose) : window_(window), choose_(std::move(choose)) {}
-
-  Next Read(Reply* reply, std::string* error) override;
-
- private:
-  // The next reply, which is in the window then, and how far it reaches there.
-  Next Find(ReplyView* found, size_t* whole, std::string* error);
-  Next Stop(std::string* error, const std::string& what);
-
-  Window* window_;
-  Choose choose_;
-  uint64_t number_ = 0;
-  bool done_ = false;
-};
-
-// The rest of the source cannot be read any more: nothing says where the next reply begins.
-Next DelimitedReader::Stop(std::string* error, const std::string& what) {
-  done_ = true;
-  *error = fmt::format("reply {} at offset {}: {}", number_, window_->position(), what);
-  return Next::kBad;
-}
-
-Next DelimitedReader::Find(ReplyView* found, size_t* whole, std::string* error) {
-  if (done_ || !window_->Fill(1)) return Next::kEnd;
-  found->number = ++number_;
-  found->offset = window_->position();
-  size_t prefix = 0;
-  uint64_t size = 0;
-  // No more is waited for than the length has, so that a slow stream is shown as it comes.
-  while (!ReadVarint(window_->bytes(), &prefix, &size)) {
-    if (window_->bytes().size() >= 10)
-      return Stop(error, "its length is no varint; the stream is damaged here");
-    if (!window_->ReadMore()) return Stop(error, "the stream ends inside its length");
-  }
-  if (size > kMaxReplyBytes) {
-    return Stop(
-        error,
-        fmt::format("its length is given as {}, which no reply can have; the stream is damaged here", size));
-  }
-  *whole = prefix + static_cast<size_t>(size);
-  if (!window_->Fill(*whole)) {
-    return Stop(error, fmt::format("its length is given as {}, but the stream ends after {} bytes", size,
-                                   window_->bytes().size() - prefix));
-  }
-  found->bytes = window_->bytes().substr(prefix, static_cast<size_t>(size));
-  return Next::kReply;
-}
-
-Next DelimitedReader::Read(Reply* reply, std::string* error) {
-  while (true) {
-    ReplyView found;
-    size_t whole = 0;
-    const Next next = Find(&found, &whole, error);
-    reply->number = found.number;
-    reply->offset = found.offset;
-    if (next != Next::kReply) return next;
-    const bool wanted = !choose_ || choose_(found);
-    if (wanted) reply->bytes.assign(found.bytes);
-    window_->Drop(whole);
-    if (wanted) return Next::kReply;
-  }
 }
 
 // ---- some in each line ----
@@ -246,7 +189,8 @@ bool LineReader::TakeLine(std::string* line) {
   size_t end = std::string_view::npos;
   while ((end = window_->bytes().find('\n', looked_at)) == std::string_view::npos) {
     looked_at = window_->bytes().size();
-    if (looked_at > kMaxTextBytes) throw InputError("a line is too long to hold a reply");
+    if (looked_at > std::min(kMaxTextBytes, window_->MostAtOnce()))
+      throw InputError("a line is too long to hold a reply");
     if (!window_->ReadMore()) break;
   }
   const bool has_end = end != std::string_view::npos;
@@ -300,8 +244,9 @@ void ReplyReader::Open() {
     throw InputError("neither a reply nor a stream of replies; if it is one, --from says which");
   if (format_.by_line) {
     form_reader_ = std::make_unique<LineReader>(&window_, format_.form);
-  } else if (format_.form == Form::kDelimited) {
-    form_reader_ = std::make_unique<DelimitedReader>(&window_, choose_);
+  } else if (const auto prefix = PrefixOf(format_.form)) {
+    form_reader_ =
+        std::make_unique<DelimitedReader>(&window_, DelimitedOptions{*prefix, resync_, part_, choose_});
   } else {
     form_reader_ = std::make_unique<WholeReader>(&window_, format_, text_parser_);
   }
@@ -309,10 +254,12 @@ void ReplyReader::Open() {
 
 Next ReplyReader::Read(Reply* reply, std::string* error) {
   if (form_reader_ == nullptr) Open();
+  reply->lost = 0;
   while (true) {
     const Next next = form_reader_->Read(reply, error);
+    if (next == Next::kEnd) window_.Rethrow();
     // Of a stream replies are chosen before they are copied.
-    const bool chosen = next != Next::kReply || !choose_ || format_.form == Form::kDelimited ||
+    const bool chosen = next != Next::kReply || !choose_ || PrefixOf(format_.form) ||
                         choose_({reply->bytes, reply->number, reply->offset});
     if (chosen) return next;
   }

@@ -3,11 +3,16 @@
 // Memory is that of one reply and of a fixed block, however long the source is. A size that the input
 // announces is never trusted: memory grows with the bytes that arrive. What has come whole is given before
 // more is waited for.
+//
+// A stream of replies with their lengths may be damaged: stray bytes in it, lengths that are wrong, replies
+// that a writer left half written. What is damaged is one item, with its offset and the bytes that were
+// passed over, and the reading goes on with the next reply. None that is whole is lost.
 #ifndef REPLIES_REPLY_READER_H_
 #define REPLIES_REPLY_READER_H_
 
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -24,6 +29,7 @@ struct Reply {
   std::string bytes;
   uint64_t number = 0;  // from 1, within its source
   uint64_t offset = 0;  // where it begins in the source; in a log, where its line does
+  uint64_t lost = 0;    // with Next::kBad of a stream, the bytes from there on that were passed over
 };
 
 // A reply where it was read.
@@ -38,8 +44,15 @@ using Choose = std::function<bool(const ReplyView& reply)>;
 
 enum class Next {
   kReply,
-  kBad,  // one reply is lost; the next call goes on behind it
+  kBad,  // something is lost; the next call goes on behind it
   kEnd,
+};
+
+// Of a stream, the replies that begin in [begin, end).
+struct Part {
+  uint64_t begin = 0;
+  uint64_t end = std::numeric_limits<uint64_t>::max();
+  bool search = false;  // `begin` is any byte of the stream; the first reply behind it is looked for
 };
 
 // Lines in which something begins like a reply and is none: digits that were cut off or damaged.
@@ -65,6 +78,15 @@ class ReplyReader {
   ReplyReader(ByteSource* source, Form form, TextParser text_parser)
       : window_(source), asked_(form), text_parser_(std::move(text_parser)) {}
 
+  // A part of a stream, of a form that has lengths: the source stands at its begin. Replies are counted from
+  // its begin, and their offsets are those in the whole stream. Damage at the end is told with all that was
+  // passed over, also behind the part.
+  ReplyReader(ByteSource* source, Form form, const Part& part)
+      : window_(source, part.begin), asked_(form), part_(part) {}
+
+  // A stream is read no further than to its first damage.
+  void StopAtDamage() { resync_ = false; }
+
   // Only replies for which `choose` gives true are given by Read(). It is called once for each, in their
   // order, and before the reply is copied; the others are passed over at the cost of finding them. They count
   // in the numbers of the replies behind them.
@@ -72,7 +94,7 @@ class ReplyReader {
 
   // The next reply, or what is wrong with it in `error`: a sentence without the source's name, with the
   // reply's number and offset where there are several. `reply` has both then as well. Throws what the source
-  // throws, and InputError if the source holds no replies.
+  // throws, and InputError if the source holds no replies; what was whole before is given first.
   Next Read(Reply* reply, std::string* error);
 
   // What the source holds; kRaw until Read() has been called.
@@ -92,6 +114,8 @@ class ReplyReader {
 
   Window window_;
   Form asked_;
+  Part part_;
+  bool resync_ = true;
   TextParser text_parser_;
   Choose choose_;
   Format format_;

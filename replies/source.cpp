@@ -102,10 +102,17 @@ int OpenToRead(const std::string& path, const std::function<void()>& on_wait) {
 FileSource::FileSource(const std::string& path, const std::function<void()>& on_wait)
     : fd_(path == "-" ? STDIN_FILENO : OpenToRead(path, on_wait)) {
   if (fd_ < 0) throw InputError(fmt::format("cannot open it: {}", std::strerror(errno)));
+  struct stat status {};
+  is_regular_ = fstat(fd_, &status) == 0 && S_ISREG(status.st_mode);
 }
 
 FileSource::~FileSource() {
   if (fd_ != STDIN_FILENO) close(fd_);
+}
+
+void FileSource::SkipTo(uint64_t offset) {
+  if (!is_regular_ || lseek(fd_, static_cast<off_t>(offset), SEEK_SET) < 0)
+    throw InputError(fmt::format("cannot be read from offset {} on", offset));
 }
 
 size_t FileSource::Read(char* to, size_t size) {

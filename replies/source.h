@@ -37,6 +37,11 @@ class FileSource : public ByteSource {
   // several pieces, too short for a person to notice. The time is counted from the first call, or from when
   // it last was true, so that a source which drips without end is looked at as well.
   bool HasPaused() override;
+  // False of a regular file, whose end is always known.
+  bool MayWait() const override { return !is_regular_; }
+
+  // Goes to an offset of a regular file. Throws InputError, also of anything else.
+  void SkipTo(uint64_t offset);
 
   // Called before each read that may have to wait, and again when a signal broke the waiting. What it throws
   // ends the reading.
@@ -44,6 +49,7 @@ class FileSource : public ByteSource {
 
  private:
   int fd_;
+  bool is_regular_ = false;
   std::function<void()> on_wait_;
   std::optional<std::chrono::steady_clock::time_point> pause_ends_;
 };

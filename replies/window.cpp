@@ -4,6 +4,12 @@
 #include <cstring>
 
 namespace replies {
+namespace {
+
+// As much as is read at once: the second level of a processor's cache holds it beside what is done with it.
+constexpr size_t kReadAtOnce = size_t{256} * 1024;
+
+}  // namespace
 
 size_t MemorySource::Read(char* to, size_t size) {
   const size_t n = std::min(size, bytes_.size());
@@ -12,20 +18,33 @@ size_t MemorySource::Read(char* to, size_t size) {
   return n;
 }
 
-// Bytes are moved to the front only when the room behind them is used up, so each is moved a few times at
-// most.
+// Bytes are moved only when the room behind them is used up, and the new room is as large as half of them at
+// least, so each is moved a few times at most.
 void Window::MakeRoom() {
-  if (storage_.size() - end_ >= kBlock) return;
-  storage_.erase(0, begin_);
-  end_ -= begin_;
+  if (capacity_ - end_ >= kBlock) return;
+  const size_t held = end_ - begin_;
+  const size_t needed = held + std::max(kReadAtOnce, held / 2);
+  if (needed > capacity_) {
+    std::unique_ptr<char[]> larger(new char[needed]);
+    if (held != 0) std::memcpy(larger.get(), storage_.get() + begin_, held);
+    storage_ = std::move(larger);
+    capacity_ = needed;
+  } else if (held != 0) {
+    std::memmove(storage_.get(), storage_.get() + begin_, held);
+  }
   begin_ = 0;
-  storage_.resize(end_ + std::max(2 * kBlock, end_ / 2));
+  end_ = held;
 }
 
 bool Window::ReadMore() {
   if (ended_) return false;
   MakeRoom();
-  const size_t got = source_->Read(storage_.data() + end_, storage_.size() - end_);
+  size_t got = 0;
+  try {
+    got = source_->Read(storage_.get() + end_, capacity_ - end_);
+  } catch (const InputError&) {
+    failure_ = std::current_exception();
+  }
   end_ += got;
   ended_ = got == 0;
   return !ended_;
@@ -35,6 +54,10 @@ bool Window::Fill(size_t size) {
   while (bytes().size() < size && ReadMore()) {
   }
   return bytes().size() >= size;
+}
+
+void Window::Rethrow() const {
+  if (failure_) std::rethrow_exception(failure_);
 }
 
 void Window::Drop(size_t size) {

@@ -6,33 +6,41 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
+#include <exception>
+#include <memory>
 #include <string_view>
 
 #include "replies/byte_source.h"
 
 namespace replies {
 
-// What is read from a source at once.
+// A first block: what is looked at to tell a form.
 inline constexpr size_t kBlock = size_t{64} * 1024;
 
-// All reading throws what the source throws.
+// A source that fails ends where it does, so that what came before is dealt with first; Rethrow() then says
+// so. Anything but InputError is thrown at once.
 class Window {
  public:
-  explicit Window(ByteSource* source) : source_(source) {}
+  // The source stands at the offset `position` of what it is a source of.
+  explicit Window(ByteSource* source, uint64_t position = 0) : source_(source), position_(position) {}
 
   // Until the next call that reads.
-  std::string_view bytes() const { return std::string_view(storage_).substr(begin_, end_ - begin_); }
+  std::string_view bytes() const { return {storage_.get() + begin_, end_ - begin_}; }
   // The source has no more bytes than these. Known once a read has found none.
   bool ended() const { return ended_; }
   bool HasPaused() { return source_->HasPaused(); }
-  // Bytes of the source that have been dropped.
+  bool MayWait() const { return source_->MayWait(); }
+  // As ByteSource has it; known once something has been read.
+  size_t MostAtOnce() const { return source_->MostAtOnce(); }
+  // Where the bytes begin in the source.
   uint64_t position() const { return position_; }
 
   // Reads once; false at the end of the source.
   bool ReadMore();
   // Reads until there are `size` bytes or the source ends. True if there are.
   bool Fill(size_t size);
+  // Throws what the source ended with, if that was no end.
+  void Rethrow() const;
   // Takes `size` bytes from the front; there must be so many.
   void Drop(size_t size);
 
@@ -40,11 +48,13 @@ class Window {
   void MakeRoom();
 
   ByteSource* source_;
-  std::string storage_;
+  std::unique_ptr<char[]> storage_;  // not a string, which would be filled with zeros before each read
+  size_t capacity_ = 0;
   size_t begin_ = 0;
   size_t end_ = 0;
-  uint64_t position_ = 0;
+  uint64_t position_;
   bool ended_ = false;
+  std::exception_ptr failure_;
 };
 
 }  // namespace replies

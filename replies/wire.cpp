@@ -7,11 +7,6 @@ namespace {
 
 constexpr uint64_t kMaxFieldNumber = (uint64_t{1} << 29) - 1;
 
-// Of the envelope.
-constexpr uint32_t kIdField = 1;
-constexpr uint32_t kLastTextField = 4;  // the object, the table, the table as text
-constexpr uint32_t kObjCountField = 5;
-
 // A fixed or length-delimited content of `size` bytes at `pos`.
 WireStep TakeBytes(std::string_view bytes, size_t pos, uint64_t size, WireField* field, size_t* end) {
   if (size > bytes.size() - pos) return WireStep::kCut;

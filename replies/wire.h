@@ -15,6 +15,11 @@ namespace replies {
 // The parser's own limit, in bytes.
 inline constexpr uint32_t kMaxReplyBytes = 0x7FFFFFFF;
 
+// Fields of the envelope. A payload's field has its Id for its number.
+inline constexpr uint32_t kIdField = 1;
+inline constexpr uint32_t kLastTextField = 4;  // the object, the table, the table as text
+inline constexpr uint32_t kObjCountField = 5;
+
 // Messages inside messages, as deep as the parser goes.
 inline constexpr int kDeepest = 100;
 

@@ -30,6 +30,7 @@ class PieceSource : public replies::ByteSource {
     return n;
   }
   bool HasPaused() override { return pauses_; }
+  bool MayWait() const override { return pauses_; }
 
  private:
   std::string_view bytes_;

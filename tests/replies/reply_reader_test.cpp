@@ -261,9 +261,12 @@ TEST(Delimited, AnAbsurdLengthEndsTheStreamAndTakesNoMemory) {
               Form::kDelimited)
           .errors,
       Strings{
-          "reply 1 at offset 0: its length is given as 2415919103, which no reply can have; the stream is damaged here"});
-  EXPECT_EQ(ReadAll(std::string(12, '\xFF'), Form::kDelimited).errors,
-            Strings{"reply 1 at offset 0: its length is no varint; the stream is damaged here"});
+          "reply 1 at offset 0: its length is given as 2415919103, which no reply can have; the stream is damaged here; "
+          "8 bytes skipped, up to the end"});
+  EXPECT_EQ(
+      ReadAll(std::string(12, '\xFF'), Form::kDelimited).errors,
+      Strings{"reply 1 at offset 0: its length is no varint; the stream is damaged here; 12 bytes skipped, "
+              "up to the end"});
 }
 
 TEST(Lines, ALineWithoutDigitsIsAnErrorOnlyIfDigitsWerePromised) {

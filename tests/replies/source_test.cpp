@@ -79,6 +79,17 @@ TEST_F(Sources, ThatCannotBeReadSayWhy) {
   EXPECT_EQ(ReadWholeFile(Write("long", text)), text);
 }
 
+TEST_F(Sources, AreReadFromAnOffsetIfTheyAreFiles) {
+  FileSource source(Write("a.bin", "12345"));
+  EXPECT_FALSE(source.MayWait());
+  source.SkipTo(3);
+  char bytes[8];
+  EXPECT_EQ(source.Read(bytes, sizeof bytes), 2u);
+  EXPECT_EQ(std::string(bytes, 2), "45");
+  FileSource folder(directory_);
+  EXPECT_THROW(folder.SkipTo(0), InputError);
+}
+
 TEST_F(Sources, CallBeforeTheyWaitAndStopByWhatThatThrows) {
   FileSource source(Write("a.bin", "12345"));
   int calls = 0;

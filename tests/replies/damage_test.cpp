@@ -1,0 +1,344 @@
+// Streams of replies with their lengths that are damaged, and parts of streams.
+#include <gtest/gtest.h>
+#include <time.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "replies/frames.h"
+#include "replies/reply_reader.h"
+#include "tests/replies/streams.h"
+
+namespace replies {
+namespace {
+
+// 11 bytes each; with a varint before them 12, with four bytes 15.
+const std::string kA = WithPayload("aaaaaa");
+const std::string kB = WithPayload("bbbbbb");
+const std::string kC = WithPayload("cccccc");
+const std::string kStray(12, '\xFF');
+
+TEST(Damage, StrayBytesAreSkippedAndSaidWithTheirPlace) {
+  const StreamRead read = ReadStream(InFrame(kA) + kStray + InFrame(kB) + InFrame(kC));
+  EXPECT_EQ(read.replies, (Strings{kA, kB, kC}));
+  EXPECT_EQ(read.numbers, (std::vector<uint64_t>{1, 3, 4}));
+  EXPECT_EQ(read.offsets, (std::vector<uint64_t>{0, 24, 36}));
+  EXPECT_EQ(read.errors, Strings{"reply 2 at offset 12: its length is no varint; the stream is damaged here; "
+                                 "12 bytes skipped, up to offset 24"});
+  EXPECT_EQ(read.lost, std::vector<uint64_t>{12});
+}
+
+TEST(Damage, IsSkippedWhateverTheLengthsLookLike) {
+  for (const Form form : {Form::kFixed32Be, Form::kFixed32Le}) {
+    const StreamRead read =
+        ReadStream(InFrame(kA, form) + kStray + InFrame(kB, form) + InFrame(kC, form), form);
+    EXPECT_EQ(read.replies, (Strings{kA, kB, kC}));
+    EXPECT_EQ(read.errors,
+              Strings{"reply 2 at offset 15: its length is given as 4294967295, which no reply can have; "
+                      "the stream is damaged here; 12 bytes skipped, up to offset 27"});
+  }
+}
+
+TEST(Damage, ALengthThatReachesOverOthersIsNoticed) {
+  // 23 is its own eleven bytes and all of the next frame.
+  std::string wrong = InFrame(kA);
+  wrong[0] = 23;
+  const StreamRead read = ReadStream(wrong + InFrame(kB) + InFrame(kC));
+  EXPECT_EQ(read.replies, (Strings{kB, kC}));
+  EXPECT_EQ(read.numbers, (std::vector<uint64_t>{2, 3}));
+  EXPECT_EQ(read.errors,
+            Strings{"reply 1 at offset 0: its length is given as 23, which reaches over replies behind "
+                    "it; 12 bytes skipped, up to offset 12"});
+  // One that is too short ends inside the payload.
+  wrong[0] = 9;
+  EXPECT_EQ(ReadStream(wrong + InFrame(kB) + InFrame(kC)).replies, (Strings{kB, kC}));
+  // And one that reaches behind the end is no end of the stream.
+  wrong[0] = 127;
+  const StreamRead last = ReadStream(wrong + InFrame(kB) + InFrame(kC));
+  EXPECT_EQ(last.replies, (Strings{kB, kC}));
+  EXPECT_EQ(last.errors,
+            Strings{"reply 1 at offset 0: its length is given as 127, but the stream ends after 35 "
+                    "bytes; 12 bytes skipped, up to offset 12"});
+}
+
+TEST(Damage, AReplyLeftHalfWrittenTakesNoOtherAlong) {
+  // 105 bytes, of which 50 were written with the length.
+  std::string stream = InFrame(WithPayload(std::string(100, 'x'))).substr(0, 50);
+  for (int i = 0; i < 20; ++i)
+    stream += InFrame(kA);
+  const StreamRead read = ReadStream(stream);
+  EXPECT_EQ(read.replies, Strings(20, kA));
+  EXPECT_EQ(read.errors,
+            Strings{"reply 1 at offset 0: its length is given as 105, which reaches over replies behind "
+                    "it; 50 bytes skipped, up to offset 50"});
+}
+
+TEST(Damage, ALongLengthIsDoubtedBeforeAllOfItIsRead) {
+  // 80 00 is no length that fits; FF FF 7F is 2097151.
+  std::string stream = "\xFF\xFF\x7F";
+  for (int i = 0; i < 20000; ++i)
+    stream += InFrame(kA);
+  MemorySource source(stream);
+  ReplyReader reader(&source, Form::kDelimited, nullptr);
+  Reply reply;
+  std::string error;
+  EXPECT_EQ(reader.Read(&reply, &error), Next::kBad);
+  EXPECT_EQ(
+      error,
+      "reply 1 at offset 0: its length is given as 2097151, which reaches over replies behind it; 3 bytes "
+      "skipped, up to offset 3");
+  EXPECT_EQ(ReadStream(&reader).replies.size(), 20000u);
+}
+
+TEST(Damage, AGapOfZerosIsOneStretch) {
+  for (const Form form : kStreamForms) {
+    const std::string first = InFrame(kA, form);
+    const StreamRead read =
+        ReadStream(first + std::string(100000, '\0') + InFrame(kB, form) + InFrame(kC, form), form);
+    EXPECT_EQ(read.replies, (Strings{kA, kB, kC}));
+    ASSERT_EQ(read.errors.size(), 1u);
+    EXPECT_EQ(read.lost, std::vector<uint64_t>{100000});
+    EXPECT_EQ(read.numbers, (std::vector<uint64_t>{1, 3, 4}));
+  }
+}
+
+TEST(Damage, AReplyAloneBetweenDamageIsGiven) {
+  const StreamRead read = ReadStream(kStray + InFrame(kA) + kStray + InFrame(kB) + kStray);
+  EXPECT_EQ(read.replies, (Strings{kA, kB}));
+  EXPECT_EQ(read.lost, (std::vector<uint64_t>{12, 12, 12}));
+  EXPECT_EQ(read.errors.back(),
+            "reply 5 at offset 48: its length is no varint; the stream is damaged here; 12 bytes "
+            "skipped, up to the end");
+}
+
+TEST(Damage, AReplyWithoutAPayloadIsFoundIfAnotherFollows) {
+  const std::string only_id = InFrame("\x08\x16");
+  EXPECT_EQ(ReadStream(kStray + only_id + InFrame(kA)).replies, (Strings{"\x08\x16", kA}));
+  // Bytes that look like one, and nothing behind them that does.
+  EXPECT_EQ(ReadStream(InFrame(kA) + kStray + only_id + kStray + InFrame(kB)).replies, (Strings{kA, kB}));
+}
+
+// Id 3 and its table of 13 bytes: a column without a name, then data which look like the Id 1 and a text of
+// three bytes in a frame of seven.
+TEST(Damage, NoMessageInsideATableIsTakenForAReply) {
+  const std::string table(
+      "\x08\x03\x1A\x0D"
+      "\x12\x02\x0A\x00"
+      "\x1A\x07\x08\x01\x12\x03\xD2\x09\x05",
+      17);
+  for (const std::string& behind : {std::string(), InFrame(kA), kStray + InFrame(table)}) {
+    const StreamRead read = ReadStream(InFrame(table) + InFrame(table) + behind);
+    ASSERT_GE(read.replies.size(), 2u);
+    EXPECT_EQ(read.replies[0], table);
+    EXPECT_EQ(read.replies[1], table);
+    EXPECT_EQ(read.replies.size(), behind.empty() ? 2u : 3u);
+  }
+}
+
+TEST(Damage, InsideAReplyIsForItsDecoder) {
+  std::string broken = kB;
+  broken[2] = '\x07';
+  EXPECT_EQ(ReadStream(InFrame(kA) + InFrame(broken) + InFrame(kC)).replies, (Strings{kA, broken, kC}));
+  EXPECT_EQ(ReadStream(InFrame(kA) + InFrame("") + InFrame(kC)).replies, (Strings{kA, "", kC}));
+  EXPECT_EQ(ReadStream(InFrame(kA) + InFrame("\x0F\x0F")).replies, (Strings{kA, "\x0F\x0F"}));
+}
+
+TEST(Damage, EndsTheReadingIfThatIsAskedFor) {
+  const std::string stream = InFrame(kA) + kStray + InFrame(kB);
+  MemorySource source(stream);
+  ReplyReader reader(&source, Form::kDelimited, nullptr);
+  reader.StopAtDamage();
+  const StreamRead read = ReadStream(&reader);
+  EXPECT_EQ(read.replies, Strings{kA});
+  EXPECT_EQ(read.errors,
+            Strings{"reply 2 at offset 12: its length is no varint; the stream is damaged here"});
+}
+
+// A file that is read byte by byte.
+class ByteByByte : public ByteSource {
+ public:
+  explicit ByteByByte(std::string bytes) : bytes_(std::move(bytes)) {}
+  size_t Read(char* to, size_t size) override {
+    if (at_ == bytes_.size() || size == 0) return 0;
+    *to = bytes_[at_++];
+    return 1;
+  }
+  bool MayWait() const override { return false; }
+
+ private:
+  std::string bytes_;
+  size_t at_ = 0;
+};
+
+// Whether all of `wanted` are in `all`, in their order.
+bool AreAmong(const Strings& wanted, const Strings& all) {
+  auto at = all.begin();
+  for (const std::string& each : wanted) {
+    at = std::find(at, all.end(), each);
+    if (at == all.end()) return false;
+    ++at;
+  }
+  return true;
+}
+
+// A stream of 30 replies with texts of their own, of which some are damaged.
+struct DamagedStream {
+  std::string bytes;
+  Strings whole;
+
+  DamagedStream(unsigned seed, Form form);
+};
+
+DamagedStream::DamagedStream(unsigned seed, Form form) {
+  std::mt19937 chance(seed);
+  const auto below = [&chance](unsigned n) { return static_cast<unsigned>(chance() % n); };
+  struct Place {
+    size_t begin;
+    size_t end;  // as its length tells
+    std::string reply;
+    bool is_whole;
+  };
+  std::vector<Place> places;
+  for (int i = 0; i < 30; ++i) {
+    const std::string reply = WithPayload("reply " + std::to_string(i) + std::string(below(60), 'x'));
+    const std::string good = InFrame(reply, form);
+    std::string frame = good;
+    switch (below(8)) {
+      case 0:
+        for (unsigned n = below(40); n != 0; --n)
+          bytes += static_cast<char>(below(256));
+        break;
+      case 1: frame.resize(1 + below(static_cast<unsigned>(frame.size()) - 1)); break;
+      case 2: frame[form == Form::kFixed32Be ? 3 : 0] ^= static_cast<char>(1 << below(7)); break;
+      default: break;
+    }
+    size_t prefix = 0;
+    uint64_t size = 0;
+    ReadPrefix(frame.substr(0, 1) == good.substr(0, 1) ? good : frame, *PrefixOf(form), &prefix, &size);
+    places.push_back({bytes.size(), bytes.size() + prefix + static_cast<size_t>(size), reply, frame == good});
+    bytes += frame;
+  }
+  // A length that ends just where another reply begins cannot be told from a right one.
+  const auto is_hidden = [&places](const Place& place) {
+    return std::any_of(places.begin(), places.end(), [&](const Place& over) {
+      return !over.is_whole && over.begin < place.begin && over.end > place.begin &&
+             std::any_of(places.begin(), places.end(), [&](const Place& at) { return at.begin == over.end; });
+    });
+  };
+  for (const Place& place : places) {
+    if (place.is_whole && !is_hidden(place)) whole.push_back(place.reply);
+  }
+}
+
+TEST(Damage, OfAnyKindLosesNoReplyThatIsWhole) {
+  size_t whole = 0;
+  for (unsigned seed = 0; seed < 600; ++seed) {
+    const Form form = kStreamForms[seed % 3];
+    const DamagedStream stream(seed, form);
+    whole += stream.whole.size();
+    EXPECT_TRUE(AreAmong(stream.whole, ReadStream(stream.bytes, form).replies)) << "seed " << seed;
+    ByteByByte slow(stream.bytes);
+    ReplyReader reader(&slow, form, nullptr);
+    EXPECT_TRUE(AreAmong(stream.whole, ReadStream(&reader).replies)) << "seed " << seed << ", byte by byte";
+  }
+  // Of three quarters nothing but what stands before them is damaged.
+  EXPECT_GT(whole, 600u * 30 / 2);
+}
+
+// ---- lengths of four bytes ----
+
+TEST(Fixed32, IsRecognisedByTheRepliesBehindIt) {
+  for (const Form form : kStreamForms) {
+    for (const std::string& stream :
+         {InFrame(kA, form) + InFrame(kB, form), InFrame(kA, form),
+          InFrame("\x08\x16", form) + InFrame(kA, form),
+          InFrame(WithPayload(std::string(100, 'x')) + WithPayload("").substr(2), form)}) {
+      MemorySource source(stream);
+      ReplyReader reader(&source, Form::kAuto, nullptr);
+      EXPECT_GT(ReadStream(&reader).replies.size(), 0u);
+      EXPECT_EQ(reader.form(), form);
+    }
+  }
+}
+
+TEST(Fixed32, IsNotRecognisedWhereNothingSpeaksForIt) {
+  // An envelope behind four bytes, and then what is none.
+  EXPECT_EQ(Recognise(InFrame("\x08\x16", Form::kFixed32Be) + kStray, Extent::kWhole, Form::kAuto)->form,
+            Form::kRaw);
+  EXPECT_EQ(Recognise(std::string(64, '\0'), Extent::kWhole, Form::kAuto)->form, Form::kRaw);
+}
+
+// ---- parts ----
+
+TEST(Parts, GiveEachReplyOnceWhereverTheStreamIsSplit) {
+  std::string stream;
+  std::vector<uint64_t> offsets;
+  for (int i = 0; i < 9; ++i) {
+    offsets.push_back(stream.size());
+    stream += InFrame(i % 3 == 0 ? "\x08\x16" : WithPayload(std::string(static_cast<size_t>(i), 'x')));
+  }
+  const auto read = [&stream](uint64_t begin, uint64_t end) {
+    MemorySource source(std::string_view(stream).substr(begin));
+    ReplyReader reader(&source, Form::kDelimited, Part{begin, end, begin != 0});
+    return ReadStream(&reader);
+  };
+  for (uint64_t split = 1; split <= stream.size(); ++split) {
+    const StreamRead first = read(0, split);
+    const StreamRead second = read(split, stream.size());
+    std::vector<uint64_t> found = first.offsets;
+    found.insert(found.end(), second.offsets.begin(), second.offsets.end());
+    EXPECT_EQ(found, offsets) << split;
+    EXPECT_EQ(first.errors.size() + second.errors.size(), 0u) << split;
+    EXPECT_TRUE(second.numbers.empty() || second.numbers[0] == 1) << split;
+  }
+}
+
+// ---- cost ----
+
+double ProcessorSeconds(const std::string& bytes, Form form) {
+  const auto now = [] {
+    timespec time{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+  };
+  double best = 1e9;
+  for (int i = 0; i < 3; ++i) {
+    const double begin = now();
+    ReadStream(bytes, form);
+    best = std::min(best, now() - begin);
+  }
+  return best;
+}
+
+// Eight times the input takes eight times as long, where anything quadratic takes sixty-four times.
+TEST(Cost, OfDamageIsLinear) {
+  const auto repeated = [](size_t size, const std::string& piece) {
+    std::string all;
+    while (all.size() < size)
+      all += piece;
+    return all;
+  };
+  const std::string empty_fields = repeated(100, std::string("\x12\x00", 2));
+  for (const std::string& piece :
+       {std::string(1, '\x08'), std::string(1, '\0'), std::string("\x7F\x08\x14\xA2\x01"),
+        // Lengths that reach far over all that follows, with a payload that reaches far as well, or with
+        // fields.
+        std::string("\xFF\xFF\x3F\x08\x14\xA2\x01\xF0\xFF\x3F"), std::string("\xFF\x7F\x08\x14\x12\x00", 6),
+        "\xFF\xFF\x03\x08\x14" + empty_fields, "\xFF\x7F\x08\x14" + empty_fields + "\x0F",
+        // A reply now and then.
+        kStray + InFrame(kA), InFrame(kA) + "\xFF\x7F"}) {
+    for (const Form form : {Form::kDelimited, Form::kFixed32Le}) {
+      const size_t size = 100000;
+      const double once = ProcessorSeconds(InFrame(kA, form) + repeated(size, piece), form);
+      const double eightfold = ProcessorSeconds(InFrame(kA, form) + repeated(8 * size, piece), form);
+      EXPECT_LT(eightfold, 24 * once + 0.01) << testing::PrintToString(piece.substr(0, 12));
+    }
+  }
+}
+
+}  // namespace
+}  // namespace replies
