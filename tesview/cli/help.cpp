@@ -60,6 +60,19 @@ Section Examples() {
            {"tesview pack reply.txtpb | tesview --to json", "Make a reply from text and look at it."}}};
 }
 
+Section InputRules() {
+  return {
+      "Compressed and damaged input",
+      {"What gzip, bzip2, xz, zstd or lz4 compressed is recognised by its first bytes, whatever FILE is "
+       "called, and offsets are those in the uncompressed bytes. Out of it a reply may have at most 256 MB; for "
+       "a larger one, unpack the file before: zstd -dc FILE | tesview. Where such a file is damaged or cut "
+       "off, what was whole before is shown.",
+       "A stream whose replies have their lengths before them is read on behind damage: stray bytes, a wrong "
+       "length, a reply that was left half written. The next reply is one that fits its length to the byte, "
+       "or that another one follows. What was skipped counts as one reply."},
+      {}};
+}
+
 Section TableRules() {
   return {
       "Tables",
@@ -259,8 +272,8 @@ Page PageOf(const CLI::App& app) {
     }
   }
   page.sections.push_back(all);
-  for (const Section& section : {TableRules(), WhereRules(), LineRules(), FileRules(), SecretRules(),
-                                 ArrowRules(), ExitCodes(), Environment(), Memory()})
+  for (const Section& section : {InputRules(), TableRules(), WhereRules(), LineRules(), FileRules(),
+                                 SecretRules(), ArrowRules(), ExitCodes(), Environment(), Memory()})
     page.sections.push_back(section);
   return page;
 }

@@ -53,10 +53,15 @@ constexpr Word<To> kEndings[] = {{".csv", To::kCsv},      {".tsv", To::kTsv},   
                                  {".jsonl", To::kNdjson}, {".arrow", To::kArrow}, {".arrows", To::kArrow},
                                  {".json", To::kJson},    {".html", To::kHtml},   {".txt", To::kTable},
                                  {".txtpb", To::kText},   {".bin", To::kBin}};
-constexpr Word<Form> kFrom[] = {
-    {"auto", Form::kAuto}, {"raw", Form::kRaw},       {"delimited", Form::kDelimited},
-    {"hex", Form::kHex},   {"base64", Form::kBase64}, {"lines", Form::kLines},
-    {"text", Form::kText}};
+constexpr Word<Form> kFrom[] = {{"auto", Form::kAuto},
+                                {"raw", Form::kRaw},
+                                {"delimited", Form::kDelimited},
+                                {"fixed32be", Form::kFixed32Be},
+                                {"fixed32le", Form::kFixed32Le},
+                                {"hex", Form::kHex},
+                                {"base64", Form::kBase64},
+                                {"lines", Form::kLines},
+                                {"text", Form::kText}};
 constexpr Word<When> kWhen[] = {{"auto", When::kAuto}, {"always", When::kAlways}, {"never", When::kNever}};
 constexpr Word<Header> kHeader[] = {
     {"name", Header::kName}, {"en", Header::kEnglish}, {"zh", Header::kChinese}};
@@ -69,6 +74,8 @@ constexpr Word<ColumnsForm> kColumns[] = {{"table", ColumnsForm::kTable},
 constexpr Word<bool> kStat[] = {{"table", false}, {"json", true}};
 constexpr Word<PackForm> kPack[] = {{"raw", PackForm::kRaw},
                                     {"delimited", PackForm::kDelimited},
+                                    {"fixed32be", PackForm::kFixed32Be},
+                                    {"fixed32le", PackForm::kFixed32Le},
                                     {"hex", PackForm::kHex},
                                     {"base64", PackForm::kBase64}};
 
@@ -127,6 +134,7 @@ struct Given {
   bool pretty = false;
   bool nested = false;
   bool strict = false;
+  bool no_resync = false;
   std::string output;
   bool force = false;
   bool open = false;
@@ -265,13 +273,19 @@ class CommandLine {
     app_.add_option(
             "--from", given_.from,
             "How FILE holds replies: raw (one reply), delimited (a stream, each reply with its "
-            "length as a varint before it), hex, base64 (a line is a reply, or all lines together are; "
+            "length as a varint before it), fixed32be, fixed32le (the same, the length in four bytes, the "
+            "highest or the lowest first), hex, base64 (a line is a reply, or all lines together are; "
             "of a line of a log every run of digits that is one), lines (a log, of which each line is read "
             "separately and as soon as it arrives), text (protobuf text form). auto, the default, "
             "detects it.")
         ->type_name("FORM")
         ->group("Input")
         ->take_last();
+    app_.add_flag(
+            "--no-resync", given_.no_resync,
+            "Read a stream no further than to its first damage. Otherwise the next reply is looked for, "
+            "and what was skipped is told with its offset and length.")
+        ->group("Input");
   }
 
   void DefineFilter() {
@@ -514,8 +528,9 @@ class CommandLine {
         ->type_name("FILE")
         ->take_last();
     pack_
-        ->add_option("--to", given_.pack_to,
-                     "raw (the default, one reply), delimited, hex or base64 (a line for each reply).")
+        ->add_option(
+            "--to", given_.pack_to,
+            "raw (the default, one reply), delimited, fixed32be, fixed32le, hex or base64 (a line for each reply).")
         ->type_name("FORM")
         ->take_last();
     pack_->add_flag("--partial", given_.pack.partial,
@@ -647,6 +662,7 @@ class CommandLine {
     show.strict = given_.strict;
     RefuseMistypedCommand(show.paths[0]);
     show.from = ValueOf(kFrom, given_.from, "--from");
+    show.resync = !given_.no_resync;
     show.filter = UnderstoodFilter();
     show.jobs = UnderstoodJobs();
     show.progress = ValueOf(kWhen, given_.progress, "--progress");

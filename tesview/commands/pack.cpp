@@ -30,10 +30,23 @@ std::string Delimited(const std::string& bytes) {
   return delimited + bytes;
 }
 
+// In four bytes, the highest first.
+std::string AsFixed32(uint32_t value) {
+  std::string bytes;
+  for (const unsigned shift : {24U, 16U, 8U, 0U})
+    bytes += static_cast<char>(value >> shift & 0xFF);
+  return bytes;
+}
+
 std::string Packed(const std::string& bytes, PackForm form) {
   switch (form) {
     case PackForm::kRaw: return bytes;
     case PackForm::kDelimited: return Delimited(bytes);
+    case PackForm::kFixed32Be: return AsFixed32(static_cast<uint32_t>(bytes.size())) + bytes;
+    case PackForm::kFixed32Le: {
+      const std::string length = AsFixed32(static_cast<uint32_t>(bytes.size()));
+      return std::string(length.rbegin(), length.rend()) + bytes;
+    }
     case PackForm::kHex: return EncodeHex(bytes) + "\n";
     case PackForm::kBase64: return EncodeBase64(bytes) + "\n";
   }

@@ -10,6 +10,7 @@
 #include "replies/source.h"
 #include "replies/text.h"
 #include "replies/text_form.h"
+#include "replies/unpacked_source.h"
 #include "tesview/terminal/interrupt.h"
 
 namespace tesview {
@@ -22,6 +23,7 @@ using replies::InputError;
 using replies::Printable;
 using replies::ReplyReader;
 using replies::TextToBytes;
+using replies::UnpackedSource;
 
 namespace {
 
@@ -85,12 +87,14 @@ bool ReplyFiles::Open() {
   on_wait();
   source_ = std::make_unique<FileSource>(path, on_wait);
   source_->OnWait(on_wait);
+  unpacked_ = std::make_unique<UnpackedSource>(source_.get());
   counted_ = 0;
   replies_ = std::make_unique<ReplyReader>(
-      source_.get(), from_, [](const std::string& text, std::string* bytes, std::string* error) {
+      unpacked_.get(), from_, [](const std::string& text, std::string* bytes, std::string* error) {
         return TextToBytes(text, false, bytes, error);
       });
   replies_->OnlyIf([this](const replies::ReplyView& reply) { return Chooses(reply); });
+  if (!resync_) replies_->StopAtDamage();
   return true;
 }
 
@@ -98,12 +102,15 @@ bool ReplyFiles::Open() {
 bool ReplyFiles::Chooses(const replies::ReplyView& reply) {
   if (++seen_ % kRepliesBetweenLooks == 0) {
     if (WasInterrupted()) throw Interrupted();
-    TellProgress(std::max(reply.offset, counted_));
+    TellProgress(std::max(reply.offset, replies_->position()));
   }
   return !choose_ || choose_(reply);
 }
 
-void ReplyFiles::TellProgress(uint64_t position) {
+// `unpacked` is where the reading is in the stream; of a packed file its own bytes count.
+void ReplyFiles::TellProgress(uint64_t unpacked) {
+  const bool packed = unpacked_->packing() != replies::Packing::kNone;
+  const uint64_t position = packed ? unpacked_->packed_bytes() : unpacked;
   if (on_progress_) on_progress_(position - counted_, seen_ - seen_told_);
   counted_ = position;
   seen_told_ = seen_;
@@ -111,6 +118,7 @@ void ReplyFiles::TellProgress(uint64_t position) {
 
 void ReplyFiles::Close() {
   replies_.reset();
+  unpacked_.reset();
   source_.reset();
 }
 

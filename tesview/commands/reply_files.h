@@ -10,6 +10,7 @@
 
 #include "replies/reply_reader.h"
 #include "replies/source.h"
+#include "replies/unpacked_source.h"
 #include "tesview/commands/exit_code.h"
 #include "tesview/show/show.h"
 
@@ -36,8 +37,8 @@ class ReplyFiles {
   // Called before each read that may have to wait.
   void OnWait(std::function<void()> call) { on_wait_ = std::move(call); }
   // To be asked while it may have to wait: whether nothing has come for a while.
-  bool HasPaused() { return source_ != nullptr && source_->HasPaused(); }
-  // Called with the bytes dealt with and the replies found since the last call.
+  bool HasPaused() { return unpacked_ != nullptr && unpacked_->HasPaused(); }
+  // Called with the bytes dealt with, as the files have them, and the replies found since the last call.
   void OnProgress(std::function<void(uint64_t, uint64_t)> call) { on_progress_ = std::move(call); }
 
   // Only these are given by Next(). Called as ReplyReader::OnlyIf() has it, file by file.
@@ -49,6 +50,9 @@ class ReplyFiles {
   // an error instead.
   void RedactSecrets() { redact_ = true; }
 
+  // A stream is read no further than to its first damage.
+  void StopAtDamage() { resync_ = false; }
+
   // False at the end. Throws what the calls above throw, and Interrupted.
   bool Next(ReadItem* next);
 
@@ -56,11 +60,12 @@ class ReplyFiles {
   bool Open();
   void Close();
   bool Chooses(const replies::ReplyView& reply);
-  void TellProgress(uint64_t position);
+  void TellProgress(uint64_t unpacked);
   bool TakeReply(ReadItem* next);
   bool TakeLookalikes(ReadItem* next);
 
   const replies::Form from_;
+  bool resync_ = true;
   replies::InputFiles files_;
   size_t next_file_ = 0;
   size_t source_width_ = 0;
@@ -76,6 +81,7 @@ class ReplyFiles {
   // Of the file that is open.
   std::string name_;
   std::unique_ptr<replies::FileSource> source_;
+  std::unique_ptr<replies::UnpackedSource> unpacked_;
   std::unique_ptr<replies::ReplyReader> replies_;
   uint64_t counted_ = 0;
 };

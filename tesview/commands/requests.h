@@ -29,6 +29,7 @@ struct FilterRequest {
 struct ShowRequest {
   std::vector<std::string> paths;  // files, directories, "-"
   replies::Form from = replies::Form::kAuto;
+  bool resync = true;  // goes on behind damage
   FilterRequest filter;
   View view;
   int jobs = 1;
@@ -76,7 +77,7 @@ struct NumberRequest {
   bool pack = false;
 };
 
-enum class PackForm { kRaw, kDelimited, kHex, kBase64 };
+enum class PackForm { kRaw, kDelimited, kFixed32Be, kFixed32Le, kHex, kBase64 };
 
 struct PackRequest {
   std::vector<std::string> paths;

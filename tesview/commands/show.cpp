@@ -79,6 +79,7 @@ void FinishReport(Report* report, Output* output, ExitCode* code) {
 // Into one of the two that `split` and `output` are.
 void ShowTo(const ShowRequest& request, Output* output, SplitFiles* split, ExitCode* code) {
   ReplyFiles files(request.paths, request.from);
+  if (!request.resync) files.StopAtDamage();
   ReplyFilter filter(FilterOf(request));
   filter.ApplyTo(&files);
   if (request.redact) files.RedactSecrets();
