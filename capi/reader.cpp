@@ -24,6 +24,8 @@ std::optional<replies::Form> FormOf(int32_t form) {
     case TESPARSER_FORM_BASE64: return replies::Form::kBase64;
     case TESPARSER_FORM_LINES: return replies::Form::kLines;
     case TESPARSER_FORM_TEXT: return replies::Form::kText;
+    case TESPARSER_FORM_FIXED32_BE: return replies::Form::kFixed32Be;
+    case TESPARSER_FORM_FIXED32_LE: return replies::Form::kFixed32Le;
     default: return std::nullopt;
   }
 }
@@ -37,7 +39,7 @@ std::optional<replies::Form> TakeForm(int32_t number, tesparser_error* error) {
 }  // namespace
 
 Replies::Replies(std::unique_ptr<replies::ByteSource> source, replies::Form form)
-    : source_(std::move(source)), reader_(source_.get(), form, ParseText) {}
+    : source_(std::move(source)), unpacked_(source_.get()), reader_(&unpacked_, form, ParseText) {}
 
 std::unique_ptr<Replies> OpenFile(const char* path, int32_t form, tesparser_error* error) {
   const auto taken = TakeForm(form, error);
@@ -75,13 +77,17 @@ tesparser_reader* NewReader(std::unique_ptr<capi::Replies> replies) {
 
 int32_t Read(tesparser_reader* reader, tesparser_reply* reply, tesparser_error* error) {
   std::string why;
+  const replies::Reply& read = reader->reply;
   switch (reader->replies->Read(&reader->reply, &why)) {
     case replies::Next::kReply: break;
-    case replies::Next::kBad: capi::Fail(error, TESPARSER_NOT_A_REPLY, why); return TESPARSER_NEXT_LOST;
+    case replies::Next::kBad:
+      capi::Fail(error, TESPARSER_NOT_A_REPLY, why);
+      *reply = {nullptr, read.lost, read.number, read.offset, 0, 0};
+      return TESPARSER_NEXT_LOST;
     case replies::Next::kEnd: return TESPARSER_NEXT_END;
   }
-  const std::string& bytes = reader->reply.bytes;
-  *reply = {bytes.data(), bytes.size(), reader->reply.number, reader->reply.offset, 0, 0};
+  const std::string& bytes = read.bytes;
+  *reply = {bytes.data(), bytes.size(), read.number, read.offset, 0, 0};
   replies::FindId(bytes, &reply->id);
   return TESPARSER_NEXT_REPLY;
 }

@@ -9,6 +9,7 @@
 #include "replies/byte_source.h"
 #include "replies/form.h"
 #include "replies/reply_reader.h"
+#include "replies/unpacked_source.h"
 
 namespace capi {
 
@@ -22,6 +23,7 @@ class Replies {
 
  private:
   std::unique_ptr<replies::ByteSource> source_;
+  replies::UnpackedSource unpacked_;
   replies::ReplyReader reader_;
 };
 

@@ -167,10 +167,18 @@ enum tesparser_form {
   TESPARSER_FORM_HEX = 3,       /* one reply a line, or one over all lines */
   TESPARSER_FORM_BASE64 = 4,    /* the same */
   TESPARSER_FORM_LINES = 5,     /* a log: replies in either of these forms in the lines that have some */
-  TESPARSER_FORM_TEXT = 6       /* one reply in protobuf's text form */
+  TESPARSER_FORM_TEXT = 6,      /* one reply in protobuf's text form */
+  TESPARSER_FORM_FIXED32_BE =
+      7,                        /* replies, each with its length before it in four bytes, the highest first */
+  TESPARSER_FORM_FIXED32_LE = 8 /* the same, the lowest first */
 };
 
-/* Reads the replies of a source one by one. Memory is that of one reply and of a fixed block. */
+/* Reads the replies of a source one by one. Memory is that of one reply and of a fixed block.
+ *
+ * A source that gzip, bzip2, xz, zstd or lz4 compressed is unpacked; offsets are those in the unpacked bytes,
+ * and a reply may have 256 MB there. Behind damage in a stream of replies with their lengths the next reply
+ * is looked for.
+ */
 typedef struct tesparser_reader tesparser_reader;
 
 /* One of them. */
@@ -187,7 +195,8 @@ enum tesparser_next {
   TESPARSER_NEXT_END = 0,   /* there are no more */
   TESPARSER_NEXT_REPLY = 1, /* `reply` has been filled */
   TESPARSER_NEXT_LOST =
-      2, /* one reply could not be read, `error` tells why; the next call goes on behind it */
+      2, /* something could not be read, `error` tells why; the next call goes on behind it. Of `reply` the
+            number and the offset are set, and `length` to the bytes that were skipped, where that is known */
   TESPARSER_NEXT_FAILED =
       3 /* the source cannot be read any further, `error` tells why; so will the next call */
 };

@@ -17,9 +17,11 @@ using replies::Form;
 using replies::InputError;
 
 Form FormOf(const std::string& word) {
-  constexpr std::array<std::pair<const char*, Form>, 7> kForms = {{{"auto", Form::kAuto},
+  constexpr std::array<std::pair<const char*, Form>, 9> kForms = {{{"auto", Form::kAuto},
                                                                    {"raw", Form::kRaw},
                                                                    {"delimited", Form::kDelimited},
+                                                                   {"fixed32be", Form::kFixed32Be},
+                                                                   {"fixed32le", Form::kFixed32Le},
                                                                    {"hex", Form::kHex},
                                                                    {"base64", Form::kBase64},
                                                                    {"lines", Form::kLines},
@@ -27,7 +29,8 @@ Form FormOf(const std::string& word) {
   for (const auto& [name, form] : kForms) {
     if (word == name) return form;
   }
-  throw py::value_error("no form \"" + word + "\"; known: auto, raw, delimited, hex, base64, lines, text");
+  throw py::value_error("no form \"" + word +
+                        "\"; known: auto, raw, delimited, fixed32be, fixed32le, hex, base64, lines, text");
 }
 
 // What the viewer has an option for is a parameter here.
@@ -106,8 +109,9 @@ bool Inputs::Open() {
   } else {
     source_ = std::make_unique<ObjectSource>(source.object.ptr());
   }
+  unpacked_ = std::make_unique<replies::UnpackedSource>(source_.get());
   reader_ = std::make_unique<replies::ReplyReader>(
-      source_.get(), form_, [](const std::string& text, std::string* bytes, std::string* error) {
+      unpacked_.get(), form_, [](const std::string& text, std::string* bytes, std::string* error) {
         return replies::TextToBytes(text, false, bytes, error);
       });
   return true;
@@ -117,6 +121,7 @@ void Inputs::Close() {
   done_ += reader_->position();
   lookalikes_ += reader_->lookalikes().lines;
   reader_.reset();
+  unpacked_.reset();
   source_.reset();
 }
 
@@ -124,9 +129,8 @@ replies::Next Inputs::ReadOne(replies::Reply* reply, std::string* error) {
   while (reader_ != nullptr || Open()) {
     const replies::Next next = reader_->Read(reply, error);
     if (next != replies::Next::kEnd) {
-      // A reply that is lost is counted by the reader, and its place told in the words of the error.
-      number_ = next == replies::Next::kReply ? reply->number : number_ + 1;
-      offset_ = next == replies::Next::kReply ? reply->offset : reader_->position();
+      number_ = reply->number;
+      offset_ = reply->offset;
       if (next == replies::Next::kBad) *error = InPython(std::move(*error));
       return next;
     }

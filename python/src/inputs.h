@@ -13,6 +13,7 @@
 #include "replies/byte_source.h"
 #include "replies/form.h"
 #include "replies/reply_reader.h"
+#include "replies/unpacked_source.h"
 
 namespace tesparser_python {
 
@@ -61,6 +62,7 @@ class Inputs {
   replies::Form form_;
   size_t next_ = 0;
   std::unique_ptr<replies::ByteSource> source_;
+  std::unique_ptr<replies::UnpackedSource> unpacked_;
   std::unique_ptr<replies::ReplyReader> reader_;
   std::exception_ptr raised_;
   std::string name_;

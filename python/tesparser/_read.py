@@ -79,7 +79,7 @@ def replies(source: Source, *, form: str = "auto", errors: Union[str, Callable[[
     """The raw replies of a source, one by one, in memory for one reply.
 
     source: as for read(). form: how it holds replies, as the viewer's --from has it: "raw", "delimited",
-    "hex", "base64", "lines", "text"; "auto" recognises it. errors: "raise" raises Misfit where a reply is
+    "fixed32be", "fixed32le", "hex", "base64", "lines", "text"; "auto" recognises it. errors: "raise" raises Misfit where a reply is
     lost and ends there; "skip" goes on behind it; a function is called with the Misfit instead.
 
     Raises OSError if the source cannot be read.

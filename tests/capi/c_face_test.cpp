@@ -483,6 +483,23 @@ TEST(Reader, GoesOnBehindAReplyThatIsLost) {
   ExpectEnd(reader.get());
 }
 
+TEST(Reader, TellsWhatIsSkippedInAStream) {
+  const std::string stream = Framed(kFirst) + std::string(12, '\xFF') + Framed(kSecond) + Framed(kFirst);
+  const OwnedReader reader(
+      tesparser_read_memory(stream.data(), stream.size(), TESPARSER_FORM_DELIMITED, nullptr));
+  ExpectReply(reader.get(), kFirst, 1, 0, 20);
+  tesparser_reply reply;
+  tesparser_error error = Untouched();
+  EXPECT_EQ(tesparser_next(reader.get(), &reply, &error), TESPARSER_NEXT_LOST);
+  EXPECT_EQ(reply.number, 2u);
+  EXPECT_EQ(reply.offset, 6u);
+  EXPECT_EQ(reply.length, 12u);
+  EXPECT_EQ(reply.bytes, nullptr);
+  ExpectReply(reader.get(), kSecond, 3, 18, 21);
+  ExpectReply(reader.get(), kFirst, 4, 24, 20);
+  ExpectEnd(reader.get());
+}
+
 TEST(Reader, GivesBytesThatAreNoReply) {
   const OwnedReader reader(tesparser_read_memory("\x12\x01\x41", 3, TESPARSER_FORM_RAW, nullptr));
   ExpectReply(reader.get(), "\x12\x01\x41", 1, 0, 0);
