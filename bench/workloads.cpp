@@ -132,106 +132,6 @@ tessel::Table* WrapTable(tessel::MSG* msg) {
   return AddColumn(msg->mutable_tbl(), "Data", tessel::Type_Table)->add_tvalues();
 }
 
-std::string Wire(int rows) {
-  Generator g(3);
-  tessel::MSG msg;
-  tessel::Table* table = WrapTable(&msg);
-  auto* names = AddColumn(table, "ZhongWenJianCheng", tessel::Type_String);
-  for (int r = 0; r < rows; ++r)
-    names->add_svalues(g.Chinese(4));
-  for (const char* name :
-       {"ZuiXinJia", "KaiPanJia", "ZuiGaoJia", "ZuiDiJia", "ChengJiaoLiang", "ChengJiaoE"}) {
-    auto* column = AddColumn(table, name, tessel::Type_Int);
-    for (int r = 0; r < rows; ++r)
-      column->add_ivalues(IsCount(name) ? g.Volume() : g.Price());
-  }
-  auto* delta = AddColumn(table, "ShiJian", tessel::Type_SInt);
-  delta->add_xvalues(Generator::Pack(93000, 10, false));
-  for (int r = 1; r < rows; ++r)
-    delta->add_xvalues(g.Between(-60, 60));
-  for (const char* name : {"ZhangFu", "HuanShou"}) {
-    auto* column = AddColumn(table, name, tessel::Type_Float);
-    for (int r = 0; r < rows; ++r)
-      column->add_fvalues(static_cast<float>(g.Between(-1000, 1000)) / 100.0f);
-  }
-  return msg.SerializeAsString();
-}
-
-std::string Blocks() {
-  Generator g(399);
-  const auto whole = [](int64_t n) { return Generator::Pack(static_cast<uint64_t>(n), 10, false); };
-  tessel::MSG msg;
-  msg.set_id(tessel::IDBanKuaiFenLeiFanHui);
-  auto* root = msg.add_repdatabankuaifenleifanhui();
-  root->set_banben(whole(7));
-  root->set_crc32(whole(0x1234567));
-  root->set_leixing(whole(1));
-  for (int c = 0; c < 4; ++c) {
-    auto* kind = root->add_data();
-    kind->set_mingcheng(g.Chinese(4));
-    kind->set_leixing(whole(c));
-    kind->set_xuhao(whole(c + 1));
-    for (int b = 0; b < 50; ++b) {
-      auto* block = kind->add_data();
-      block->set_mingcheng(g.Chinese(5));
-      block->set_leixing(whole(b % 4));
-      block->set_xuhao(whole(b + 1));
-      for (int m = 0; m < 50; ++m) {
-        auto* member = block->add_data();
-        member->set_obj(g.Code(static_cast<int>(g.Between(0, 9999))));
-        member->set_leixing(whole(1));
-        member->set_xuhao(whole(m + 1));
-      }
-    }
-  }
-  return msg.SerializeAsString();
-}
-
-std::string News(int documents) {
-  Generator g(437);
-  tessel::MSG msg;
-  msg.set_id(tessel::IDDingYueTuiSongXiaoXiFanHuiShuJu);
-  auto* element = msg.add_repdatadingyuetuisongxiaoxifanhuishuju();
-  element->set_shujuzonggeshu(Generator::Pack(static_cast<uint64_t>(documents), 10, false));
-  for (int i = 0; i < documents; ++i) {
-    auto* document = element->add_data();
-    document->set_id("doc-" + std::to_string(100000 + i));
-    document->set_category(g.Chinese(2));
-    document->set_title(g.Chinese(20));
-    document->set_pubdate("2021-01-04 09:30:00");
-    document->set_author(g.Chinese(3));
-    document->set_summary(g.Chinese(60));
-    // 2 to 6 KB, with the digits and Latin words that such texts have among the Chinese.
-    const int64_t bytes = g.Between(2048, 6144);
-    std::string content;
-    while (static_cast<int64_t>(content.size()) < bytes) {
-      content += g.Chinese(static_cast<int>(g.Between(8, 40)));
-      content += g.Between(0, 3) == 0 ? " 2020 EPS 1.25, " : "\xEF\xBC\x8C";
-    }
-    document->set_content(content);
-    document->set_url("https://example.invalid/doc/" + std::to_string(i));
-    document->set_extra("{\"source\":\"wire\"}");
-    document->set_gengxinshijian(Generator::Pack(static_cast<uint64_t>(1609723800 + i), 10, false));
-  }
-  return msg.SerializeAsString();
-}
-
-std::string Finance(int stocks) {
-  Generator g(405);
-  tessel::MSG msg;
-  msg.set_id(tessel::IDCaiWuShuJuFanHui);
-  auto* root = msg.add_repdatacaiwushujufanhui();
-  root->set_crc32(Generator::Pack(0x1234567, 10, false));
-  root->set_leixing(Generator::Pack(1, 10, false));
-  for (int i = 0; i < stocks; ++i) {
-    auto* stock = root->add_data();
-    stock->set_daima(g.Code(i));
-    stock->set_leixing(Generator::Pack(1, 10, false));
-    FillNumbers(g, stock->mutable_data(), 53);
-  }
-  return msg.SerializeAsString();
-}
-
 std::string Ranking(int rows) {
   Generator g(28);
   tessel::MSG msg;
@@ -296,16 +196,124 @@ std::string Indicator(int points) {
   return msg.SerializeAsString();
 }
 
+}  // namespace
+
+namespace workloads {
+
+std::string Wire(uint64_t seed, int rows) {
+  Generator g(seed);
+  tessel::MSG msg;
+  tessel::Table* table = WrapTable(&msg);
+  auto* names = AddColumn(table, "ZhongWenJianCheng", tessel::Type_String);
+  for (int r = 0; r < rows; ++r)
+    names->add_svalues(g.Chinese(4));
+  for (const char* name :
+       {"ZuiXinJia", "KaiPanJia", "ZuiGaoJia", "ZuiDiJia", "ChengJiaoLiang", "ChengJiaoE"}) {
+    auto* column = AddColumn(table, name, tessel::Type_Int);
+    for (int r = 0; r < rows; ++r)
+      column->add_ivalues(IsCount(name) ? g.Volume() : g.Price());
+  }
+  auto* delta = AddColumn(table, "ShiJian", tessel::Type_SInt);
+  delta->add_xvalues(Generator::Pack(93000, 10, false));
+  for (int r = 1; r < rows; ++r)
+    delta->add_xvalues(g.Between(-60, 60));
+  for (const char* name : {"ZhangFu", "HuanShou"}) {
+    auto* column = AddColumn(table, name, tessel::Type_Float);
+    for (int r = 0; r < rows; ++r)
+      column->add_fvalues(static_cast<float>(g.Between(-1000, 1000)) / 100.0f);
+  }
+  return msg.SerializeAsString();
+}
+
+std::string Blocks(uint64_t seed) {
+  Generator g(seed);
+  const auto whole = [](int64_t n) { return Generator::Pack(static_cast<uint64_t>(n), 10, false); };
+  tessel::MSG msg;
+  msg.set_id(tessel::IDBanKuaiFenLeiFanHui);
+  auto* root = msg.add_repdatabankuaifenleifanhui();
+  root->set_banben(whole(7));
+  root->set_crc32(whole(0x1234567));
+  root->set_leixing(whole(1));
+  for (int c = 0; c < 4; ++c) {
+    auto* kind = root->add_data();
+    kind->set_mingcheng(g.Chinese(4));
+    kind->set_leixing(whole(c));
+    kind->set_xuhao(whole(c + 1));
+    for (int b = 0; b < 50; ++b) {
+      auto* block = kind->add_data();
+      block->set_mingcheng(g.Chinese(5));
+      block->set_leixing(whole(b % 4));
+      block->set_xuhao(whole(b + 1));
+      for (int m = 0; m < 50; ++m) {
+        auto* member = block->add_data();
+        member->set_obj(g.Code(static_cast<int>(g.Between(0, 9999))));
+        member->set_leixing(whole(1));
+        member->set_xuhao(whole(m + 1));
+      }
+    }
+  }
+  return msg.SerializeAsString();
+}
+
+std::string News(uint64_t seed, int documents) {
+  Generator g(seed);
+  tessel::MSG msg;
+  msg.set_id(tessel::IDDingYueTuiSongXiaoXiFanHuiShuJu);
+  auto* element = msg.add_repdatadingyuetuisongxiaoxifanhuishuju();
+  element->set_shujuzonggeshu(Generator::Pack(static_cast<uint64_t>(documents), 10, false));
+  for (int i = 0; i < documents; ++i) {
+    auto* document = element->add_data();
+    document->set_id("doc-" + std::to_string(100000 + i));
+    document->set_category(g.Chinese(2));
+    document->set_title(g.Chinese(20));
+    document->set_pubdate("2021-01-04 09:30:00");
+    document->set_author(g.Chinese(3));
+    document->set_summary(g.Chinese(60));
+    // 2 to 6 KB, with the digits and Latin words that such texts have among the Chinese.
+    const int64_t bytes = g.Between(2048, 6144);
+    std::string content;
+    while (static_cast<int64_t>(content.size()) < bytes) {
+      content += g.Chinese(static_cast<int>(g.Between(8, 40)));
+      content += g.Between(0, 3) == 0 ? " 2020 EPS 1.25, " : "\xEF\xBC\x8C";
+    }
+    document->set_content(content);
+    document->set_url("https://example.invalid/doc/" + std::to_string(i));
+    document->set_extra("{\"source\":\"wire\"}");
+    document->set_gengxinshijian(Generator::Pack(static_cast<uint64_t>(1609723800 + i), 10, false));
+  }
+  return msg.SerializeAsString();
+}
+
+std::string Finance(uint64_t seed, int stocks) {
+  Generator g(seed);
+  tessel::MSG msg;
+  msg.set_id(tessel::IDCaiWuShuJuFanHui);
+  auto* root = msg.add_repdatacaiwushujufanhui();
+  root->set_crc32(Generator::Pack(0x1234567, 10, false));
+  root->set_leixing(Generator::Pack(1, 10, false));
+  for (int i = 0; i < stocks; ++i) {
+    auto* stock = root->add_data();
+    stock->set_daima(g.Code(i));
+    stock->set_leixing(Generator::Pack(1, 10, false));
+    FillNumbers(g, stock->mutable_data(), 53);
+  }
+  return msg.SerializeAsString();
+}
+
+}  // namespace workloads
+
+namespace {
+
 Workload Build(const std::string& name) {
   if (name == "snapshot1") return {name, TPTypeById, Snapshot(1)};
   if (name == "snapshot50") return {name, TPTypeById, Snapshot(50)};
   if (name == "snapshot5000") return {name, TPTypeById, Snapshot(5000)};
   if (name == "kline240") return {name, TPTypeById, Kline(1, 240)};
   if (name == "kline2000x10") return {name, TPTypeById, Kline(10, 2000)};
-  if (name == "wire5000") return {name, TPTypeById, Wire(5000)};
-  if (name == "blocks") return {name, TPTypeById, Blocks()};
-  if (name == "news200") return {name, TPTypeById, News(200)};
-  if (name == "finance") return {name, TPTypeById, Finance(5000)};
+  if (name == "wire5000") return {name, TPTypeById, workloads::Wire(3, 5000)};
+  if (name == "blocks") return {name, TPTypeById, workloads::Blocks(399)};
+  if (name == "news200") return {name, TPTypeById, workloads::News(437, 200)};
+  if (name == "finance") return {name, TPTypeById, workloads::Finance(405, 5000)};
   if (name == "ranking") return {name, TPTypeById, Ranking(5000)};
   if (name == "typed") return {name, TPTypeDaDan, LargeOrders(10, 240)};
   if (name == "typed_wire") return {name, TPTypeDaDan, LargeOrdersWire(10, 240)};

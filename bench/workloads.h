@@ -3,6 +3,7 @@
 #ifndef BENCH_WORKLOADS_H_
 #define BENCH_WORKLOADS_H_
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -24,5 +25,15 @@ BENCH_WORKLOADS_API Workload MakeWorkload(const std::string& name);
 
 // All of them.
 BENCH_WORKLOADS_API std::vector<Workload> MakeWorkloads();
+
+// What some of them are made by, for other seeds and sizes: one serialized reply each.
+namespace workloads {
+
+std::string Wire(uint64_t seed, int rows);       // Id 3
+std::string Blocks(uint64_t seed);               // Id 399, 10,000 members in 200 blocks
+std::string News(uint64_t seed, int documents);  // Id 437
+std::string Finance(uint64_t seed, int stocks);  // Id 405
+
+}  // namespace workloads
 
 #endif  // BENCH_WORKLOADS_H_
