@@ -79,7 +79,7 @@ if(TESPARSER_PYTHON)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
     "${same_version}, python3-numpy, python3 (>= 3.${Python_VERSION_MINOR}), python3 (<< 3.${next_python})")
-  set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-pandas, python3-tqdm")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-pandas, python3-tqdm, python3-dask, python3-distributed, python3-fsspec")
   set(CPACK_DEBIAN_PYTHON_DESCRIPTION "decoder of market-data replies (Python module)\n\
  tesparser turns replies of a market-data service into tables, NumPy arrays, data\n\
  frames of pandas and Arrow streams. This package has the module for Python.")

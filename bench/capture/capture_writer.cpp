@@ -32,7 +32,7 @@ size_t CaptureWriter::Middle(size_t size) {
 
 void CaptureWriter::Begin(Harm harm, uint64_t lost) {
   damage_.push_back({bytes_, 0, harm, lost});
-  whole_since_ = false;
+  whole_since_ = 0;
 }
 
 void CaptureWriter::Write(std::string_view reply) {
@@ -42,7 +42,7 @@ void CaptureWriter::Write(std::string_view reply) {
   }
   Put(LengthOf(reply));
   Put(reply);
-  whole_since_ = true;
+  ++whole_since_;
 }
 
 void CaptureWriter::AddToGap(std::string_view reply) {

@@ -39,8 +39,8 @@ class CaptureWriter {
 
   // Not while there is a gap.
   bool may_harm() const { return in_gap_ == 0; }
-  // Something whole is behind the last stretch.
-  bool whole_since() const { return whole_since_; }
+  // Two whole replies are behind the last stretch. One alone looks like what there is inside of others.
+  bool may_harm_again() const { return in_gap_ == 0 && whole_since_ >= 2; }
 
   // False if something could not be written, now or before.
   bool Finish();
@@ -64,7 +64,7 @@ class CaptureWriter {
   Chance chance_;
   bool good_ = true;
   uint64_t bytes_ = 0;
-  bool whole_since_ = false;
+  int whole_since_ = 0;
   int64_t in_gap_ = 0;  // how many replies more a gap takes
   std::vector<Damage> damage_;
 };

@@ -97,7 +97,7 @@ Made WriteDay(const Options& options, CaptureWriter* writer) {
     bytes += writer->LengthOf(reply).size() + reply.size();
     if (bytes >= options.size && plan.Truncates() && writer->may_harm()) {
       writer->WriteHarmed(reply, Harm::kTruncated);
-    } else if (writer->may_harm() && writer->whole_since() && plan.Due(before)) {
+    } else if (writer->may_harm_again() && plan.Due(before)) {
       writer->WriteHarmed(reply, plan.Next());
     } else {
       writer->Write(reply);

@@ -25,6 +25,7 @@
 #include "table.h"
 #include "tesparser/tesparser.h"
 #include "tsl_base/text.h"
+#include "walk.h"
 
 namespace tesparser_python {
 namespace {
@@ -236,6 +237,7 @@ PYBIND11_MODULE(_core, module) {
   BindDescriptions(&module);
   BindReader(&module);
   BindStream(&module);
+  BindWalk(&module);
   module.def("table", TableOf);
   module.def("why", WhyNoTable);
   module.def("json", JsonOf);

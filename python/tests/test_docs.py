@@ -10,6 +10,7 @@ import sys
 import pytest
 
 import tesparser
+import tesparser.dask
 from conftest import SOURCE
 from tesparser import _core, _read, _table
 
@@ -22,9 +23,10 @@ def test_examples_of_docstrings(module, samples):
     assert result.attempted > 0 and result.failed == 0
 
 
-def test_everything_public_is_documented():
-    for name in tesparser.__all__:
-        each = getattr(tesparser, name)
+@pytest.mark.parametrize("module", [tesparser, tesparser.dask])
+def test_everything_public_is_documented(module):
+    for name in module.__all__:
+        each = getattr(module, name)
         assert inspect.getdoc(each), name
         for member, value in vars(each).items() if inspect.isclass(each) else ():
             if not member.startswith("_") and callable(value):
