@@ -11,6 +11,8 @@ index tells where. Files are opened by fsspec, on the worker that reads them.
 from __future__ import annotations
 
 import json
+import lzma
+import zlib
 from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple, Union
 
 try:
@@ -32,7 +34,10 @@ __all__ = ["Block", "Damage", "File", "Index", "index", "read"]
 
 # What is read at once where replies are only looked for.
 _STEP = 8 << 20
+_BEYOND = 128 << 10
 _WIRE = 3
+# What opening and unpacking raise.
+_UNREADABLE = (OSError, EOFError, zlib.error, lzma.LZMAError)
 
 
 class Block(NamedTuple):
@@ -150,8 +155,17 @@ def _places(paths: Any, compression: Optional[str], storage_options: Optional[Di
     return places
 
 
+def _join(runs: List[Tuple[int, int, int]], more: Sequence[Tuple[int, int, int]]) -> None:
+    """Appends stretches; one that goes on where the last one ends is one with it."""
+    for begin, end, count in more:
+        if runs and runs[-1][1] == begin:
+            begin, _, before = runs.pop()
+            count += before
+        runs.append((begin, end, count))
+
+
 def _walk(place: _Place, begin: int, end: Optional[int], searching: bool) -> Block:
-    """The replies that begin from `begin` on and before `end`. Where one begins at `begin` need not be known."""
+    """The replies that begin from `begin` on and before `end`; with `searching`, none needs to begin at `begin`."""
     known = place.size if place.compression is None else None
     runs: List[Tuple[int, int, int]] = []
     ids: Dict[int, int] = {}
@@ -164,22 +178,19 @@ def _walk(place: _Place, begin: int, end: Optional[int], searching: bool) -> Blo
                 left = len(data) if ended else known - base if known is not None else -1
                 limit = 1 << 62 if end is None else max(0, end - base)
                 moved, searching, found, counts = _core.walk(data, left, limit, searching)
-                for a, b, count in found:
-                    if runs and runs[-1][1] == base + a:
-                        a, count = runs[-1][0] - base, runs[-1][2] + count
-                        runs.pop()
-                    runs.append((base + a, base + b, count))
+                _join(runs, [(base + a, base + b, count) for a, b, count in found])
                 for id, count in counts.items():
                     ids[id] = ids.get(id, 0) + count
                 base += moved
                 data = data[moved:]
                 if ended or (end is not None and base >= end and not searching):
                     break
-                # More than what is left over, so that a large reply is not looked at again and again.
-                more = file.read(max(_STEP if end is None else min(_STEP, max(end - base, 0) + (1 << 17)), len(data)))
+                # A block and a little more is enough mostly; as much again as there is, where a reply is large.
+                wanted = _STEP if end is None else min(_STEP, max(end - base, 0) + _BEYOND)
+                more = file.read(max(wanted, len(data)))
                 ended = not more
                 data += more
-    except OSError as error:
+    except _UNREADABLE as error:
         raise OSError(f"{place.path}, from offset {base} on: {error}") from error
     first = (runs[0][0] if runs else base) if guessed else begin
     return Block(first, base, tuple(runs), ids)
@@ -196,11 +207,11 @@ class _Walked:
         self._begin = 0
         self.blocks: List[Block] = []
         # Where the first reply of a block is, is a guess at first, so that blocks are walked at the same time.
-        self.wanted = [(i, cut, cut > 0) for i, cut in enumerate(cuts)]
+        self.wanted = [(i, cut, end, cut > 0) for i, (cut, end) in enumerate(zip(cuts, self._ends))]
 
     def take(self, found: Sequence[Block]) -> None:
         """Blocks for what was wanted. Then `wanted` is what has to be walked again: guesses that were wrong."""
-        for (i, _, _), block in zip(self.wanted, found):
+        for (i, *_), block in zip(self.wanted, found):
             self._walked[i] = block
         self.wanted = []
         while len(self.blocks) < len(self._walked):
@@ -209,7 +220,7 @@ class _Walked:
             if end is not None and self._begin >= end:
                 block = Block(self._begin, self._begin, (), {})
             elif block is None or block.begin != self._begin:
-                self.wanted = [(i, self._begin, False)]
+                self.wanted = [(i, self._begin, end, False)]
                 return
             before = self.blocks[-1] if self.blocks else None
             number = 0 if before is None else before.before + sum(count for _, _, count in before.runs) + len(list(_damage(before)))
@@ -240,7 +251,7 @@ def index(
     walks = [_Walked(place, size) for place in _places(paths, compression, storage_options)]
     walk = dask.delayed(_walk, pure=False)
     while any(each.wanted for each in walks):
-        tasks = [[walk(each.place, begin, each._ends[i], guess) for i, begin, guess in each.wanted] for each in walks]
+        tasks = [[walk(each.place, begin, end, guess) for _, begin, end, guess in each.wanted] for each in walks]
         for each, found in zip(walks, dask.compute(tasks)[0]):
             each.take(found)
     return Index([File(each.place.path, each.place.size, each.place.compression, tuple(each.blocks)) for each in walks])
@@ -277,7 +288,7 @@ def _fetch(part: _Part) -> bytes:
         with part.place.open() as file:
             file.seek(block.begin)
             data = file.read(block.end - block.begin)
-    except OSError as error:
+    except _UNREADABLE as error:
         raise OSError(f"{part.place.path}, offsets {block.begin} to {block.end}: {error}") from error
     if len(data) != block.end - block.begin:
         raise OSError(f"{part.place.path}: ends at offset {block.begin + len(data)}, was larger when it was indexed")

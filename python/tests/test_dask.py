@@ -168,6 +168,9 @@ def test_packed_files_are_one_partition(make_capture, tmp_path):
     same(lazy, here(capture, id=20, offset=True))
     (tmp_path / "day").write_bytes(gzip.compress(capture.read_bytes()))
     same(tesparser.dask.read(str(tmp_path / "day"), id=20, offset=True, compression="gzip"), here(capture, id=20, offset=True))
+    os.truncate(tmp_path / "day.bin.gz", 5000)
+    with pytest.raises(OSError, match=r"day.bin.gz, from offset \d+ on: "):
+        tesparser.dask.index(str(tmp_path / "day.bin.gz"))
 
 
 def test_only_the_columns_that_are_used_are_decoded(make_capture, monkeypatch):

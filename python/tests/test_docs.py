@@ -11,6 +11,7 @@ import pytest
 
 import tesparser
 import tesparser.dask
+import wire
 from conftest import SOURCE
 from tesparser import _core, _read, _table
 
@@ -52,10 +53,13 @@ def test_programs_of_the_page(samples, tmp_path):
     blocks = re.findall(r"```python\n(.*?)```", page, re.DOTALL)
     assert len(blocks) >= 5
     stream = bytearray()
+    delimited = []
     for name in ("20-QuoteDynaSingle", "21-QuoteKlineSingle", "28-PaiXu"):
         reply = (samples / f"{name}.bin").read_bytes()
         stream += reply.hex().encode() + b"\n"
+        delimited.append(reply)
     (tmp_path / "capture.log").write_bytes(stream)
+    (tmp_path / "day.bin").write_bytes(wire.delimited(delimited))
     (tmp_path / "reply.bin").write_bytes((samples / "20-QuoteDynaSingle.bin").read_bytes())
     (tmp_path / "page.py").write_text("\n".join(blocks))
     done = subprocess.run([sys.executable, tmp_path / "page.py"], cwd=tmp_path, capture_output=True, text=True)
