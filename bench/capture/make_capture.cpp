@@ -174,21 +174,26 @@ int main(int argc, char** argv) {
                "make-capture");
   app.add_option("SIZE", options.size, "Bytes, as in 200M or 4G; the last reply may go beyond")
       ->required()
+      ->option_text("BYTES")
       ->transform(CLI::AsSizeValue(false));
   app.add_option("FILE", options.path, "Where to; standard output without it");
   app.add_option("--seed", options.seed, "Another day for each number")->capture_default_str();
   app.add_option("--ids", options.ids, "Only these Ids, as in 20,21")
       ->delimiter(',')
       ->allow_extra_args(false)
+      ->option_text("3,20,21,22,28,399,405,437")
       ->check(CLI::IsMember(TradingDay::Ids()));
   app.add_option("--prefix", options.prefix, "How the length before a reply is written")
+      ->option_text("varint|fixed32be|fixed32le")
       ->transform(CLI::CheckedTransformer(kPrefixes));
   app.add_option("--damage", options.damage,
                  "Damage so many places, or, below 1, such a share of the replies; FILE.damage lists them")
+      ->option_text("PLACES|SHARE")
       ->check(CLI::NonNegativeNumber);
   app.add_option("--kinds", options.harms, "Kinds of damage")
       ->delimiter(',')
       ->allow_extra_args(false)
+      ->option_text("stray,length,gap,truncated")
       ->transform(CLI::CheckedTransformer(kHarms));
   CLI11_PARSE(app, argc, argv);
   return Run(options);
