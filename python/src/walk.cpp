@@ -19,7 +19,7 @@ namespace py = pybind11;
 
 // How much of a reply is looked at to tell whether it is one. What is decided must not depend on how much of
 // the file is at hand.
-constexpr size_t kLook = size_t{1} << 16;
+constexpr size_t kLook = size_t{1} << 12;
 constexpr size_t kLongestLength = 10;
 constexpr size_t kLeast = 2;  // an Id
 
