@@ -428,12 +428,6 @@ class Bits {
     memset(words_, 0, (count / 64 + 2) * sizeof(uint64_t));
   }
 
-  void Append(bool bit) {
-    words_[at_ >> 6] |= uint64_t{bit} << (at_ & 63);
-    set_ += bit;
-    ++at_;
-  }
-
   void Append(const uint64_t* from, uint64_t first, uint64_t count) {
     while (count != 0) {
       const uint64_t taken = std::min<uint64_t>(count, 64 - (first & 63));

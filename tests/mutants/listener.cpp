@@ -1,6 +1,8 @@
-// Part of every test program while mutants are made: writes a line for each case, with the mutations that it reached.
+// Part of every test program while mutants are made: writes a line for each case, with the mutations that it
+// reached.
 //
-// MUTANTS_CASES    the file to write: name, milliseconds, whether it passed, and "number:mark" for each, with tabs
+// MUTANTS_CASES    the file to write: name, milliseconds, whether it passed, and "number:mark" for each, with
+// tabs
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>

@@ -1,4 +1,5 @@
-// What mutated sources call: it tells whether a mutation is the one to run, and notes which ones were reached.
+// What mutated sources call: it tells whether a mutation is the one to run, and notes which ones were
+// reached.
 //
 // MUTANT             number of the mutation that is on; none without it
 // MUTANTS_REACHED    a file of one byte a mutation, in which those that were reached are marked
@@ -15,7 +16,8 @@
 
 namespace mutants {
 
-// One for each image. It holds no objects, so that it works before main, after it, and where memory has run out.
+// One for each image. It holds no objects, so that it works before main, after it, and where memory has run
+// out.
 struct State {
   volatile unsigned char* reached;
   unsigned long size;
@@ -35,7 +37,8 @@ inline void Start() {
   const int file = path == nullptr ? -1 : open(path, O_RDWR | O_CLOEXEC);
   struct stat status;
   if (file >= 0 && fstat(file, &status) == 0) {
-    void* map = mmap(nullptr, static_cast<size_t>(status.st_size), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+    void* map =
+        mmap(nullptr, static_cast<size_t>(status.st_size), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
     if (map != MAP_FAILED) {
       state.size = static_cast<unsigned long>(status.st_size);
       state.reached = static_cast<unsigned char*>(map);

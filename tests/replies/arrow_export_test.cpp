@@ -402,6 +402,37 @@ TEST(ArrowTexts, ThatAreNoUtf8HaveReplacements) {
   EXPECT_EQ(TextAt(exported.column(0), 4), "12345678" + u);
 }
 
+TEST(ArrowTexts, ThatShareACharacterAreNoUtf8) {
+  const std::string u = "\xEF\xBF\xBD";
+  Table table("s:s", 3, "");
+  table_set_str(table.get(), 0, 0, "a\xE4\xB8", 1);
+  table_set_str(table.get(), 1, 0, "\xAD", 1);
+  table_set_str(table.get(), 2, 0, "b", 1);
+  const Exported exported = Export(std::move(table));
+  EXPECT_EQ(TextAt(exported.column(0), 0), "a" + u);
+  EXPECT_EQ(TextAt(exported.column(0), 1), u);
+  EXPECT_EQ(TextAt(exported.column(0), 2), "b");
+}
+
+// Eight characters of three bytes are three words of eight bytes. Only in their own order are they
+// characters.
+TEST(ArrowTexts, OfEightCharactersHaveTheirWordsInOrder) {
+  const std::string words[3] = {"\xE4\xB8\xAD\xE4\xB8\xAD\xE4\xB8", "\xAD\xE4\xB8\xAD\xE4\xB8\xAD\xE4",
+                                "\xB8\xAD\xE4\xB8\xAD\xE4\xB8\xAD"};
+  for (const int first : {0, 1, 2}) {
+    for (const int second : {0, 1, 2}) {
+      for (const int third : {0, 1, 2}) {
+        const std::string text = words[first] + words[second] + words[third];
+        Table table("s:s", 1, "");
+        table_set_str(table.get(), 0, 0, text.c_str(), 1);
+        const Exported exported = Export(std::move(table));
+        const bool is_same = TextAt(exported.column(0), 0) == text;
+        EXPECT_EQ(is_same, first == 0 && second == 1 && third == 2) << first << second << third;
+      }
+    }
+  }
+}
+
 // ---- children ----
 
 TEST(ArrowChildren, AreAListOfStructs) {

@@ -164,6 +164,22 @@ TEST(Memory, ThousandsOfColumnsWithOneValueEachStaySmall) {
   EXPECT_LE(bytes, of_the_spec + size_t{4000} * 250);
 }
 
+// Of few columns each makes room for 256 rows at once; from the 33rd on for 16.
+TEST(Memory, TheFirstColumnsTakeMoreRowsAtOnce) {
+  const std::string spec = ManyColumns(40);
+  void* table = table_create(spec.c_str(), 5000, "");
+  for (int col = 0; col < 40; ++col) {
+    const int rows = col < 32 ? 256 : 16;
+    table_set_double(table, 0, col, 1);
+    const long before = allocations;
+    table_set_double(table, rows - 1, col, 1);
+    EXPECT_EQ(allocations, before) << col;
+    table_set_double(table, rows, col, 1);
+    EXPECT_GT(allocations, before) << col;
+  }
+  table_free(table);
+}
+
 TEST(Memory, AFullColumnTakesItsOwnWidth) {
   const struct {
     const char* spec;
