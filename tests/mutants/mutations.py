@@ -65,6 +65,7 @@ class Finder:
         self.folder = f"{root}/{folder}/"
         self.texts = {}
         self.macros = {}
+        self.scopes = {}
         self.found = []
         self.left_out = 0
         for cursor in unit.cursor.get_children():
@@ -87,6 +88,10 @@ class Finder:
                 self.texts[path] = file.read()
         # A header that C reads as well.
         return b"__cplusplus" not in self.texts[path]
+
+    def is_here(self, cursor):
+        place = cursor.extent.start.file
+        return place is not None and place.name in self.texts
 
     def text(self, cursor):
         extent = cursor.extent
@@ -240,7 +245,7 @@ class Finder:
 
     def walk(self, cursor):
         kind = cursor.kind
-        if kind in LEFT_OUT or cursor.extent.start.file is None:
+        if kind in LEFT_OUT or kind.is_attribute() or not self.is_here(cursor):
             return
         if kind == CursorKind.LAMBDA_EXPR:
             for child in cursor.get_children():
@@ -340,6 +345,9 @@ class Finder:
 
     def call(self, cursor):
         arguments = list(cursor.get_arguments())
+        # A default stands where it was declared.
+        if not all(self.is_here(argument) for argument in arguments):
+            return
         operator = re.match(r"operator(\W+)$", cursor.spelling or "")
         if operator and len(arguments) == 2 and self.between(*arguments) == operator[1]:
             self.operator(cursor, arguments)
@@ -347,8 +355,6 @@ class Finder:
         if operator:
             if operator[1] == "[]" and len(arguments) == 2 and value_type(arguments[1]) in INTEGERS:
                 self.add(arguments[1], "index", f"({self.text(arguments[1])}) + 1")
-            return
-        if any(argument.extent.start.file is None for argument in arguments):
             return
         written = self.text(cursor)
         start = cursor.extent.start.offset
@@ -367,6 +373,18 @@ class Finder:
         if cursor.referenced is not None and cursor.referenced.kind == CursorKind.FIELD_DECL:
             self.neighbour(cursor, cursor.referenced)
 
+    def members(self, scope):
+        """The names in a scope: all of them, and those of each kind and type in their order."""
+        if scope.hash not in self.scopes:
+            names, siblings = set(), {}
+            for each in scope.get_children():
+                names.add(each.spelling)
+                if each.kind in (CursorKind.FUNCTION_DECL, CursorKind.CXX_METHOD, CursorKind.FIELD_DECL):
+                    key = (each.kind, each.type.get_canonical().spelling, each.is_static_method())
+                    siblings.setdefault(key, []).append(each.spelling)
+            self.scopes[scope.hash] = (names, siblings)
+        return self.scopes[scope.hash]
+
     def neighbour(self, cursor, target):
         """Another function or field of the same type, the next one in its scope."""
         if target is None or target.kind not in (CursorKind.FUNCTION_DECL, CursorKind.CXX_METHOD, CursorKind.FIELD_DECL):
@@ -375,24 +393,20 @@ class Finder:
         scope = target.semantic_parent
         if place is None or scope is None or not place.name.startswith(self.root) or not target.spelling.isidentifier():
             return
-        siblings = list(scope.get_children())
-        names = {each.spelling for each in siblings}
+        names, siblings = self.members(scope)
         # Of a generated class only what belongs to a field.
-        is_message = "SerializeWithCachedSizes" in names or "_InternalSerialize" in names
-
-        def is_like(each):
-            if each.kind != target.kind or each.type.get_canonical().spelling != target.type.get_canonical().spelling:
-                return False
-            if is_message:
-                field = re.sub(r"^has_|_size$", "", each.spelling)
-                mine = re.sub(r"^has_|_size$", "", target.spelling)
-                return "clear_" + field in names and each.spelling.replace(field, "") == target.spelling.replace(mine, "")
-            return each.spelling.isidentifier() and each.is_static_method() == target.is_static_method()
+        is_message = "_InternalSerialize" in names
+        mine = re.sub(r"^has_|_size$", "", target.spelling)
+        wanted = (target.kind, target.type.get_canonical().spelling, target.is_static_method())
 
         alike = []
-        for each in siblings:
-            if is_like(each) and each.spelling not in alike:
-                alike.append(each.spelling)
+        for name in siblings.get(wanted, ()):
+            if is_message:
+                field = re.sub(r"^has_|_size$", "", name)
+                if "clear_" + field not in names or name.replace(field, "") != target.spelling.replace(mine, ""):
+                    continue
+            if name.isidentifier() and name not in alike:
+                alike.append(name)
         if target.spelling not in alike or len(alike) < 2:
             return
         at = alike.index(target.spelling)
