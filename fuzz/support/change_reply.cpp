@@ -237,7 +237,7 @@ void Changer::List(Message* message, const Descriptor* only, std::vector<Message
 Message* Changer::Some(Message* reply, const Descriptor* only) {
   std::vector<Message*> found;
   List(reply, only, &found);
-  return found.empty() ? nullptr : found[random_.Below(found.size())];
+  return found.empty() ? nullptr : found[random_.Index(found.size())];
 }
 
 // Puts a new value over one element, by way of a last one.
@@ -274,7 +274,7 @@ void Changer::ChangeField(Message* message) {
   std::vector<const FieldDescriptor*> present;
   reflection->ListFields(*message, &present);
   if (!present.empty() && random_.Below(3) != 0) {
-    field = present[random_.Below(present.size())];
+    field = present[random_.Index(present.size())];
   } else if (descriptor->field_count() != 0) {
     field = descriptor->field(random_.Int(descriptor->field_count()));
   }
@@ -505,7 +505,7 @@ bool Changer::Shrink(Message* reply) {
   std::vector<Message*> found;
   List(reply, nullptr, &found);
   for (size_t tries = found.size(); tries != 0; --tries) {
-    Message* message = found[random_.Below(found.size())];
+    Message* message = found[random_.Index(found.size())];
     const Reflection* reflection = message->GetReflection();
     std::vector<const FieldDescriptor*> fields;
     reflection->ListFields(*message, &fields);

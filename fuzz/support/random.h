@@ -21,16 +21,18 @@ class Random {
   }
   // From 0 to n - 1; n must not be 0.
   uint64_t Below(uint64_t n) { return Next() % n; }
+  // The same for places and sizes.
+  size_t Index(size_t n) { return static_cast<size_t>(Below(n)); }
   int Int(int n) { return static_cast<int>(Below(static_cast<uint64_t>(n))); }
   bool OneIn(uint64_t n) { return Below(n) == 0; }
 
   template <class T, size_t N>
   const T& Of(const T (&choices)[N]) {
-    return choices[Below(N)];
+    return choices[Index(N)];
   }
   template <class T>
   const T& Of(const std::vector<T>& choices) {
-    return choices[Below(choices.size())];
+    return choices[Index(choices.size())];
   }
 
  private:

@@ -61,7 +61,7 @@ void RunOn(const fuzz::Target& target, const std::string& input) {
 }
 
 std::string RandomBytes(fuzz::Random& random, size_t most) {
-  std::string bytes(random.Below(most + 1), '\0');
+  std::string bytes(random.Index(most + 1), '\0');
   for (char& c : bytes)
     c = static_cast<char>(random.Below(256));
   return bytes;
@@ -70,20 +70,20 @@ std::string RandomBytes(fuzz::Random& random, size_t most) {
 using Pool = std::vector<std::string>;
 
 const std::string& OneOf(const Pool& pool, fuzz::Random& random) {
-  return pool[random.Below(pool.size())];
+  return pool[random.Index(pool.size())];
 }
 
 std::string SomePart(const std::string& text, fuzz::Random& random) {
-  const size_t from = random.Below(text.size() + 1);
-  return text.substr(from, random.Below(64));
+  const size_t from = random.Index(text.size() + 1);
+  return text.substr(from, random.Index(64));
 }
 
 // Bytes changed as bytes, a few times.
 std::string Changed(std::string text, const Pool& pool, fuzz::Random& random) {
   for (uint64_t n = 1 + random.Below(6); n != 0; --n) {
-    const size_t at = random.Below(text.size() + 1);
+    const size_t at = random.Index(text.size() + 1);
     switch (random.Below(6)) {
-      case 0: text.erase(at, random.Below(32)); break;
+      case 0: text.erase(at, random.Index(32)); break;
       case 1: text.insert(at, RandomBytes(random, 8)); break;
       case 2: text.insert(at, SomePart(text, random)); break;
       case 3: text.insert(at, SomePart(OneOf(pool, random), random)); break;

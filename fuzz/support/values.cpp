@@ -128,7 +128,7 @@ std::string SomeText(Random& random) {
                                            "\xED\xA0\x80",     "\xC0\x80", "\xF4\x90\x80\x80"};
   // Rare, since one of them keeps the whole reply from having a JSON form.
   if (random.OneIn(48)) return random.Of(kIllFormed);
-  if (random.OneIn(24)) return std::string(random.Below(600), 'x') + "中";
+  if (random.OneIn(24)) return std::string(random.Index(600), 'x') + "中";
   std::string text = random.Of(kTexts);
   while (random.OneIn(4))
     text += random.Of(kTexts);
@@ -163,7 +163,7 @@ std::string SomeColumnName(Random& random) {
       "Obj:t;",  "x:t;y:b;z:s", "名称",        "Data:",         "c:1c;C:",
       "h:H;I:I", "P:P;V:V;T:T", "9999999999q", "n:2147483647c", std::string("a\0b", 3),
       "\xFF"};
-  if (random.OneIn(40)) return std::string(random.Below(300), random.OneIn(2) ? ';' : 'n');
+  if (random.OneIn(40)) return std::string(random.Index(300), random.OneIn(2) ? ';' : 'n');
   if (random.OneIn(3)) return random.Of(kOdd);
   return random.Of(kTyped);
 }

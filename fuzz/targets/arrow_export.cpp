@@ -46,7 +46,7 @@ void ReleaseInAnyOrder(ArrowArray array, fuzz::Random* random) {
   MoveParts(&array, random, &parts);
   parts.push_back(array);
   while (!parts.empty()) {
-    std::swap(parts[random->Below(parts.size())], parts.back());
+    std::swap(parts[random->Index(parts.size())], parts.back());
     ReleaseIfThere(&parts.back());
     parts.pop_back();
   }

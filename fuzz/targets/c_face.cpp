@@ -103,8 +103,8 @@ void CheckReader(const std::string& bytes, int32_t form) {
     if (next != TESPARSER_NEXT_REPLY) continue;
     FUZZ_CHECK(reply.number > number && reply.offset <= bytes.size());
     number = reply.number;
-    CheckJson(std::string(static_cast<const char*>(reply.bytes), reply.length),
-              ReasonOf(std::string(static_cast<const char*>(reply.bytes), reply.length)));
+    const std::string one(static_cast<const char*>(reply.bytes), static_cast<size_t>(reply.length));
+    CheckJson(one, ReasonOf(one));
   }
   tesparser_reader_free(reader);
 }
@@ -152,7 +152,7 @@ void CheckStream(const std::string& bytes, fuzz::Random& random) {
   options.on_misfit = random.Int(2);
   options.batch_rows = 1 + random.Int(1000);
   options.unpack_fields = kFields;
-  options.unpack_field_count = random.Below(3);
+  options.unpack_field_count = random.Index(3);
   options.misfit = random.OneIn(2) ? CountMisfit : nullptr;
   options.context = &misfits;
   options.counts = &counts;

@@ -9,8 +9,6 @@
 
 namespace {
 
-__extension__ using Wide = unsigned __int128;
-
 constexpr int kDigits = 53;
 
 // mantissa * 2^exponent with at most 53 digits, rounded half to even.
@@ -20,7 +18,7 @@ struct Binary {
 };
 
 // whole * 2^exponent; `rest` tells whether something was cut below its last digit.
-Binary Round(Wide whole, bool rest, int exponent) {
+Binary Round(uint64_t whole, bool rest, int exponent) {
   bool half = false;
   while (whole >> kDigits != 0) {
     rest = rest || half;
@@ -33,7 +31,7 @@ Binary Round(Wide whole, bool rest, int exponent) {
     whole >>= 1;
     ++exponent;
   }
-  return {static_cast<uint64_t>(whole), exponent};
+  return {whole, exponent};
 }
 
 Binary Divide(Binary number, uint64_t divisor) {
@@ -42,10 +40,17 @@ Binary Divide(Binary number, uint64_t divisor) {
     number.mantissa <<= 1;
     --number.exponent;
   }
-  // Enough digits for the quotient to have all of its own and more.
-  constexpr int kShift = 70;
-  const Wide numerator = Wide{number.mantissa} << kShift;
-  return Round(numerator / divisor, numerator % divisor != 0, number.exponent - kShift);
+  // Digit by digit, until the quotient has all of its own, the half and one more.
+  uint64_t quotient = number.mantissa / divisor;
+  uint64_t rest = number.mantissa % divisor;
+  while (quotient >> (kDigits + 1) == 0) {
+    rest *= 2;
+    const bool digit = rest >= divisor;
+    if (digit) rest -= divisor;
+    quotient = quotient << 1 | uint64_t{digit};
+    --number.exponent;
+  }
+  return Round(quotient, rest != 0, number.exponent);
 }
 
 double Assemble(Binary number, bool negative) {
@@ -73,12 +78,10 @@ int AddHalfAndCut(Binary number, bool negative) {
   for (uint64_t m = number.mantissa; m != 0; m >>= 1)
     ++top;
   if (top > 34) return kSmallest;
-  // A common exponent for both; the least that 1 / 10^9 needs is -82.
-  constexpr int kCommon = -85;
-  Wide magnitude = Wide{number.mantissa};
-  for (int e = number.exponent; e > kCommon; --e)
-    magnitude <<= 1;
-  const Wide half = Wide{1} << (-kCommon - 1);
+  // The mantissa has 53 digits, so this is next to nothing, and the half is cut.
+  if (number.exponent < -62) return 0;
+  uint64_t magnitude = number.mantissa;
+  const uint64_t half = uint64_t{1} << (-number.exponent - 1);
   bool minus = negative;
   if (!negative) {
     magnitude += half;
@@ -88,9 +91,8 @@ int AddHalfAndCut(Binary number, bool negative) {
     magnitude = half - magnitude;
     minus = false;
   }
-  const Binary sum = Round(magnitude, false, kCommon);
-  if (sum.exponent <= -64) return 0;
-  const uint64_t whole = sum.exponent >= 0 ? sum.mantissa << sum.exponent : sum.mantissa >> -sum.exponent;
+  const Binary sum = Round(magnitude, false, number.exponent);
+  const uint64_t whole = sum.mantissa >> -sum.exponent;
   if (minus) return whole > 2147483648U ? kSmallest : static_cast<int>(-static_cast<int64_t>(whole));
   return whole > 2147483647U ? kSmallest : static_cast<int>(whole);
 }

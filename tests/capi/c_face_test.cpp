@@ -392,7 +392,7 @@ void ExpectReply(tesparser_reader* reader, const std::string& bytes, uint64_t nu
   tesparser_error error = Untouched();
   ASSERT_EQ(tesparser_next(reader, &reply, &error), TESPARSER_NEXT_REPLY) << error.message;
   ExpectOk(error);
-  EXPECT_EQ(std::string(static_cast<const char*>(reply.bytes), reply.length), bytes);
+  EXPECT_EQ(std::string(static_cast<const char*>(reply.bytes), static_cast<size_t>(reply.length)), bytes);
   EXPECT_EQ(reply.number, number);
   EXPECT_EQ(reply.offset, offset);
   EXPECT_EQ(reply.id, id);

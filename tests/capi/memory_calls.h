@@ -66,7 +66,7 @@ inline void ReadAll(const std::string& bytes, int32_t form, Outcome* outcome) {
   tesparser_reply reply;
   int32_t next = TESPARSER_NEXT_FAILED;
   while (reader != nullptr && (next = tesparser_next(reader, &reply, &error)) == TESPARSER_NEXT_REPLY)
-    outcome->size += reply.length;
+    outcome->size += static_cast<size_t>(reply.length);
   tesparser_reader_free(reader);
   outcome->given = next == TESPARSER_NEXT_END;
   outcome->reason = error.reason;

@@ -82,8 +82,8 @@ std::vector<Sample> Samples() {
 std::string Damaged(const std::string& reply, uint64_t n) {
   if (reply.empty()) return reply;
   const size_t size = reply.size();
-  const size_t from = Mix(n) % size;
-  const size_t piece = 1 + Mix(n + 1) % std::min<size_t>(size - from, 16);
+  const auto from = static_cast<size_t>(Mix(n) % size);
+  const auto piece = static_cast<size_t>(1 + Mix(n + 1) % std::min<size_t>(size - from, 16));
   std::string damaged = reply;
   switch (n % 5) {
     case 0: damaged.resize(from); break;

@@ -279,7 +279,7 @@ class BatchReader {
     Require(static_cast<size_t>(offsets.back()) == values.size(), "values of no list");
     std::vector<std::string> cells;
     for (size_t i = 0; i + 1 < offsets.size(); ++i) {
-      const std::vector<std::string> list(values.begin() + offsets[i], values.begin() + offsets[i + 1]);
+      const std::vector<std::string> list(values.data() + offsets[i], values.data() + offsets[i + 1]);
       cells.push_back(fmt::format("[{}]", fmt::join(list, ", ")));
     }
     return cells;
@@ -629,7 +629,7 @@ TEST(IpcSlices, HoldWhatTheWholeHoldsThere) {
     EXPECT_EQ(CellsOf(column), fmt::format("[{}]", fmt::join(single, ", ")));
     for (int64_t first = 0; first <= 20; ++first) {
       for (int64_t last = first; last <= 20; ++last) {
-        const std::vector<std::string> part(single.begin() + first, single.begin() + last);
+        const std::vector<std::string> part(single.data() + first, single.data() + last);
         ASSERT_EQ(CellsOf(Sliced(column, first, last - first)), fmt::format("[{}]", fmt::join(part, ", ")))
             << column.name << " from " << first << " to " << last;
       }

@@ -193,7 +193,8 @@ TEST(Memory, AFullColumnTakesItsOwnWidth) {
         table_set_short(table, row, 0, 1);
       return table;
     });
-    EXPECT_LE(bytes, rows * c.width + rows / 8 + 2000) << c.spec;
+    // malloc may give a large block in whole pages.
+    EXPECT_LE(bytes, rows * c.width + rows / 8 + 2000 + 4096) << c.spec;
     EXPECT_GE(bytes, rows * c.width) << c.spec;
   }
 }
