@@ -1,5 +1,10 @@
 # What all targets share: flags, sanitizers, ccache.
 
+if(CMAKE_CXX_BYTE_ORDER STREQUAL "BIG_ENDIAN")
+  message(FATAL_ERROR "tesparser needs a little-endian machine: it keeps bits in 64-bit words, and hands them out as "
+                      "Arrow arrays, which count them from the lowest of the first byte on")
+endif()
+
 find_program(TESPARSER_CCACHE ccache)
 if(TESPARSER_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   # The base directory makes paths relative, so that two checkouts share what they have compiled; the sloppiness
@@ -17,6 +22,15 @@ endif()
 
 # Contracted or reordered floating point would change results in the last bit.
 add_compile_options(-ffp-contract=off)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4 AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(i[3-6]86|x86|x86_64|AMD64)$")
+  # The old floating-point unit of 32-bit x86 computes in more digits than a double has and rounds twice. A host may be
+  # built otherwise: what crosses to it is a double in either unit.
+  add_compile_options(-msse2 -mfpmath=sse)
+endif()
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  # Files of more than 2 GB, and times after 2038.
+  add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)
+endif()
 
 if(TESPARSER_COVERAGE)
   add_link_options(-fprofile-instr-generate)

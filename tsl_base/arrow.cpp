@@ -14,6 +14,7 @@
 #include <atomic>
 #include <memory>
 #include <new>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -230,6 +231,13 @@ using Block = std::unique_ptr<void, FreeBlock>;
 constexpr uint64_t kAlwaysAllowed = uint64_t{16} << 20;
 constexpr uint64_t kAllowedFactor = 8;
 
+// A size as memory has it. Where addresses have 32 bits, more may be asked for than there can be.
+size_t InMemory(uint64_t size) {
+  const auto fits = static_cast<size_t>(size);
+  if (fits != size) throw std::bad_alloc();
+  return fits;
+}
+
 class Store {
  public:
   Store() = default;
@@ -262,7 +270,7 @@ class Store {
     if (zeros_ != nullptr && size <= zeros_size_) return zeros_;
     const uint64_t wanted = std::max({size, std::min(2 * zeros_size_, kAlwaysAllowed / 4), uint64_t{64}});
     Spend(wanted);
-    zeros_ = Keep(Block(calloc(static_cast<size_t>(wanted), 1)));
+    zeros_ = Keep(Block(calloc(InMemory(wanted), 1)));
     zeros_size_ = wanted;
     return zeros_;
   }
@@ -296,7 +304,7 @@ class Store {
     blocks_.push_back(std::move(block));
     return blocks_.back().get();
   }
-  void* Keep(uint64_t size) { return Keep(Block(malloc(std::max<size_t>(static_cast<size_t>(size), 1)))); }
+  void* Keep(uint64_t size) { return Keep(Block(malloc(std::max<size_t>(InMemory(size), 1)))); }
 
   std::atomic<uint64_t> users_{1};
   Tables tables_;
@@ -425,7 +433,7 @@ class Bits {
  public:
   Bits(Store* store, uint64_t count)
       : words_(static_cast<uint64_t*>(store->Buffer((count / 64 + 2) * sizeof(uint64_t)))), set_(0), at_(0) {
-    memset(words_, 0, (count / 64 + 2) * sizeof(uint64_t));
+    memset(words_, 0, static_cast<size_t>(count / 64 + 2) * sizeof(uint64_t));
   }
 
   void Append(const uint64_t* from, uint64_t first, uint64_t count) {
@@ -716,7 +724,7 @@ void CopyArrays(Store* store, const Source& source, const Field& field, ArrowArr
   bits.Skip(source.rows);
   uint64_t next = 0;  // row behind the last one that was written
   VisitColumn(source, [&](uint64_t row, const unsigned char* cell, const Column& column) {
-    memset(to + next * width, 0, (row - next) * width);
+    memset(to + next * width, 0, static_cast<size_t>(row - next) * width);
     next = row + 1;
     const auto* elements = Load<const unsigned char*>(cell);
     if (IsDecimal(column)) {
@@ -726,7 +734,7 @@ void CopyArrays(Store* store, const Source& source, const Field& field, ArrowArr
     }
     bits.Set(row);
   });
-  memset(to + next * width, 0, (source.rows - next) * width);
+  memset(to + next * width, 0, static_cast<size_t>(source.rows - next) * width);
   SetValidity(bits, out);
 }
 
@@ -796,7 +804,7 @@ uint64_t MeasureItems(Store* store, const Source& source, int code, ArrowArray* 
 
 // Whether all of the texts are UTF-8: together, and no text begins within a character.
 bool AreUtf8(const char* bytes, uint64_t size, const int32_t* offsets, uint64_t rows) {
-  if (!IsUtf8(bytes, size)) return false;
+  if (!IsUtf8(bytes, static_cast<size_t>(size))) return false;
   for (uint64_t row = 0; row < rows; ++row) {
     const auto at = static_cast<uint64_t>(offsets[row]);
     if (at != size && IsTrail(static_cast<unsigned char>(bytes[at]))) return false;
@@ -1018,6 +1026,9 @@ int Result(Export run) {
   } catch (const Failure& failure) {
     return failure.code;
   } catch (const std::bad_alloc&) {
+    return ENOMEM;
+  } catch (const std::length_error&) {
+    // More than a vector may hold, which is what addresses of 32 bits reach before memory is used up.
     return ENOMEM;
   }
 }

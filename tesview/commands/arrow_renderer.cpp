@@ -114,7 +114,7 @@ void ArrowRenderer::Plan::Write(replies::TableBatch* batch, Waiting* waiting) co
     replies::RowOrigin misfit;
     std::string why;
     if (!batch->Take(array.get(), &misfit, &why)) {
-      waiting->At(misfit.tag)->error = why;
+      waiting->At(static_cast<size_t>(misfit.tag))->error = why;
       continue;
     }
     Shown* shown = waiting->Last();
