@@ -15,7 +15,7 @@ _tesview() {
       options="--rows --to --from --id --sample --skip --limit --jobs --strict --progress --help"
       case $before in
         --to) values="table json" ;;
-        --from) values="auto raw delimited hex base64 lines text" ;;
+        --from) values="auto raw delimited fixed32be fixed32le hex base64 lines text" ;;
         --id) values=$(tesview ids 2>/dev/null | awk 'NR > 1 { print $2 }') ;;
         --progress) values="auto always never" ;;
         --sample|--skip|--limit|-j|--jobs) return ;;
@@ -47,13 +47,13 @@ _tesview() {
     pack)
       options="--output --to --partial --help"
       case $before in
-        --to) values="raw delimited hex base64" ;;
+        --to) values="raw delimited fixed32be fixed32le hex base64" ;;
       esac
       ;;
     *)
-      options="--help --version --from --id --sample --skip --limit --to --table --json --pretty --nested --output --force --open --color --style --header --time --width --split-by --bom --csv-safe --redact --no-redact --where --type --decode --unpack --path --columns --head --tail --jobs --strict --progress"
+      options="--help --version --from --no-resync --id --sample --skip --limit --to --table --json --pretty --nested --output --force --open --color --style --header --time --width --split-by --bom --csv-safe --redact --no-redact --where --type --decode --unpack --path --columns --head --tail --jobs --strict --progress"
       case $before in
-        --from) values="auto raw delimited hex base64 lines text" ;;
+        --from) values="auto raw delimited fixed32be fixed32le hex base64 lines text" ;;
         --id) values=$(tesview ids 2>/dev/null | awk 'NR > 1 { print $2 }') ;;
         --to) values="table json pretty ndjson csv tsv arrow summary text html bin" ;;
         --color) values="auto always never" ;;
