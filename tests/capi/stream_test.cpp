@@ -294,7 +294,7 @@ void ExpectRefused(const tesparser_stream_options& options, const std::string& m
 
 TEST(CStream, RefusesOptionsThatAreNone) {
   Options options(21);
-  options.form = 7;
+  options.form = 9;
   ExpectRefused(options, "`form` is no enum tesparser_form");
   for (const int32_t on_misfit : {-1, 2}) {
     options = Options(21);

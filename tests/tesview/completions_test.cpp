@@ -73,7 +73,7 @@ TEST_P(Completion, OffersWhatMayStandThere) {
       {"tesview --columns ZuiXin", {"ZuiXinJia", "ZuiXinJiaDengYuZhangTingJiaShu"}},
       {"tesview columns --to mark", {"markdown"}},
       {"tesview pack ", {"a.bin"}},
-      {"tesview pack --to ", {"base64", "delimited", "hex", "raw"}},
+      {"tesview pack --to ", {"base64", "delimited", "fixed32be", "fixed32le", "hex", "raw"}},
       {"tesview pack --pa", {"--partial"}},
       {"tesview pack --output ", {"a.bin"}},
       {"tesview schema QuoteKlineS", {"QuoteKlineSingle"}},

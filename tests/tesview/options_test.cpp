@@ -28,7 +28,8 @@ TEST(WrongUsage, IsOneLineThatHelps) {
       {{"--to", "jsn"},
        "unknown word \"jsn\" for --to; known: table, json, pretty, ndjson, csv, tsv, arrow, summary, text, html, bin"},
       {{"--from=xml"},
-       "unknown word \"xml\" for --from; known: auto, raw, delimited, hex, base64, lines, text"},
+       "unknown word \"xml\" for --from; known: auto, raw, delimited, fixed32be, fixed32le, hex, base64, lines, "
+       "text"},
       {{"--type", "DaDn"}, "unknown type \"DaDn\" for --type; did you mean \"DaDan\"?"},
       {{"--head", "-1"}, "\"-1\" for --head is no number from 0 to 2147483647"},
       {{"--jobs", "many"}, "\"many\" for --jobs is no number from 0 to 256"},
