@@ -67,6 +67,8 @@ std::vector<std::string> ReadStream(const std::string& bytes, Form form, size_t 
   return all;
 }
 
+constexpr size_t kLongestLength = 4;
+
 // Whatever stands between them, the replies in front are given, and the last one is, which no other can hide.
 void CheckStray(const std::string& stray, Form form) {
   std::string stream;
@@ -77,8 +79,10 @@ void CheckStray(const std::string& stray, Form form) {
     stream += InFrame(Letters(letter), form);
   const auto all = ReadStream(stream, form, stream.size());
   FUZZ_CHECK(all.size() >= 3 && all[0] == Letters('a') && all.back() == Letters('e'));
-  // The length of the second one may reach nowhere, so it is as whole as the first.
-  FUZZ_CHECK(std::find(all.begin(), all.end(), Letters('b')) != all.end());
+  // The second one is as whole as the first. Only an Id right behind it may make a reply with its last bytes
+  // for a length, and nobody can tell which of the two it is.
+  const bool hides_second = stray.substr(0, kLongestLength).find('\x08') != std::string::npos;
+  FUZZ_CHECK(hides_second || std::find(all.begin(), all.end(), Letters('b')) != all.end());
   FUZZ_CHECK(all == ReadStream(stream, form, 7));
 }
 

@@ -98,9 +98,10 @@ TEST(Stat, DamageIsToldAndCounted) {
 }
 
 TEST(Stat, RepliesWithoutAnIdHaveALine) {
-  const Result result = ViewBytes(FourReplies() + Framed("\x12\x01\x41") + Framed(""), {"stat"});
-  EXPECT_EQ(LinesOf(result.out)[3], "    (no Id)                2      3   17.6%");
-  EXPECT_NE(ViewBytes(FourReplies() + Framed(""), {"stat", "--to", "json"})
+  const Result result = ViewBytes(
+      FourReplies() + Framed("\x12\x01\x41") + FourReplies() + Framed("") + FourReplies(), {"stat"});
+  EXPECT_EQ(LinesOf(result.out)[3], "    (no Id)                2      3    6.7%");
+  EXPECT_NE(ViewBytes(FourReplies() + Framed("") + FourReplies(), {"stat", "--to", "json"})
                 .out.find("{\"id\": null, \"payload\": \"(no Id)\", \"replies\": 1, \"bytes\": 0"),
             std::string::npos);
 }
