@@ -183,7 +183,7 @@ namespace {
 
 constexpr int64_t kSecond = 1000;
 constexpr int64_t kMinute = 60 * kSecond;
-constexpr int64_t kDay = 24 * 60 * kMinute;
+constexpr int64_t kDay = int64_t{24} * 60 * kMinute;
 
 // Takes figures of a fixed number off the front.
 bool TakeFigures(std::string_view* text, size_t count, int64_t* value) {
