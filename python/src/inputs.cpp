@@ -71,7 +71,8 @@ class ObjectSource : public replies::ByteSource {
 
 }  // namespace
 
-Inputs::Inputs(const py::list& sources, const std::string& form) : form_(FormOf(form)) {
+Inputs::Inputs(const py::list& sources, const std::string& form)
+    : form_(form == "runs" ? Form::kDelimited : FormOf(form)), resync_(form != "runs") {
   for (const py::handle& each : sources) {
     const auto pair = py::cast<std::pair<std::string, py::object>>(each);
     sources_.push_back({pair.first, pair.second, {}});
@@ -114,6 +115,7 @@ bool Inputs::Open() {
       unpacked_.get(), form_, [](const std::string& text, std::string* bytes, std::string* error) {
         return replies::TextToBytes(text, false, bytes, error);
       });
+  if (!resync_) reader_->StopAtDamage();
   return true;
 }
 

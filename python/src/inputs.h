@@ -22,7 +22,8 @@ namespace tesparser_python {
 class Inputs {
  public:
   // Each is a pair of a name and an object: None, where the name is a path; one with the buffer protocol, or
-  // with read().
+  // with read(). `form` as the viewer's --from has it, or "runs": replies with their lengths that were found to
+  // be whole before, so that nothing is searched for in them.
   Inputs(const pybind11::list& sources, const std::string& form);
   ~Inputs();
   Inputs(const Inputs&) = delete;
@@ -60,6 +61,7 @@ class Inputs {
 
   std::vector<Source> sources_;
   replies::Form form_;
+  bool resync_;
   size_t next_ = 0;
   std::unique_ptr<replies::ByteSource> source_;
   std::unique_ptr<replies::UnpackedSource> unpacked_;

@@ -362,7 +362,7 @@ class _ReadPart:
 
 
 def _reader(data: bytes, asked: Dict[str, Any], stops: bool) -> Reader:
-    return _read_here(data, form="delimited", errors="raise" if stops else "skip", **asked)
+    return _read_here(data, form="runs", errors="raise" if stops else "skip", **asked)
 
 
 def _own_names(wanted: Sequence[str], all_names: Sequence[str]) -> List[str]:
@@ -378,7 +378,7 @@ def _first_reply(place: _Place, block: Block, id: int) -> bytes:
     data = _fetch(_Part(place, block))
     for begin, end, _ in block.runs:
         run = data[begin - block.begin : end - block.begin]
-        found = _core.scan([(b"(bytes)", run)], "delimited")
+        found = _core.scan([(b"(bytes)", run)], "runs")
         at = np.flatnonzero(found[2] == id)
         if len(at):
             where = int(at[0])

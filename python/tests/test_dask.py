@@ -196,10 +196,12 @@ def test_only_the_columns_that_are_used_are_decoded(make_capture, monkeypatch):
 def test_a_reply_that_has_replies_in_it(rankings_of):
     # What looks like replies in the middle of one begins none, although a block begins there.
     inside = wire.delimited([rankings_of(2, 100 * i) for i in range(50)])
-    swallowed = bytes([8, 28]) + wire.delimited([inside]).join([b"\x82\x7d", b""])
+    # A ranking of an instrument, and a field 2000 in it, which the schema has not.
+    ranking = b"\x0a\x01A\x82\x7d" + wire.delimited([inside])
+    swallowed = bytes([8, 28]) + b"\xe2\x01" + wire.delimited([ranking])
     data = wire.delimited([rankings_of(1, 1), swallowed, rankings_of(1, 2), rankings_of(1, 3)])
     expected = here(data, id=28)
-    assert expected["Value"].tolist() == [1, 2, 3]
+    assert expected["Value"].isna().tolist() == [False, True, False, False]
     for blocksize in (16, 100, 1000, 10**6):
         same(read_bytes(data, id=28, blocksize=blocksize), expected)
 
