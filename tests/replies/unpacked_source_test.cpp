@@ -79,7 +79,7 @@ TEST(Unpacked, GivesTheBytesInWhateverPiecesTheyCome) {
 TEST(Unpacked, JoinedStreamsAreOne) {
   for (const Packing packing : kPackings) {
     const std::string joined = Packed(packing, "one ") + Packed(packing, "") + Packed(packing, "two");
-    for (const size_t piece : {1, 1000}) {
+    for (const size_t piece : {size_t{1}, size_t{1000}}) {
       EXPECT_EQ(Unpack(joined, piece).bytes, "one two") << NameOf(packing);
       EXPECT_EQ(Unpack(joined + std::string(100, '\0'), piece).error, "") << NameOf(packing);
     }
@@ -90,7 +90,7 @@ TEST(Unpacked, OtherBytesPassThrough) {
   for (const std::string& bytes :
        {std::string(), std::string("BZ"), std::string("BZh91AY&SX, a line of a log"), std::string("\x1F\x8B"),
         kReplyBytes, std::string("\x28\xB5\x2F"), LongText()}) {
-    for (const size_t piece : {1, 1000}) {
+    for (const size_t piece : {size_t{1}, size_t{1000}}) {
       const Unpacked all = Unpack(bytes, piece, 3);
       EXPECT_TRUE(all.bytes == bytes) << bytes.substr(0, 30);
       EXPECT_EQ(all.error, "");
