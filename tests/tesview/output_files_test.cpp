@@ -112,7 +112,9 @@ TEST_F(OutputFiles, AFullDiskLeavesNothing) {
   const Result result =
       program::Run({"sh", "-c", "trap '' XFSZ; ulimit -f 4; \"$0\" -o \"$1\"", viewer::Program(), path}, how);
   EXPECT_EQ(result.code, 3);
-  EXPECT_EQ(result.err, "tesview: cannot write the output: File too large\n");
+  // What counts the coverage cannot write either, and says so.
+  EXPECT_NE(result.err.find("tesview: cannot write the output: File too large\n"), std::string::npos)
+      << result.err;
   EXPECT_TRUE(fs::is_empty(directory_));
 }
 
