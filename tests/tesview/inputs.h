@@ -77,6 +77,18 @@ inline std::string Prices() {
               " iValues: " + P(5, 1) + " }");
 }
 
+// A wire table of a few bytes for each row and each column: so many rows, by the values of the first column,
+// and as many columns.
+inline std::string SquareTable(int size) {
+  std::string table = "Info { Name: 'A' Type: 105 } Data { Index: 0";
+  for (int i = 0; i < size; ++i)
+    table += " iValues: 0";
+  table += " }";
+  for (int i = 1; i < size; ++i)
+    table += " Info { Type: 105 } Data { Index: " + std::to_string(i) + " }";
+  return Wire(table);
+}
+
 // A line of shell with the program in $0; the input is `bytes`.
 inline program::Result Shell(const std::string& line, const std::string& bytes = std::string()) {
   program::How how;

@@ -20,13 +20,7 @@ using viewer::Wire;
 
 TEST(Hostile, MoreCellsThanAnybodyReadsAreRefused) {
   // 4,000 rows by the first column's values, and 4,000 columns: 16 million cells from some 40 KB.
-  std::string table = "Info { Name: 'A' Type: 105 } Data { Index: 0";
-  for (int i = 0; i < 4000; ++i)
-    table += " iValues: 0";
-  table += " }";
-  for (int i = 1; i < 4000; ++i)
-    table += " Info { Type: 105 } Data { Index: " + std::to_string(i) + " }";
-  const std::string reply = Wire(table);
+  const std::string reply = viewer::SquareTable(4000);
   for (const std::string to : {"table", "ndjson", "csv"}) {
     const Result result = ViewBytes(reply, {"--to", to});
     EXPECT_EQ(

@@ -103,13 +103,7 @@ TEST_F(Files, AnInterruptIsNotLostInAFullPipe) {
 
 TEST_F(Files, AnInterruptEndsALongReply) {
   // 9 million cells take many seconds.
-  std::string table = "Info { Name: 'A' Type: 105 } Data { Index: 0";
-  for (int i = 0; i < 3000; ++i)
-    table += " iValues: 0";
-  table += " }";
-  for (int i = 1; i < 3000; ++i)
-    table += " Info { Type: 105 } Data { Index: " + std::to_string(i) + " }";
-  const std::string path = Write("a.bin", viewer::Wire(table));
+  const std::string path = Write("a.bin", viewer::SquareTable(3000));
   for (const std::string jobs : {"1", "2"}) {
     Running viewer({"--to", "csv", "-j", jobs, path});
     Sleep(500);
