@@ -22,8 +22,8 @@ namespace tesparser_python {
 class Inputs {
  public:
   // Each is a pair of a name and an object: None, where the name is a path; one with the buffer protocol, or
-  // with read(). `form` as the viewer's --from has it, or "runs": replies with their lengths that were found to
-  // be whole before, so that nothing is searched for in them.
+  // with read(). `form` as the viewer's --from has it, or "runs": replies with their lengths that were found
+  // to be whole before, so that nothing is searched for in them.
   Inputs(const pybind11::list& sources, const std::string& form);
   ~Inputs();
   Inputs(const Inputs&) = delete;
