@@ -7,11 +7,13 @@
 #include <string>
 #include <string_view>
 
+#include "replies/packing.h"
+
 struct archive;
 
 namespace tesview {
 
-enum class Packing { kNone, kGzip, kBzip2, kXz, kZstd, kLz4 };
+using replies::Packing;
 
 // Of "quotes.csv.gz" kGzip.
 Packing PackingOf(std::string_view path);
