@@ -8,6 +8,11 @@
 #include "replies/wire.h"
 
 namespace replies {
+namespace {
+
+constexpr uint64_t kNoLimit = std::numeric_limits<uint64_t>::max();
+
+}  // namespace
 
 uint64_t DelimitedReader::Most() const {
   return std::min<uint64_t>(kMaxReplyBytes, window_->MostAtOnce());
@@ -119,9 +124,10 @@ DelimitedReader::Verdict DelimitedReader::JudgeContent(size_t prefix, size_t siz
   return Verdict::kDamaged;
 }
 
-// Drops what is in front of the next frame from `from` on; all of the source where there is none.
-bool DelimitedReader::SkipToFrame(size_t from) {
-  while (true) {
+// Drops what is in front of the next frame from `from` on; all of the source where there is none, or all as
+// far as the offset `until`.
+bool DelimitedReader::SkipToFrame(size_t from, uint64_t until) {
+  while (window_->position() + from < until) {
     const Search search =
         FindFrame(window_->bytes(), from, kAnywhere, window_->ended(), options_.prefix, Most(), MoreEffort());
     window_->Drop(search.at);
@@ -130,6 +136,7 @@ bool DelimitedReader::SkipToFrame(size_t from) {
     from = 0;
     window_->ReadMore();
   }
+  return false;
 }
 
 Next DelimitedReader::Skip(Verdict verdict, Trouble* trouble, uint64_t* lost) {
@@ -139,7 +146,7 @@ Next DelimitedReader::Skip(Verdict verdict, Trouble* trouble, uint64_t* lost) {
   }
   const uint64_t begin = window_->position();
   if (trouble->next != 0) window_->Drop(trouble->next);
-  done_ = trouble->next == 0 && !SkipToFrame(1);
+  done_ = trouble->next == 0 && !SkipToFrame(1, kNoLimit);
   *lost = window_->position() - begin;
   if (!done_) {
     trouble->what += fmt::format("; {} bytes skipped, up to offset {}", *lost, window_->position());
@@ -152,11 +159,34 @@ Next DelimitedReader::Skip(Verdict verdict, Trouble* trouble, uint64_t* lost) {
 // A part begins where a reply does, or where one is looked for.
 void DelimitedReader::FindFirst() {
   begun_ = true;
-  if (options_.part.search && window_->Fill(1)) done_ = !SkipToFrame(0);
+  number_ = options_.part.before;
+  if (options_.part.search && window_->Fill(1)) done_ = !SkipToFrame(0, options_.part.end);
 }
 
-// The next reply, which is in the window then, and how far it reaches there.
-Next DelimitedReader::Find(ReplyView* found, size_t* whole, Trouble* trouble, uint64_t* lost) {
+// What the judgement below comes to where a plain frame has another one behind it, which nearly all have.
+bool DelimitedReader::FindPlain(ReplyView* found) {
+  const uint64_t position = window_->position();
+  const std::string_view bytes = window_->bytes();
+  if (!begun_ || done_ || position >= options_.part.end || bytes.size() < kPlainRoom) return false;
+  if (most_ == 0) most_ = Most();
+  PlainFrame frame = plain_;
+  if (plain_at_ != position && !BeginsPlainFrame(bytes.data(), options_.prefix, most_, &frame)) return false;
+  const uint32_t end = frame.end;
+  if (bytes.size() < end + kPlainRoom ||
+      !GoOverPlainFields(reinterpret_cast<const unsigned char*>(bytes.data()), end, &frame) ||
+      !BeginsPlainFrame(bytes.data() + end, options_.prefix, most_, &plain_)) {
+    plain_at_ = kNoLimit;
+    return false;
+  }
+  plain_at_ = position + end;
+  found->number = ++number_;
+  found->offset = position;
+  found->bytes = std::string_view(bytes.data() + frame.content, end - frame.content);
+  return true;
+}
+
+// The next reply, which is in the window then.
+Next DelimitedReader::FindJudged(ReplyView* found, Trouble* trouble, uint64_t* lost) {
   if (!begun_) FindFirst();
   if (done_ || window_->position() >= options_.part.end || !window_->Fill(1)) return Next::kEnd;
   found->number = ++number_;
@@ -166,8 +196,7 @@ Next DelimitedReader::Find(ReplyView* found, size_t* whole, Trouble* trouble, ui
   Verdict verdict = JudgeLength(&prefix, &size, trouble);
   if (verdict == Verdict::kGood && options_.resync) verdict = JudgeLong(prefix, size, trouble);
   if (verdict != Verdict::kGood) return Skip(verdict, trouble, lost);
-  *whole = prefix + static_cast<size_t>(size);
-  if (!window_->Fill(*whole)) {
+  if (!window_->Fill(prefix + static_cast<size_t>(size))) {
     trouble->what = fmt::format("its length is given as {}, but the stream ends after {} bytes", size,
                                 window_->bytes().size() - prefix);
     return Skip(Verdict::kCutOff, trouble, lost);
@@ -181,17 +210,22 @@ Next DelimitedReader::Find(ReplyView* found, size_t* whole, Trouble* trouble, ui
 Next DelimitedReader::Read(Reply* reply, std::string* error) {
   while (true) {
     ReplyView found;
-    size_t whole = 0;
-    Trouble trouble;
-    const Next next = Find(&found, &whole, &trouble, &reply->lost);
-    reply->number = found.number;
-    reply->offset = found.offset;
-    if (next == Next::kBad)
-      *error = fmt::format("reply {} at offset {}: {}", found.number, found.offset, trouble.what);
-    if (next != Next::kReply) return next;
+    if (!FindPlain(&found)) {
+      Trouble trouble;
+      const Next next = FindJudged(&found, &trouble, &reply->lost);
+      reply->number = found.number;
+      reply->offset = found.offset;
+      if (next == Next::kBad)
+        *error = fmt::format("reply {} at offset {}: {}", found.number, found.offset, trouble.what);
+      if (next != Next::kReply) return next;
+    }
     const bool wanted = !options_.choose || options_.choose(found);
-    if (wanted) reply->bytes.assign(found.bytes);
-    window_->Drop(whole);
+    if (wanted) {
+      reply->number = found.number;
+      reply->offset = found.offset;
+      reply->bytes.assign(found.bytes);
+    }
+    window_->Drop(static_cast<size_t>(found.bytes.data() + found.bytes.size() - window_->bytes().data()));
     if (wanted) return Next::kReply;
   }
 }

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "replies/frames.h"
+#include "replies/plain_frame.h"
 #include "replies/reply_reader.h"
 #include "replies/window.h"
 
@@ -41,14 +42,15 @@ class DelimitedReader : public FormReader {
   };
 
   void FindFirst();
-  Next Find(ReplyView* found, size_t* whole, Trouble* trouble, uint64_t* lost);
+  bool FindPlain(ReplyView* found);
+  Next FindJudged(ReplyView* found, Trouble* trouble, uint64_t* lost);
   Verdict JudgeLength(size_t* prefix, uint64_t* size, Trouble* trouble);
   Verdict JudgeLong(size_t prefix, uint64_t size, Trouble* trouble);
   Verdict JudgeContent(size_t prefix, size_t size, Trouble* trouble);
   Behind LookBehindFrame(size_t whole);
   Search FindInside(size_t whole);
   Next Skip(Verdict verdict, Trouble* trouble, uint64_t* lost);
-  bool SkipToFrame(size_t from);
+  bool SkipToFrame(size_t from, uint64_t until);
   uint64_t Most() const;
   Effort* MoreEffort();
 
@@ -56,8 +58,12 @@ class DelimitedReader : public FormReader {
   DelimitedOptions options_;
   Effort effort_;
   uint64_t number_ = 0;
+  uint64_t most_ = 0;  // Most(), once it is known
   // A frame that was an envelope when it was looked at from the one before.
   uint64_t looked_at_ = std::numeric_limits<uint64_t>::max();
+  // A plain frame, and where it was seen from the one before.
+  PlainFrame plain_;
+  uint64_t plain_at_ = std::numeric_limits<uint64_t>::max();
   bool begun_ = false;
   bool done_ = false;
 };

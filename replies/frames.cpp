@@ -14,13 +14,9 @@ constexpr uint64_t kFirstPayload = 20;
 constexpr uint64_t kTableField = 3;
 constexpr uint64_t kTableAsTextField = 4;
 
-// Fields that each look is free to go through.
-constexpr int kFreeFields = 16;
 // Bytes of a length.
 constexpr size_t kFixed = 4;
 constexpr size_t kLongestVarint = 10;
-// Of what is behind a frame. An Id and the head of another field have 31 bytes at most.
-constexpr size_t kLookedAtBehind = 32;
 // No reply has a length of more than five bytes.
 constexpr size_t kLongestPrefix = 5;
 

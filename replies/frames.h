@@ -39,6 +39,11 @@ enum class Look {
   kWhole,  // one from its first to its last byte
 };
 
+// Fields that each look is free to go through.
+inline constexpr int kFreeFields = 16;
+// Of what is behind a frame. An Id and the head of another field have 31 bytes at most.
+inline constexpr size_t kLookedAtBehind = 32;
+
 // Whether `size` bytes of which `content` are the first are an envelope: an Id, then its count of objects,
 // its texts and the payload of that Id, and nothing else. The contents of fields are skipped, so that they
 // need not be there. `has_payload` tells that the payload was among them.

@@ -252,8 +252,13 @@ void ReplyReader::Open() {
   }
 }
 
-Next ReplyReader::Read(Reply* reply, std::string* error) {
+Form ReplyReader::FindForm() {
   if (form_reader_ == nullptr) Open();
+  return format_.form;
+}
+
+Next ReplyReader::Read(Reply* reply, std::string* error) {
+  FindForm();
   reply->lost = 0;
   while (true) {
     const Next next = form_reader_->Read(reply, error);

@@ -53,6 +53,7 @@ struct Part {
   uint64_t begin = 0;
   uint64_t end = std::numeric_limits<uint64_t>::max();
   bool search = false;  // `begin` is any byte of the stream; the first reply behind it is looked for
+  uint64_t before = 0;  // replies of the stream that are in front of it, for the numbers of those in it
 };
 
 // Lines in which something begins like a reply and is none: digits that were cut off or damaged.
@@ -78,8 +79,8 @@ class ReplyReader {
   ReplyReader(ByteSource* source, Form form, TextParser text_parser)
       : window_(source), asked_(form), text_parser_(std::move(text_parser)) {}
 
-  // A part of a stream, of a form that has lengths: the source stands at its begin. Replies are counted from
-  // its begin, and their offsets are those in the whole stream. Damage at the end is told with all that was
+  // A part of a stream, of a form that has lengths: the source stands at its begin. Offsets are those in the
+  // whole stream. Damage at the end is told with all that was
   // passed over, also behind the part.
   ReplyReader(ByteSource* source, Form form, const Part& part)
       : window_(source, part.begin), asked_(form), part_(part) {}
@@ -97,7 +98,9 @@ class ReplyReader {
   // throws, and InputError if the source holds no replies; what was whole before is given first.
   Next Read(Reply* reply, std::string* error);
 
-  // What the source holds; kRaw until Read() has been called.
+  // Finds out what the source holds, as the first Read() does otherwise. Throws what that throws.
+  Form FindForm();
+  // What the source holds; kRaw until one of them has been called.
   Form form() const { return format_.form; }
   // Whether the source may hold more than one reply.
   bool many() const { return format_.many(); }

@@ -104,6 +104,7 @@ FileSource::FileSource(const std::string& path, const std::function<void()>& on_
   if (fd_ < 0) throw InputError(fmt::format("cannot open it: {}", std::strerror(errno)));
   struct stat status {};
   is_regular_ = fstat(fd_, &status) == 0 && S_ISREG(status.st_mode);
+  if (is_regular_ && path != "-") size_ = static_cast<uint64_t>(status.st_size);
 }
 
 FileSource::~FileSource() {
@@ -115,12 +116,27 @@ void FileSource::SkipTo(uint64_t offset) {
     throw InputError(fmt::format("cannot be read from offset {} on", offset));
 }
 
+namespace {
+
+// What a call that reads gave; null if a signal broke it.
+std::optional<size_t> BytesGot(ssize_t got) {
+  if (got >= 0) return static_cast<size_t>(got);
+  if (errno != EINTR) throw InputError(fmt::format("cannot read it: {}", std::strerror(errno)));
+  return std::nullopt;
+}
+
+}  // namespace
+
 size_t FileSource::Read(char* to, size_t size) {
   while (true) {
     if (on_wait_) on_wait_();
-    const ssize_t got = read(fd_, to, size);
-    if (got >= 0) return static_cast<size_t>(got);
-    if (errno != EINTR) throw InputError(fmt::format("cannot read it: {}", std::strerror(errno)));
+    if (const auto got = BytesGot(read(fd_, to, size))) return *got;
+  }
+}
+
+size_t FileSource::ReadAt(uint64_t offset, char* to, size_t size) const {
+  while (true) {
+    if (const auto got = BytesGot(pread(fd_, to, size, static_cast<off_t>(offset)))) return *got;
   }
 }
 

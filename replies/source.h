@@ -40,6 +40,13 @@ class FileSource : public ByteSource {
   // False of a regular file, whose end is always known.
   bool MayWait() const override { return !is_regular_; }
 
+  // The bytes that a regular file has; null of anything else, and of standard input, which may begin in the
+  // midst of one.
+  std::optional<uint64_t> size() const { return size_; }
+  // Up to `size` bytes of a file with a size from an offset on, for any thread; 0 at the end. Where the other
+  // calls read does not change. Throws InputError.
+  size_t ReadAt(uint64_t offset, char* to, size_t size) const;
+
   // Goes to an offset of a regular file. Throws InputError, also of anything else.
   void SkipTo(uint64_t offset);
 
@@ -50,6 +57,7 @@ class FileSource : public ByteSource {
  private:
   int fd_;
   bool is_regular_ = false;
+  std::optional<uint64_t> size_;
   std::function<void()> on_wait_;
   std::optional<std::chrono::steady_clock::time_point> pause_ends_;
 };

@@ -60,9 +60,4 @@ void Window::Rethrow() const {
   if (failure_) std::rethrow_exception(failure_);
 }
 
-void Window::Drop(size_t size) {
-  begin_ += size;
-  position_ += size;
-}
-
 }  // namespace replies

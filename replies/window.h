@@ -42,7 +42,10 @@ class Window {
   // Throws what the source ended with, if that was no end.
   void Rethrow() const;
   // Takes `size` bytes from the front; there must be so many.
-  void Drop(size_t size);
+  void Drop(size_t size) {
+    begin_ += size;
+    position_ += size;
+  }
 
  private:
   void MakeRoom();

@@ -152,7 +152,7 @@ bool FindId(std::string_view bytes, int32_t* id) {
   return found;
 }
 
-bool IdInFront(std::string_view bytes, int32_t* id) {
+bool FindIdInFront(std::string_view bytes, int32_t* id) {
   size_t pos = 0;
   WireField first;
   if (ReadField(bytes, &pos, &first) != WireStep::kField || !IsId(first)) return FindId(bytes, id);

@@ -72,7 +72,17 @@ bool FindId(std::string_view bytes, int32_t* id);
 // The same for whoever passes over many replies: an Id that is the first field counts, and nothing behind it
 // is looked at, so that of a large reply one page is touched. All real replies have it there, and no other
 // one. Where another field is the first, all are walked over.
-bool IdInFront(std::string_view bytes, int32_t* id);
+bool FindIdInFront(std::string_view bytes, int32_t* id);
+
+inline bool IdInFront(std::string_view bytes, int32_t* id) {
+  // As every sender writes it: one or two bytes behind the tag.
+  if (bytes.size() < 3 || bytes[0] != kIdField << 3 || (bytes[1] & bytes[2] & 0x80) != 0)
+    return FindIdInFront(bytes, id);
+  const auto first = static_cast<unsigned char>(bytes[1]);
+  const auto second = static_cast<unsigned char>(bytes[2]);
+  *id = (first & 0x7F) | (first < 0x80 ? 0 : second << 7);
+  return true;
+}
 
 // Whether pieces that come one after the other make a reply together. All of them cost as much as one look at
 // their bytes; nothing of them is kept.

@@ -51,7 +51,7 @@ _tesview() {
       esac
       ;;
     *)
-      options="--help --version --from --no-resync --id --sample --skip --limit --to --table --json --pretty --nested --output --force --open --color --style --header --time --width --split-by --bom --csv-safe --redact --no-redact --where --type --decode --unpack --path --columns --head --tail --jobs --strict --progress"
+      options="--help --version --from --resync --no-resync --id --sample --skip --limit --to --table --json --pretty --nested --output --force --open --color --style --header --time --width --split-by --bom --csv-safe --redact --no-redact --where --type --decode --unpack --path --columns --head --tail --jobs --strict --progress"
       case $before in
         --from) values="auto raw delimited fixed32be fixed32le hex base64 lines text" ;;
         --id) values=$(tesview ids 2>/dev/null | awk 'NR > 1 { print $2 }') ;;

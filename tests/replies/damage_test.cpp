@@ -4,13 +4,18 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <random>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "replies/frames.h"
+#include "replies/plain_frame.h"
 #include "replies/reply_reader.h"
+#include "replies/wire.h"
+#include "tests/reliability/malloc.h"
 #include "tests/replies/streams.h"
 
 namespace replies {
@@ -272,6 +277,93 @@ TEST(Fixed32, IsNotRecognisedWhereNothingSpeaksForIt) {
   EXPECT_EQ(Recognise(std::string(64, '\0'), Extent::kWhole, Form::kAuto)->form, Form::kRaw);
 }
 
+// ---- plain frames ----
+
+// An object, the count of objects.
+const std::string kTexts(
+    "\x12\x03"
+    "abc"
+    "\x28\x05",
+    7);
+
+TEST(PlainFrame, IsOneOfWhichNothingIsOdd) {
+  const std::string behind(kPlainRoom, '\0');
+  const std::string heads = "\x08\x14" + kTexts + "\xA2\x01";
+  for (const std::string& reply : {std::string("\x08\x16"), kA, heads + "\x0B" + std::string(11, 'x'),
+                                   heads + "\xAC\x02" + std::string(300, 'x')}) {
+    for (const Form form : kStreamForms) {
+      const std::string framed = InFrame(reply, form);
+      PlainFrame frame;
+      ASSERT_TRUE(BeginsPlainFrame((framed + behind).data(), *PrefixOf(form), 1000, &frame));
+      EXPECT_EQ(frame.content, framed.size() - reply.size());
+      EXPECT_EQ(frame.end, framed.size());
+      EXPECT_EQ(frame.at, framed.size());
+      EXPECT_FALSE(BeginsPlainFrame((framed + behind).data(), *PrefixOf(form), reply.size() - 1, &frame));
+    }
+  }
+}
+
+TEST(PlainFrame, MayHaveFieldsBehindTheFirstBytes) {
+  // An Id, 26 bytes of a text, and payloads of three and of one byte: the second one's head is behind the
+  // first 32 bytes.
+  const std::string reply = "\x08\x14\x12\x18" + std::string(24, 't') + "\xA2\x01\x03xxx\xA2\x01\x01y";
+  const std::string framed = InFrame(reply) + std::string(kPlainRoom, '\0');
+  const auto* bytes = reinterpret_cast<const unsigned char*>(framed.data());
+  PlainFrame frame;
+  ASSERT_TRUE(BeginsPlainFrame(framed.data(), Prefix::kVarint, 1000, &frame));
+  EXPECT_EQ(frame.at, 1u + 34);
+  ASSERT_TRUE(GoOverPlainFields(bytes, frame.end, &frame));
+  EXPECT_EQ(frame.at, 1u + 38);
+  EXPECT_EQ(frame.at, frame.end);
+  // Another Id there.
+  std::string odd = framed;
+  odd[1 + 34] = '\x08';
+  ASSERT_TRUE(BeginsPlainFrame(odd.data(), Prefix::kVarint, 1000, &frame));
+  EXPECT_FALSE(GoOverPlainFields(reinterpret_cast<const unsigned char*>(odd.data()), frame.end, &frame));
+}
+
+// Any bytes: what it says is what the longer looks say, and no byte behind those that it asks for is touched.
+TEST(PlainFrame, IsWhatTheLongerLookFinds) {
+  std::mt19937 chance(1);
+  const auto below = [&chance](size_t n) { return static_cast<size_t>(chance() % n); };
+  const Strings bases = {"\x08\x16", kA, "\x08\x14" + kTexts + "\xA2\x01\x02xx",
+                         "\x08\x14" + kTexts + kTexts + kTexts + kTexts + kTexts + kTexts,
+                         std::string("\x08\x03\x1A\x04\x12\x02\x0A\x00", 8)};
+  size_t plain = 0;
+  size_t whole = 0;
+  for (int i = 0; i < 200000; ++i) {
+    const Form form = kStreamForms[below(3)];
+    const Prefix prefix = *PrefixOf(form);
+    std::string frame = InFrame(bases[below(bases.size())], form);
+    for (size_t n = below(3); n != 0; --n)
+      frame[below(frame.size())] = static_cast<char>(below(2) == 0 ? below(256) : below(48));
+    frame.resize(kPlainRoom + 30, '\x08');
+    const std::unique_ptr<char[]> exact(new char[kPlainRoom]);
+    std::copy(frame.begin(), frame.begin() + kPlainRoom, exact.get());
+    PlainFrame found;
+    if (!BeginsPlainFrame(exact.get(), prefix, kMaxReplyBytes, &found)) continue;
+    ++plain;
+    size_t prefix_size = 0;
+    uint64_t size = 0;
+    Look look = Look::kNo;
+    ASSERT_EQ(ReadPrefix(frame, prefix, &prefix_size, &size), PrefixStep::kRead);
+    EXPECT_EQ(found.content, prefix_size);
+    EXPECT_EQ(found.end, prefix_size + size);
+    EXPECT_EQ(LookBehind(frame, 0, false, prefix, kMaxReplyBytes, &look), Behind::kReply);
+    EXPECT_EQ(look == Look::kWhole, found.at == found.end) << testing::PrintToString(frame);
+    if (found.end + kPlainLoad > frame.size()) continue;
+    if (!GoOverPlainFields(reinterpret_cast<const unsigned char*>(frame.data()), found.end, &found)) continue;
+    ++whole;
+    Effort none;
+    bool ignored = false;
+    EXPECT_NE(LookAtEnvelope(std::string_view(frame).substr(prefix_size, size), size, &none, &ignored),
+              Look::kNo)
+        << testing::PrintToString(frame);
+  }
+  EXPECT_GT(plain, 50000u);
+  EXPECT_GT(whole, 50000u);
+}
+
 // ---- parts ----
 
 TEST(Parts, GiveEachReplyOnceWhereverTheStreamIsSplit) {
@@ -295,6 +387,38 @@ TEST(Parts, GiveEachReplyOnceWhereverTheStreamIsSplit) {
     EXPECT_EQ(first.errors.size() + second.errors.size(), 0u) << split;
     EXPECT_TRUE(second.numbers.empty() || second.numbers[0] == 1) << split;
   }
+}
+
+TEST(Parts, AreNumberedFromWhatIsBeforeThem) {
+  const std::string stream = InFrame(kA) + kStray + InFrame(kB);
+  MemorySource source(stream);
+  ReplyReader reader(&source, Form::kDelimited, Part{0, stream.size(), false, 41});
+  const StreamRead read = ReadStream(&reader);
+  EXPECT_EQ(read.numbers, (std::vector<uint64_t>{42, 44}));
+  EXPECT_EQ(read.errors,
+            Strings{"reply 43 at offset 12: its length is no varint; the stream is damaged here; 12 bytes "
+                    "skipped, up to offset 24"});
+}
+
+// In the midst of a large reply there is nothing, and all of it would be searched for each part otherwise.
+TEST(Parts, AreSearchedNoFurtherThanToTheirEnd) {
+  class Counted : public ByteSource {
+   public:
+    size_t Read(char* to, size_t size) override {
+      read_ += size;
+      std::fill(to, to + size, '\xFF');
+      return size;
+    }
+    bool MayWait() const override { return false; }
+    size_t read() const { return read_; }
+
+   private:
+    size_t read_ = 0;
+  };
+  Counted endless;
+  ReplyReader reader(&endless, Form::kDelimited, Part{1000, 5000000, true});
+  EXPECT_EQ(ReadStream(&reader).replies.size(), 0u);
+  EXPECT_LT(endless.read(), 6000000u);
 }
 
 // ---- cost ----
@@ -332,7 +456,7 @@ TEST(Cost, OfDamageIsLinear) {
         // A reply now and then.
         kStray + InFrame(kA), InFrame(kA) + "\xFF\x7F"}) {
     for (const Form form : {Form::kDelimited, Form::kFixed32Le}) {
-      const size_t size = 100000;
+      const size_t size = reliability::kBrief ? 20000 : 100000;
       const double once = ProcessorSeconds(InFrame(kA, form) + repeated(size, piece), form);
       const double eightfold = ProcessorSeconds(InFrame(kA, form) + repeated(8 * size, piece), form);
       EXPECT_LT(eightfold, 24 * once + 0.01) << testing::PrintToString(piece.substr(0, 12));

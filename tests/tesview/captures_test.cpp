@@ -66,6 +66,10 @@ TEST_F(Captures, AreReadOnBehindDamageUnlessToldOtherwise) {
                              ": reply 3 at offset 6: its length is no varint; the stream is damaged here\n");
   EXPECT_EQ(stopped.code, 1);
   EXPECT_EQ(LinesOf(View({"--json", "--strict", path}).out).size(), 2u);
+  const Result asked = View({"--json", "--resync", path});
+  EXPECT_EQ(asked.out, result.out);
+  EXPECT_EQ(asked.err, result.err);
+  EXPECT_EQ(View({"--json", "--resync", "--no-resync", path}).code, 2);
 }
 
 TEST_F(Captures, WithLengthsOfFourBytesAreWrittenAndRead) {

@@ -16,6 +16,7 @@ using viewer::Framed;
 using viewer::LinesOf;
 using viewer::Reply;
 using viewer::Sample;
+using viewer::Shell;
 using viewer::StreamOf;
 using viewer::Strings;
 using viewer::TwoKlines;
@@ -154,6 +155,60 @@ TEST_F(Files, StatShowsProgress) {
   // Its length and two bytes for each reply: 15 kB.
   EXPECT_NE(result.err.find(" of 15.0 kB  "), std::string::npos);
   EXPECT_EQ(View({"stat", "--progress", "never", stream}).err, "");
+}
+
+Strings And(Strings words, const Strings& more) {
+  words.insert(words.end(), more.begin(), more.end());
+  return words;
+}
+
+// Some 33 MB, so that threads look at parts of it: replies of four Ids; one of 17 MB that reaches over a part
+// and has whole frames inside; stray bytes; a length that reaches over others; one half written at the end.
+std::string LargeStream() {
+  const std::string filler = "\x08\x17\xBA\x01" + viewer::Varint(2000) + std::string(2000, 'x');
+  const std::string few = StreamOf(Reply("Id: 22 ObjCount: 7"), 3) + Framed(TwoKlines()) + Framed(filler);
+  std::string many;
+  while (many.size() < 4000000)
+    many += few;
+  // Id 20 and its payload, whose contents nobody reads here.
+  const std::string inside = many + many + many + many + many.substr(0, 1000000);
+  const std::string large = "\x08\x14\xA2\x01" + viewer::Varint(inside.size()) + inside;
+  std::string wrong = Framed(TwoKlines());
+  ++wrong[0];
+  return many + std::string(1000, '\xFF') + many + Framed(large) + many + wrong + many + few.substr(0, 9);
+}
+
+TEST_F(Files, StatOfAFileThatThreadsLookAtIsThatOfAPipe) {
+  const std::string stream = LargeStream();
+  const std::string path = Write("a.stream", stream);
+  const std::string standard_input = "(standard input)";
+  for (const Strings& words : {Strings{}, Strings{"--id", "20,21"}}) {
+    Result pipe = ViewBytes(stream, And({"stat", "-"}, words));
+    for (size_t at = 0; (at = pipe.err.find(standard_input)) != std::string::npos;)
+      pipe.err.replace(at, standard_input.size(), path);
+    ASSERT_NE(pipe.err, "");
+    for (const char* jobs : {"1", "5"}) {
+      const Result file = View(And({"stat", "--jobs", jobs, path}, words));
+      EXPECT_EQ(file.out, pipe.out);
+      EXPECT_EQ(file.err, pipe.err);
+      EXPECT_EQ(file.code, pipe.code);
+    }
+  }
+}
+
+// Of what is read from standard input only the rest counts, whatever is in front of it in the file.
+TEST_F(Files, StatReadsStandardInputFromWhereItIs) {
+  const std::string path = Write("a.stream", std::string(3, 'x') + LargeStream());
+  const Result rest = Shell("(head -c 3 >/dev/null; exec \"$0\" stat --id 20) <" + path);
+  EXPECT_EQ(LinesOf(rest.out)[1].substr(0, 30), "20  QuoteDynaSingle        1  ") << rest.out;
+}
+
+TEST_F(Files, StatTakesNoMoreThreadsThanItCanStart) {
+  const std::string path = Write("a.stream", LargeStream());
+  const Result all = View({"stat", path});
+  const Result few = Shell("ulimit -v 200000; exec \"$0\" stat --jobs 64 " + path);
+  EXPECT_EQ(few.out, all.out);
+  EXPECT_EQ(few.code, 1);
 }
 
 }  // namespace

@@ -114,7 +114,7 @@ struct Given {
   std::string head;
   std::string tail;
   std::string width;
-  std::string jobs = "1";
+  std::string jobs;
   std::string color = "auto";
   std::string style = "auto";
   std::string progress = "auto";
@@ -134,6 +134,7 @@ struct Given {
   bool pretty = false;
   bool nested = false;
   bool strict = false;
+  bool resync = false;
   bool no_resync = false;
   std::string output;
   bool force = false;
@@ -281,11 +282,14 @@ class CommandLine {
         ->type_name("FORM")
         ->group("Input")
         ->take_last();
-    app_.add_flag(
-            "--no-resync", given_.no_resync,
-            "Read a stream no further than to its first damage. Otherwise the next reply is looked for, "
-            "and what was skipped is told with its offset and length.")
-        ->group("Input");
+    auto* resync =
+        app_.add_flag("--resync", given_.resync,
+                      "Where a stream is damaged, look for the next reply and go on there; what was skipped "
+                      "is told with its offset and length. This is so unless --no-resync is given.")
+            ->group("Input");
+    app_.add_flag("--no-resync", given_.no_resync, "Read a stream no further than to its first damage.")
+        ->group("Input")
+        ->excludes(resync);
   }
 
   void DefineFilter() {
@@ -559,7 +563,8 @@ class CommandLine {
     DefineFilterOf(stat_);
     stat_
         ->add_option("-j,--jobs", given_.jobs,
-                     "With --rows, decode N replies at once; 0 takes all processors.")
+                     "Look at N parts of a large file at once; without it as many as there are processors. "
+                     "With --rows, decode N replies at once; without it one. 0 takes all processors.")
         ->type_name("N")
         ->take_last();
     stat_->add_flag("--strict", given_.strict,
@@ -681,7 +686,7 @@ class CommandLine {
     stat.filter = UnderstoodFilter();
     stat.rows = given_.stat_rows;
     stat.as_json = ValueOf(kStat, given_.stat_to, "--to");
-    stat.jobs = UnderstoodJobs();
+    stat.jobs = given_.jobs.empty() && !stat.rows ? Processors() : UnderstoodJobs();
     stat.strict = given_.strict;
     stat.progress = ValueOf(kWhen, given_.progress, "--progress");
     return stat;
@@ -694,10 +699,14 @@ class CommandLine {
     return {"-"};
   }
 
+  static int Processors() {
+    return static_cast<int>(std::clamp<int64_t>(std::thread::hardware_concurrency(), 1, kMostJobs));
+  }
+
   int UnderstoodJobs() const {
-    const int64_t cores = std::max(1U, std::thread::hardware_concurrency());
+    if (given_.jobs.empty()) return 1;
     const int64_t jobs = NumberOf(given_.jobs, "--jobs", 0, kMostJobs);
-    return static_cast<int>(jobs == 0 ? std::min<int64_t>(cores, kMostJobs) : jobs);
+    return jobs == 0 ? Processors() : static_cast<int>(jobs);
   }
 
   FilterRequest UnderstoodFilter() const {

@@ -1,23 +1,20 @@
 #include "tesview/commands/in_parallel.h"
 
 #include <fmt/format.h>
-#include <malloc.h>
-#include <sys/resource.h>
 
 #include <chrono>
 #include <condition_variable>
-#include <csignal>
 #include <deque>
 #include <exception>
 #include <memory>
 #include <mutex>
-#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include "tesview/terminal/complain.h"
 #include "tesview/terminal/interrupt.h"
+#include "tesview/terminal/threads.h"
 
 namespace tesview {
 namespace {
@@ -25,6 +22,9 @@ namespace {
 // What may wait in memory at once; a single reply may be larger than that.
 constexpr size_t kBatchesForEachThread = 4;
 constexpr size_t kBytesWaiting = size_t{64} * 1024 * 1024;
+
+// Files of so many bytes are read while what was read is shown.
+constexpr uint64_t kWorthReadingAhead = uint64_t{16} * 1024 * 1024;
 
 struct Batch {
   std::vector<ReadItem> read;
@@ -34,32 +34,15 @@ struct Batch {
   bool done = false;
 };
 
-// The C library gives a thread a heap of its own, which takes 64 MB of addresses, and keeps it when the
-// thread has ended. Where addresses are limited a few of these leave none for what the threads are there for.
-void ShareHeapWhereAddressesAreShort() {
-#ifdef M_ARENA_MAX
-  rlimit addresses{};
-  if (getrlimit(RLIMIT_AS, &addresses) == 0 && addresses.rlim_cur != RLIM_INFINITY) mallopt(M_ARENA_MAX, 1);
-#endif
-}
-
 class Workers {
  public:
   Workers(Renderer* renderer, int threads, Printer* printer)
       : renderer_(renderer), portion_(renderer->portion()), printer_(printer) {
-    ShareHeapWhereAddressesAreShort();
-    // Signals are the reader's: it is the one that may have to be woken. It wakes the others where they wait.
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    sigdelset(&all, kWakingSignal);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
     // Where there is no room for one more there is none for what they do, either: half of them leaves some.
     for (size_t wanted = static_cast<size_t>(threads); !Start(wanted);) {
       wanted = threads_.size() / 2;
       Stop();
     }
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
   }
 
   ~Workers() { Stop(); }
@@ -103,16 +86,10 @@ class Workers {
   }
 
  private:
-  // False if not so many can be started; those that were are there.
   bool Start(size_t threads) {
     stop_ = false;
-    try {
-      while (threads_.size() < threads)
-        threads_.emplace_back([this] { Work(); });
-    } catch (const std::system_error&) {
-      return false;
-    }
-    return true;
+    return StartThreads(
+        threads, [this] { Work(); }, &threads_);
   }
 
   void Stop() {
@@ -290,10 +267,11 @@ void ShowOneByOne(Renderer* renderer, ReplyFiles* files, Printer* printer) {
 }  // namespace
 
 void ShowInParallel(Renderer* renderer, int threads, ReplyFiles* files, Printer* printer) {
-  if (threads == 1) return ShowOneByOne(renderer, files, printer);
+  const bool reads_ahead = threads > 1 || (threads == 1 && files->TotalBytes() >= kWorthReadingAhead);
+  if (!reads_ahead) return ShowOneByOne(renderer, files, printer);
   renderer->Prepare();
   Workers workers(renderer, threads, printer);
-  if (workers.threads() < static_cast<size_t>(threads)) {
+  if (threads > 1 && workers.threads() < static_cast<size_t>(threads)) {
     Complain(fmt::format("{} of the {} threads that --jobs asks for are used: there is no room for more",
                          workers.threads(), threads));
   }

@@ -12,7 +12,8 @@
 
 namespace tesview {
 
-// Shows with as many threads as asked for, or as can be started; says so where these are fewer. Memory is
+// Shows with as many threads as asked for, or as can be started; says so where these are fewer. With 0 the
+// calling thread shows as well, and with 1 it does so where there is little to read. Memory is
 // that of some 64 MB of replies, or of one that is larger, and of what is shown of them. Throws what reading
 // and printing throw; no thread is left behind.
 void ShowInParallel(Renderer* renderer, int threads, ReplyFiles* files, Printer* printer);

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <limits>
 
 #include "replies/diagnosis.h"
 #include "replies/redact.h"
@@ -28,6 +29,9 @@ using replies::UnpackedSource;
 namespace {
 
 constexpr uint64_t kRepliesBetweenLooks = 1024;
+
+// What a thread looks at in some milliseconds.
+constexpr uint64_t kPartBytes = uint64_t{16} * 1024 * 1024;
 
 std::string NameOfFile(const std::string& path) {
   return path == "-" ? "(standard input)" : path;
@@ -95,11 +99,58 @@ bool ReplyFiles::Open() {
       });
   replies_->OnlyIf([this](const replies::ReplyView& reply) { return Chooses(reply); });
   if (!resync_) replies_->StopAtDamage();
+  last_number_ = 0;
+  if (ahead_threads_ != 0) LookAhead();
   return true;
+}
+
+void ReplyFiles::CountAhead(int threads, MakeTally make, std::function<void(const Tally&)> take) {
+  ahead_threads_ = threads;
+  make_tally_ = std::move(make);
+  take_tally_ = std::move(take);
+}
+
+// Only of a file that is a stream as it is, and of more than one part.
+void ReplyFiles::LookAhead() {
+  const Form form = replies_->FindForm();
+  const bool fits = source_->size().value_or(0) > kPartBytes &&
+                    unpacked_->packing() == replies::Packing::kNone && replies::PrefixOf(form);
+  if (!fits) return;
+  auto scan = std::make_unique<PartScan>(source_.get(), form, kPartBytes, ahead_threads_, make_tally_);
+  if (scan->threads() == 0) return;
+  scan_ = std::move(scan);
+  part_end_ = 0;
+  replies_ = std::make_unique<ReplyReader>(source_.get(), form, replies::Part{0, 0});
+}
+
+// Takes what threads saw, up to where something has to be read in order. False at the end of the file.
+bool ReplyFiles::NextPart() {
+  if (scan_ == nullptr) return false;
+  const Form form = replies_->form();
+  uint64_t position = replies_->position();
+  while (part_end_ != std::numeric_limits<uint64_t>::max()) {
+    part_end_ = scan_->EndOfPart(position);
+    const auto seen = scan_->Take(position);
+    if (!seen) {
+      source_->SkipTo(position);
+      const replies::Part part{position, part_end_, false, last_number_};
+      replies_ = std::make_unique<ReplyReader>(source_.get(), form, part);
+      replies_->OnlyIf([this](const replies::ReplyView& reply) { return Chooses(reply); });
+      if (!resync_) replies_->StopAtDamage();
+      return true;
+    }
+    take_tally_(*seen->tally);
+    seen_ += seen->replies;
+    last_number_ += seen->replies;
+    position = seen->end;
+    TellProgress(position);
+  }
+  return false;
 }
 
 // Also where no reply is wanted for long the user sees how far it is, and can interrupt.
 bool ReplyFiles::Chooses(const replies::ReplyView& reply) {
+  last_number_ = reply.number;
   if (++seen_ % kRepliesBetweenLooks == 0) {
     if (WasInterrupted()) throw Interrupted();
     TellProgress(std::max(reply.offset, replies_->position()));
@@ -117,6 +168,7 @@ void ReplyFiles::TellProgress(uint64_t unpacked) {
 }
 
 void ReplyFiles::Close() {
+  scan_.reset();
   replies_.reset();
   unpacked_.reset();
   source_.reset();
@@ -124,14 +176,19 @@ void ReplyFiles::Close() {
 
 // False at the end of the file.
 bool ReplyFiles::TakeReply(ReadItem* next) {
-  const replies::Next step = replies_->Read(&next->item.reply, &next->error);
-  TellProgress(replies_->position());
+  replies::Next step = replies::Next::kEnd;
+  do {
+    step = replies_->Read(&next->item.reply, &next->error);
+    TellProgress(replies_->position());
+  } while (step == replies::Next::kEnd && NextPart());
   if (step == replies::Next::kEnd) return false;
   next->item.source = name_;
   next->item.source_width = source_width_;
   next->item.name_source = files_.paths.size() > 1;
   next->item.number_reply = replies_->many();
   if (step == replies::Next::kBad) {
+    last_number_ = next->item.reply.number;
+    if (!resync_) part_end_ = std::numeric_limits<uint64_t>::max();
     next->error = fmt::format("{}: {}", name_, next->error);
     next->error_code = kSomeNotShown;
   } else if (redact_ && !replies::Redact(&next->item.reply.bytes)) {

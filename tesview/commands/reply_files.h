@@ -12,6 +12,7 @@
 #include "replies/source.h"
 #include "replies/unpacked_source.h"
 #include "tesview/commands/exit_code.h"
+#include "tesview/commands/part_scan.h"
 #include "tesview/show/show.h"
 
 namespace tesview {
@@ -46,6 +47,11 @@ class ReplyFiles {
   // Asked before each reply: once it says so, Next() gives no more, and what follows is not read.
   void StopWhen(std::function<bool()> call) { stop_when_ = std::move(call); }
 
+  // For who wants no reply from Next(), but only what is counted of all: several threads look at the parts of
+  // a large file. `take` is called with what they saw, in the order of the file; what they did not see goes
+  // to OnlyIf(). Nothing has to be taken by its number then.
+  void CountAhead(int threads, MakeTally make, std::function<void(const Tally&)> take);
+
   // Secrets are taken out of what Next() gives (replies/redact.h). A reply in which they cannot be found is
   // an error instead.
   void RedactSecrets() { redact_ = true; }
@@ -59,6 +65,8 @@ class ReplyFiles {
  private:
   bool Open();
   void Close();
+  void LookAhead();
+  bool NextPart();
   bool Chooses(const replies::ReplyView& reply);
   void TellProgress(uint64_t unpacked);
   bool TakeReply(ReadItem* next);
@@ -74,6 +82,9 @@ class ReplyFiles {
   std::function<void(uint64_t, uint64_t)> on_progress_;
   replies::Choose choose_;
   std::function<bool()> stop_when_;
+  int ahead_threads_ = 0;
+  MakeTally make_tally_;
+  std::function<void(const Tally&)> take_tally_;
   uint64_t seen_ = 0;       // replies, also those that are not wanted
   uint64_t seen_told_ = 0;  // of them as progress
   bool redact_ = false;
@@ -83,6 +94,9 @@ class ReplyFiles {
   std::unique_ptr<replies::FileSource> source_;
   std::unique_ptr<replies::UnpackedSource> unpacked_;
   std::unique_ptr<replies::ReplyReader> replies_;
+  std::unique_ptr<PartScan> scan_;
+  uint64_t part_end_ = 0;     // where threads look ahead
+  uint64_t last_number_ = 0;  // of a reply
   uint64_t counted_ = 0;
 };
 

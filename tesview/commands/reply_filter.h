@@ -35,6 +35,11 @@ class ReplyFilter {
  public:
   explicit ReplyFilter(const FilterRequest& request);
 
+  // Whether what is taken depends on the replies before it.
+  static bool NeedsOrder(const FilterRequest& request) {
+    return request.every != 1 || request.skip != 0 || request.limit.has_value();
+  }
+
   // Whether the reply is wanted; to be asked for each in its order.
   bool Takes(const replies::ReplyView& reply);
   // No more are wanted.

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -164,26 +165,52 @@ bool WantsBar(When when) {
   return when == When::kAlways || (when == When::kAuto && IsTerminal(STDERR_FILENO));
 }
 
-void CountSize(const replies::ReplyView& reply, CountsById<SizeCounts>* sizes) {
-  int32_t id = 0;
-  SizeCounts& counts = sizes->Of(replies::IdInFront(reply.bytes, &id) ? id : kNoId);
-  ++counts.replies;
-  counts.bytes += reply.bytes.size();
-}
+// The sizes of the replies that a filter takes.
+class SizeTally : public Tally {
+ public:
+  explicit SizeTally(const FilterRequest& request) : filter_(request) {}
+
+  void See(const replies::ReplyView& reply) override { Takes(reply); }
+
+  // Whether the reply is counted.
+  bool Takes(const replies::ReplyView& reply) {
+    if (!filter_.Takes(reply)) return false;
+    int32_t id = 0;
+    SizeCounts& counts = sizes_.Of(replies::IdInFront(reply.bytes, &id) ? id : kNoId);
+    ++counts.replies;
+    counts.bytes += reply.bytes.size();
+    return true;
+  }
+  bool is_full() const { return filter_.is_full(); }
+
+  void Add(const SizeTally& other) {
+    other.sizes_.ForEach([this](int64_t id, const SizeCounts& counts) {
+      if (counts.replies == 0) return;
+      SizeCounts& all = sizes_.Of(id);
+      all.replies += counts.replies;
+      all.bytes += counts.bytes;
+    });
+  }
+  const CountsById<SizeCounts>& sizes() const { return sizes_; }
+
+ private:
+  ReplyFilter filter_;
+  CountsById<SizeCounts> sizes_;
+};
 
 }  // namespace
 
 void Answer(const StatRequest& request, Output* output, ExitCode* code) {
   CatchInterrupts();
   ReplyFiles files(request.paths, request.from);
-  ReplyFilter filter(request.filter);
-  CountsById<SizeCounts> sizes;
-  files.StopWhen([&] { return filter.is_full(); });
-  files.OnlyIf([&](const replies::ReplyView& reply) {
-    if (!filter.Takes(reply)) return false;
-    CountSize(reply, &sizes);
-    return request.rows;
-  });
+  SizeTally sizes(request.filter);
+  files.StopWhen([&] { return sizes.is_full(); });
+  files.OnlyIf([&](const replies::ReplyView& reply) { return sizes.Takes(reply) && request.rows; });
+  if (!request.rows && !request.strict && !ReplyFilter::NeedsOrder(request.filter)) {
+    files.CountAhead(
+        request.jobs, [&] { return std::make_unique<SizeTally>(request.filter); },
+        [&](const Tally& part) { sizes.Add(static_cast<const SizeTally&>(part)); });
+  }
   Progress progress(WantsBar(request.progress), request.progress == When::kAlways, files.TotalBytes());
   files.OnProgress([&](uint64_t bytes, uint64_t replies) { progress.Add(bytes, replies); });
   // The printer says what is damaged; there is nothing of single replies for it to print.
@@ -193,12 +220,12 @@ void Answer(const StatRequest& request, Output* output, ExitCode* code) {
   Printer printer(lines, output, &progress, code);
   RowCounter counter;
   try {
-    ShowInParallel(&counter, request.rows ? request.jobs : 1, &files, &printer);
+    ShowInParallel(&counter, request.rows ? request.jobs : 0, &files, &printer);
   } catch (const StopAtFirst&) {
     // What was counted until then is told.
   }
   progress.Clear();
-  const std::vector<StatLine> all = LinesOfStat(sizes, counter.counts());
+  const std::vector<StatLine> all = LinesOfStat(sizes.sizes(), counter.counts());
   output->Write(request.as_json ? StatAsJson(all, request.rows, counter.damaged())
                                 : StatForPeople(all, request.rows, counter.damaged()));
 }
