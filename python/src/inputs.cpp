@@ -16,6 +16,22 @@ namespace py = pybind11;
 using replies::Form;
 using replies::InputError;
 
+// What the viewer has an option for is a parameter here.
+std::string InPython(std::string message) {
+  constexpr std::string_view kOption = "--from says";
+  const size_t at = message.rfind(kOption);
+  if (at != std::string::npos) message.replace(at, kOption.size(), "form= says");
+  return message;
+}
+
+// Ctrl-C is looked at before each read; elsewhere than on the main thread there is none.
+void CheckSignals() {
+  const py::gil_scoped_acquire locked;
+  if (PyErr_CheckSignals() != 0) throw py::error_already_set();
+}
+
+}  // namespace
+
 Form FormOf(const std::string& word) {
   constexpr std::array<std::pair<const char*, Form>, 9> kForms = {{{"auto", Form::kAuto},
                                                                    {"raw", Form::kRaw},
@@ -33,46 +49,24 @@ Form FormOf(const std::string& word) {
                         "\"; known: auto, raw, delimited, fixed32be, fixed32le, hex, base64, lines, text");
 }
 
-// What the viewer has an option for is a parameter here.
-std::string InPython(std::string message) {
-  constexpr std::string_view kOption = "--from says";
-  const size_t at = message.rfind(kOption);
-  if (at != std::string::npos) message.replace(at, kOption.size(), "form= says");
-  return message;
-}
-
-// Ctrl-C is looked at before each read; elsewhere than on the main thread there is none.
-void CheckSignals() {
+size_t ObjectSource::Read(char* to, size_t size) {
   const py::gil_scoped_acquire locked;
   if (PyErr_CheckSignals() != 0) throw py::error_already_set();
+  const py::object got = py::handle(object_).attr("read")(size);
+  if (!PyObject_CheckBuffer(got.ptr()))
+    throw py::type_error("read() gave no bytes; open the file in binary mode");
+  const py::buffer_info bytes = py::reinterpret_borrow<py::buffer>(got).request();
+  const auto count = static_cast<size_t>(bytes.size * bytes.itemsize);
+  if (count > size) throw py::value_error("read() gave more bytes than were asked for");
+  std::memcpy(to, bytes.ptr, count);
+  return count;
 }
 
-// An object of Python's that has read(size).
-class ObjectSource : public replies::ByteSource {
- public:
-  explicit ObjectSource(PyObject* object) : object_(object) {}
-
-  size_t Read(char* to, size_t size) override {
-    const py::gil_scoped_acquire locked;
-    if (PyErr_CheckSignals() != 0) throw py::error_already_set();
-    const py::object got = py::handle(object_).attr("read")(size);
-    if (!PyObject_CheckBuffer(got.ptr()))
-      throw py::type_error("read() gave no bytes; open the file in binary mode");
-    const py::buffer_info bytes = py::reinterpret_borrow<py::buffer>(got).request();
-    const auto count = static_cast<size_t>(bytes.size * bytes.itemsize);
-    if (count > size) throw py::value_error("read() gave more bytes than were asked for");
-    std::memcpy(to, bytes.ptr, count);
-    return count;
-  }
-
- private:
-  PyObject* object_;  // kept by whoever has this
-};
-
-}  // namespace
-
-Inputs::Inputs(const py::list& sources, const std::string& form)
-    : form_(form == "runs" ? Form::kDelimited : FormOf(form)), resync_(form != "runs") {
+Inputs::Inputs(const py::list& sources, const std::string& form) {
+  constexpr std::string_view kWhole = "whole:";
+  const bool whole = form.compare(0, kWhole.size(), kWhole) == 0;
+  form_ = FormOf(whole ? form.substr(kWhole.size()) : form);
+  resync_ = !whole;
   for (const py::handle& each : sources) {
     const auto pair = py::cast<std::pair<std::string, py::object>>(each);
     sources_.push_back({pair.first, pair.second, {}});
@@ -116,6 +110,7 @@ bool Inputs::Open() {
         return replies::TextToBytes(text, false, bytes, error);
       });
   if (!resync_) reader_->StopAtDamage();
+  if (choose_) reader_->OnlyIf(choose_);
   return true;
 }
 

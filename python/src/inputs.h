@@ -8,6 +8,7 @@
 #include <exception>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "replies/byte_source.h"
@@ -17,13 +18,27 @@
 
 namespace tesparser_python {
 
+// A form as the viewer's --from has it. Throws ValueError.
+replies::Form FormOf(const std::string& word);
+
+// An object of Python's that has read(size). Takes the interpreter's lock for each read.
+class ObjectSource : public replies::ByteSource {
+ public:
+  // Kept by whoever has this.
+  explicit ObjectSource(PyObject* object) : object_(object) {}
+  size_t Read(char* to, size_t size) override;
+
+ private:
+  PyObject* object_;
+};
+
 // The sources of one pass, one after the other. Made and destroyed with the interpreter's lock; read by one
 // thread at a time, without it.
 class Inputs {
  public:
   // Each is a pair of a name and an object: None, where the name is a path; one with the buffer protocol, or
-  // with read(). `form` as the viewer's --from has it, or "runs": replies with their lengths that were found
-  // to be whole before, so that nothing is searched for in them.
+  // with read(). `form` as FormOf() has it; with "whole:" in front, all replies of a stream were found to be
+  // whole before, so that nothing is searched for in it.
   Inputs(const pybind11::list& sources, const std::string& form);
   ~Inputs();
   Inputs(const Inputs&) = delete;
@@ -32,6 +47,9 @@ class Inputs {
   // As ReplyReader::Read. Throws InputError, with the source's name; what Python raises is kept, to be thrown
   // by Rethrow().
   replies::Next Read(replies::Reply* reply, std::string* error);
+
+  // As ReplyReader::OnlyIf(), of all sources.
+  void OnlyIf(replies::Choose choose) { choose_ = std::move(choose); }
 
   // Keeps the exception that is being handled, for Rethrow(); the reading ends then.
   void KeepRaised() { raised_ = std::current_exception(); }
@@ -62,6 +80,7 @@ class Inputs {
   std::vector<Source> sources_;
   replies::Form form_;
   bool resync_;
+  replies::Choose choose_;
   size_t next_ = 0;
   std::unique_ptr<replies::ByteSource> source_;
   std::unique_ptr<replies::UnpackedSource> unpacked_;

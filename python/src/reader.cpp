@@ -93,21 +93,19 @@ class Scan {
 
  private:
   void ReadAll() {
-    Reply reply;
-    std::string error;
-    while (true) {
-      const Next next = inputs_.Read(&reply, &error);
-      if (next == Next::kEnd) return;
-      if (next == Next::kBad) {
-        const py::gil_scoped_acquire locked;
-        errors_.append(TextToPython(inputs_.name() + ": " + error));
-        continue;
-      }
+    inputs_.OnlyIf([this](const replies::ReplyView& reply) {
       int32_t id = -1;
       offsets_.push_back(static_cast<int64_t>(reply.offset));
       lengths_.push_back(static_cast<int64_t>(reply.bytes.size()));
       sources_.push_back(inputs_.index());
       ids_.push_back(replies::FindId(reply.bytes, &id) ? id : -1);
+      return false;
+    });
+    Reply reply;
+    std::string error;
+    while (inputs_.Read(&reply, &error) != Next::kEnd) {
+      const py::gil_scoped_acquire locked;
+      errors_.append(TextToPython(inputs_.name() + ": " + error));
     }
   }
 

@@ -32,10 +32,8 @@ from ._read import read as _read_here
 
 __all__ = ["Block", "Damage", "File", "Index", "index", "read"]
 
-# What is read at once where replies are only looked for.
-_STEP = 8 << 20
-_BEYOND = 128 << 10
 _WIRE = 3
+_FORMS = ("delimited", "fixed32be", "fixed32le")
 # What opening and unpacking raise.
 _UNREADABLE = (OSError, EOFError, zlib.error, lzma.LZMAError)
 
@@ -57,6 +55,7 @@ class File(NamedTuple):
     size: int  #: bytes of the file
     compression: Optional[str]
     blocks: Tuple[Block, ...]
+    form: str = "delimited"
 
 
 class Damage(NamedTuple):
@@ -93,7 +92,7 @@ class Index:
 
     def save(self, path: str) -> None:
         """Writes it to a file, as JSON; path is anything that fsspec takes."""
-        files = [[file.path, file.size, file.compression, [[*block[:3], sorted(block.ids.items()), block.before] for block in file.blocks]] for file in self.files]
+        files = [[file.path, file.size, file.compression, [[*block[:3], sorted(block.ids.items()), block.before] for block in file.blocks], file.form] for file in self.files]
         with fsspec.open(path, "w") as out:
             json.dump({"tesparser.dask.Index": 1, "files": files}, out)
 
@@ -104,7 +103,7 @@ class Index:
             told = json.load(text)
         if not isinstance(told, dict) or told.get("tesparser.dask.Index") != 1:
             raise ValueError(f"{path} is no index of captures, or one of another version")
-        return cls([File(name, size, packed, tuple(_block(*each) for each in blocks)) for name, size, packed, blocks in told["files"]])
+        return cls([File(name, size, packed, tuple(_block(*each) for each in blocks), form) for name, size, packed, blocks, form in told["files"]])
 
     def __repr__(self) -> str:
         blocks = sum(len(file.blocks) for file in self.files)
@@ -155,45 +154,19 @@ def _places(paths: Any, compression: Optional[str], storage_options: Optional[Di
     return places
 
 
-def _join(runs: List[Tuple[int, int, int]], more: Sequence[Tuple[int, int, int]]) -> None:
-    """Appends stretches; one that goes on where the last one ends is one with it."""
-    for begin, end, count in more:
-        if runs and runs[-1][1] == begin:
-            begin, _, before = runs.pop()
-            count += before
-        runs.append((begin, end, count))
-
-
-def _walk(place: _Place, begin: int, end: Optional[int], searching: bool) -> Block:
+def _walk(place: _Place, form: str, begin: int, end: Optional[int], searching: bool) -> Block:
     """The replies that begin from `begin` on and before `end`; with `searching`, none needs to begin at `begin`."""
-    known = place.size if place.compression is None else None
-    runs: List[Tuple[int, int, int]] = []
-    ids: Dict[int, int] = {}
-    guessed = searching
-    data, base, ended = b"", begin, False
+    at = begin
     try:
         with place.open() as file:
             file.seek(begin)
-            while True:
-                left = len(data) if ended else known - base if known is not None else -1
-                limit = 1 << 62 if end is None else max(0, end - base)
-                moved, searching, found, counts = _core.walk(data, left, limit, searching)
-                _join(runs, [(base + a, base + b, count) for a, b, count in found])
-                for id, count in counts.items():
-                    ids[id] = ids.get(id, 0) + count
-                base += moved
-                data = data[moved:]
-                if ended or (end is not None and base >= end and not searching):
-                    break
-                # A block and a little more is enough mostly; as much again as there is, where a reply is large.
-                wanted = _STEP if end is None else min(_STEP, max(end - base, 0) + _BEYOND)
-                more = file.read(max(wanted, len(data)))
-                ended = not more
-                data += more
+            try:
+                first, last, runs, ids = _core.walk(file, form, begin, end, searching)
+            finally:
+                at = file.tell()
     except _UNREADABLE as error:
-        raise OSError(f"{place.path}, from offset {base} on: {error}") from error
-    first = (runs[0][0] if runs else base) if guessed else begin
-    return Block(first, base, tuple(runs), ids)
+        raise OSError(f"{place.path}, from offset {at} on: {error}") from error
+    return Block(first, last, tuple(runs), ids)
 
 
 class _Walked:
@@ -231,13 +204,14 @@ class _Walked:
 def index(
     paths: Any,
     *,
+    form: str = "delimited",
     blocksize: Union[int, str] = "64MB",
     compression: Optional[str] = "infer",
     storage_options: Optional[Dict[str, Any]] = None,
 ) -> Index:
     """Finds where the replies of captures are, by Dask's current scheduler.
 
-    paths, blocksize, compression, storage_options: as for read().
+    paths, form, blocksize, compression, storage_options: as for read().
 
     All blocks of all files are read once, at the same time; of replies, only lengths and Ids are looked at. Each
     block but the first guesses where its first reply begins; one that disagrees with where the block before it
@@ -248,13 +222,15 @@ def index(
     size = dask.utils.parse_bytes(blocksize)
     if size < 1:
         raise ValueError("blocksize is a number of bytes")
+    if form not in _FORMS:
+        raise ValueError(f"no form of streams \"{form}\"; known: {', '.join(_FORMS)}")
     walks = [_Walked(place, size) for place in _places(paths, compression, storage_options)]
     walk = dask.delayed(_walk, pure=False)
     while any(each.wanted for each in walks):
-        tasks = [[walk(each.place, begin, end, guess) for _, begin, end, guess in each.wanted] for each in walks]
+        tasks = [[walk(each.place, form, begin, end, guess) for _, begin, end, guess in each.wanted] for each in walks]
         for each, found in zip(walks, dask.compute(tasks)[0]):
             each.take(found)
-    return Index([File(each.place.path, each.place.size, each.place.compression, tuple(each.blocks)) for each in walks])
+    return Index([File(each.place.path, each.place.size, each.place.compression, tuple(each.blocks), form) for each in walks])
 
 
 # ---- reading ------------------------------------------------------------------------------------------------
@@ -279,6 +255,7 @@ class _Part(NamedTuple):
     """What a partition is made of."""
 
     place: _Place
+    form: str
     block: Block
 
 
@@ -331,22 +308,24 @@ class _ReadPart:
         at = part.block.begin
         for begin, end, count in part.block.runs:
             number += at < begin
+            at = end
+            if count == 0:
+                continue
             frames.append(self._frame(part, data[begin - part.block.begin : end - part.block.begin], begin, number))
             number += count
-            at = end
         frames = [frame for frame in frames if len(frame)] or frames[:1]
         if not frames:
             return self._meta
         return frames[0] if len(frames) == 1 else pd.concat(frames, ignore_index=True)
 
     def _frame(self, part: _Part, data: bytes, base: int, before: int) -> Any:
-        reader = _reader(self._head + data, self._asked, self._stops)
+        reader = _reader(self._head + data, part.form, self._asked, self._stops)
         try:
             frame = reader.to_pandas()
         except Misfit as misfit:
             raise self._told(misfit, part, data, base, before) from None
         if self._head:
-            frame = frame.iloc[len(_reader(self._head, self._asked, True).to_pandas()) :].reset_index(drop=True)
+            frame = frame.iloc[len(_reader(self._head, part.form, self._asked, True).to_pandas()) :].reset_index(drop=True)
         for name, add in (("_reply", before - bool(self._head)), ("_offset", base - len(self._head))):
             if name in frame:
                 frame[name] += np.uint64(add % 2**64)
@@ -361,8 +340,8 @@ class _ReadPart:
         return Misfit(f"{part.place.path}: reply {number} at offset {offset}: {why}", number, offset, part.place.path)
 
 
-def _reader(data: bytes, asked: Dict[str, Any], stops: bool) -> Reader:
-    return _read_here(data, form="runs", errors="raise" if stops else "skip", **asked)
+def _reader(data: bytes, form: str, asked: Dict[str, Any], stops: bool) -> Reader:
+    return _read_here(data, form="whole:" + form, errors="raise" if stops else "skip", **asked)
 
 
 def _own_names(wanted: Sequence[str], all_names: Sequence[str]) -> List[str]:
@@ -373,12 +352,12 @@ def _own_names(wanted: Sequence[str], all_names: Sequence[str]) -> List[str]:
     return sorted({name.rpartition(".")[2] for name in [*wanted, *one_of_each.values()] if name not in _COUNTED})
 
 
-def _first_reply(place: _Place, block: Block, id: int) -> bytes:
+def _first_reply(part: _Part, id: int) -> bytes:
     """The first reply of the Id, with its length before it."""
-    data = _fetch(_Part(place, block))
-    for begin, end, _ in block.runs:
-        run = data[begin - block.begin : end - block.begin]
-        found = _core.scan([(b"(bytes)", run)], "runs")
+    data = _fetch(part)
+    for begin, end, _ in part.block.runs:
+        run = data[begin - part.block.begin : end - part.block.begin]
+        found = _core.scan([(b"(bytes)", run)], "whole:" + part.form)
         at = np.flatnonzero(found[2] == id)
         if len(at):
             where = int(at[0])
@@ -400,6 +379,7 @@ def read(
     errors: str = "raise",
     number: bool = False,
     offset: bool = False,
+    form: str = "delimited",
     blocksize: Union[int, str] = "64MB",
     compression: Optional[str] = "infer",
     storage_options: Optional[Dict[str, Any]] = None,
@@ -411,6 +391,8 @@ def read(
     id, type, path, columns, flat, unpack, decode, number, offset: as for tesparser.read(). The Id has to be named.
     errors: "raise" raises Misfit where a reply is lost, with its file and offset, and computing ends; "skip"
         leaves misfits and damaged stretches out.
+    form: how the length before each reply is written: "delimited" (as a varint), "fixed32be" or "fixed32le" (in four
+        bytes, big or little end first). An Index has its own.
     blocksize: bytes of a file that become a partition, as a number or as in "64MB". A reply belongs to the block
         in which it begins. Partitions without a reply of the Id are left out.
     compression: as fsspec names it ("gzip", "xz", "bz2", "zstd"); "infer" tells it by the file's name. A packed
@@ -436,28 +418,28 @@ def read(
         "id": wanted, "type": type, "path": path, "columns": list(columns) if columns else None, "flat": flat,
         "unpack": unpack, "decode": decode, "number": number, "offset": offset,
     }
-    full = _reader(b"", asked, True).to_pandas()  # says at once what is wrong with the request
-    parts = _parts(paths, wanted, errors == "raise", blocksize, compression, storage_options)
+    full = _reader(b"", form, asked, True).to_pandas()  # says at once what is wrong with the request
+    found = paths if isinstance(paths, Index) else index(paths, form=form, blocksize=blocksize, compression=compression, storage_options=storage_options)
+    parts = _parts(found, isinstance(paths, Index), wanted, errors == "raise", storage_options)
     head = b""
     if wanted == _WIRE and not decode:
         of_id = [part for part in parts if wanted in part.block.ids]
-        head = dask.compute(dask.delayed(_first_reply, pure=False)(*of_id[0], wanted))[0] if of_id else b""
-        full = _reader(head, asked, True).to_pandas().iloc[:0] if head else full
+        head = dask.compute(dask.delayed(_first_reply, pure=False)(of_id[0], wanted))[0] if of_id else b""
+        full = _reader(head, of_id[0].form, asked, True).to_pandas().iloc[:0] if head else full
     meta = _settled(full)
     return dd.from_map(_ReadPart(asked, errors == "raise", head, meta, meta), parts, meta=meta, label="tesparser-read")
 
 
-def _parts(paths: Any, id: int, stops: bool, blocksize: Any, compression: Any, storage_options: Any) -> List[_Part]:
-    found = paths if isinstance(paths, Index) else index(paths, blocksize=blocksize, compression=compression, storage_options=storage_options)
+def _parts(found: Index, kept: bool, id: int, stops: bool, storage_options: Any) -> List[_Part]:
     parts = []
     empty = []
     for file in found.files:
         fs, name = fsspec.core.url_to_fs(file.path, **(storage_options or {}))
-        if isinstance(paths, Index) and int(fs.size(name)) != file.size:
+        if kept and int(fs.size(name)) != file.size:
             raise ValueError(f"{file.path} has another size than when it was indexed: {file.size} bytes")
         place = _Place(fs, name, file.path, file.size, file.compression)
         for block in file.blocks:
             needed = id in block.ids or (stops and any(_damage(block)))
-            (parts if needed else empty).append(_Part(place, block))
+            (parts if needed else empty).append(_Part(place, file.form, block))
     # A frame without rows has a partition, too.
     return parts or [part._replace(block=part.block._replace(end=part.block.begin, runs=())) for part in empty[:1]]

@@ -180,9 +180,9 @@ def test_only_the_columns_that_are_used_are_decoded(make_capture, monkeypatch):
     asked = []
     reader = tesparser.dask._reader
 
-    def spy(data, request, stops):
+    def spy(data, form, request, stops):
         asked.append(request["columns"])
-        return reader(data, request, stops)
+        return reader(data, form, request, stops)
 
     monkeypatch.setattr(tesparser.dask, "_reader", spy)
     (total,) = dask.optimize(lazy["Data.ChengJiaoLiang"].sum())
@@ -280,21 +280,37 @@ def test_cuts_change_nothing(replies_for_cuts, harm, blocksize):
         data[at : at + length] = put
 
     def runs(blocksize):
-        found = index_bytes(bytes(data), blocksize).files[0].blocks
+        index = index_bytes(bytes(data), blocksize)
+        found = index.files[0].blocks
         joined = []
-        for begin, end, count in (run for block in found for run in block.runs):
+        for begin, end, count in (run for block in found for run in block.runs if run[2] != 0):
             if joined and joined[-1][1] == begin:
                 begin, count = joined[-1][0], joined[-1][2] + count
                 joined.pop()
             joined.append((begin, end, count))
         assert [block.end for block in found[:-1]] == [block.begin for block in found[1:]]
         assert found[0].begin == 0 and found[-1].end == len(data)
-        return joined
+        return joined, index.damage
 
     whole = runs(10**6)
     assert runs(blocksize) == whole
     if not harm:
-        assert whole == [(0, len(data), 60)]
+        assert whole == ([(0, len(data), 60)], [])
+    # As one reader finds them.
+    alone = tesparser.scan(bytes(data), form="delimited")
+    assert sum(count for _, _, count in whole[0]) == len(alone.offset)
+    assert len(whole[1]) == len(alone.errors)
+
+
+@pytest.mark.parametrize("form", ["delimited", "fixed32be", "fixed32le"])
+def test_damage_is_where_one_reader_finds_it(make_capture, form):
+    capture = make_capture("300K", "--prefix", form.replace("delimited", "varint"), "--damage", "30")
+    alone = nullable(tesparser.read(capture, form=form, id=20, errors="skip", number=True, offset=True).to_pandas())
+    for blocksize in (5000, 10**7):
+        asked = {"id": 20, "form": form, "blocksize": blocksize, "number": True, "offset": True}
+        same(tesparser.dask.read(str(capture), errors="skip", **asked), alone)
+    with pytest.raises(ValueError, match="delimited, fixed32be, fixed32le"):
+        tesparser.dask.index(str(capture), form="hex")
 
 
 def test_an_index_may_be_kept(make_capture, tmp_path):
