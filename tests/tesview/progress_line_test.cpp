@@ -12,6 +12,25 @@ TEST(ProgressLine, HasUnitsThatFit) {
   EXPECT_EQ(ProgressText(5'000'000'000, 0, 2, 2, 0), "5.00 GB  2 replies  2.50 GB/s");
 }
 
+TEST(ProgressLine, BeginsEachUnitAtItsFirstWholeOne) {
+  EXPECT_EQ(ProgressText(1000, 0, 0, 1, 0), "1.0 kB  0 replies  1.0 kB/s");
+  EXPECT_EQ(ProgressText(1'000'000, 0, 0, 1, 0), "1.0 MB  0 replies  1.0 MB/s");
+  EXPECT_EQ(ProgressText(1'000'000'000, 0, 0, 1, 0), "1.00 GB  0 replies  1.00 GB/s");
+  // At 1 MB/s: 59 s, a minute, a second less than an hour, and an hour.
+  const auto left = [](uint64_t seconds) {
+    const std::string text = ProgressText(1'000'000, (seconds + 1) * 1'000'000, 0, 1, 0);
+    return text.substr(text.rfind("/s  ") + 4);
+  };
+  EXPECT_EQ(left(59), "59 s left");
+  EXPECT_EQ(left(60), "1 min 00 s left");
+  EXPECT_EQ(left(3599), "59 min 59 s left");
+  EXPECT_EQ(left(3600), "1.0 h left");
+}
+
+TEST(ProgressLine, OfAllThatThereIsHasNothingLeft) {
+  EXPECT_EQ(ProgressText(2000, 2000, 1, 1, 0), "100%  2.0 kB of 2.0 kB  1 reply  2.0 kB/s");
+}
+
 TEST(ProgressLine, TellsThePartAndTheRest) {
   // 10 of 40 MB in 10 s: 30 MB more at 1 MB/s.
   EXPECT_EQ(ProgressText(10'000'000, 40'000'000, 3, 10, 0),
