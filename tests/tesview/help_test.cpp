@@ -76,6 +76,48 @@ TEST_F(Files, TheExamplesOfTheHelpRun) {
   EXPECT_EQ(run, 11);
 }
 
+TEST(Help, OfACommandIsItsPurposeUsageAndOptions) {
+  const Result result = View({"number", "--help"});
+  EXPECT_EQ(result.code, 0);
+  EXPECT_EQ(result.out,
+            "Unpack packed decimals, as JSON shows them.\n"
+            "\n"
+            "Usage: tesview number [--packed] [--pack] VALUE...\n"
+            "\n"
+            "Options:\n"
+            "  --packed\n"
+            "      Say what scale and sign they carry.\n"
+            "  --pack\n"
+            "      The other way: from 12.34 to the packed number.\n"
+            "  -h, --help\n"
+            "      Print this help.\n");
+}
+
+TEST(Help, HasItsUsageSectionsAndCommandsSetOff) {
+  const std::string help = View({"--help"}).out;
+  EXPECT_EQ(help.find("tesview shows replies of the market-data service\n"
+                      "\n"
+                      "Usage: tesview [OPTION...] [FILE...]\n"
+                      "       tesview "),
+            0U);
+  for (
+      const std::string part :
+      {"\n       tesview number [--packed] [--pack] VALUE...\n",
+       "\n\nReads replies from files, directories or standard input, in whatever form they\nhave, ",
+       // Paragraphs of a section, and the next one.
+       "\n  was whole before is shown.\n\n  A stream whose replies ",
+       "counts as one reply.\n\nTables:\n  Numbers ",
+       // Entries, and those of a command, which do not repeat where help is.
+       "\n\nEnvironment:\n  NO_COLOR\n      If set and not empty, no colour unless --color always is given.\n"
+       "  TERM\n      If it is dumb, no colour.\n\nMemory:\n  ",
+       "\n  number [--packed] [--pack] VALUE...\n      Unpack packed decimals, as JSON shows them.\n"
+       "    --packed\n        Say what scale and sign they carry.\n"
+       "    --pack\n        The other way: from 12.34 to the packed number.\n  pack [",
+       // A letter and a word for one option, and what it takes.
+       "\n  -o, --output FILE\n", "\n  --progress WHEN\n", "\n  -h, --help\n      "})
+    EXPECT_NE(help.find(part), std::string::npos) << part;
+}
+
 TEST(Help, LinesAreAsFullAsTheyCanBe) {
   const Strings lines = LinesOf(View({"--help"}).out);
   const auto indent = [](const std::string& line) { return line.find_first_not_of(' '); };

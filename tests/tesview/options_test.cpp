@@ -106,4 +106,77 @@ TEST(WrongUsage, WhatIsMissingOrUnknownIsSaid) {
             "tesview: unknown word \"pdf\" for --generate; known: man, bash, zsh, fish" + more);
 }
 
+TEST(WrongUsage, WordsThatAnOptionTakesAreListed) {
+  const std::vector<Usage> cases{
+      {{"--style", "round"}, "unknown word \"round\" for --style; known: auto, box, plain"},
+      {{"--time", "utc"}, "unknown word \"utc\" for --time; known: raw, iso"},
+      {{"--header", "de"}, "unknown word \"de\" for --header; known: name, en, zh"},
+      {{"--color", "blue"}, "unknown word \"blue\" for --color; known: auto, always, never"},
+      {{"--progress", "often"}, "unknown word \"often\" for --progress; known: auto, always, never"},
+      {{"columns", "--to", "xml"}, "unknown word \"xml\" for --to; known: table, json, markdown, names"},
+      {{"pack", "--to", "xml", "a"},
+       "unknown word \"xml\" for --to; known: raw, delimited, fixed32be, fixed32le, hex, base64"},
+  };
+  for (const Usage& each : cases) {
+    const Result result = View(each.arguments);
+    EXPECT_EQ(result.err, "tesview: " + each.says + " (tesview --help tells more)\n");
+    EXPECT_EQ(result.code, 2) << each.says;
+  }
+}
+
+TEST(WrongUsage, WhatDoesNotGoTogetherIsSaid) {
+  const std::string rows = "--to arrow takes no --head or --tail: its readers choose rows";
+  const std::vector<Usage> cases{
+      {{"--unpack", "A"}, "--unpack takes --decode with it"},
+      {{"--to", "ndjson", "--csv-safe"}, "--csv-safe takes --to csv or tsv"},
+      {{"--to", "arrow", "--head", "0"}, rows},
+      {{"--to", "arrow", "--tail", "0"}, rows},
+      {{"--json", "--pretty"}, "only one of --table, --json and --pretty can be had"},
+      {{"--table", "--pretty"}, "only one of --table, --json and --pretty can be had"},
+      {{"--json", "--decode"},
+       "--type, --decode, --path, --columns, --head and --tail choose from a table; take --to table, ndjson, csv, tsv or arrow"},
+  };
+  for (const Usage& each : cases) {
+    const Result result = View(each.arguments);
+    EXPECT_EQ(result.err, "tesview: " + each.says + " (tesview --help tells more)\n");
+    EXPECT_EQ(result.code, 2) << each.says;
+  }
+}
+
+TEST(WrongUsage, NumbersHaveTheirLimits) {
+  const std::vector<Usage> cases{
+      {{"--width", "-1"}, "\"-1\" for --width is no number from 0 to 2147483647"},
+      {{"--tail", "2147483648"}, "\"2147483648\" for --tail is no number from 0 to 2147483647"},
+      {{"--jobs", "-1"}, "\"-1\" for --jobs is no number from 0 to 256"},
+      {{"--jobs", ""}, "\"\" for --jobs is no number from 0 to 256"},
+  };
+  for (const Usage& each : cases) {
+    const Result result = View(each.arguments);
+    EXPECT_EQ(result.err, "tesview: " + each.says + " (tesview --help tells more)\n");
+    EXPECT_EQ(result.code, 2) << each.says;
+  }
+  for (const Strings& most : {Strings{"--head", "2147483647"}, {"--tail", "2147483647"}, {"--jobs", "256"}}) {
+    Strings arguments{"--to", "csv"};
+    arguments.insert(arguments.end(), most.begin(), most.end());
+    EXPECT_EQ(ViewBytes(Prices(), arguments).out, "Price\n12.34\n0.5\n") << most[0];
+  }
+}
+
+TEST(Usage, OfAnOptionThatIsGivenTwiceTheLastCounts) {
+  const Result result =
+      ViewBytes(Prices(), {"--to", "json", "--head", "5", "--columns", "None", "--from", "text", "--to",
+                           "csv", "--head", "1", "--columns", "Price", "--from", "raw"});
+  EXPECT_EQ(result.out, "Price\n12.34\n") << result.err;
+}
+
+TEST(Usage, ATerminalGetsNoPage) {
+  if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
+  program::How how = viewer::InTerminal(80);
+  how.input = Prices();
+  const Result result = View({"--to", "html"}, how);
+  EXPECT_EQ(result.code, 2);
+  EXPECT_EQ(result.err,
+            "tesview: a terminal cannot show a page; take -o FILE or a pipe (tesview --help tells more)\n");
+}
+
 }  // namespace
