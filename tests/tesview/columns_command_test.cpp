@@ -1,6 +1,7 @@
 // tesview columns, and what else is told of columns: headings, times, any payload as a table.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 #include "tests/support/json.h"
@@ -70,7 +71,108 @@ TEST(ColumnsCommand, WritesJsonWithItsGuesses) {
             View({"columns", "--to", "json"}).out.size() - 1);
 }
 
+TEST(ColumnsCommand, AlignsWhatItTells) {
+  EXPECT_EQ(
+      View({"columns", "44"}).out,
+      "44 --type Token  Token  令牌\n"
+      "rows: one for each token; without any: no table\n"
+      "#  column  letter  heading              unit  kind        unset  from           meaning\n"
+      "0  Result  i       Result     结果      -     enum ?      never  Result, plain  Code of the result ?\n"
+      "1  Token   s       Token      令牌      -     raw secret  never  Token, text    The token\n"
+      "2  Uid     s       User id    用户编号  -     raw secret  never  Uid, text      Id of the user that the "
+      "token belongs to\n"
+      "3  Device  s       Device id  设备编号  -     raw         never  Device, text   Id of the device that "
+      "the token belongs to\n");
+}
+
+TEST(ColumnsCommand, TellsOfATableThatTheReplyDescribes) {
+  EXPECT_EQ(View({"columns", "3"}).out,
+            "3  Wire table  通用数据表\n"
+            "rows: as many as the first column has values; without any: no table\n"
+            "columns as the reply describes them\n");
+  EXPECT_EQ(
+      View({"columns", "--to", "json", "3"}).out,
+      "[{\"id\": 3, \"type\": 0, \"path\": \"\", \"english\": \"Wire table\", \"chinese\": \"通用数据表\", "
+      "\"rows\": \"as many as the first column has values\", \"empty\": \"no table\", \"name\": \"\", "
+      "\"columns\": []}]\n");
+}
+
+TEST(ColumnsCommand, TellsOfEachElementOfAList) {
+  const auto lines = LinesOf(View({"columns", "405/Data"}).out);
+  ASSERT_EQ(lines.size(), 60U);  // 53 elements, four columns, three lines above them
+  EXPECT_EQ(lines[1].substr(lines[1].find("; label")), "; label: tes2tableType::ParseCaiWuShuJuFanHui");
+  EXPECT_EQ(lines[6].substr(0, 9), "     [0] ");
+  EXPECT_EQ(lines[6].substr(lines[6].find("发布日期")),
+            "发布日期        -           yyyymmdd ?          FaBuRiQi");
+  const std::string json = View({"columns", "--to", "json", "405/Data"}).out;
+  EXPECT_NE(
+      json.find(
+          "\"unset\": \"absent\", \"elements\": [{\"index\": 0, \"english\": \"Publication date\", "
+          "\"chinese\": \"发布日期\", \"unit\": \"\", \"kind\": \"yyyymmdd\", \"source\": \"FaBuRiQi\", "
+          "\"guesses\": [\"kind\"]}, {\"index\": 1, "),
+      std::string::npos)
+      << json;
+  EXPECT_NE(json.find("\"guesses\": [\"meaning\", \"kind\"]}"), std::string::npos);
+  const auto markdown = LinesOf(View({"columns", "--to", "markdown", "405/Data"}).out);
+  ASSERT_EQ(markdown.size(), 59U);
+  EXPECT_EQ(markdown[0], "| # | Column | Letter | Heading | Meaning | Unit | Kind | From | Unset |");
+  EXPECT_EQ(markdown[1], "|---|---|---|---|---|---|---|---|---|");
+  EXPECT_EQ(markdown[5], "| | [0] | | Publication date 发布日期 | | | yyyymmdd ? | `FaBuRiQi` | |");
+}
+
+TEST(ColumnsCommand, SetsTablesOff) {
+  const std::string two = View({"columns", "44", "3"}).out;
+  EXPECT_EQ(two, View({"columns", "44"}).out + "\n" + View({"columns", "3"}).out);
+  EXPECT_EQ(View({"columns", "--to", "markdown", "44", "3"}).out,
+            View({"columns", "--to", "markdown", "44"}).out + "\n" +
+                View({"columns", "--to", "markdown", "3"}).out);
+  const std::string json = View({"columns", "--to", "json", "44", "3"}).out;
+  const std::string first = View({"columns", "--to", "json", "44"}).out;
+  EXPECT_EQ(json,
+            first.substr(0, first.size() - 2) + ", " + View({"columns", "--to", "json", "3"}).out.substr(1));
+}
+
+TEST(ColumnsCommand, TellsOfAPayloadByTheSchemaInEveryForm) {
+  EXPECT_EQ(View({"columns", "22/"}).out,
+            "22  Ticks of one instrument  分笔成交\n"
+            "no table form; with --decode, by the schema alone\n"
+            "#  column   letter  field\n"
+            "0  Obj      s       string\n"
+            "1  Data     t       repeated FenBiChengJiao\n"
+            "2  QingPan  q       int64\n");
+  EXPECT_EQ(View({"columns", "--to", "markdown", "22/"}).out,
+            "| # | column | letter | field |\n"
+            "|---|---|---|---|\n"
+            "| 0 | `Obj` | `s` | string |\n"
+            "| 1 | `Data` | `t` | repeated FenBiChengJiao |\n"
+            "| 2 | `QingPan` | `q` | int64 |\n");
+  EXPECT_EQ(
+      View({"columns", "--to", "json", "22/"}).out,
+      "[{\"id\": 22, \"decode\": true, \"path\": \"\", \"columns\": [{\"column\": \"Obj\", \"letter\": \"s\", "
+      "\"field\": \"string\"}, {\"column\": \"Data\", \"letter\": \"t\", \"field\": \"repeated "
+      "FenBiChengJiao\"}, {\"column\": \"QingPan\", \"letter\": \"q\", \"field\": \"int64\"}]}]\n");
+  EXPECT_EQ(View({"columns", "--to", "names", "22/"}).out, "Data\nObj\nQingPan\n");
+}
+
+TEST(ColumnsCommand, TakesALastSlashForTheSameTable) {
+  EXPECT_EQ(View({"columns", "405/Data/"}).out, View({"columns", "405/Data"}).out);
+}
+
+TEST(ColumnsCommand, TellsOfAllOfATypeWhereNoIdIsGiven) {
+  EXPECT_EQ(View({"columns", "--type", "Token", "--to", "names"}).out, "Device\nResult\nToken\nUid\n");
+  const auto lines = LinesOf(View({"columns", "--type", "Token"}).out);
+  EXPECT_EQ(lines[0], "3/* --type Token");
+  // Without a type it is every table.
+  const auto all = LinesOf(View({"columns"}).out);
+  EXPECT_NE(std::find(all.begin(), all.end(), "44 --type Token  Token  令牌"), all.end());
+  EXPECT_NE(std::find(all.begin(), all.end(), "3  Wire table  通用数据表"), all.end());
+}
+
 TEST(ColumnsCommand, SaysWhatThereIsNot) {
+  EXPECT_EQ(View({"columns", "21", "--type", "Token"}).err,
+            "tesview: Id 21 (QuoteKlineSingle) has no such table\n");
+  EXPECT_EQ(View({"columns", "xyzzyxyzzyqqq/Data"}).err,
+            "tesview: no Id is called \"xyzzyxyzzyqqq/Data\"; tesview ids lists them all\n");
   const Result id = View({"columns", "QuoteKlineSingel", "20/"});
   EXPECT_EQ(id.err, "tesview: no Id is called \"QuoteKlineSingel\"; did you mean \"QuoteKlineSingle\"?\n");
   EXPECT_EQ(id.code, 1);
