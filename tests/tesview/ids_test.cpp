@@ -79,4 +79,33 @@ TEST(Names, ThatAreNotThereAreSaid) {
   EXPECT_NE(schemas.out.find("}\n\nenum InfoType {"), std::string::npos) << schemas.out;
 }
 
+TEST(Ids, AreLinesOfAlignedWords) {
+  // What is wider than its column moves the rest of its line.
+  const std::string head =
+      "   Id  payload                                   columns                        family             what "
+      "it is\n";
+  EXPECT_EQ(
+      View({"ids", "21", "22", "3"}).out,
+      head +
+          "    3  Tbl                                       table, --type DaDan, FenLeiChiCang, BxzjStock, "
+          "Token  envelope           Generic table that describes its own columns\n"
+          "   21  QuoteKlineSingle                          table                          quote          "
+          "    Candlesticks of one instrument\n"
+          "   22  QuoteTickSingle                           --decode                       quote          "
+          "    Ticks of one instrument\n");
+  // The envelope's own numbers have nothing to decode.
+  for (const std::string id : {"0", "1", "2", "5"}) {
+    const auto lines = LinesOf(View({"ids", id}).out);
+    ASSERT_EQ(lines.size(), 2U) << id;
+    EXPECT_EQ(lines[1].find("--decode"), std::string::npos) << id;
+  }
+}
+
+TEST(Ids, AreFoundByWhatTheyAreInAnyLetters) {
+  const std::string found = View({"ids", "CandleSTICKS of one"}).out;
+  EXPECT_EQ(found, View({"ids", "21"}).out);
+  // A number is no part of a name.
+  EXPECT_EQ(LinesOf(View({"ids", "4"}).out).size(), 2U);
+}
+
 }  // namespace

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <regex>
 #include <sstream>
 #include <string>
 
@@ -54,6 +55,22 @@ TEST_F(Files, ASummaryIsAlignedWhateverTheNamesLengths) {
   EXPECT_EQ(replies::DisplayWidth(lines[2]), replies::DisplayWidth(lines[0]));
   EXPECT_NE(lines[2].find("  436  DingYueTuiSongYongHuFanHuiShuJu  "), std::string::npos) << lines[2];
   EXPECT_EQ(lines[0].find("payload"), lines[1].find("Tbl"));
+}
+
+TEST(Summary, OfRepliesWithoutATableHasNoFiguresOfOne) {
+  // Id 22, and Id 9999 (0x8F 0x4E), which nobody knows.
+  const auto lines = LinesOf(ViewBytes("\x02\x08\x16\x03\x08\x8F\x4E", {"--to", "summary"}).out);
+  ASSERT_GE(lines.size(), 3U);
+  EXPECT_EQ(
+      lines[0],
+      "   reply     Id  payload                               bytes     rows  columns   tables   all rows      "
+      "cells     parse us   convert us");
+  const std::regex known(
+      "       1     22  QuoteTickSingle {27}2        -        -        -          -          -  +[0-9]+\\.[0-9] {12}-");
+  EXPECT_TRUE(std::regex_match(lines[1], known)) << lines[1];
+  const std::regex unknown(
+      "       2   9999  \\? {41}3        -        -        -          -          -  +[0-9]+\\.[0-9] {12}-");
+  EXPECT_TRUE(std::regex_match(lines[2], unknown)) << lines[2];
 }
 
 }  // namespace
