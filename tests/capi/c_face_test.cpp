@@ -87,7 +87,16 @@ void ExpectAllFail(const std::string& reply, tesparser_reason reason, uint64_t o
 
 TEST(Reasons, HaveNames) {
   EXPECT_STREQ(tesparser_reason_name(TESPARSER_OK), "ok");
+  EXPECT_STREQ(tesparser_reason_name(TESPARSER_NOT_A_REPLY), "not a reply");
   EXPECT_STREQ(tesparser_reason_name(TESPARSER_FIELD_MISSING), "a required field is missing");
+  EXPECT_STREQ(tesparser_reason_name(TESPARSER_NO_TABLE_FORM), "no table form");
+  EXPECT_STREQ(tesparser_reason_name(TESPARSER_NOTHING_IN_IT), "nothing in it");
+  EXPECT_STREQ(tesparser_reason_name(TESPARSER_NOT_EXPRESSIBLE), "not expressible as JSON");
+  EXPECT_STREQ(tesparser_reason_name(TESPARSER_OUT_OF_MEMORY), "out of memory");
+  EXPECT_STREQ(tesparser_reason_name(TESPARSER_BAD_ARGUMENT), "bad argument");
+  EXPECT_STREQ(tesparser_reason_name(TESPARSER_CANNOT_READ), "cannot read");
+  EXPECT_STREQ(tesparser_reason_name(TESPARSER_MISFIT), "misfit");
+  EXPECT_STREQ(tesparser_reason_name(TESPARSER_TOO_LARGE), "too large");
   EXPECT_STREQ(tesparser_reason_name(TESPARSER_INTERNAL), "internal fault");
   for (const int32_t none : {-1, TESPARSER_INTERNAL + 1, INT32_MIN, INT32_MAX})
     EXPECT_STREQ(tesparser_reason_name(none), "unknown reason");
@@ -436,6 +445,26 @@ TEST(Reader, TakesEveryForm) {
     SCOPED_TRACE(one.form);
     const OwnedReader reader(tesparser_read_memory(one.source.data(), one.source.size(), one.form, nullptr));
     ExpectReply(reader.get(), kFirst, 1, 0, 20);
+    ExpectEnd(reader.get());
+  }
+}
+
+TEST(Reader, TakesLengthsInEveryForm) {
+  // Of kFirst the length is 5.
+  const struct {
+    int32_t form;
+    std::string length;
+  } cases[] = {
+      {TESPARSER_FORM_DELIMITED, "\x05"},
+      {TESPARSER_FORM_FIXED32_BE, std::string("\0\0\0\x05", 4)},
+      {TESPARSER_FORM_FIXED32_LE, std::string("\x05\0\0\0", 4)},
+  };
+  for (const auto& one : cases) {
+    SCOPED_TRACE(one.form);
+    const std::string stream = one.length + kFirst + one.length + kFirst;
+    const OwnedReader reader(tesparser_read_memory(stream.data(), stream.size(), one.form, nullptr));
+    ExpectReply(reader.get(), kFirst, 1, 0, 20);
+    ExpectReply(reader.get(), kFirst, 2, one.length.size() + 5, 20);
     ExpectEnd(reader.get());
   }
 }

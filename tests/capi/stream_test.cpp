@@ -286,6 +286,36 @@ TEST(CStream, RefusesTablesAndColumnsThatThereAreNot) {
   EXPECT_EQ(ReadAll("", &options).refused, TESPARSER_BAD_ARGUMENT);
 }
 
+std::string RefusalOf(const std::string& column) {
+  const char* const names[] = {column.c_str()};
+  Options options(21);
+  options.columns = names;
+  options.column_count = 1;
+  return ReadAll("", &options).message;
+}
+
+// A message has 511 bytes and a zero.
+TEST(CStream, CutsAMessageBetweenCharacters) {
+  const std::string shortest = RefusalOf("@");
+  const size_t at = shortest.find('@');
+  ASSERT_NE(at, std::string::npos) << shortest;
+  const std::string begin = shortest.substr(0, at);
+  const std::string end = shortest.substr(at + 1);
+  ASSERT_LT(shortest.size(), 400U);
+  const std::string fits(511 - begin.size() - end.size(), '@');
+  EXPECT_EQ(RefusalOf(fits), begin + fits + end);
+  const std::string longer = (begin + fits + "@" + end).substr(0, 508) + "...";
+  EXPECT_EQ(RefusalOf(fits + "@"), longer);
+  for (size_t letters = 0; letters < 3; ++letters) {
+    std::string name(letters, '@');
+    for (int i = 0; i < 200; ++i)
+      name += "银";
+    // What is left of 508 bytes holds whole characters of three bytes each.
+    const size_t room = (508 - begin.size() - letters) / 3 * 3;
+    EXPECT_EQ(RefusalOf(name), begin + name.substr(0, letters + room) + "...") << letters;
+  }
+}
+
 void ExpectRefused(const tesparser_stream_options& options, const std::string& message) {
   const Read read = ReadAll("", &options);
   EXPECT_EQ(read.refused, TESPARSER_BAD_ARGUMENT);
