@@ -95,6 +95,40 @@ TEST_F(Cells, DecimalNumbersToo) {
   EXPECT_TRUE(Is("V > 12.3"));
 }
 
+// A number at an end of each type is itself, and beside its neighbours.
+TEST(WhereNumber, IsComparedWithEveryType) {
+  const Table table("a:c;b:h;c:i;d:C;e:H;f:I;g:P", 1);
+  const auto set = [&table](int col, auto value) {
+    table_set_buff(table.get(), 0, col, &value, sizeof value, 0);
+  };
+  set(0, std::numeric_limits<int8_t>::min());
+  set(1, std::numeric_limits<int16_t>::min());
+  set(2, std::numeric_limits<int32_t>::min());
+  set(3, std::numeric_limits<uint8_t>::max());
+  set(4, std::numeric_limits<uint16_t>::max());
+  set(5, std::numeric_limits<uint32_t>::max());
+  table_set_pfloat(table.get(), 0, 6, PFloat(-5, 1));
+  const auto columns = ColumnsOf(table.view());
+  const auto is = [&](const std::string& text) {
+    Where where;
+    std::string error;
+    EXPECT_TRUE(where.Add(text, &error)) << error;
+    const WhereCondition& condition = *where.conditions()[0];
+    const Column* column = FindColumn(columns, condition.column);
+    return column != nullptr && IsComparable(condition, *column) &&
+           Holds(condition, table.view(), 0, *column);
+  };
+  for (const std::string text :
+       {"a=-128",        "a>-129",        "a<-127",        "b=-32768",     "b>-32769",     "b<-32767",
+        "c=-2147483648", "c>-2147483649", "c<-2147483647", "d=255",        "d>254",        "d<256",
+        "e=65535",       "e>65534",       "e<65536",       "f=4294967295", "f>4294967294", "f<4294967296",
+        "g=-0.5",        "g>-0.6",        "g<-0.4",        "a~-12",        "f~429"})
+    EXPECT_TRUE(is(text)) << text;
+  for (const std::string text : {"a!=-128", "a<-128", "a>-128", "d>255", "d<255", "f>=4294967296",
+                                 "f<=4294967294", "g!=-0.5", "a~129"})
+    EXPECT_FALSE(is(text)) << text;
+}
+
 TEST_F(Cells, TextsAreComparedByTheirBytes) {
   table_set_str(table_.get(), 0, 4, "平安银行", 1);
   EXPECT_TRUE(Is("S = 平安银行"));
