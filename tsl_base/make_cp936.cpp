@@ -1,12 +1,11 @@
 // Writes the tables of code page 936, as the system's iconv knows it, for text.cpp to include:
 //
-//   kCodes        the code of each code point of the basic plane: a single byte, or lead byte times 256 plus
-//   trail
-//                 byte; 0 where there is none
+//   kCodes        the code of each code point from U+0800 on to the end of the basic plane: two bytes, the
+//                 lead byte lower, or 256 times a single byte; 0 where there is none, and below U+0800
+//   kLowCodes     the same for the code points below U+0800
 //   kSingles      the way back: the code point of each single byte from 0x80 on; 0 where there is none
 //   kPairs        the code point of each lead byte from 0x81 to 0xFE with each trail byte from 0x40 to 0xFE;
-//   0 where
-//                 there is none
+//                 0 where there is none
 #include <iconv.h>
 #include <stddef.h>
 #include <stdint.h>
@@ -19,6 +18,8 @@
 namespace {
 
 constexpr unsigned kCodePoints = 0x10000;
+// The first that UTF-8 writes in three bytes.
+constexpr unsigned kFirstOfThreeBytes = 0x800;
 constexpr unsigned kFirstLead = 0x81;
 constexpr unsigned kFirstTrail = 0x40;
 constexpr unsigned kLastByte = 0xFE;
@@ -125,6 +126,15 @@ void Write(std::ofstream& file, const char* name, const Numbers& numbers) {
   file << "};\n";
 }
 
+// The codes of code points from `first` on; zeros stand for those before it. Both bytes change places, so
+// that a single one comes into the upper half.
+Numbers LeadByteLowest(const Numbers& codes, unsigned first, unsigned end) {
+  Numbers turned(end, 0);
+  for (unsigned i = first; i < end; ++i)
+    turned[i] = codes[i] % 256 * 256 + codes[i] / 256;
+  return turned;
+}
+
 int Fail(const char* what, const char* why) {
   std::cerr << "make_cp936: " << what << why << "\n";
   return 1;
@@ -147,7 +157,8 @@ int main(int argc, char** argv) {
   if (const char* wrong = WhatIsWrong(tables)) return Fail("the system's iconv, asked for CP936, ", wrong);
 
   std::ofstream file(argv[1]);
-  Write(file, "kCodes", tables.codes);
+  Write(file, "kCodes", LeadByteLowest(tables.codes, kFirstOfThreeBytes, kCodePoints));
+  Write(file, "kLowCodes", LeadByteLowest(tables.codes, 0, kFirstOfThreeBytes));
   Write(file, "kSingles", tables.singles);
   Write(file, "kPairs", tables.pairs);
   file.close();

@@ -177,6 +177,62 @@ TEST(Gb2312, CharactersWithoutACodeBecomeOneQuestionMark) {
   EXPECT_EQ(text::Utf8toGb2312("\U00020000"), "?");
 }
 
+// What is odd among the four characters that are looked at together.
+TEST(Gb2312, OneOddSequenceInARunOfChinese) {
+  const std::string character = "\u4E2D";
+  const std::string code = "\xD6\xD0";
+  struct Odd {
+    const char* utf8;
+    const char* expected;
+  };
+  const Odd odds[] = {
+      {"a", "a"},
+      {"\xCE\xB1", "\xA6\xC1"},   // a Greek letter: two bytes
+      {"\u20AC", "\x80"},         // the Euro sign: a single byte
+      {"\uAC00", "?"},            // no code
+      {"\xF0\x9F\x98\x80", "?"},  // four bytes, no code
+      {"\xE0\x8E\xB1", "???"},    // the Greek letter, overlong
+      {"\xE0\x81\x81", "???"},    // an overlong letter
+      {"\xED\xA0\x80", "???"},    // a surrogate
+      {"\xE4\xB8", "?"},          // cut off
+  };
+  for (const Odd& odd : odds) {
+    for (int before = 0; before <= 8; ++before) {
+      std::string utf8;
+      std::string expected;
+      for (int i = 0; i < before; ++i) {
+        utf8 += character;
+        expected += code;
+      }
+      utf8 += odd.utf8;
+      expected += odd.expected;
+      for (int i = 0; i < 8; ++i) {
+        utf8 += character;
+        expected += code;
+      }
+      EXPECT_EQ(text::Utf8toGb2312(utf8), expected) << testing::PrintToString(utf8);
+    }
+  }
+}
+
+// Longer results are put together from pieces of about a thousand bytes.
+TEST(Gb2312, LongTextsOfEveryLengthKeepTheirOrder) {
+  for (const char* begin : {"", "a", "ab\u4E2D"}) {
+    std::string utf8 = begin;
+    std::string expected = *begin == '\0' ? "" : begin[1] == '\0' ? "a" : "ab\xD6\xD0";
+    for (int i = 0; i < 1100; ++i) {
+      // One, a nail, seven, ten thousand and a digit, in no even order.
+      static const char* const kCharacters[] = {"\u4E00", "\u4E01", "\u4E03", "\u4E07", "7"};
+      static const char* const kCodesOfThem[] = {"\xD2\xBB", "\xB6\xA1", "\xC6\xDF", "\xCD\xF2", "7"};
+      const size_t which = static_cast<size_t>(i) * 7 / 3 % 5;
+      utf8 += kCharacters[which];
+      expected += kCodesOfThem[which];
+      if (i < 480) continue;
+      ASSERT_EQ(text::Utf8toGb2312(utf8), expected) << i;
+    }
+  }
+}
+
 TEST(Gb2312, NullIsTheEmptyText) {
   EXPECT_EQ(text::Utf8toGb2312(static_cast<const char*>(nullptr)), "");
 }
