@@ -19,7 +19,7 @@
 #include "replies/words.h"
 #include "tesview/cli/help.h"
 #include "tesview/show/where.h"
-#include "tesview/terminal/packed_writer.h"
+#include "tesview/terminal/packing_of.h"
 #include "tesview/terminal/terminal.h"
 
 namespace tesview {

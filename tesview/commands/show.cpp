@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "replies/packer.h"
 #include "tesview/commands/arrow_renderer.h"
 #include "tesview/commands/commands.h"
 #include "tesview/commands/in_parallel.h"
@@ -17,7 +18,7 @@
 #include "tesview/terminal/interrupt.h"
 #include "tesview/terminal/open_file.h"
 #include "tesview/terminal/output_file.h"
-#include "tesview/terminal/packed_writer.h"
+#include "tesview/terminal/packing_of.h"
 #include "tesview/terminal/progress.h"
 #include "tesview/terminal/split_files.h"
 #include "tesview/terminal/terminal.h"
@@ -102,11 +103,11 @@ void ShowTo(const ShowRequest& request, Output* output, SplitFiles* split, ExitC
 }
 
 void ShowPacked(const ShowRequest& request, Packing packing, Output* file, ExitCode* code) {
-  PackedWriter packed(packing, [&](std::string_view bytes) { file->WriteBytes(bytes); });
-  Output output([&](std::string_view bytes) { packed.Add(bytes); });
+  const auto packed = replies::MakePacker(packing, [&](std::string_view bytes) { file->WriteBytes(bytes); });
+  Output output([&](std::string_view bytes) { packed->Add(bytes); });
   ShowTo(request, &output, nullptr, code);
   output.Flush();
-  packed.End();
+  packed->End();
 }
 
 // The file is there when it is whole. It is whole also where some replies could not be shown, and where some

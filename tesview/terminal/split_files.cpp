@@ -10,6 +10,7 @@
 #include <cstring>
 #include <utility>
 
+#include "replies/packer.h"
 #include "replies/text.h"
 #include "tesview/terminal/interrupt.h"
 #include "tesview/terminal/leftovers.h"
@@ -69,7 +70,7 @@ void PackFile(const std::string& from, const std::string& to, Packing packing) {
   const Descriptor in(from, O_RDONLY);
   const Descriptor out(to, O_WRONLY | O_CREAT | O_TRUNC);
   Output output(out.fd());
-  PackedWriter packed(packing, [&](std::string_view bytes) { output.WriteBytes(bytes); });
+  const auto packed = replies::MakePacker(packing, [&](std::string_view bytes) { output.WriteBytes(bytes); });
   std::string block(size_t{256} * 1024, '\0');
   while (true) {
     if (WasInterrupted()) throw Interrupted();
@@ -77,9 +78,9 @@ void PackFile(const std::string& from, const std::string& to, Packing packing) {
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) FailToSplit(from);
     if (got == 0) break;
-    packed.Add(std::string_view(block).substr(0, static_cast<size_t>(got)));
+    packed->Add(std::string_view(block).substr(0, static_cast<size_t>(got)));
   }
-  packed.End();
+  packed->End();
   output.Flush();
 }
 

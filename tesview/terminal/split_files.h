@@ -14,7 +14,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "tesview/terminal/packed_writer.h"
+#include "tesview/terminal/packing_of.h"
 
 namespace tesview {
 
