@@ -44,7 +44,9 @@ std::string_view Trim(std::string_view text) {
 
 // The parts of a line, which bars separate.
 std::vector<std::string_view> Parts(std::string_view line) {
+  constexpr size_t kPartsOfAColumn = 10;
   std::vector<std::string_view> parts;
+  parts.reserve(kPartsOfAColumn);
   while (true) {
     const size_t bar = line.find(" | ");
     parts.push_back(Trim(line.substr(0, bar)));
@@ -61,6 +63,15 @@ std::vector<std::string_view> Words(std::string_view line) {
     from = to;
   }
   return words;
+}
+
+// Whether a bar is the second word, as in a line for a column: nearly all are.
+bool IsColumnLine(std::string_view line) {
+  const size_t word = line.find_first_not_of(' ');
+  const size_t behind = line.find(' ', word);
+  if (word == std::string_view::npos || behind == std::string_view::npos) return false;
+  const size_t bar = line.find_first_not_of(' ', behind);
+  return bar != std::string_view::npos && line.substr(bar, line.find(' ', bar) - bar) == "|";
 }
 
 // Takes the first line off a text.
@@ -155,11 +166,9 @@ void ReadTitle(std::string_view text, TableDescription* table) {
   table->chinese = parts[1];
 }
 
-// A line that begins with one of these words tells of the whole table. No column line can be meant: those
-// have bars behind their first word.
-bool ReadProperty(std::string_view line, TableDescription* table) {
-  const auto words = Words(line);
-  if (words.size() < 2 || words[1] == "|") return false;
+// A line that begins with one of these words tells of the whole table.
+bool ReadProperty(std::string_view line, const std::vector<std::string_view>& words,
+                  TableDescription* table) {
   const std::string_view rest = Trim(line.substr(words[0].size()));
   if (words[0] == "title") {
     ReadTitle(rest, table);
@@ -175,14 +184,19 @@ bool ReadProperty(std::string_view line, TableDescription* table) {
   return true;
 }
 
-void ReadLine(std::string_view line, std::vector<TableDescription>* tables) {
+// The first words of these lines say what they are. No column line can be meant.
+bool ReadHeadOrProperty(std::string_view line, std::vector<TableDescription>* tables) {
   const auto words = Words(line);
-  if (words.size() > 1 && words[1] != "|" && (words[0] == "table" || words[0] == "type")) {
-    tables->push_back(ReadHead(words));
-    return;
-  }
+  if (words.size() < 2) return false;
+  if (words[0] != "table" && words[0] != "type")
+    return !tables->empty() && ReadProperty(line, words, &tables->back());
+  tables->push_back(ReadHead(words));
+  return true;
+}
+
+void ReadLine(std::string_view line, std::vector<TableDescription>* tables) {
+  if (!IsColumnLine(line) && ReadHeadOrProperty(line, tables)) return;
   if (tables->empty()) throw std::runtime_error("a line before the first table");
-  if (ReadProperty(line, &tables->back())) return;
   const auto parts = Parts(line);
   if (line[0] != '[') {
     tables->back().columns.push_back(ReadColumn(parts));
