@@ -76,10 +76,27 @@ function(tesparser_own_code target)
   endif()
 endfunction()
 
+# Relocations that only add where the library was loaded, of which generated classes have tens of thousands, packed into
+# bits: they are a fifteenth of the library otherwise. The loader knows them from glibc 2.36 on, the linker warns where it
+# does not.
+include(CheckCXXSourceCompiles)
+include(CheckLinkerFlag)
+check_cxx_source_compiles("#include <features.h>
+#if !defined(__x86_64__) || !defined(__GLIBC__) || !__GLIBC_PREREQ(2, 36)
+#error
+#endif
+int main() {}" TESPARSER_LOADER_KNOWS_RELR)
+set(CMAKE_REQUIRED_LINK_OPTIONS -Wl,--fatal-warnings)
+check_linker_flag(CXX -Wl,-z,pack-relative-relocs TESPARSER_LINKER_KNOWS_RELR)
+unset(CMAKE_REQUIRED_LINK_OPTIONS)
+
 # A library that stays once it is loaded, and lacks nothing of what it calls. Sanitizers leave their own symbols open
 # until the program is linked.
 function(tesparser_resident_library target)
   target_link_options(${target} PRIVATE -Wl,-z,nodelete)
+  if(TESPARSER_LOADER_KNOWS_RELR AND TESPARSER_LINKER_KNOWS_RELR)
+    target_link_options(${target} PRIVATE -Wl,-z,pack-relative-relocs)
+  endif()
   if(NOT TESPARSER_SANITIZE AND NOT TESPARSER_COVERAGE)
     target_link_options(${target} PRIVATE -Wl,-z,defs)
   endif()
