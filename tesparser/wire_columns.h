@@ -22,7 +22,8 @@ inline const tessel::Table* WirePayload(const tessel::MSG& message) {
 }
 
 // Each ForEach calls store(row, value) for the values of one column; rows beyond the table's end are the
-// table's affair.
+// table's affair. A list's values are taken before its loop, as the compiler cannot know that store() leaves
+// the list as it is.
 
 // Differences: the first value is packed, each later one is a step in units of the first one's divisor.
 template <class Store>
@@ -33,9 +34,11 @@ void ForEachDelta(const tessel::CInfo& info, const tessel::CData& data, Store st
   store(0, running);
   const double scale = divisor;
   const double ratio = info.ratio();
-  for (int r = 1; r < data.xvalues_size(); ++r) {
-    double step = static_cast<double>(data.xvalues(r)) / scale;
-    if (info.ratio() != 0) step *= ratio;
+  const int64_t* const steps = data.xvalues().data();
+  const int n = data.xvalues_size();
+  for (int r = 1; r < n; ++r) {
+    double step = static_cast<double>(steps[r]) / scale;
+    if (ratio != 0) step *= ratio;
     running += step;
     store(r, running);
   }
@@ -43,23 +46,28 @@ void ForEachDelta(const tessel::CInfo& info, const tessel::CData& data, Store st
 
 template <class Store>
 void ForEachPacked(const tessel::CData& data, Store store) {
-  for (int r = 0; r < data.ivalues_size(); ++r)
-    store(r, DecodePacked(data.ivalues(r)));
+  const int64_t* const values = data.ivalues().data();
+  const int n = data.ivalues_size();
+  for (int r = 0; r < n; ++r)
+    store(r, DecodePacked(values[r]));
 }
 
 template <class Store>
 void ForEachFloat(const tessel::CData& data, Store store) {
-  for (int r = 0; r < data.fvalues_size(); ++r)
-    store(r, data.fvalues(r));
+  const float* const values = data.fvalues().data();
+  const int n = data.fvalues_size();
+  for (int r = 0; r < n; ++r)
+    store(r, values[r]);
 }
 
 // Doubles are counted by the floats beside them: a column that fills dValues alone, as a sender would, stays
 // unset. That is how the format is read, and readers rely on it.
 template <class Store>
 void ForEachDouble(const tessel::CData& data, Store store) {
+  const double* const values = data.dvalues().data();
   const int n = std::min(data.fvalues_size(), data.dvalues_size());
   for (int r = 0; r < n; ++r)
-    store(r, data.dvalues(r));
+    store(r, values[r]);
 }
 
 inline void SetWireText(void* table, int col, const tessel::CData& data) {
