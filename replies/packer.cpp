@@ -16,7 +16,7 @@
 namespace replies {
 namespace {
 
-constexpr size_t kPackedBlock = size_t{64} * 1024;
+constexpr size_t kMadeAtOnce = size_t{64} * 1024;
 // The libraries count in 32 bits.
 constexpr size_t kMostTaken = size_t{1} << 30;
 
@@ -27,7 +27,7 @@ void ExpectPacked(bool done, const char* library) {
 // Of the libraries that write as much as there is room for.
 class BlockPacker : public Packer {
  public:
-  explicit BlockPacker(Sink sink) : sink_(std::move(sink)), block_(kPackedBlock, '\0') { BeginBlock(); }
+  explicit BlockPacker(Sink sink) : sink_(std::move(sink)), block_(kMadeAtOnce, '\0') { BeginBlock(); }
 
   void Add(std::string_view bytes) override {
     while (!bytes.empty()) {
@@ -216,7 +216,7 @@ class Lz4Packer : public Packer {
  public:
   explicit Lz4Packer(Sink sink) : sink_(std::move(sink)) {
     preferences_.frameInfo.contentChecksumFlag = LZ4F_contentChecksumEnabled;
-    block_.resize(std::max(LZ4F_compressBound(kPackedBlock, &preferences_), size_t{LZ4F_HEADER_SIZE_MAX}));
+    block_.resize(std::max(LZ4F_compressBound(kMadeAtOnce, &preferences_), size_t{LZ4F_HEADER_SIZE_MAX}));
     if (LZ4F_isError(LZ4F_createCompressionContext(&stream_, LZ4F_VERSION)) != 0) throw std::bad_alloc();
   }
   ~Lz4Packer() override { LZ4F_freeCompressionContext(stream_); }
@@ -226,7 +226,7 @@ class Lz4Packer : public Packer {
   void Add(std::string_view bytes) override {
     Begin();
     while (!bytes.empty()) {
-      const size_t size = std::min(bytes.size(), kPackedBlock);
+      const size_t size = std::min(bytes.size(), kMadeAtOnce);
       Give(LZ4F_compressUpdate(stream_, block_.data(), block_.size(), bytes.data(), size, nullptr));
       bytes.remove_prefix(size);
     }

@@ -12,7 +12,7 @@
 #include "tesview/terminal/leftovers.h"
 #include "tesview/terminal/output.h"
 #include "tesview/terminal/output_file.h"
-#include "tesview/terminal/packed_writer.h"
+#include "tesview/terminal/packing_of.h"
 #include "tesview/terminal/split_files.h"
 
 namespace {
@@ -20,7 +20,6 @@ namespace {
 namespace fs = std::filesystem;
 using replies::Packing;
 using tesview::Output;
-using tesview::PackedWriter;
 using tesview::PackingOf;
 using tesview::SplitFiles;
 using tesview::WithoutPacking;
@@ -124,42 +123,6 @@ TEST(Compression, GoesByTheEndingOfAName) {
   EXPECT_EQ(WithoutPacking("a.csv.zst"), "a.csv");
   EXPECT_EQ(WithoutPacking("a.csv"), "a.csv");
   EXPECT_EQ(WithoutPacking(".gz"), ".gz");
-}
-
-std::string Gzipped(const std::string& bytes) {
-  std::string packed;
-  PackedWriter writer(Packing::kGzip, [&packed](std::string_view piece) { packed += piece; });
-  writer.Add(bytes);
-  writer.End();
-  return packed;
-}
-
-TEST(Compression, GivesTheSameBytesAtAnyTimeAndNoPadding) {
-  const std::string packed = Gzipped("abc");
-  ASSERT_GT(packed.size(), 18U);
-  // The time of a gzip member is in its bytes 4 to 7, and its size is its end.
-  EXPECT_EQ(packed.substr(4, 4), std::string(4, '\0'));
-  EXPECT_EQ(packed.substr(packed.size() - 4), std::string("\x03\0\0\0", 4));
-}
-
-TEST(Compression, PassesOnWhatTheWriterThrows) {
-  PackedWriter writer(Packing::kGzip, [](std::string_view) { throw std::runtime_error("the disk is full"); });
-  try {
-    writer.Add("abc");
-    writer.End();
-    FAIL() << "nothing was thrown";
-  } catch (const std::runtime_error& error) {
-    EXPECT_STREQ(error.what(), "the disk is full");
-  }
-}
-
-TEST(Compression, WithoutAnEndWritesNothingMore) {
-  std::string packed;
-  {
-    PackedWriter writer(Packing::kGzip, [&packed](std::string_view piece) { packed += piece; });
-    writer.Add("abc");
-  }
-  EXPECT_EQ(packed, "");
 }
 
 // ---- in many files ----

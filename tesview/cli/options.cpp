@@ -114,7 +114,7 @@ struct Given {
   std::string head;
   std::string tail;
   std::string width;
-  std::string jobs;
+  std::string jobs = "1";
   std::string color = "auto";
   std::string style = "auto";
   std::string progress = "auto";
@@ -686,7 +686,8 @@ class CommandLine {
     stat.filter = UnderstoodFilter();
     stat.rows = given_.stat_rows;
     stat.as_json = ValueOf(kStat, given_.stat_to, "--to");
-    stat.jobs = given_.jobs.empty() && !stat.rows ? Processors() : UnderstoodJobs();
+    const bool jobs_given = app_.count("--jobs") + stat_->count("--jobs") != 0;
+    stat.jobs = jobs_given || stat.rows ? UnderstoodJobs() : Processors();
     stat.strict = given_.strict;
     stat.progress = ValueOf(kWhen, given_.progress, "--progress");
     return stat;
@@ -704,7 +705,6 @@ class CommandLine {
   }
 
   int UnderstoodJobs() const {
-    if (given_.jobs.empty()) return 1;
     const int64_t jobs = NumberOf(given_.jobs, "--jobs", 0, kMostJobs);
     return jobs == 0 ? Processors() : static_cast<int>(jobs);
   }
