@@ -9,6 +9,8 @@
 #include <malloc.h>
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <cstdio>
 #include <map>
 #include <string>
@@ -50,20 +52,52 @@ void RegisterRoutes(const Workload& w) {
   Register(w, "text_format", [](const Workload& x) { benchmark::DoNotOptimize(BenchTextFormat(x.reply)); });
 }
 
-// Different replies on 1, 2 and 4 threads at once, and the floor the same way: what the machine itself takes
+// Tables on the way from the threads that made them to those that free them.
+struct Batch {
+  static constexpr size_t kTables = 64;
+  std::array<void*, kTables> tables{};
+  size_t count = 0;
+};
+std::atomic<Batch*> handed_over{nullptr};
+
+void Free(Batch* batch) {
+  if (batch == nullptr) return;
+  for (size_t i = 0; i < batch->count; ++i)
+    table_free(batch->tables[i]);
+  delete batch;
+}
+
+// What one thread makes the next one that comes frees.
+void MakeForOthers(const Workload& w, benchmark::State* state) {
+  auto* mine = new Batch;
+  for (auto _ : *state) {
+    mine->tables[mine->count++] = Table(w);
+    if (mine->count == Batch::kTables) {
+      Free(handed_over.exchange(mine));
+      mine = new Batch;
+    }
+  }
+  Free(mine);
+}
+
+// Different replies on 1 to 16 threads at once, and the floor the same way: what the machine itself takes
 // away from each thread shows there.
 void RegisterThreads(const std::vector<Workload>& workloads) {
   static const std::vector<Workload>& all = workloads;
   const auto mine = [](const benchmark::State& state) -> const Workload& {
     return all[static_cast<size_t>(state.thread_index()) % 2 == 0 ? 1 : 3];
   };
-  for (const int threads : {1, 2, 4}) {
+  for (const int threads : {1, 2, 4, 8, 16}) {
     benchmark::RegisterBenchmark("threads/table",
                                  [mine](benchmark::State& state) {
                                    const Workload& w = mine(state);
                                    for (auto _ : state)
                                      table_free(Table(w));
                                  })
+        ->Threads(threads)
+        ->UseRealTime();
+    benchmark::RegisterBenchmark("threads/freed_elsewhere",
+                                 [mine](benchmark::State& state) { MakeForOthers(mine(state), &state); })
         ->Threads(threads)
         ->UseRealTime();
     benchmark::RegisterBenchmark("threads/floor",
