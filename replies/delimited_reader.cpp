@@ -51,6 +51,12 @@ DelimitedReader::Verdict DelimitedReader::JudgeLength(size_t* prefix, uint64_t* 
   return Verdict::kDamaged;
 }
 
+DelimitedReader::Verdict DelimitedReader::ReachesOver(uint64_t size, size_t next, Trouble* trouble) {
+  trouble->what = fmt::format("its length is given as {}, which reaches over replies behind it", size);
+  trouble->next = next;
+  return Verdict::kDamaged;
+}
+
 // Before the rest of a long one is waited for: a wrong length may reach far.
 DelimitedReader::Verdict DelimitedReader::JudgeLong(size_t prefix, uint64_t size, Trouble* trouble) {
   if (prefix + size <= kLookAhead || !window_->Fill(kLookAhead)) return Verdict::kGood;
@@ -62,9 +68,7 @@ DelimitedReader::Verdict DelimitedReader::JudgeLong(size_t prefix, uint64_t size
   const size_t end = prefix + static_cast<size_t>(size);
   const Search search = FindFrame(window_->bytes(), 1, end, false, options_.prefix, Most(), MoreEffort());
   if (search.result != Search::kFound) return Verdict::kGood;
-  trouble->what = fmt::format("its length is given as {}, which reaches over replies behind it", size);
-  trouble->next = search.at;
-  return Verdict::kDamaged;
+  return ReachesOver(size, search.at, trouble);
 }
 
 Behind DelimitedReader::LookBehindFrame(size_t whole) {
@@ -101,11 +105,7 @@ DelimitedReader::Verdict DelimitedReader::JudgeContent(size_t prefix, size_t siz
     if (look == Look::kSoFar)
       look = LookAtEnvelope(window_->bytes().substr(prefix, size), size, MoreEffort(), &has_payload);
     const Search inside = FindInside(whole);
-    if (inside.result == Search::kFound) {
-      trouble->next = inside.at;
-      trouble->what = fmt::format("its length is given as {}, which reaches over replies behind it", size);
-      return Verdict::kDamaged;
-    }
+    if (inside.result == Search::kFound) return ReachesOver(size, inside.at, trouble);
     const bool undecided = inside.result == Search::kNeedsMore && !window_->ended();
     if (undecided && (!window_->MayWait() || !window_->HasPaused())) {
       window_->ReadMore();

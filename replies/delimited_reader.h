@@ -45,6 +45,7 @@ class DelimitedReader : public FormReader {
   bool FindPlain(ReplyView* found);
   Next FindJudged(ReplyView* found, Trouble* trouble, uint64_t* lost);
   Verdict JudgeLength(size_t* prefix, uint64_t* size, Trouble* trouble);
+  static Verdict ReachesOver(uint64_t size, size_t next, Trouble* trouble);
   Verdict JudgeLong(size_t prefix, uint64_t size, Trouble* trouble);
   Verdict JudgeContent(size_t prefix, size_t size, Trouble* trouble);
   Behind LookBehindFrame(size_t whole);

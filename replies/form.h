@@ -16,6 +16,23 @@ enum class Form {
   kFixed32Le,  // the same, the lowest first
 };
 
+// A word by which a value is asked for.
+template <class T>
+struct Word {
+  const char* word;
+  T value;
+};
+
+inline constexpr Word<Form> kFormWords[] = {{"auto", Form::kAuto},
+                                            {"raw", Form::kRaw},
+                                            {"delimited", Form::kDelimited},
+                                            {"fixed32be", Form::kFixed32Be},
+                                            {"fixed32le", Form::kFixed32Le},
+                                            {"hex", Form::kHex},
+                                            {"base64", Form::kBase64},
+                                            {"lines", Form::kLines},
+                                            {"text", Form::kText}};
+
 }  // namespace replies
 
 #endif  // REPLIES_FORM_H_

@@ -1,6 +1,5 @@
 #include "inputs.h"
 
-#include <array>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -33,20 +32,12 @@ void CheckSignals() {
 }  // namespace
 
 Form FormOf(const std::string& word) {
-  constexpr std::array<std::pair<const char*, Form>, 9> kForms = {{{"auto", Form::kAuto},
-                                                                   {"raw", Form::kRaw},
-                                                                   {"delimited", Form::kDelimited},
-                                                                   {"fixed32be", Form::kFixed32Be},
-                                                                   {"fixed32le", Form::kFixed32Le},
-                                                                   {"hex", Form::kHex},
-                                                                   {"base64", Form::kBase64},
-                                                                   {"lines", Form::kLines},
-                                                                   {"text", Form::kText}}};
-  for (const auto& [name, form] : kForms) {
-    if (word == name) return form;
+  std::string known;
+  for (const auto& each : replies::kFormWords) {
+    if (word == each.word) return each.value;
+    known += (known.empty() ? "" : ", ") + std::string(each.word);
   }
-  throw py::value_error("no form \"" + word +
-                        "\"; known: auto, raw, delimited, fixed32be, fixed32le, hex, base64, lines, text");
+  throw py::value_error("no form \"" + word + "\"; known: " + known);
 }
 
 size_t ObjectSource::Read(char* to, size_t size) {

@@ -28,21 +28,17 @@ using replies::DidYouMean;
 using replies::FindPayload;
 using replies::FindType;
 using replies::Form;
+using replies::kFormWords;
 using replies::Payload;
 using replies::Trim;
 using replies::TypeName;
 using replies::TypeNames;
 using replies::WholeNumber;
+using replies::Word;
 
 namespace {
 
 constexpr int kMostJobs = 256;
-
-template <class T>
-struct Word {
-  const char* word;
-  T value;
-};
 
 constexpr Word<To> kTo[] = {{"table", To::kTable},   {"json", To::kJson},       {"pretty", To::kPretty},
                             {"ndjson", To::kNdjson}, {"csv", To::kCsv},         {"tsv", To::kTsv},
@@ -53,15 +49,6 @@ constexpr Word<To> kEndings[] = {{".csv", To::kCsv},      {".tsv", To::kTsv},   
                                  {".jsonl", To::kNdjson}, {".arrow", To::kArrow}, {".arrows", To::kArrow},
                                  {".json", To::kJson},    {".html", To::kHtml},   {".txt", To::kTable},
                                  {".txtpb", To::kText},   {".bin", To::kBin}};
-constexpr Word<Form> kFrom[] = {{"auto", Form::kAuto},
-                                {"raw", Form::kRaw},
-                                {"delimited", Form::kDelimited},
-                                {"fixed32be", Form::kFixed32Be},
-                                {"fixed32le", Form::kFixed32Le},
-                                {"hex", Form::kHex},
-                                {"base64", Form::kBase64},
-                                {"lines", Form::kLines},
-                                {"text", Form::kText}};
 constexpr Word<When> kWhen[] = {{"auto", When::kAuto}, {"always", When::kAlways}, {"never", When::kNever}};
 constexpr Word<Header> kHeader[] = {
     {"name", Header::kName}, {"en", Header::kEnglish}, {"zh", Header::kChinese}};
@@ -585,7 +572,7 @@ class CommandLine {
     }
     std::string text = Completions(app_,
                                    {{"--to", WordsOf(kTo)},
-                                    {"--from", WordsOf(kFrom)},
+                                    {"--from", WordsOf(kFormWords)},
                                     {"--type", types},
                                     {"--header", WordsOf(kHeader)},
                                     {"--time", WordsOf(kTime)},
@@ -594,7 +581,7 @@ class CommandLine {
                                     {"--progress", WordsOf(kWhen)},
                                     {"--split-by", {"id", "obj", "date"}},
                                     {"stat --to", WordsOf(kStat)},
-                                    {"stat --from", WordsOf(kFrom)},
+                                    {"stat --from", WordsOf(kFormWords)},
                                     {"stat --progress", WordsOf(kWhen)},
                                     {"columns --type", types},
                                     {"columns --to", WordsOf(kColumns)},
@@ -666,7 +653,7 @@ class CommandLine {
     show.paths = UnderstoodPaths();
     show.strict = given_.strict;
     RefuseMistypedCommand(show.paths[0]);
-    show.from = ValueOf(kFrom, given_.from, "--from");
+    show.from = ValueOf(kFormWords, given_.from, "--from");
     show.resync = !given_.no_resync;
     show.filter = UnderstoodFilter();
     show.jobs = UnderstoodJobs();
@@ -682,7 +669,7 @@ class CommandLine {
   StatRequest UnderstoodStat() const {
     StatRequest stat;
     stat.paths = UnderstoodPaths();
-    stat.from = ValueOf(kFrom, given_.from, "--from");
+    stat.from = ValueOf(kFormWords, given_.from, "--from");
     stat.filter = UnderstoodFilter();
     stat.rows = given_.stat_rows;
     stat.as_json = ValueOf(kStat, given_.stat_to, "--to");
