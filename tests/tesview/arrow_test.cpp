@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <map>
 #include <string>
 
 #include "tests/support/arrow_reader.h"
@@ -120,24 +121,51 @@ TEST(Arrow, TakesTypesAndDecodes) {
   EXPECT_GT(RowsOf(decoded.out).size(), 0U);
 }
 
-// Every sample says the same as ndjson does.
-TEST(Arrow, HasTheLinesOfNdjson) {
-  int streams = 0;
+// What the viewer has to be told of each sample, and their names.
+std::map<Strings, Strings> SamplesByArguments() {
+  std::map<Strings, Strings> samples;
   for (const auto& entry : std::filesystem::directory_iterator(SAMPLE_DIR)) {
     const std::string name = entry.path().stem().string();
     if (entry.path().extension() != ".bin" || name == "damaged") continue;
-    Strings more;
-    if (name.substr(0, 6) == "typed-") more = {"--type", name.substr(6, name.find('-', 6) - 6)};
-    if (name == "22-QuoteTickSingle") more = {"--decode"};
-    SCOPED_TRACE(name);
-    const Result arrow = View(With({"--to", "arrow", Sample(name)}, more));
-    EXPECT_EQ(arrow.code, 0) << arrow.err;
-    ExpectLines(RowsOf(arrow.out), LinesOf(View(With({"--to", "ndjson", Sample(name)}, more)).out));
-    const Result nested = View(With({"--to", "arrow", "--nested", Sample(name)}, more));
-    EXPECT_EQ(nested.code, 0) << nested.err;
-    const Strings rows = RowsOf(nested.out);
-    EXPECT_TRUE(!rows.empty() && rows.back()[0] == '{') << rows.back();
-    ++streams;
+    Strings arguments;
+    if (name.substr(0, 6) == "typed-") arguments = {"--type", name.substr(6, name.find('-', 6) - 6)};
+    if (name == "22-QuoteTickSingle") arguments = {"--decode"};
+    samples[arguments].push_back(name);
+  }
+  return samples;
+}
+
+// The lines of each sample as they are without other files: all of them in one start.
+std::map<std::string, Strings> NdjsonOf(const Strings& names, const Strings& arguments) {
+  Strings all = With({"--to", "ndjson"}, arguments);
+  for (const std::string& name : names)
+    all.push_back(Sample(name));
+  std::map<std::string, Strings> lines;
+  for (const std::string& line : LinesOf(View(all).out)) {
+    for (const std::string& name : names) {
+      const std::string begin = names.size() == 1 ? "{" : "{\"_file\":\"" + Sample(name) + "\",";
+      if (line.substr(0, begin.size()) == begin) lines[name].push_back("{" + line.substr(begin.size()));
+    }
+  }
+  return lines;
+}
+
+// Every sample says the same as ndjson does.
+TEST(Arrow, HasTheLinesOfNdjson) {
+  int streams = 0;
+  for (const auto& [more, names] : SamplesByArguments()) {
+    std::map<std::string, Strings> lines = NdjsonOf(names, more);
+    for (const std::string& name : names) {
+      SCOPED_TRACE(name);
+      const Result arrow = View(With({"--to", "arrow", Sample(name)}, more));
+      EXPECT_EQ(arrow.code, 0) << arrow.err;
+      ExpectLines(RowsOf(arrow.out), lines[name]);
+      const Result nested = View(With({"--to", "arrow", "--nested", Sample(name)}, more));
+      EXPECT_EQ(nested.code, 0) << nested.err;
+      const Strings rows = RowsOf(nested.out);
+      EXPECT_TRUE(!rows.empty() && rows.back()[0] == '{') << rows.back();
+      ++streams;
+    }
   }
   EXPECT_GT(streams, 35);
 }
@@ -227,7 +255,7 @@ TEST(Arrow, IsNotForATerminal) {
 
 TEST_F(Files, ArrowOfManyJobsHasTheRowsOfOne) {
   std::string stream;
-  for (int i = 0; i < 20000; ++i)
+  for (int i = 0; i < 9000; ++i)
     stream += Framed(i % 1000 == 999 ? std::string("\x08") : TwoKlines());
   const std::string path = Write("a.stream", stream);
   const Result one = View(With(kCloses, {path}));
@@ -237,23 +265,23 @@ TEST_F(Files, ArrowOfManyJobsHasTheRowsOfOne) {
   EXPECT_EQ(one.code, 1);
   EXPECT_EQ(two.code, 1);
   const Strings rows = RowsOf(one.out);
-  ASSERT_EQ(rows.size(), 3U * (20000 - 20));
-  EXPECT_EQ(rows.back(), R"({"_reply":19999,"Obj":"SZ000001","Data.ShiJian":null,"Data.ShouPanJia":null})");
+  ASSERT_EQ(rows.size(), 3U * (9000 - 9));
+  EXPECT_EQ(rows.back(), R"({"_reply":8999,"Obj":"SZ000001","Data.ShiJian":null,"Data.ShouPanJia":null})");
 }
 
 TEST(Arrow, OfAnyLengthTakesBoundedMemory) {
   if (kSanitized) GTEST_SKIP() << "sanitizers keep freed memory";
-  const auto view = [](int count, const std::string& jobs) {
+  // Replies of 16 kB: 16 MB of them, and 64 MB.
+  const std::string block = StreamOf(viewer::LargeReply(16000), 100);
+  const auto view = [&block](int count, const std::string& jobs) {
     How how;
-    how.feed = [count](int fd) {
-      const std::string block = StreamOf(TwoKlines(), 5000);
-      program::WriteTimes(fd, block, count);
-    };
-    return View({"--to", "arrow", "--columns", "Obj", "--jobs", jobs, "--from", "delimited"}, how);
+    how.feed = [&](int fd) { program::WriteTimes(fd, block, count); };
+    return View({"--to", "arrow", "--columns", "Short", "--jobs", jobs, "--from", "delimited"}, how);
   };
   for (const std::string jobs : {"1", "2"}) {
-    const Result few = view(4, jobs);
-    const Result many = view(20, jobs);
+    const Result few = view(10, jobs);
+    const Result many = view(40, jobs);
+    EXPECT_EQ(RowsOf(many.out).size(), 4000U);
     EXPECT_EQ(arrow_reader::Read(many.out).fault, "");
     EXPECT_LT(many.most_memory, few.most_memory + 16 * 1024) << jobs;
   }

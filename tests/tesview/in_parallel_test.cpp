@@ -33,7 +33,7 @@ using viewer::ViewBytes;
 
 TEST_F(Files, ManyJobsGiveTheOutputOfOne) {
   std::string stream;
-  for (int i = 0; i < 3000; ++i)
+  for (int i = 0; i < 1000; ++i)
     stream += Framed(i % 7 == 3 ? std::string("\x08") : Reply("Id: 22 ObjCount: " + std::to_string(i)));
   const std::string path = Write("a.stream", stream);
   const std::string other = Write("b.bin", TwoKlines());
@@ -72,19 +72,18 @@ TEST_F(Files, AnInterruptLeavesWholeLines) {
 
 TEST(Stream, AnyLengthTakesBoundedMemory) {
   if (kSanitized) GTEST_SKIP() << "sanitizers keep freed memory";
-  const auto view = [](int count, const std::string& jobs) {
+  // Replies of 16 kB: 8 MB of them, which is more than ever waits, and 48 MB.
+  const std::string block = StreamOf(viewer::LargeReply(16000), 100);
+  const auto view = [&block](int count, const std::string& jobs) {
     How how;
-    how.feed = [count](int fd) {
-      const std::string block = StreamOf(TwoKlines(), 500);
-      program::WriteTimes(fd, block, count);
-    };
-    return View({"--to", "summary", "--jobs", jobs, "--from", "delimited"}, how);
+    how.feed = [&](int fd) { program::WriteTimes(fd, block, count); };
+    return View({"--to", "ndjson", "--columns", "Short", "--jobs", jobs, "--from", "delimited"}, how);
   };
   for (const std::string jobs : {"1", "2"}) {
-    const Result few = view(2, jobs);
-    const Result many = view(40, jobs);
-    EXPECT_EQ(LinesOf(few.out).size(), 1002u);
-    EXPECT_EQ(LinesOf(many.out).size(), 20002u);
+    const Result few = view(5, jobs);
+    const Result many = view(30, jobs);
+    EXPECT_EQ(LinesOf(few.out).size(), 500u);
+    EXPECT_EQ(LinesOf(many.out).size(), 3000u);
     EXPECT_LT(many.most_memory, few.most_memory + 16 * 1024) << jobs;
   }
 }

@@ -71,6 +71,14 @@ inline std::string StreamOf(const std::string& reply, int count) {
   return stream;
 }
 
+// A row with so many bytes, and a short text beside them.
+inline std::string LargeReply(size_t size) {
+  return Wire(
+      "Info { Name: 'Short' Type: 115 } Info { Name: 'Long' Type: 98 }"
+      "Data { Index: 0 sValues: 'x' } Data { Index: 1 bValues: '" +
+      std::string(size, 'y') + "' }");
+}
+
 // Two prices, 12.34 and 0.5.
 inline std::string Prices() {
   return Wire("Info { Name: 'Price' Type: 105 } Data { Index: 0 iValues: " + P(1234) +

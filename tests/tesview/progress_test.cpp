@@ -19,7 +19,6 @@ using viewer::Framed;
 using viewer::LinesOf;
 using viewer::Reply;
 using viewer::StreamOf;
-using viewer::TwoKlines;
 using viewer::View;
 
 TEST(Terminal, ProgressIsOnStandardErrorWhenTheWorkIsLong) {
@@ -46,16 +45,31 @@ TEST(Terminal, ProgressIsOnStandardErrorWhenTheWorkIsLong) {
 
 TEST_F(Files, ProgressOfAFileSaysPartAndTimeLeft) {
   if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
-  const std::string path = Write("a.stream", StreamOf(TwoKlines(), 20000));
+  // 1,000 replies of 2 bytes and one of length each.
+  const std::string path = Write("a.stream", StreamOf(Reply("Id: 22"), 1000));
   How how;
   how.terminal_err = true;
   how.columns = 100;
   const Result result = View({"--json", "--progress", "always", path}, how);
-  EXPECT_NE(result.err.find("% "), std::string::npos);
-  EXPECT_NE(result.err.find(" of "), std::string::npos);
-  EXPECT_NE(result.err.find(" left"), std::string::npos);
-  EXPECT_EQ(View({"--json", "--progress", "never", path}, how).err, "");
-  EXPECT_EQ(View({"--json", path}).err, "");
+  EXPECT_NE(result.err.find("% "), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find(" of 3.0 kB"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find(" left"), std::string::npos) << result.err;
+}
+
+// However long it takes.
+TEST(Terminal, ProgressIsNotShownUnaskedOrToNobody) {
+  if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
+  How how;
+  how.feed = [](int fd) {
+    const std::string reply = Framed(Reply("Id: 22"));
+    for (int i = 0; i < 3; ++i) {
+      if (write(fd, reply.data(), reply.size()) < 0) return;
+      std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    }
+  };
+  EXPECT_EQ(View({"--json", "--from", "delimited"}, how).err, "");
+  how.terminal_err = true;
+  EXPECT_EQ(View({"--json", "--from", "delimited", "--progress", "never"}, how).err, "");
 }
 
 }  // namespace

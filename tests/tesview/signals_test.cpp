@@ -12,6 +12,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/reliability/malloc.h"
 #include "tests/support/viewer.h"
 #include "tests/tesview/inputs.h"
 
@@ -150,7 +151,7 @@ TEST_F(Files, AnInterruptedOutputLeavesNothing) {
 TEST_F(Files, NoMemoryForThreadsIsNoCrash) {
   if (viewer::kSanitized) GTEST_SKIP() << "a sanitizer takes addresses by the terabyte";
   const std::string path = Write("a.stream", StreamOf(TwoKlines(), 200));
-  for (int limit = 80000; limit <= 140000; limit += 1500) {
+  for (int limit = 80000; limit <= 140000; limit += reliability::kBrief ? 5000 : 1500) {
     const auto result = viewer::Shell("ulimit -v " + std::to_string(limit) + "; \"$0\" -j 8 --to ndjson '" +
                                       path + "' >/dev/null 2>&1; echo $?");
     // 127 where not even the libraries found room.

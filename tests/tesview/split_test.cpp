@@ -100,9 +100,9 @@ TEST_F(Split, LongNamesAreCutAndStayApart) {
   EXPECT_EQ(File(begin + "%~1.csv"), "Obj\n" + longer + "1\n" + longer + "1\n");
 }
 
-TEST_F(Split, ThousandsOfFilesTakeFewDescriptors) {
+TEST_F(Split, AThousandFilesTakeFewDescriptors) {
   std::string reply = "Id: 21";
-  for (int i = 0; i < 5000; ++i)
+  for (int i = 0; i < 1000; ++i)
     reply += " RepDataQuoteKlineSingle { Obj: 'S" + std::to_string(i) + "' }";
   program::How how;
   how.input = Framed(Reply(reply)) + Framed(Reply(reply));
@@ -111,8 +111,8 @@ TEST_F(Split, ThousandsOfFilesTakeFewDescriptors) {
                     viewer::Program(), Pattern("{obj}.csv.gz")},
                    how);
   EXPECT_EQ(result.code, 0) << result.err;
-  EXPECT_EQ(All().size(), 5000U);
-  EXPECT_EQ(program::Run({"gzip", "-dc", Pattern("S4711.csv.gz")}).out, "_reply,Obj\n1,S4711\n2,S4711\n");
+  EXPECT_EQ(All().size(), 1000U);
+  EXPECT_EQ(program::Run({"gzip", "-dc", Pattern("S711.csv.gz")}).out, "_reply,Obj\n1,S711\n2,S711\n");
 }
 
 TEST_F(Split, AllFilesOrNone) {
