@@ -89,6 +89,15 @@ TEST_F(Files, ALimitGoesOverAllFilesAndEndsTheReading) {
   EXPECT_EQ(LinesOf(result.out).size(), 4U);
   EXPECT_EQ(result.err, "");
   EXPECT_EQ(result.code, 0);
+  for (const Strings& more : {Strings{}, Strings{"--rows"}}) {
+    Strings arguments{"stat", "--limit", "4", two, broken, directory_ + "/none"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    const Result counted = View(arguments);
+    EXPECT_NE(counted.out.find("    total                  4     16  100.0%"), std::string::npos)
+        << counted.out;
+    EXPECT_EQ(counted.err, "");
+    EXPECT_EQ(counted.code, 0);
+  }
 }
 
 TEST(Filter, DamageIsToldWhateverIsTaken) {

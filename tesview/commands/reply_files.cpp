@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <exception>
 #include <limits>
 
 #include "replies/diagnosis.h"
@@ -32,6 +33,9 @@ constexpr uint64_t kRepliesBetweenLooks = 1024;
 
 // What a thread looks at in some milliseconds.
 constexpr uint64_t kPartBytes = uint64_t{16} * 1024 * 1024;
+
+// In the midst of a file.
+class NoMoreWanted : public std::exception {};
 
 std::string NameOfFile(const std::string& path) {
   return path == "-" ? "(standard input)" : path;
@@ -72,6 +76,8 @@ bool ReplyFiles::Next(ReadItem* next) {
     try {
       if (replies_ == nullptr && !Open()) return false;
       if (TakeReply(next) || TakeLookalikes(next)) return true;
+    } catch (const NoMoreWanted&) {
+      return false;
     } catch (const InputError& error) {
       Close();
       FailToRead(next, fmt::format("{}: {}", name_, error.what()));
@@ -155,7 +161,10 @@ bool ReplyFiles::Chooses(const replies::ReplyView& reply) {
     if (WasInterrupted()) throw Interrupted();
     TellProgress(std::max(reply.offset, replies_->position()));
   }
-  return !choose_ || choose_(reply);
+  const bool chosen = !choose_ || choose_(reply);
+  // Otherwise the reading would go on until the next one that is given.
+  if (!chosen && stop_when_ && stop_when_()) throw NoMoreWanted();
+  return chosen;
 }
 
 // `unpacked` is where the reading is in the stream; of a packed file its own bytes count.
