@@ -49,7 +49,6 @@ struct GridColumn {
   bool right = false;
   bool keep = false;  // never cut off
   std::vector<Cell> cells;
-  size_t fraction = 0;
   size_t widest = 0;  // of its cells and its name
   size_t width = 0;   // as it is shown
 };
@@ -79,15 +78,14 @@ std::string BytesText(std::string_view bytes) {
 
 Cell TableCell(TableView table, int row, const Column& column) {
   const TableView child = ChildOf(table, row, column.index);
-  if (!child) return {"(empty)", true, 0};
-  return {fmt::format("{}{}{}", child.rows(), kTimes, child.cols()), true, 0};
+  if (!child) return {"(empty)", true};
+  return {fmt::format("{}{}{}", child.rows(), kTimes, child.cols()), true};
 }
 
 Cell NumberCell(TableView table, int row, const Column& column) {
   // A mask of columns says more by its digits than by its value.
   if (column.name == "HasBits" && column.type == Type::kInt64) {
-    return {fmt::format("{:#x}", static_cast<uint64_t>(table_get_int64(table.get(), row, column.index))),
-            false, 0};
+    return {fmt::format("{:#x}", static_cast<uint64_t>(table_get_int64(table.get(), row, column.index)))};
   }
   Cell cell;
   if (const void* number = NumbersOf(table, row, column)) AppendRounded(&cell.text, column, number, 0);
@@ -97,15 +95,15 @@ Cell NumberCell(TableView table, int row, const Column& column) {
 }
 
 Cell CellOf(TableView table, int row, const Column& column) {
-  if (!table.is_set(row, column.index)) return {std::string(kUnset), true, 0};
-  if (column.counted) return {ListText(table, row, column), false, 0};
+  if (!table.is_set(row, column.index)) return {std::string(kUnset), true};
+  if (column.counted) return {ListText(table, row, column)};
   switch (column.type) {
     case Type::kText: {
       const char* text = TextOf(table, row, column);
-      if (text == nullptr || *text == '\0') return {std::string(kEmptyText), true, 0};
-      return {Printable(ToUtf8(text)), false, 0};
+      if (text == nullptr || *text == '\0') return {std::string(kEmptyText), true};
+      return {Printable(ToUtf8(text))};
     }
-    case Type::kBinary: return {BytesText(BinaryOf(table, row, column)), false, 0};
+    case Type::kBinary: return {BytesText(BinaryOf(table, row, column))};
     case Type::kTable: return TableCell(table, row, column);
     default: return NumberCell(table, row, column);
   }
@@ -113,14 +111,19 @@ Cell CellOf(TableView table, int row, const Column& column) {
 
 // ---- layout ----
 
-void MeasureColumn(GridColumn* column) {
+void PutPointsBelowEachOther(GridColumn* column) {
+  size_t most = 0;
   for (const Cell& cell : column->cells)
-    column->fraction = std::max(column->fraction, cell.fraction);
+    most = std::max(most, cell.fraction);
+  for (Cell& cell : column->cells)
+    cell.text.append(most - cell.fraction, ' ');
+}
+
+void MeasureColumn(GridColumn* column) {
+  if (column->right) PutPointsBelowEachOther(column);
   column->widest = DisplayWidth(column->heading);
-  for (Cell& cell : column->cells) {
-    if (column->right) cell.text.append(column->fraction - cell.fraction, ' ');
+  for (const Cell& cell : column->cells)
     column->widest = std::max(column->widest, DisplayWidth(cell.text));
-  }
 }
 
 // Where all that is no number is cut to `limit`.
@@ -134,7 +137,7 @@ GridColumn RowNumbers(const std::vector<std::string>& labels) {
   column.right = true;
   column.keep = true;
   for (const std::string& label : labels)
-    column.cells.push_back({label, true, 0});
+    column.cells.push_back({label, true});
   return column;
 }
 
@@ -261,7 +264,7 @@ Grid Turned(const Grid& grid) {
   turned.columns[1].heading = "value";
   for (const GridColumn& column : grid.columns) {
     if (column.keep) continue;
-    turned.columns[0].cells.push_back({column.heading, false, 0});
+    turned.columns[0].cells.push_back({column.heading});
     Cell cell = column.cells[0];
     while (!cell.text.empty() && cell.text.back() == ' ')
       cell.text.pop_back();
