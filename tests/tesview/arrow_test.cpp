@@ -214,6 +214,24 @@ TEST_F(Files, ArrowOfWireTablesHasTheColumnsOfTheFirst) {
   EXPECT_NE(result.err.find(": it has other columns"), std::string::npos) << result.err;
 }
 
+// Each of its tables is as the first reply's, but not all in one column are alike.
+TEST(Arrow, SaysWhichReplyHasTablesThatDiffer) {
+  const auto with = [](const std::string& inner) {
+    return "tValues { Info { Name: 'U' Type: 116 } Data { Index: 0 tValues { " + inner + " } } }";
+  };
+  const std::string one = "Info { Name: 'A' Type: 105 } Data { Index: 0 iValues: 7 }";
+  const std::string two = one + " Info { Name: 'B' Type: 105 } Data { Index: 1 iValues: 7 }";
+  const auto reply = [](const std::string& tables) {
+    return Framed(Wire("Info { Name: 'T' Type: 116 } Data { Index: 0 " + tables + " }"));
+  };
+  const std::string good = reply(with(one));
+  const Result result = ViewBytes(good + reply(with(one) + with(two)) + good, {"--to", "arrow", "--nested"});
+  EXPECT_EQ(result.code, 1);
+  EXPECT_EQ(RowsOf(result.out).size(), 2U);
+  EXPECT_EQ(result.err, "tesview: (standard input): reply 2 at offset " + std::to_string(good.size()) +
+                            ": the tables in its column \"U\" have other columns\n");
+}
+
 TEST(Arrow, OfRepliesWithoutRowsHasTheirColumns) {
   const Result result = ViewBytes(Reply("Id: 21"), kCloses);
   EXPECT_EQ(result.code, 1);

@@ -10,6 +10,7 @@
 namespace {
 
 using program::Result;
+using viewer::P;
 using viewer::Reply;
 using viewer::SmallTable;
 using viewer::TwoKlines;
@@ -20,6 +21,16 @@ TEST(Choose, APathLeadsToAnInnerTable) {
   EXPECT_EQ(
       ViewBytes(TwoKlines(), {"--path", "0/Data", "--columns", "ShouPanJia", "--to", "ndjson"}).out,
       "{\"_id\":21,\"_row\":\"0/Data/0\",\"ShouPanJia\":12.34}\n{\"_id\":21,\"_row\":\"0/Data/1\",\"ShouPanJia\":12.5}\n");
+}
+
+TEST(Choose, APathGoesToTheLastRow) {
+  // Three rows, and two columns: Obj and Data.
+  std::string reply = "Id: 21";
+  for (const std::string day : {"1", "2", "3"})
+    reply +=
+        " RepDataQuoteKlineSingle { Obj: 'A' Data { ShiJian: " + P(20240600 + std::stoul(day), 10) + " } }";
+  EXPECT_EQ(ViewBytes(Reply(reply), {"--path", "2/Data", "--columns", "ShiJian", "--to", "csv"}).out,
+            "ShiJian\n20240603\n");
 }
 
 TEST(Choose, AWrongPathOrColumnIsToldWithWhatThereIs) {

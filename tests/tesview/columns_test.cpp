@@ -25,6 +25,14 @@ TEST(Columns, AreKnownAgainByAllThatTheyAre) {
   EXPECT_FALSE(same("a:i;b:2d;a:s;;\xE4\xB8\xAE:t"));
 }
 
+TEST(TableKinds, GoByIdThenTypeThenTimes) {
+  const TableKind ordered[] = {{1, 2, false}, {2, 1, false}, {2, 1, true}, {2, 3, false}};
+  for (int i = 0; i < 4; ++i) {
+    for (int j = 0; j < 4; ++j)
+      EXPECT_EQ(ordered[i] < ordered[j], i < j) << i << " " << j;
+  }
+}
+
 TEST(Layouts, TablesOfOneSpecShareOne) {
   const Table first("a:i;T:t;b:s;U:t", 1);
   const Table second("a:i;T:t;b:s;U:t", 3);

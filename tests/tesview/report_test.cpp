@@ -107,6 +107,30 @@ TEST_F(Reports, WhatDoesNotFitIsListedWithoutItsData) {
   EXPECT_EQ(report.LeftOut(), "the report lists 1 of 3 replies without their data, as it takes 0 MB at most");
 }
 
+TEST_F(Reports, ColumnsAreToldInTheOrderOfThePage) {
+  Output output(fd_);
+  Report report(&output, {10, 1000});
+  ReportPart part;
+  part.id = 21;
+  part.table = "bytes";
+  report.Add(Numbered(1), part);
+  report.Add(Numbered(2), part);
+  report.End();
+  output.Flush();
+  const std::string text = Slurped(path_);
+  const std::string table =
+      "\"kinds\":{\"21/0\":[{\"path\":\"\",\"english\":\"Candlesticks\",\"chinese\":\"K线\","
+      "\"rows\":\"one for each instrument\",\"columns\":["
+      "[\"Obj\",\"s\",\"Instrument\",\"代码\",\"Market and code of the instrument\",\"\",\"cp936 code\","
+      "\"Obj\",\"text\",\"never\",[]],"
+      "[\"Data\",\"t\",\"Bars\",\"K线数据\",\"The bars of the instrument\",\"\",\"\",\"Data\",\"children\","
+      "\"no rows\",[]]]},{\"path\":\"Data\",";
+  const size_t at = text.find(table);
+  EXPECT_NE(at, std::string::npos) << text.substr(text.find("\"kinds\""), 600);
+  // Once for both.
+  EXPECT_EQ(text.find(table, at + 1), std::string::npos);
+}
+
 TEST_F(Reports, AReportIsFullAtItsLastReply) {
   Output output(fd_);
   Report report(&output, {2, 1000});

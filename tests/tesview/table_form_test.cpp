@@ -152,6 +152,38 @@ TEST(Terminal, ColumnsThatDoNotFitAreNamedInFullAndOnce) {
   EXPECT_NE(out.find("  10 more columns do not fit\n"), std::string::npos) << out;
 }
 
+// What is said of the columns behind the first: `before` blanks short of the width, a name `first`, and then
+// 20 names of 28 letters, of which a line of 30 has one.
+Strings NoteOf(const std::string& first) {
+  std::string table =
+      "Info { Name: '" + std::string(22, 'a') + "' Type: 105 } Data { Index: 0 iValues: 0 iValues: 0 }";
+  Strings names{first};
+  for (int i = 0; i < 20; ++i)
+    names.push_back(std::string(26, 'b') + std::to_string(10 + i));
+  for (const std::string& name : names)
+    table += " Info { Name: '" + name + "' Type: 105 } Data { Index: 1 iValues: 0 iValues: 0 }";
+  const Strings lines = LinesOf(ViewBytes(Wire(table), {"--width", "30"}).out);
+  // Above it are what the reply is, the heading, and two rows.
+  return lines.size() < 4 ? Strings{} : Strings(lines.begin() + 4, lines.end());
+}
+
+TEST(Table, TheNoteOfWhatDoesNotFitFillsItsLinesAndEnds) {
+  const std::string name(26, 'b');
+  // "(--columns, --width 0):" takes 23 columns: a blank and 6 more fill the line.
+  Strings expected{"21 more columns do not fit", "(--columns, --width 0): ccccc,"};
+  for (int i = 10; i < 19; ++i)
+    expected.push_back(name + std::to_string(i) + ",");
+  // The twelfth is the last.
+  expected.push_back(name + "19,…");
+  EXPECT_EQ(NoteOf("ccccc"), expected);
+  // One more does not fit.
+  expected.insert(expected.begin() + 2, "cccccc,");
+  expected[1] = "(--columns, --width 0):";
+  expected.pop_back();
+  expected.back() = name + "18,…";
+  EXPECT_EQ(NoteOf("cccccc"), expected);
+}
+
 TEST(Terminal, ASingleWideRowIsTurnedOnItsSide) {
   if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
   How how = InTerminal(60);
