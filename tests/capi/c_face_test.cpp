@@ -508,6 +508,8 @@ TEST(Reader, GoesOnBehindAReplyThatIsLost) {
   EXPECT_EQ(tesparser_next(reader.get(), &reply, &error), TESPARSER_NEXT_LOST);
   EXPECT_EQ(error.reason, TESPARSER_NOT_A_REPLY);
   EXPECT_NE(std::string(error.message), "");
+  EXPECT_EQ(reply.id, 0);
+  EXPECT_EQ(reply.reserved, 0);
   ExpectReply(reader.get(), kSecond, 3, 21, 21);
   ExpectEnd(reader.get());
 }
@@ -593,6 +595,10 @@ TEST(Layouts, TellTheColumns) {
   ASSERT_EQ(outer->column_count, 2U);
   EXPECT_STREQ(outer->columns[0].name, "Obj");
   EXPECT_STREQ(outer->columns[0].letter, "s");
+  EXPECT_STREQ(outer->columns[0].heading, "Instrument");
+  EXPECT_STREQ(outer->columns[0].heading_zh, "代码");
+  EXPECT_STREQ(outer->columns[0].made, "text");
+  EXPECT_STREQ(outer->columns[0].unset, "never");
   EXPECT_EQ(outer->columns[0].elements, nullptr);
   const tesparser_layout* inner = tesparser_find_layout(20, 0, "Data", nullptr);
   ASSERT_NE(inner, nullptr);
@@ -607,6 +613,12 @@ TEST(Layouts, TellTheColumns) {
     if (std::string(finance->columns[i].letter) != "53q") continue;
     counted = true;
     ASSERT_EQ(finance->columns[i].element_count, 53U);
+    const tesparser_element& first = finance->columns[i].elements[0];
+    EXPECT_EQ(first.index, 0);
+    EXPECT_STREQ(first.heading, "Publication date");
+    EXPECT_STREQ(first.heading_zh, "发布日期");
+    EXPECT_STREQ(first.kind, "yyyymmdd ?");
+    EXPECT_STREQ(first.source, "FaBuRiQi");
     EXPECT_EQ(finance->columns[i].elements[52].index, 52);
   }
   EXPECT_TRUE(counted);
