@@ -5,16 +5,22 @@ if(NOT result EQUAL 0)
   message(FATAL_ERROR "cannot read ${LIBRARY}")
 endif()
 
-# "0000000000001234 T name@@VERSION": the name is what counts, a semicolon in it would split the list.
+# "0000000000001234 T name@@VERSION": a semicolon in the name would split the list. Some linkers list a version also by
+# itself, as something absolute ("A"), some do not: it is taken from the names that have it.
 string(REPLACE ";" "," output "${output}")
 string(REPLACE "\n" ";" lines "${output}")
 set(actual)
 foreach(line IN LISTS lines)
-  if(line MATCHES "^[0-9a-f]+ . (.*)$")
-    string(REGEX REPLACE "@@?[A-Z0-9_]+$" "" name "${CMAKE_MATCH_1}")
+  if(line MATCHES "^[0-9a-f]+ [^A] (.*)$")
+    set(name "${CMAKE_MATCH_1}")
+    if(name MATCHES "@@([A-Z0-9_]+)$")
+      list(APPEND actual "${CMAKE_MATCH_1}")
+    endif()
+    string(REGEX REPLACE "@@?[A-Z0-9_]+$" "" name "${name}")
     list(APPEND actual "${name}")
   endif()
 endforeach()
+list(REMOVE_DUPLICATES actual)
 list(SORT actual)
 
 file(STRINGS ${EXPECTED} expected)

@@ -512,7 +512,7 @@ TEST(Cost, OfLongerSamplesIsLinear) {
   for (const reliability::Sample& sample : reliability::Samples()) {
     for (int depth = 0; depth < 3; ++depth) {
       // Long samples are made less longer.
-      const int longer = reliability::kBrief ? 20 : 50;
+      const int longer = reliability::kBrief ? 10 : 50;
       const int times = sample.reply.size() > 2000 ? longer / 10 : longer;
       const std::string small = Lengthened(sample.reply, depth, times);
       if (small.empty()) continue;

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -115,8 +116,11 @@ int main() {
 
   std::vector<Range> ranges;
   dl_iterate_phdr(AddRanges, &ranges);
-  if (ranges.size() != 2) {
-    std::fprintf(stderr, "%zu ranges of data found; there should be one of each library\n", ranges.size());
+  std::set<std::string> libraries;
+  for (const Range& range : ranges)
+    libraries.insert(range.library);
+  if (libraries.size() != 2) {
+    std::fprintf(stderr, "data of %zu libraries found, of two\n", libraries.size());
     return 1;
   }
   struct sigaction action {};
