@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "MSG.pb.h"
+#include "MSG.proto.h"
 #include "capi/tesparser_c.h"
 #include "fuzz/support/change_reply.h"
 #include "fuzz/support/random.h"
