@@ -1,5 +1,5 @@
-// The growing of the arrays that replies hold, compiled here once more: with the library's flags, and called without
-// a stub. A point of an indicator grows an array four times, and that is half of the call.
+// The growing of the arrays that replies hold, compiled here once more: with the library's flags, and called
+// without a stub. A point of an indicator grows an array four times, and that is half of the call.
 #include <google/protobuf/repeated_field.h>
 
 #include <cstdint>

@@ -7,6 +7,7 @@
 #include <memory>
 #include <vector>
 
+#include "MSG.proto.h"
 #include "fuzz/support/random.h"
 #include "fuzz/support/target.h"
 #include "fuzz/support/values.h"
@@ -30,12 +31,11 @@ constexpr int kWireTableId = 3;
 constexpr int kNewDepth = 4;
 
 const Descriptor* Envelope() {
-  return google::protobuf::DescriptorPool::generated_pool()->FindMessageTypeByName("tessel.MSG");
+  return tessel::MSG::descriptor();
 }
 
 std::unique_ptr<Message> NewReply() {
-  auto* factory = google::protobuf::MessageFactory::generated_factory();
-  return std::unique_ptr<Message>(factory->GetPrototype(Envelope())->New());
+  return std::make_unique<tessel::MSG>();
 }
 
 // ---- the Ids that convert ---------------------------------------------------------------------------------

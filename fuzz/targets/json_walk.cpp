@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "MSG.proto.h"
 #include "fuzz/support/bits.h"
 #include "fuzz/support/change_reply.h"
 #include "fuzz/support/target.h"
@@ -145,8 +146,7 @@ struct Release {
 };
 
 void json_walk(const uint8_t* data, size_t size) {
-  static const Descriptor* const envelope =
-      google::protobuf::DescriptorPool::generated_pool()->FindMessageTypeByName("tessel.MSG");
+  static const Descriptor* const envelope = tessel::MSG::descriptor();
   const std::string reply(reinterpret_cast<const char*>(data), size);
   WireMessage message;
   const bool is_reply =
