@@ -5,17 +5,13 @@
 #include <string>
 
 #include "tesparser_c.h"
+#include "tests/support/opened_library.h"
 
 namespace {
 
-const std::string kReply = "\x08\x14\x12\x01\x41";  // Id 20, Obj "A"
+using opened_library::Find;
 
-template <class Function>
-Function Find(void* library, const char* name) {
-  void* symbol = dlsym(library, name);
-  if (symbol == nullptr) ADD_FAILURE() << "no " << name;
-  return reinterpret_cast<Function>(symbol);
-}
+const std::string kReply = "\x08\x14\x12\x01\x41";  // Id 20, Obj "A"
 
 void Call(void* library) {
   const auto json = Find<decltype(&tesparser_json)>(library, "tesparser_json");

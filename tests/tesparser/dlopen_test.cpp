@@ -6,18 +6,22 @@
 #include <string>
 
 #include "tesparser/tesparser.h"
+#include "tests/support/opened_library.h"
 
 namespace {
 
-using ToJson = std::string (*)(const std::string&);
-using ToTable = void* (*)(const std::string&);
+using opened_library::CheckTable;
+using opened_library::kJson;
+using opened_library::kReply;
+using opened_library::kTable;
+using opened_library::ToJson;
+using opened_library::ToTable;
+
 using ToTableType = void* (*)(const std::string&, TPType);
 using ToDouble = double (*)(long long, int*);
 using ToInt = int (*)(long long, int*);
 
-// One snapshot of "SH600000" with a last price of 12.34.
-const std::string kReply("\x08\x14\xa2\x01\x13\x0a\x08SH600000\x12\x07\x08\x01\x10\x02\x18\xd2\x09", 24);
-// The same with a code that is no UTF-8.
+// kReply with a code that is no UTF-8.
 const std::string kBadText("\x08\x14\xa2\x01\x04\x0a\x02\xd6\xd0", 9);
 
 class Library {
@@ -33,38 +37,21 @@ class Library {
   }
 
   explicit operator bool() const { return handle_ != nullptr; }
+  void* handle() const { return handle_; }
 
   template <class Function>
   Function Find(const char* name) const {
-    void* symbol = dlsym(handle_, name);
-    if (symbol == nullptr) ADD_FAILURE() << "no " << name;
-    return reinterpret_cast<Function>(symbol);
+    return opened_library::Find<Function>(handle_, name);
   }
 
  private:
   void* handle_;
 };
 
-constexpr char kJson[] = "_Z16TesparserPB2JsonRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE";
-constexpr char kTable[] = "_Z17TesparserPB2TableRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE";
 constexpr char kTableType[] =
     "_Z21TesparserPB2TableTypeRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE6TPType";
 constexpr char kDouble[] = "_Z22TesparserInt64ToDoublexPi";
 constexpr char kInt[] = "_Z19TesparserInt64ToIntxPi";
-
-void CheckTable(const Library& library, void* table) {
-  const auto rows = library.Find<int (*)(const void*)>("table_rows");
-  const auto text = library.Find<const char* (*)(const void*, int, int)>("table_get_str");
-  const auto child = library.Find<void* (*)(const void*, int, int)>("table_get_table");
-  const auto number = library.Find<double (*)(const void*, int, int)>("table_get_double");
-  const auto free_table = library.Find<void (*)(void*)>("table_free");
-  ASSERT_TRUE(rows && text && child && number && free_table);
-  ASSERT_NE(table, nullptr);
-  EXPECT_EQ(rows(table), 1);
-  EXPECT_STREQ(text(table, 0, 0), "SH600000");
-  EXPECT_EQ(number(child(table, 0, 1), 0, 2), 12.34);
-  free_table(table);
-}
 
 void CallAllFive(const Library& library) {
   const auto json = library.Find<ToJson>(kJson);
@@ -76,9 +63,9 @@ void CallAllFive(const Library& library) {
 
   EXPECT_NE(json(kReply).find("\"Obj\": \"SH600000\""), std::string::npos);
   EXPECT_EQ(json(kReply.substr(1)), "");
-  CheckTable(library, table(kReply));
+  CheckTable(library.handle(), table(kReply));
   EXPECT_EQ(table(""), nullptr);
-  CheckTable(library, table_type(kReply, TPTypeById));
+  CheckTable(library.handle(), table_type(kReply, TPTypeById));
   EXPECT_EQ(table_type(kReply, TPTypeBxzjBlock), nullptr);
   int divisor = 0;
   EXPECT_EQ(to_double(0x1004D2, &divisor), -12.34);
