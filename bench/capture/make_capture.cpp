@@ -69,7 +69,7 @@ class Plan {
                                   (static_cast<double>(made_) + 0.5) * static_cast<double>(size_);
   }
 
-  Harm Next() { return harms_[made_++ % harms_.size()]; }
+  Harm Next() { return harms_[static_cast<size_t>(made_++ % harms_.size())]; }
 
  private:
   double rate_;

@@ -262,7 +262,7 @@ void TradingDay::FromPool(int id, int second, std::string* reply) {
   const auto of_id = [id](const Pooled& pooled) { return pooled.id == id; };
   const auto first = std::find_if(pool_.begin(), pool_.end(), of_id);
   const auto count = std::count_if(first, pool_.end(), of_id);
-  const Pooled& pooled = *(first + chance_.Between(0, count - 1));
+  const Pooled& pooled = *(first + static_cast<ptrdiff_t>(chance_.Between(0, count - 1)));
   *reply = pooled.reply;
   for (const Clock& clock : pooled.clocks) {
     const std::string bytes = BytesOf(clock.as, SecondOfDay(second));

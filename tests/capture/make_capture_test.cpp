@@ -77,9 +77,9 @@ std::vector<std::string> RepliesOf(std::string_view bytes, Length as = Length::k
       ADD_FAILURE() << "no reply before offset " << pos;
       break;
     }
-    all.emplace_back(bytes.substr(pos, length));
+    all.emplace_back(bytes.substr(pos, static_cast<size_t>(length)));
     EXPECT_TRUE(replies::LooksLikeEnvelope(all.back())) << "before offset " << pos;
-    pos += length;
+    pos += all.back().size();
   }
   return all;
 }

@@ -356,7 +356,8 @@ TEST(PlainFrame, IsWhatTheLongerLookFinds) {
     ++whole;
     Effort none;
     bool ignored = false;
-    EXPECT_NE(LookAtEnvelope(std::string_view(frame).substr(prefix_size, size), size, &none, &ignored),
+    EXPECT_NE(LookAtEnvelope(std::string_view(frame).substr(prefix_size, static_cast<size_t>(size)), size,
+                             &none, &ignored),
               Look::kNo)
         << testing::PrintToString(frame);
   }
@@ -374,7 +375,7 @@ TEST(Parts, GiveEachReplyOnceWhereverTheStreamIsSplit) {
     stream += InFrame(i % 3 == 0 ? "\x08\x16" : WithPayload(std::string(static_cast<size_t>(i), 'x')));
   }
   const auto read = [&stream](uint64_t begin, uint64_t end) {
-    MemorySource source(std::string_view(stream).substr(begin));
+    MemorySource source(std::string_view(stream).substr(static_cast<size_t>(begin)));
     ReplyReader reader(&source, Form::kDelimited, Part{begin, end, begin != 0});
     return ReadStream(&reader);
   };

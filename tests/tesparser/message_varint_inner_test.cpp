@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <random>
@@ -22,7 +23,7 @@ std::array<char, 16> Bytes(std::initializer_list<unsigned> number, unsigned behi
 
 struct Read {
   uint64_t value = 0;
-  long length = 0;  // -1: no number
+  ptrdiff_t length = 0;  // -1: no number
 };
 
 Read AtOnce(const std::array<char, 16>& bytes) {
@@ -44,7 +45,7 @@ void ExpectRead(std::initializer_list<unsigned> number, uint64_t value) {
   for (const unsigned behind : {0x00U, 0x7fU, 0x80U, 0xffU}) {
     const Read read = AtOnce(Bytes(number, behind));
     EXPECT_EQ(read.value, value) << "behind it " << behind;
-    EXPECT_EQ(read.length, static_cast<long>(number.size())) << "behind it " << behind;
+    EXPECT_EQ(read.length, static_cast<ptrdiff_t>(number.size())) << "behind it " << behind;
   }
 }
 
