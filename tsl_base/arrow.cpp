@@ -20,6 +20,7 @@
 #include <utility>
 #include <vector>
 
+#include "tsl_base/detail/bits.h"
 #include "tsl_base/detail/bytes.h"
 #include "tsl_base/detail/cells.h"
 #include "tsl_base/detail/spec.h"
@@ -443,7 +444,7 @@ class Bits {
       if (taken < 64) word &= (uint64_t{1} << taken) - 1;
       words_[at_ >> 6] |= word << (at_ & 63);
       if ((at_ & 63) + taken > 64) words_[(at_ >> 6) + 1] |= word >> (64 - (at_ & 63));
-      set_ += static_cast<uint64_t>(__builtin_popcountll(word));
+      set_ += CountBits(word);
       at_ += taken;
       first += taken;
       count -= taken;
@@ -473,7 +474,7 @@ uint64_t CountSet(const uint64_t* bits, uint64_t first, uint64_t count) {
     const uint64_t taken = std::min<uint64_t>(count, 64 - (first & 63));
     uint64_t word = bits[first >> 6] >> (first & 63);
     if (taken < 64) word &= (uint64_t{1} << taken) - 1;
-    set += static_cast<uint64_t>(__builtin_popcountll(word));
+    set += CountBits(word);
     first += taken;
     count -= taken;
   }

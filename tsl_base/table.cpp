@@ -7,6 +7,7 @@
 #include <limits>
 #include <memory>
 
+#include "tsl_base/detail/bits.h"
 #include "tsl_base/detail/bytes.h"
 #include "tsl_base/detail/cells.h"
 #include "tsl_base/detail/spec_cache.h"
@@ -56,7 +57,7 @@ inline void Put(TableData* table, const Column& column, int row, T value) {
 
 // The bits between the highest and the lowest one: what a mantissa has to hold.
 int SignificantBits(uint64_t value) {
-  return value == 0 ? 0 : 64 - __builtin_clzll(value) - __builtin_ctzll(value);
+  return value == 0 ? 0 : 64 - static_cast<int>(BitsAbove(value) + BitsBelow(value));
 }
 
 template <typename T>

@@ -15,6 +15,7 @@
 namespace tsl_base {
 namespace {
 
+using detail::BitsBelow;
 using detail::IsTrail;
 using detail::LoadEight;
 using detail::LowestFirst;
@@ -23,7 +24,10 @@ using detail::Sequence;
 
 // Whether a KeepUtf8 lives on the thread. The model spares each call the look-up of a library that may be
 // loaded later; a single int fits into what every thread has in reserve.
-thread_local int keeps_utf8 __attribute__((tls_model("initial-exec"))) = 0;
+#if defined(__ELF__)
+__attribute__((tls_model("initial-exec")))
+#endif
+thread_local int keeps_utf8 = 0;
 
 // kCodes, kLowCodes, kSingles, kPairs
 #include "cp936_table.inc"
@@ -118,7 +122,7 @@ size_t Convert(const unsigned char* const begin, size_t size, unsigned char* con
     const uint64_t word = left >= 8 ? LoadEight(in) : LoadRest(begin, in, end);
     if ((word & 0x80) == 0) {
       const uint64_t high = word & 0x8080808080808080;
-      const size_t run = high != 0 ? static_cast<size_t>(__builtin_ctzll(high)) / 8 : left < 8 ? left : 8;
+      const size_t run = high != 0 ? BitsBelow(high) / 8 : left < 8 ? left : 8;
       StoreEight(to, word);
       in += run;
       to += run;

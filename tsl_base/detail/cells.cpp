@@ -29,10 +29,10 @@ const Slab kEmptyGroup[kSlabsOfGroup] = {};
 // sparse columns cost about the same either way.
 constexpr uint32_t kLeastShare = 16;
 
-uint32_t CountBits(const uint64_t* bits, uint32_t words) {
+uint32_t CountBitsOf(const uint64_t* bits, uint32_t words) {
   uint32_t count = 0;
   for (uint32_t i = 0; i < words; ++i)
-    count += static_cast<uint32_t>(__builtin_popcountll(bits[i]));
+    count += CountBits(bits[i]);
   return count;
 }
 
@@ -54,7 +54,7 @@ bool WorthGrowing(Slab* slab, uint32_t capacity) {
     return false;
   }
   const uint32_t words = WordsFor(slab->capacity);
-  slab->known_set = CountBits(slab->bits, words);
+  slab->known_set = CountBitsOf(slab->bits, words);
   slab->writes_until_recount = (words / 8) & 0xFFFFFF;
   return slab->known_set + slab->outliers >= needed;
 }

@@ -20,6 +20,7 @@
 
 #include <map>
 
+#include "tsl_base/detail/bits.h"
 #include "tsl_base/detail/spec.h"
 
 namespace tsl_base {
@@ -215,7 +216,7 @@ void VisitCells(const TableData* table, const Column& column, Visit visit) {
   const uint32_t words = WordsFor(slab->capacity);
   for (uint32_t i = 0; i < words; ++i) {
     for (uint64_t word = slab->bits[i]; word != 0; word &= word - 1) {
-      const uint32_t row = i * 64 + static_cast<uint32_t>(__builtin_ctzll(word));
+      const uint32_t row = i * 64 + BitsBelow(word);
       visit(row, slab->cells + row * width);
     }
   }

@@ -50,7 +50,7 @@ bool IsUtf8(const char* text, size_t size) {
     if (left >= 8) {
       const uint64_t high = LoadEight(at) & (0x80 * kEach);
       if ((high & 0x80) == 0) {
-        at += high == 0 ? 8 : static_cast<size_t>(__builtin_ctzll(high)) / 8;
+        at += high == 0 ? 8 : BitsBelow(high) / 8;
         continue;
       }
     }

@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "tsl_base/detail/bits.h"
+
 namespace tsl_base {
 namespace detail {
 
@@ -49,7 +51,7 @@ inline Sequence ReadSequence(const unsigned char* from, const unsigned char* end
 // Eight bytes as a number, the first one lowest.
 inline uint64_t LowestFirst(uint64_t word) {
 #if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
-  return __builtin_bswap64(word);
+  return SwapBytes(word);
 #else
   return word;
 #endif
