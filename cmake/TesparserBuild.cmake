@@ -21,8 +21,12 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
 endif()
 
 # Contracted or reordered floating point would change results in the last bit.
-add_compile_options(-ffp-contract=off)
-if(CMAKE_SIZEOF_VOID_P EQUAL 4 AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(i[3-6]86|x86|x86_64|AMD64)$")
+if(MSVC)
+  add_compile_options(/fp:precise /utf-8 /bigobj)
+else()
+  add_compile_options(-ffp-contract=off)
+endif()
+if(CMAKE_SIZEOF_VOID_P EQUAL 4 AND NOT MSVC AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(i[3-6]86|x86|x86_64|AMD64)$")
   # The old floating-point unit of 32-bit x86 computes in more digits than a double has and rounds twice. A host may be
   # built otherwise: what crosses to it is a double in either unit.
   add_compile_options(-msse2 -mfpmath=sse)
@@ -56,11 +60,19 @@ endmacro()
 
 # Warnings for our own code; generated code goes without. Coverage is counted of our own code alone, too.
 function(tesparser_own_code target)
+  if(WIN32)
+    # Its header has macros of the names of std::min and std::max otherwise.
+    target_compile_definitions(${target} PRIVATE NOMINMAX)
+  endif()
   if(TESPARSER_COVERAGE)
     # What ccache shares between checkouts must not name one of them; with relocated counters (%c in LLVM_PROFILE_FILE)
     # a process that a signal ends has counted, too. Threads that lose each other's counts would make up branches.
     target_compile_options(${target} PRIVATE -fprofile-instr-generate -fcoverage-mapping -fcoverage-compilation-dir=.
                                              "SHELL:-mllvm -runtime-counter-relocation" -fprofile-update=atomic)
+  endif()
+  if(MSVC)
+    target_compile_options(${target} PRIVATE /W3)
+    return()
   endif()
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
   if(TESPARSER_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
@@ -93,6 +105,14 @@ unset(CMAKE_REQUIRED_LINK_OPTIONS)
 # A library that stays once it is loaded, and lacks nothing of what it calls. Sanitizers leave their own symbols open
 # until the program is linked.
 function(tesparser_resident_library target)
+  if(WIN32)
+    # It pins itself where it must stay, its linker leaves nothing open, and its name begins with no "lib".
+    set_target_properties(${target} PROPERTIES PREFIX "")
+    return()
+  elseif(APPLE)
+    # Its linker has no word for that: a host must not unload it.
+    return()
+  endif()
   target_link_options(${target} PRIVATE -Wl,-z,nodelete)
   if(TESPARSER_LOADER_KNOWS_RELR AND TESPARSER_LINKER_KNOWS_RELR)
     target_link_options(${target} PRIVATE -Wl,-z,pack-relative-relocs)
@@ -104,6 +124,10 @@ endfunction()
 
 # Limits what a shared library offers to others to what its linker version script names.
 function(tesparser_exports_only target script)
+  if(WIN32 OR APPLE)
+    # There a library offers what it marks for that, and nothing else.
+    return()
+  endif()
   target_link_options(${target} PRIVATE -Wl,--version-script=${script})
   set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${script})
 endfunction()

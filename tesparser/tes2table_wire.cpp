@@ -6,9 +6,34 @@
 #include "tesparser/wire_columns.h"
 
 // The one operation that a host's own base library may lack: without it, all tables are made from their spec.
+#if defined(_WIN32)
+#include <windows.h>
+#elif defined(__APPLE__)
+extern "C" void* table_create_like(const void* model, int rows, const char* name) __attribute__((weak_import));
+#else
 extern "C" void* table_create_like(const void* model, int rows, const char* name) __attribute__((weak));
+#endif
 
 namespace {
+
+#if defined(_WIN32)
+
+// A name that a DLL lacks would keep this one from being loaded, so it is looked up where `table_create`
+// comes from.
+void* (*FindCreateLike())(const void* model, int rows, const char* name) {
+  HMODULE base = nullptr;
+  if (GetModuleHandleExW(
+          GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+          reinterpret_cast<const wchar_t*>(&table_create), &base) == 0) {
+    return nullptr;
+  }
+  const FARPROC found = GetProcAddress(base, "table_create_like");
+  return reinterpret_cast<void* (*)(const void*, int, const char*)>(reinterpret_cast<void*>(found));
+}
+
+const auto table_create_like = FindCreateLike();
+
+#endif
 
 // A spec of this size is not read again for each nested table: a column may bring tens of thousands of small
 // tables and a description as long as all of them together.

@@ -1,5 +1,4 @@
 // A host that knows the C face by its path alone: it is opened, called, closed and opened again.
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -32,19 +31,19 @@ void Call(void* library) {
 
 // In one test, since the order of the steps is what is tested.
 TEST(Dlopen, CallCloseOpenAndCallAgain) {
-  ASSERT_EQ(dlsym(RTLD_DEFAULT, "tesparser_json"), nullptr) << "the library is linked with the test";
+  ASSERT_FALSE(opened_library::IsLinked("tesparser_json")) << "the library is linked with the test";
   for (int round = 0; round < 3; ++round) {
-    void* library = dlopen(TESPARSER_C_LIBRARY, RTLD_NOW | RTLD_LOCAL);
-    ASSERT_NE(library, nullptr) << dlerror();
+    void* library = opened_library::Open(TESPARSER_C_LIBRARY);
+    ASSERT_NE(library, nullptr);
     Call(library);
-    EXPECT_EQ(dlclose(library), 0);
+    EXPECT_TRUE(opened_library::Close(library));
   }
-  void* one = dlopen(TESPARSER_C_LIBRARY, RTLD_NOW | RTLD_LOCAL);
-  void* two = dlopen(TESPARSER_C_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+  void* one = opened_library::Open(TESPARSER_C_LIBRARY);
+  void* two = opened_library::Open(TESPARSER_C_LIBRARY);
   ASSERT_TRUE(one != nullptr && two != nullptr);
-  EXPECT_EQ(dlclose(one), 0);
+  EXPECT_TRUE(opened_library::Close(one));
   Call(two);
-  EXPECT_EQ(dlclose(two), 0);
+  EXPECT_TRUE(opened_library::Close(two));
 }
 
 }  // namespace

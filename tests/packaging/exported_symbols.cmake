@@ -1,30 +1,43 @@
 # Compares what a shared library offers to others with a committed list.
 #   cmake -D NM=nm -D LIBRARY=lib.so -D EXPECTED=list.txt -P exported_symbols.cmake
-execute_process(COMMAND ${NM} -D --defined-only -C ${LIBRARY} OUTPUT_VARIABLE output RESULT_VARIABLE result)
-if(NOT result EQUAL 0)
+#   cmake -D OBJDUMP=objdump -D CXXFILT=c++filt -D LIBRARY=name.dll -D EXPECTED=list.txt -P exported_symbols.cmake
+if(OBJDUMP)
+  execute_process(COMMAND ${OBJDUMP} -p ${LIBRARY} COMMAND ${CXXFILT} OUTPUT_VARIABLE output RESULTS_VARIABLE results)
+else()
+  execute_process(COMMAND ${NM} -D --defined-only -C ${LIBRARY} OUTPUT_VARIABLE output RESULTS_VARIABLE results)
+endif()
+if(NOT results MATCHES "^0(;0)?$")
   message(FATAL_ERROR "cannot read ${LIBRARY}")
 endif()
 
-# "0000000000001234 T name@@VERSION": a semicolon in the name would split the list. Some linkers list a version also by
-# itself, as something absolute ("A"), some do not: it is taken from the names that have it.
+# A semicolon in a name would split the list, and so does a bracket that is left open.
 string(REPLACE ";" "," output "${output}")
-string(REPLACE "\n" ";" lines "${output}")
-set(actual)
-foreach(line IN LISTS lines)
-  if(line MATCHES "^[0-9a-f]+ [^A] (.*)$")
-    set(name "${CMAKE_MATCH_1}")
-    if(name MATCHES "@@([A-Z0-9_]+)$")
-      list(APPEND actual "${CMAKE_MATCH_1}")
-    endif()
-    string(REGEX REPLACE "@@?[A-Z0-9_]+$" "" name "${name}")
-    list(APPEND actual "${name}")
-  endif()
-endforeach()
-list(REMOVE_DUPLICATES actual)
-list(SORT actual)
-
 file(STRINGS ${EXPECTED} expected)
 list(FILTER expected EXCLUDE REGEX "^#")
+set(actual)
+if(OBJDUMP)
+  # "	[   3] name", in the one table of that form. No version is told, and types go by their names.
+  string(REGEX REPLACE "^.*.Ordinal/Name Pointer. Table\n[ \t]+.[ 0-9]+. " "" output "${output}")
+  string(REGEX REPLACE "\n\n.*$" "" output "${output}")
+  string(REGEX REPLACE "\n[ \t]+.[ 0-9]+. " ";" actual "${output}")
+  list(FILTER expected EXCLUDE REGEX "^([A-Z0-9_]+$|typeinfo |vtable )")
+else()
+  # "0000000000001234 T name@@VERSION". Some linkers list a version also by itself, as something absolute ("A"), some do
+  # not: it is taken from the names that have it.
+  string(REPLACE "\n" ";" lines "${output}")
+  foreach(line IN LISTS lines)
+    if(line MATCHES "^[0-9a-f]+ [^A] (.*)$")
+      set(name "${CMAKE_MATCH_1}")
+      if(name MATCHES "@@([A-Z0-9_]+)$")
+        list(APPEND actual "${CMAKE_MATCH_1}")
+      endif()
+      string(REGEX REPLACE "@@?[A-Z0-9_]+$" "" name "${name}")
+      list(APPEND actual "${name}")
+    endif()
+  endforeach()
+endif()
+list(REMOVE_DUPLICATES actual)
+list(SORT actual)
 list(SORT expected)
 
 set(missing ${expected})

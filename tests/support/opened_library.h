@@ -2,8 +2,12 @@
 #ifndef TESTS_SUPPORT_OPENED_LIBRARY_H_
 #define TESTS_SUPPORT_OPENED_LIBRARY_H_
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <dlfcn.h>
+#endif
 
 #include <string>
 
@@ -19,9 +23,60 @@ constexpr char kTable[] = "_Z17TesparserPB2TableRKNSt7__cxx1112basic_stringIcSt1
 inline const std::string kReply("\x08\x14\xa2\x01\x13\x0a\x08SH600000\x12\x07\x08\x01\x10\x02\x18\xd2\x09",
                                 24);
 
+#if defined(_WIN32)
+
+// Null if it cannot be loaded, which is a failure of the test.
+inline void* Open(const char* path) {
+  void* library = LoadLibraryA(path);
+  if (library == nullptr) ADD_FAILURE() << path << ": error " << GetLastError();
+  return library;
+}
+
+inline bool Close(void* library) {
+  return FreeLibrary(static_cast<HMODULE>(library)) != 0;
+}
+
+// Of the library or of the base library, which came with it.
+inline void* Symbol(void* library, const char* name) {
+  FARPROC found = GetProcAddress(static_cast<HMODULE>(library), name);
+  if (found == nullptr) found = GetProcAddress(GetModuleHandleA("tsl_base.dll"), name);
+  return reinterpret_cast<void*>(found);
+}
+
+// Whether the program is linked with what has that name.
+inline bool IsLinked(const char* name) {
+  return GetProcAddress(GetModuleHandleA(nullptr), name) != nullptr ||
+         GetModuleHandleA("tesparser.dll") != nullptr;
+}
+
+#else
+
+// Null if it cannot be loaded, which is a failure of the test.
+inline void* Open(const char* path) {
+  void* library = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+  if (library == nullptr) ADD_FAILURE() << dlerror();
+  return library;
+}
+
+inline bool Close(void* library) {
+  return dlclose(library) == 0;
+}
+
+// Of the library or of what came with it.
+inline void* Symbol(void* library, const char* name) {
+  return dlsym(library, name);
+}
+
+// Whether the program is linked with what has that name.
+inline bool IsLinked(const char* name) {
+  return dlsym(RTLD_DEFAULT, name) != nullptr;
+}
+
+#endif
+
 template <class Function>
 Function Find(void* library, const char* name) {
-  void* symbol = dlsym(library, name);
+  void* symbol = Symbol(library, name);
   if (symbol == nullptr) ADD_FAILURE() << "no " << name;
   return reinterpret_cast<Function>(symbol);
 }

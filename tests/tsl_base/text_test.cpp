@@ -4,8 +4,13 @@
 #include "tsl_base/text.h"
 
 #include <gtest/gtest.h>
+#if defined(_WIN32)
+#include <windows.h>
+#else
 #include <iconv.h>
+#endif
 
+#include <algorithm>
 #include <cstdint>
 #include <random>
 #include <set>
@@ -15,6 +20,39 @@
 namespace {
 
 using tsl_base::text;
+
+#if defined(_WIN32)
+
+class Converter {
+ public:
+  Converter(const char* to, const char* from) : to_(PageOf(to)), from_(PageOf(from)) {}
+
+  bool valid() const { return IsValidCodePage(to_) && IsValidCodePage(from_); }
+
+  // Empty if it cannot be converted. Windows gives the codes that no character has to users, as those of
+  // their private use.
+  std::string operator()(const std::string& input) const {
+    wchar_t wide[16];
+    char output[16];
+    const int units = MultiByteToWideChar(from_, MB_ERR_INVALID_CHARS, input.data(),
+                                          static_cast<int>(input.size()), wide, 16);
+    if (std::any_of(wide, wide + units, [](wchar_t c) { return c >= 0xE000 && c <= 0xF8FF; }))
+      return std::string();
+    BOOL replaced = FALSE;
+    const bool is_page = to_ != CP_UTF8;
+    const int size = WideCharToMultiByte(to_, is_page ? WC_NO_BEST_FIT_CHARS : 0, wide, units, output, 16,
+                                         nullptr, is_page ? &replaced : nullptr);
+    return std::string(output, static_cast<size_t>(replaced ? 0 : size));
+  }
+
+ private:
+  static UINT PageOf(const std::string& name) { return name == "UTF-8" ? CP_UTF8 : 936; }
+
+  UINT to_;
+  UINT from_;
+};
+
+#else
 
 class Converter {
  public:
@@ -42,6 +80,8 @@ class Converter {
  private:
   iconv_t handle_;
 };
+
+#endif
 
 // The bytes of a code point by the pattern of UTF-8, surrogates too.
 std::string Encode(uint32_t c) {

@@ -1,7 +1,11 @@
 #include "tsl_base/detail/spec_cache.h"
 
-#include <pthread.h>
 #include <string.h>
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <pthread.h>
+#endif
 
 namespace tsl_base {
 namespace detail {
@@ -24,8 +28,6 @@ struct SpecCache {
   bool closed;  // the thread is ending, and nobody would empty the cache again
 };
 
-thread_local SpecCache cache_of_thread;
-
 void Evict(Entry& entry) {
   if (entry.spec) ReleaseSpec(entry.spec);
   entry = Entry{};
@@ -36,6 +38,57 @@ void Close(void* ending_cache) {
   cache.closed = true;
   for (Entry& entry : cache.entries)
     Evict(entry);
+}
+
+#if defined(_WIN32)
+
+// Of a thread that is ending, and where there is no memory for another.
+SpecCache no_cache = {{}, 0, true};
+DWORD index_of_cache = FLS_OUT_OF_INDEXES;
+
+void WINAPI Free(void* ending_cache) {
+  if (ending_cache == nullptr || ending_cache == &no_cache) return;
+  Close(ending_cache);
+  HeapFree(GetProcessHeap(), 0, ending_cache);
+  // Destructors that run later may make tables, too.
+  FlsSetValue(index_of_cache, &no_cache);
+}
+
+// Windows calls into this library when a thread ends, so it must not have been unloaded by then.
+bool HasIndex() {
+  HMODULE pinned = nullptr;
+  if (GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                         reinterpret_cast<const wchar_t*>(&Free), &pinned) == 0) {
+    return false;
+  }
+  index_of_cache = FlsAlloc(Free);
+  return index_of_cache != FLS_OUT_OF_INDEXES;
+}
+
+// It is memory of its own: what is thread_local may be gone when Windows tells that the thread ends.
+SpecCache& CacheOfThread() {
+  static const bool has_index = HasIndex();
+  if (!has_index) return no_cache;
+  if (void* known = FlsGetValue(index_of_cache)) return *static_cast<SpecCache*>(known);
+  void* made = HeapAlloc(GetProcessHeap(), HEAP_ZERO_MEMORY, sizeof(SpecCache));
+  if (made == nullptr) return no_cache;
+  if (FlsSetValue(index_of_cache, made) == 0) {
+    HeapFree(GetProcessHeap(), 0, made);
+    return no_cache;
+  }
+  return *static_cast<SpecCache*>(made);
+}
+
+bool WillBeClosed(SpecCache&) {
+  return true;
+}
+
+#else
+
+thread_local SpecCache cache_of_thread;
+
+SpecCache& CacheOfThread() {
+  return cache_of_thread;
 }
 
 // Sees to it that the cache is closed when its thread ends. A thread_local object with a destructor would end
@@ -50,6 +103,8 @@ bool WillBeClosed(SpecCache& cache) {
   static const EndOfThread end;
   return end.has_key && pthread_setspecific(end.key, &cache) == 0;
 }
+
+#endif
 
 void Insert(SpecCache& cache, const char* text, Spec* spec) {
   if (cache.closed || !WillBeClosed(cache)) return;
@@ -79,7 +134,7 @@ Spec* Find(SpecCache& cache, const char* text) {
 }  // namespace
 
 Spec* AcquireSpec(const char* text) {
-  SpecCache& cache = cache_of_thread;
+  SpecCache& cache = CacheOfThread();
   if (Spec* known = Find(cache, text)) {
     AddReference(known);
     return known;
