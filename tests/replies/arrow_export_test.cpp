@@ -163,19 +163,28 @@ TEST(ArrowNumbers, FarFromTheOthersAreThere) {
   EXPECT_TRUE(IsNull(exported.column(1), 99'999));
 }
 
+// The seventeenth column, and the first one that holds anything.
+TEST(ArrowNumbers, BehindColumnsThatHoldNothingAreThere) {
+  Table table(std::string(16, ';') + "q:q", 1000, "");
+  table_set_int64(table.get(), 5, 16, 7);
+  const Exported exported = Export(std::move(table));
+  EXPECT_EQ(exported.column(16).null_count, 999);
+  EXPECT_EQ(At<int64_t>(exported.column(16), 5), 7);
+}
+
 TEST(ArrowNumbers, OfAnArrayAreAFixedSizeList) {
-  Table table("a:3i;none:2q", 2, "");
+  Table table("a:3i;none:2q", 3, "");
   const int32_t values[] = {1, -2, 3};
   table_set_buff(table.get(), 1, 0, values, sizeof values, 0);
   const Exported exported = Export(std::move(table));
   EXPECT_STREQ(exported.schema.children[0]->format, "+w:3");
   EXPECT_STREQ(exported.schema.children[0]->children[0]->format, "i");
   EXPECT_TRUE(IsNull(exported.column(0), 0));
-  ASSERT_EQ(exported.column(0).children[0]->length, 6);
-  EXPECT_EQ(At<int32_t>(*exported.column(0).children[0], 2), 0);
-  EXPECT_EQ(At<int32_t>(*exported.column(0).children[0], 3), 1);
-  EXPECT_EQ(At<int32_t>(*exported.column(0).children[0], 4), -2);
-  EXPECT_EQ(exported.column(1).null_count, 2);
+  ASSERT_EQ(exported.column(0).children[0]->length, 9);
+  const int32_t expected[] = {0, 0, 0, 1, -2, 3, 0, 0, 0};
+  for (int64_t i = 0; i < 9; ++i)
+    EXPECT_EQ(At<int32_t>(*exported.column(0).children[0], i), expected[i]) << i;
+  EXPECT_EQ(exported.column(1).null_count, 3);
 }
 
 TEST(ArrowNumbers, OfNoLetterAreNulls) {
@@ -385,6 +394,16 @@ TEST(ArrowTexts, AreUtf8AndByteStringsAreBinary) {
   EXPECT_TRUE(IsNull(exported.column(1), 0));
 }
 
+// Some readers ask for the bytes of texts that are none.
+TEST(ArrowTexts, OfNoRowHaveTheirBuffers) {
+  const Exported exported = Export(Table("s:s;b:b", 1000, ""));
+  for (int64_t col = 0; col < 2; ++col) {
+    EXPECT_EQ(exported.column(col).null_count, 1000);
+    for (int buffer = 0; buffer < 3; ++buffer)
+      EXPECT_NE(exported.column(col).buffers[buffer], nullptr) << col << ' ' << buffer;
+  }
+}
+
 TEST(ArrowTexts, ThatAreNoUtf8HaveReplacements) {
   const std::string u = "\xEF\xBF\xBD";
   Table table("\xD6\xD0:s", 5, "");
@@ -472,9 +491,11 @@ TEST(ArrowChildren, AreAListOfStructs) {
 TEST(ArrowChildren, OfOneRowEachAreJoined) {
   Table table("Data:t", 1000, "");
   for (int row = 0; row < 1000; ++row) {
-    void* child = table_create("q:q;i:i", 1, "");
+    void* child = table_create("q:q;i:i;h:h;c:c", 1, "");
     if (row % 3 != 0) table_set_int64(child, 0, 0, row);
     table_set_int(child, 0, 1, -row);
+    table_set_int(child, 0, 2, row - 500);
+    table_set_int(child, 0, 3, row % 100);
     table_set_table_raw(table.get(), row, 0, child);
   }
   const Exported exported = Export(std::move(table));
@@ -483,6 +504,8 @@ TEST(ArrowChildren, OfOneRowEachAreJoined) {
     EXPECT_EQ(IsNull(*inner.children[0], row), row % 3 == 0);
     EXPECT_EQ(At<int64_t>(*inner.children[0], row), row % 3 == 0 ? 0 : row);
     EXPECT_EQ(At<int32_t>(*inner.children[1], row), -row);
+    EXPECT_EQ(At<int16_t>(*inner.children[2], row), row - 500);
+    EXPECT_EQ(At<int8_t>(*inner.children[3], row), row % 100);
   }
 }
 
@@ -644,6 +667,18 @@ TEST(ArrowBatch, SaysWhichTableDoesNotFit) {
   }
 }
 
+// As far as it goes, the second table is like the first.
+TEST(ArrowBatch, SaysWhichTableHasFewerColumns) {
+  const Exported like = Export(Table("a;b", 0, ""));
+  const Table fits("a;b", 1, "");
+  const Table does_not("a", 1, "");
+  void* tables[] = {fits.get(), does_not.get()};
+  Exported batch;
+  int64_t misfit = 0;
+  EXPECT_EQ(table_export_arrow_batch(tables, 2, &like.schema, &batch.array, &misfit), EINVAL);
+  EXPECT_EQ(misfit, 1);
+}
+
 // Also where the columns differ further down.
 TEST(ArrowBatch, SaysInWhichTableSomethingDoesNotFit) {
   const auto with_child = [](const char* spec) {
@@ -710,7 +745,7 @@ TEST(ArrowBatch, KnowsTheColumnsInsideBeforeTheFirstChild) {
 // ---- hostile tables ----
 
 // Columns that nothing was written to share their zeros; what a cell far down takes is bounded as a whole.
-TEST(ArrowCost, GrowsWithWhatIsWritten) {
+TEST(ArrowBounds, GrowsWithWhatIsWritten) {
   std::string spec;
   for (int i = 0; i < 20'000; ++i)
     spec += "q:q;s:s;a:9q;";
@@ -725,6 +760,33 @@ TEST(ArrowCost, GrowsWithWhatIsWritten) {
   EXPECT_EQ(table_export_arrow(sparse.get(), &none.schema, &none.array), EOVERFLOW);
   Table counted("a:99999999q", 1000, "");
   EXPECT_EQ(table_export_arrow(counted.get(), &none.schema, &none.array), EOVERFLOW);
+}
+
+// Three million rows take 24.4 MB. Below 16 MB anything goes; each cell far down adds 8 times its 64 bytes.
+TEST(ArrowBounds, MayGrowWithCellsFarDown) {
+  const auto result = [](int cells) {
+    Table table("q:q", 3'000'000, "");
+    for (int i = 0; i < cells; ++i)
+      table_set_int64(table.get(), 2'999'999 - 100 * i, 0, i);
+    Exported exported;
+    return table.export_arrow(&exported.schema, &exported.array);
+  };
+  EXPECT_EQ(result(20'000), 0);          // 16.8 + 10.2
+  EXPECT_EQ(result(10'000), EOVERFLOW);  // 16.8 + 5.1
+}
+
+TEST(ArrowBounds, GrowWithWhatIsThere) {
+  const Exported like = Export(Table("q:q", 0, ""));
+  void* tables[2];
+  for (void*& table : tables) {
+    table = table_create("q:q", 1'100'000, "");
+    for (int row = 0; row < 1'100'000; ++row)
+      table_set_int64(table, row, 0, row);
+  }
+  // 2.2 million numbers are 17.6 MB.
+  Exported batch;
+  ASSERT_EQ(table_export_arrow_batch(tables, 2, &like.schema, &batch.array, nullptr), 0);
+  EXPECT_EQ(At<int64_t>(batch.column(0), 2'199'999), 1'099'999);
 }
 
 // ---- text as it came ----

@@ -140,6 +140,15 @@ TEST(Spec, AnEmptySpecHasNoColumns) {
   ExpectColumns("", {});
 }
 
+// Nothing before a text is a part of it. What the thread knows of an earlier empty spec is forgotten first.
+TEST(Spec, AnEmptySpecBehindASeparatorAndABlankHasNoColumns) {
+  for (int i = 0; i < 8; ++i)
+    const Table other("forget" + std::to_string(i) + ":q", 1);
+  const char text[] = "a:q; ";
+  const Table table(table_create(text + 5, 1, ""));
+  EXPECT_EQ(table_cols(table.get()), 0);
+}
+
 TEST(Spec, BlanksAloneAreAColumnThatHoldsNothing) {
   ExpectColumns("  ", {{"  ", 0, 0}});
 }

@@ -273,6 +273,14 @@ TEST(Gb2312, LongTextsOfEveryLengthKeepTheirOrder) {
   }
 }
 
+// The lead byte is one, two, three or no bytes before the end of the first piece.
+TEST(Gb2312, NoCharacterOfFourBytesIsCutInALongText) {
+  for (size_t before = 1019; before < 1027; ++before) {
+    const std::string ascii(before, 'a');
+    EXPECT_EQ(text::Utf8toGb2312(ascii + "\U0001F600b"), ascii + "?b") << before;
+  }
+}
+
 TEST(Gb2312, NullIsTheEmptyText) {
   EXPECT_EQ(text::Utf8toGb2312(static_cast<const char*>(nullptr)), "");
 }

@@ -92,9 +92,6 @@ struct alignas(8) TableData {
 static_assert(kSmallTableCells < 1 << 9, "small_cells counts them");
 static_assert(sizeof(TableData) % 8 == 0, "cells follow the header and are aligned for 8 bytes");
 
-inline bool TestBit(const uint64_t* bits, uint32_t index) {
-  return (bits[index >> 6] >> (index & 63)) & 1;
-}
 inline void SetBit(uint64_t* bits, uint32_t index) {
   bits[index >> 6] |= uint64_t{1} << (index & 63);
 }
