@@ -29,7 +29,8 @@ int FailThenCall(capi_memory::Call call, long n, Failing how, const Expected& ex
   const google::protobuf::LogSilencer quiet;
   const Outcome failed = capi_memory::Run(call, kCut, n, how);
   if (failed.refused == 0) return 3;
-  const bool told = !failed.given && failed.reason == TESPARSER_OUT_OF_MEMORY;
+  const bool counted = call != capi_memory::Payloads || failed.given || failed.size == 0;
+  const bool told = !failed.given && failed.reason == TESPARSER_OUT_OF_MEMORY && counted;
   const bool went_on = failed.given == expected.given && failed.reason == expected.reason;
   if (!told && !went_on) return 1;
   const Outcome next = capi_memory::Run(call, kCut, 0, how);

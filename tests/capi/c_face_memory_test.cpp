@@ -135,6 +135,23 @@ TEST_P(CFaceMemory, ReadersLoseNothing) {
   }
 }
 
+// It has been left in the middle of a reply.
+TEST(CFace, AReaderThatRanOutSaysSoEachTime) {
+  const std::string bytes = reliability::NestedTables(20);
+  tesparser_reader* reader = tesparser_read_memory(bytes.data(), bytes.size(), TESPARSER_FORM_RAW, nullptr);
+  ASSERT_NE(reader, nullptr);
+  tesparser_reply reply;
+  tesparser_error error;
+  reliability::FailAllocation(1, Failing::kOne);
+  EXPECT_EQ(tesparser_next(reader, &reply, &error), TESPARSER_NEXT_FAILED);
+  EXPECT_EQ(reliability::StopFailing().total(), 1);
+  for (int again = 0; again < 2; ++again) {
+    EXPECT_EQ(error.reason, TESPARSER_OUT_OF_MEMORY);
+    EXPECT_EQ(tesparser_next(reader, &reply, &error), TESPARSER_NEXT_FAILED);
+  }
+  tesparser_reader_free(reader);
+}
+
 TEST(CFace, LeavesNothingBehind) {
   for (const capi_memory::NamedCall& call : capi_memory::kCalls) {
     for (const Sample& sample : Replies()) {

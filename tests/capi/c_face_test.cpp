@@ -79,8 +79,12 @@ void ExpectAllFail(const std::string& reply, tesparser_reason reason, uint64_t o
   error = Untouched();
   ArrowSchema schema;
   ArrowArray array;
+  std::memset(&schema, 0x5A, sizeof schema);
+  std::memset(&array, 0x5A, sizeof array);
   EXPECT_EQ(tesparser_arrow(reply.data(), reply.size(), 0, &schema, &array, &error), reason);
   ExpectError(error, reason, offset, field, message);
+  EXPECT_EQ(schema.release, nullptr);
+  EXPECT_EQ(array.release, nullptr);
 }
 
 // ---- reasons ----------------------------------------------------------------------------------------------
@@ -111,6 +115,11 @@ TEST(Reasons, NotAReply) {
       TESPARSER_NOT_A_REPLY, 5, "",
       "not a reply: the bytes end inside the field that begins at offset 5 in"
       " \"RepDataQuoteDynaSingle\" (9 bytes read)");
+}
+
+TEST(Reasons, NotAReplyOfOneByte) {
+  ExpectAllFail("\x08", TESPARSER_NOT_A_REPLY, 0, "",
+                "not a reply: the bytes end inside the field that begins at offset 0 (1 byte read)");
 }
 
 TEST(Reasons, FieldMissing) {
@@ -265,6 +274,24 @@ TEST(Json, IsAWholeText) {
   EXPECT_TRUE(text == "{\"Id\": 20, \"Obj\": \"" + kChinese + "\"}" ||
               text == "{\"Obj\": \"" + kChinese + "\", \"Id\": 20}")
       << text;
+}
+
+// Whether the text is whole is told by its brackets, but not by those inside its texts.
+TEST(Json, IsWholeWithAnyTextInIt) {
+  const struct {
+    const char* text;
+    const char* in_json;
+  } cases[] = {{"{", "{"},       {"}]", "}]"},   {"a]", "a]"},
+               {"\"[", "\\\"["}, {"\\", "\\\\"}, {"{\\\"", "{\\\\\\\""}};
+  for (const auto& one : cases) {
+    tesparser_error error = Untouched();
+    const OwnedText json = Json(Number(1, 20) + Bytes(2, one.text), &error);
+    ExpectOk(error);
+    ASSERT_NE(json, nullptr) << one.text;
+    EXPECT_NE(std::string(json.get()).find("\"Obj\": \"" + std::string(one.in_json) + "\""),
+              std::string::npos)
+        << json.get();
+  }
 }
 
 TEST(Json, LeavesTheLengthAloneWhereThereIsNone) {
@@ -438,6 +465,7 @@ TEST(Reader, TakesEveryForm) {
       {TESPARSER_FORM_RAW, kFirst},
       {TESPARSER_FORM_HEX, "0814120141"},
       {TESPARSER_FORM_BASE64, "CBQSAUE="},
+      {TESPARSER_FORM_BASE64, "CBQS\nAUE=\n"},
       {TESPARSER_FORM_TEXT, "Id: 20 Obj: 'A'"},
       {TESPARSER_FORM_LINES, "12:00:00 got 0814120141\n"},
   };

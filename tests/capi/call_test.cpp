@@ -27,7 +27,9 @@ tesparser_error ErrorOf(const std::function<void()>& call) {
 
 TEST(Guarded, TellsEachExceptionByItsReason) {
   EXPECT_EQ(ErrorOf([] {}).reason, TESPARSER_OK);
-  EXPECT_EQ(ErrorOf([] { throw std::bad_alloc(); }).reason, TESPARSER_OUT_OF_MEMORY);
+  const tesparser_error memory = ErrorOf([] { throw std::bad_alloc(); });
+  EXPECT_EQ(memory.reason, TESPARSER_OUT_OF_MEMORY);
+  EXPECT_STREQ(memory.message, "out of memory");
   const tesparser_error length = ErrorOf([] { throw std::length_error("basic_string"); });
   EXPECT_EQ(length.reason, TESPARSER_OUT_OF_MEMORY);
   EXPECT_STREQ(length.message, "more than a program can hold in memory");
@@ -59,6 +61,12 @@ TEST(Fail, TellsEachDiagnosisByItsReason) {
   }
 }
 
+TEST(Fail, TakesAReasonThatIsNoneForAFault) {
+  tesparser_error error;
+  capi::Fail(&error, Diagnosis{static_cast<Reason>(99), 0, "", "why"});
+  EXPECT_EQ(error.reason, TESPARSER_INTERNAL);
+}
+
 // A text is cut at its end and a path at its beginning, neither inside a character.
 TEST(Fail, CutsNoCharacterInTwo) {
   tesparser_error error;
@@ -72,6 +80,9 @@ TEST(Fail, CutsNoCharacterInTwo) {
   const std::string chinese = std::string(room - 5, 'x') + "\xE4\xB8\xAD" + "yyyy";
   capi::Fail(&error, TESPARSER_MISFIT, chinese);
   EXPECT_EQ(error.message, std::string(room - 5, 'x') + "...");
+  // Of what is inside characters from its beginning on, nothing can be told.
+  capi::Fail(&error, TESPARSER_MISFIT, std::string(room + 1, '\x80'));
+  EXPECT_STREQ(error.message, "...");
 }
 
 }  // namespace

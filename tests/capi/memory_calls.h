@@ -106,6 +106,7 @@ inline void Stream(const std::string& bytes, Outcome* outcome) {
 
 inline void Payloads(const std::string&, Outcome* outcome) {
   tesparser_error error;
+  outcome->size = 7;
   outcome->given = tesparser_payloads(&outcome->size, &error) != nullptr;
   outcome->reason = error.reason;
 }

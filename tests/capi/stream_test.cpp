@@ -108,6 +108,9 @@ TEST(CStream, TakesItsOptions) {
   EXPECT_EQ(ReadAll(kTwo, &numbered).rows, (Rows{R"({"_reply":1,"_offset":0,"Obj":"A"})",
                                                  R"({"_reply":2,"_offset":)" + second + R"(,"Obj":"B"})"}));
 
+  numbered.offset = 0;
+  EXPECT_EQ(ReadAll(kTwo, &numbered).rows, (Rows{R"({"_reply":1,"Obj":"A"})", R"({"_reply":2,"Obj":"B"})"}));
+
   Options small(21);
   small.batch_rows = 1;
   EXPECT_EQ(ReadAll(kTwo, &small).batches, (std::vector<int64_t>{2, 2}));
@@ -142,7 +145,7 @@ TEST(CStream, DecodesByTheSchemaAlone) {
   const std::string one = ReadAll(reply, &options).rows.at(0);
   EXPECT_NE(all.find("\"QingPan\":2.5"), std::string::npos) << all;
   EXPECT_EQ(one, all);
-  EXPECT_NE(packed, "");
+  EXPECT_NE(packed.find("\"QingPan\":250"), std::string::npos) << packed;
 }
 
 TEST(CStream, WithoutOptionsGoesByTheFirstReply) {
@@ -178,17 +181,33 @@ TEST(CStream, CountsWhatItReads) {
   Options options(21);
   options.counts = &counts;
   ArrowArrayStream stream;
-  const std::string bytes = Framed({Kline("A"), Reply("Id: 21"), Reply("Id: 27"), "\x08"});
+  const std::string other = Reply("Id: 27");
+  const std::string cut = "\x08\x15\x12\x05";
+  const std::string bytes = Framed({Kline("A"), cut, other, cut, other, cut, other, Reply("Id: 21"), other});
   options.on_misfit = TESPARSER_MISFIT_SKIPPED;
   options.form = TESPARSER_FORM_DELIMITED;
   ASSERT_EQ(tesparser_stream_memory(bytes.data(), bytes.size(), &options, &stream, nullptr), TESPARSER_OK);
   EXPECT_EQ(counts.replies, 0U);
   EXPECT_EQ(RowsOf(&stream).size(), 2U);
-  EXPECT_EQ(counts.replies, 4U);
+  EXPECT_EQ(counts.replies, 9U);
   EXPECT_EQ(counts.rows, 2U);
   EXPECT_EQ(counts.empty, 1U);
-  EXPECT_EQ(counts.passed_over, 1U);
-  EXPECT_EQ(counts.misfits, 1U);
+  EXPECT_EQ(counts.passed_over, 4U);
+  EXPECT_EQ(counts.misfits, 3U);
+}
+
+TEST(CStream, CountsTheReplyThatTellsItsType) {
+  tesparser_stream_counts counts{};
+  Options options;
+  options.counts = &counts;
+  ArrowArrayStream stream;
+  ArrowSchema schema;
+  ASSERT_EQ(tesparser_stream_memory(kTwo.data(), kTwo.size(), &options, &stream, nullptr), TESPARSER_OK);
+  EXPECT_EQ(counts.replies, 0U);
+  ASSERT_EQ(stream.get_schema(&stream, &schema), 0);
+  EXPECT_EQ(counts.replies, 1U);
+  schema.release(&schema);
+  stream.release(&stream);
 }
 
 TEST(CStream, StopsAtAMisfitBehindTheRowsBeforeIt) {
