@@ -59,7 +59,6 @@ void* tes2tableType::ParseTypedTbl(const tessel::MSG& msg, TPType type) {
 
 void* tes2tableType::ParseTypedTable(const tessel::Table& payload, const std::string& spec) {
   const auto& info = payload.info();
-  if (info.empty()) return nullptr;
   const int rows = tes2table().TableRowCount(payload, info);
   if (rows <= 0) return nullptr;
   void* table = table_create(tes2table().ColumnSpecFromInfo(info).c_str(), rows, "");
@@ -78,7 +77,6 @@ void* tes2tableType::ParseTypedTable(const tessel::Table& payload, const std::st
 
 void* tes2tableType::ParseTypedData(const tessel::Table& nested, const std::string& spec) {
   const auto& info = nested.info();
-  if (info.empty()) return nullptr;
   const int rows = tes2table().TableRowCount(nested, info);
   if (rows <= 0) return nullptr;
   void* table = table_create(spec.c_str(), rows, "tesdata");

@@ -99,7 +99,6 @@ void* tes2table::ParseTable(const tessel::Table& table,
 void* tes2table::ParseTableBySpec(const tessel::Table& table,
                                   const google::protobuf::RepeatedPtrField<tessel::CInfo>& info,
                                   const std::string& spec, const void* model) {
-  if (info.empty()) return nullptr;
   const int rows = TableRowCount(table, info);
   if (rows <= 0) return nullptr;
   void* result = CreateAlike(model, spec, rows);

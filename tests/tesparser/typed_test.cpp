@@ -843,6 +843,19 @@ TEST(TypedWire, DoublesAreCountedByTheFloatsBesideThem) {
   EXPECT_EQ(Number(nested, 0, 10), 7.5);
 }
 
+TEST(TypedWire, AColumnHasTheValuesOfItsTypeAlone) {
+  const struct {
+    int type;
+    double number;
+  } cases[] = {{120, 1}, {105, 2}, {102, 3}, {100, 4}};
+  for (const auto& c : cases) {
+    const Column column{"Name: 'ShiJian' Type: " + std::to_string(c.type),
+                        "xValues: 100 iValues: 200 fValues: 3 dValues: 4 sValues: 'a' bValues: 'b'"};
+    const OwnedTable table = Typed(1, NestedReply({column}));
+    EXPECT_EQ(Number(Child(table, 0, 0), 0, 0), c.number) << c.type;
+  }
+}
+
 TEST(TypedWire, FloatsAreWidened) {
   const OwnedTable table = Typed(1, NestedReply({Floats("ShiJian", "0.1, -2.5")}));
   EXPECT_EQ(Number(Child(table, 0, 0), 0, 0), static_cast<double>(0.1F));

@@ -406,6 +406,19 @@ TEST(WireDouble, FloatsAloneGiveNull) {
   EXPECT_EQ(TableOf("Info { Name: 'c' Type: 100 } Data { Index: 0 fValues: [7, 8] }"), nullptr);
 }
 
+TEST(WireColumn, HasTheValuesOfItsTypeAlone) {
+  const auto table_of = [](int type) {
+    return TableOf("Info { Name: 'c' Type: " + std::to_string(type) +
+                   " } Data { Index: 0 xValues: 100 iValues: 200 fValues: 3 dValues: 4 sValues: 'a' "
+                   "bValues: 'b' }");
+  };
+  EXPECT_EQ(table_get_double(table_of(120).get(), 0, 0), 1.0);
+  EXPECT_EQ(table_get_double(table_of(105).get(), 0, 0), 2.0);
+  EXPECT_EQ(table_get_float(table_of(102).get(), 0, 0), 3.0F);
+  EXPECT_EQ(table_get_double(table_of(100).get(), 0, 0), 4.0);
+  EXPECT_EQ(TextAt(table_of(115).get(), 0, 0), "a");
+}
+
 TEST(WireText, IsTranscoded) {
   const OwnedTable table =
       TableOf("Info { Name: 'c' Type: 115 } Data { Index: 0 sValues: ['中国', '', 'A股', 'x\\000y'] }");
