@@ -281,8 +281,7 @@ bool Body::CheckShape(const ArrowSchema& field, const ArrowType& type, const Arr
   if (array.n_buffers != type.buffers()) return Refuse(path, "wrong number of buffers", error_);
   if (array.n_children != field.n_children || !type.Takes(array.n_children))
     return Refuse(path, "wrong number of children", error_);
-  if (array.length < 0 || array.offset < 0 || array.length > kMaxArrowValues ||
-      array.offset > kMaxArrowValues - array.length)
+  if (array.length < 0 || array.offset < 0 || array.offset > kMaxArrowValues - array.length)
     return Refuse(path, "impossible length or offset", error_);
   if (slice.length > array.length || slice.first > array.length - slice.length)
     return Refuse(path, "fewer values than its parent needs", error_);

@@ -197,6 +197,18 @@ def test_reasons(schema):
         assert issubclass(each, tesparser.Error) and issubclass(each, ValueError)
 
 
+def test_arrow_tells_what_may_be_unset(wire_table):
+    """The flag 2 of each column, none of the structs."""
+    capsules = wire_table.__arrow_c_array__()
+    schema = arrow_reader.Schema.from_address(arrow_reader.CAPSULE_POINTER(capsules[0], b"arrow_schema"))
+    assert schema.n_children == len(wire_table.columns) and schema.flags == 0
+    for i in range(schema.n_children):
+        column = schema.children[i][0]
+        assert column.flags == 2
+        if column.format == b"+l":
+            assert column.children[0][0].flags == 0 and column.children[0][0].name == b"item"
+
+
 def test_takes_whatever_holds_bytes(sample):
     data = sample("20-QuoteDynaSingle")
     for reply in (data, bytearray(data), memoryview(data), np.frombuffer(data, np.uint8), tesparser.Reply(data)):

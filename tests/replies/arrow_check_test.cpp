@@ -146,6 +146,12 @@ TEST(ArrowCheck, MissingPointers) {
   ArrowArray* const child = std::exchange(array->children[0], nullptr);
   EXPECT_EQ(replies::CheckArrow(*schema, *array), "child 0 is null");
   array->children[0] = child;
+  ArrowArray** const children = std::exchange(array->children, nullptr);
+  EXPECT_EQ(replies::CheckArrow(*schema, *array), "no children");
+  array->children = children;
+  ArrowSchema** const fields = std::exchange(schema->children, nullptr);
+  EXPECT_EQ(replies::CheckArrow(*schema, *array), "no children in the schema");
+  schema->children = fields;
   ArrowSchema* const field = std::exchange(schema->children[0], nullptr);
   EXPECT_EQ(replies::CheckArrow(*schema, *array), "child 0 in the schema is null");
   schema->children[0] = field;

@@ -734,6 +734,27 @@ TEST(IpcRefusals, OfBatches) {
   EXPECT_EQ(RefusalOf(batch), "impossible length or offset");
 }
 
+TEST(IpcRefusals, OfBatchesThatAreTooDeep) {
+  const std::string refusal = RefusalOf(Batch({NestedLists(65)}));
+  EXPECT_NE(refusal.find(": no type that can be written"), std::string::npos) << refusal;
+}
+
+// Nulls take no memory.
+TEST(IpcRefusals, OfMoreValuesThanThereMayBe) {
+  const auto nulls = [](int64_t length) {
+    const Column column = {"n", "x", length, {}, {}};
+    return Struct("", length, {column});
+  };
+  EXPECT_EQ(RefusalOf(nulls(replies::kMaxArrowValues + 1)), "impossible length or offset");
+  EXPECT_EQ(RefusalOf(nulls(INT64_MAX)), "impossible length or offset");
+  const Column most = nulls(replies::kMaxArrowValues);
+  Owned<ArrowSchema> schema(ExportSchema(most));
+  Owned<ArrowArray> array(ExportArray(most));
+  std::string bytes;
+  std::string error;
+  EXPECT_TRUE(replies::WriteIpcBatch(*schema, *array, replies::AppendTo(&bytes), &error)) << error;
+}
+
 TEST(IpcTypes, MetadataOfTheCInterfaceGoesBothWays) {
   const replies::ArrowMetadata pairs = {{"k", "v"}, {"", "\0x"s}};
   const std::string encoded = replies::EncodeArrowMetadata(pairs);

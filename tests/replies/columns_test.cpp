@@ -381,6 +381,7 @@ TEST(Columns, AreReadFromTheirText) {
       "Obj | s | Instrument | 代码 | The code ? | - | raw code | Obj | text | never\n"
       "Data | 2q | Pair | 对 | Two numbers | lots ? | - | Data | array | absent\n"
       "[0] | First | 第一 | - | yyyymmdd ? | A\n"
+      "[1] | Second | 第二 | - | - | -\n"
       "\n"
       "table 9/Data\n"
       "rows one\n"
@@ -396,8 +397,9 @@ TEST(Columns, AreReadFromTheirText) {
   EXPECT_EQ(tables[0].columns[0].unit.text, "");
   EXPECT_TRUE(tables[0].columns[0].Is("code"));
   EXPECT_FALSE(tables[0].columns[0].Is("cod"));
-  ASSERT_EQ(tables[0].columns[1].elements.size(), 1U);
+  ASSERT_EQ(tables[0].columns[1].elements.size(), 2U);
   EXPECT_EQ(tables[0].columns[1].elements[0].source, "A");
+  EXPECT_EQ(tables[0].columns[1].elements[1].source, "");
   EXPECT_EQ(tables[1].path, "Data");
   EXPECT_EQ(tables[1].columns[0].name, "rows");
 }

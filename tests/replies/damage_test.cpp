@@ -120,6 +120,18 @@ TEST(Damage, AReplyAloneBetweenDamageIsGiven) {
             "skipped, up to the end");
 }
 
+// Id 4 and a text of JSON in field 4, alone between damage; any other text could be a part of something.
+TEST(Damage, ATableAsTextIsAPayloadIfItIsJson) {
+  const auto read = [](const std::string& text) {
+    const std::string reply = "\x08\x04\x22" + std::string(1, static_cast<char>(text.size())) + text;
+    return ReadStream(InFrame(kA) + kStray + InFrame(reply) + kStray + InFrame(kB)).replies.size();
+  };
+  for (const char* json : {"{\"a\":1}", "[1,2]", "{}", "[]"})
+    EXPECT_EQ(read(json), 3U) << json;
+  for (const char* none : {"{\"a\":1]", "[1,2}", "|1}", "{1|", "a", ""})
+    EXPECT_EQ(read(none), 2U) << none;
+}
+
 TEST(Damage, AReplyWithoutAPayloadIsFoundIfAnotherFollows) {
   const std::string only_id = InFrame("\x08\x16");
   EXPECT_EQ(ReadStream(kStray + only_id + InFrame(kA)).replies, (Strings{"\x08\x16", kA}));

@@ -3,11 +3,14 @@
 #include "replies/decode.h"
 
 #include <google/protobuf/descriptor.h>
+#include <google/protobuf/text_format.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <set>
 #include <string>
 
+#include "replies/fill_required.h"
 #include "tests/support/replies.h"
 #include "tests/support/tables.h"
 
@@ -168,6 +171,13 @@ TEST(DecodePayload, UnpacksWhatAConverterUnpacksAndNothingThatIsPlain) {
   EXPECT_EQ(table_get_double(bar.get(), 0, open), 12.34);
 }
 
+TEST(DecodePayload, UnpacksWhatAConverterRounds) {
+  const Table finance = Decode("Id: 405 RepDataCaiWuShuJuFanHui { BanBen: 0x4D2 }");
+  const int version = table_col_index(finance.get(), "BanBen");
+  ASSERT_GE(version, 0);
+  EXPECT_EQ(table_get_double(finance.get(), 0, version), 12.34);
+}
+
 TEST(DecodePayload, LeavesTheIntegersOfOtherFamiliesAsTheyAre) {
   const pb::Descriptor& envelope = *test_replies::Pool().FindMessageTypeByName("tessel.MSG");
   const int token = envelope.FindFieldByName("RepDataToken")->number();
@@ -264,4 +274,39 @@ TEST(DecodePayload, TakesTimeInProportionToTheReply) {
   const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
   EXPECT_EQ(table.view().rows(), 20'000);
   EXPECT_LT(taken.count(), 2.0);
+}
+
+namespace {
+
+// Of the required fields of the message and of those in it, as text.
+void CollectRequired(const pb::Message& message, std::set<std::string>* values) {
+  const pb::Reflection& reflection = *message.GetReflection();
+  for (int i = 0; i < message.GetDescriptor()->field_count(); ++i) {
+    const pb::FieldDescriptor& field = *message.GetDescriptor()->field(i);
+    if (!field.is_required()) continue;
+    if (field.message_type() != nullptr) {
+      CollectRequired(reflection.GetMessage(message, &field), values);
+    } else if (field.enum_type() == nullptr) {
+      std::string value;
+      pb::TextFormat::PrintFieldValueToString(message, &field, -1, &value);
+      values->insert(value);
+    }
+  }
+}
+
+}  // namespace
+
+TEST(FillRequired, SetsNumbersToZeroAndTextsToNothing) {
+  const auto reply = test_replies::New("MSG");
+  std::set<std::string> values;
+  for (int i = 0; i < reply->GetDescriptor()->field_count(); ++i) {
+    const pb::FieldDescriptor* field = reply->GetDescriptor()->field(i);
+    if (field->message_type() == nullptr || !field->is_repeated()) continue;
+    pb::Message* element = reply->GetReflection()->AddMessage(reply.get(), field);
+    replies::FillRequired(element);
+    EXPECT_TRUE(element->IsInitialized()) << field->name();
+    CollectRequired(*element, &values);
+  }
+  values.erase("false");
+  EXPECT_EQ(values, (std::set<std::string>{"\"\"", "0"}));
 }

@@ -100,6 +100,8 @@ TEST(NotAReply, IsToldWithItsPlace) {
   // Field 0 does not exist.
   ExpectNoReply(std::string("\x08\x14\x00", 3), 2,
                 "not a reply: no field can begin like the bytes at offset 2 (3 bytes read)");
+  ExpectNoReply(std::string("\x08\x14\x02\x00", 4), 2,
+                "not a reply: no field can begin like the bytes at offset 2 (4 bytes read)");
   // The end of a group that has not begun, and wire type 6.
   ExpectNoReply("\x08\x14\x0c", 2,
                 "not a reply: no field can begin like the bytes at offset 2 (3 bytes read)");

@@ -61,6 +61,8 @@ TEST(Runs, OfHexAreUnbrokenButForEscapedLineEnds) {
   EXPECT_EQ(HexRuns("order 12345678!"), Views{"12345678"});
   EXPECT_EQ(HexRuns("0816120141, 08171201;"), (Views{"0816120141", "08171201"}));
   EXPECT_EQ(HexRuns("got 0816\\n1201\\r\\n41 end"), Views{"0816\\n1201\\r\\n41"});
+  EXPECT_EQ(HexRuns("got 0816\\t120141 end"), Views{"0816\\t120141"});
+  EXPECT_EQ(HexRuns("x\\n0816120141"), Views{"0816120141"});
 }
 
 TEST(Runs, OfBase64EndWithTheirPadding) {

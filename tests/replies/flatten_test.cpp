@@ -126,3 +126,45 @@ TEST(Flatten, OfNoRowsHasTheColumns) {
   EXPECT_EQ(Flat(Export(Table("A:i;T:t", 0))), Rows());
   EXPECT_EQ(Flat(Export(Table("T:t", 3))), (Rows{"{}", "{}", "{}"}));
 }
+
+// Tables whose columns are known and that have no rows.
+TEST(Flatten, HasNullsForTheColumnsOfTablesWithoutRows) {
+  for (const int rows : {1, 7, 8, 64, 1000}) {
+    Table outer("A:i;T:t", rows);
+    outer.attach(0, 1, Table("S:s;B:b;X:i;P:2q", 0));
+    const Rows flat = Flat(Export(std::move(outer)));
+    EXPECT_EQ(flat,
+              Rows(static_cast<size_t>(rows), R"({"A":null,"T.S":null,"T.B":null,"T.X":null,"T.P":null})"));
+  }
+}
+
+TEST(Flatten, TellsTheFileOfEachRow) {
+  Exported exported = Export(Table("A:i", 1000));
+  const std::string file(100, 'f');
+  OriginColumns told;
+  told.file = true;
+  ArrowOwner<ArrowArray> flat(FlattenTables(std::move(exported.array), exported.columns, exported.shown,
+                                            {{600, file, 0, 0, 0}, {400, "g", 0, 0, 0}}, told));
+  const ArrowArray& files = *flat->children[0];
+  const auto* offsets = static_cast<const int32_t*>(files.buffers[1]);
+  EXPECT_EQ(files.length, 1000);
+  EXPECT_EQ(offsets[600], 60000);
+  EXPECT_EQ(offsets[1000], 60400);
+  EXPECT_EQ(std::string(static_cast<const char*>(files.buffers[2]), 60400),
+            std::string(60000, 'f') + std::string(400, 'g'));
+  ArrowArray released = flat.Move();
+  released.release(&released);
+  EXPECT_EQ(released.release, nullptr);
+}
+
+TEST(Flatten, HasOneBlockForAllColumnsOfNulls) {
+  Table outer("A:i;T:t", 1000);
+  outer.attach(0, 1, Table("X:q;Y:q;S:s", 0));
+  Exported exported = Export(std::move(outer));
+  const ArrowOwner<ArrowArray> flat(FlattenTables(std::move(exported.array), exported.columns, exported.shown,
+                                                  {{1000, "", 0, 0, 0}}, OriginColumns()));
+  const void* zeros = flat->children[1]->buffers[1];
+  EXPECT_EQ(flat->children[2]->buffers[0], zeros);
+  EXPECT_EQ(flat->children[2]->buffers[1], zeros);
+  EXPECT_EQ(flat->children[3]->buffers[1], zeros);
+}

@@ -23,6 +23,14 @@ TEST(Layouts, HaveNames) {
   EXPECT_EQ(NameOfType(TPTypeZhiBiao16), "ZhiBiao16");
   EXPECT_EQ(NameOfType(static_cast<TPType>(117)), "117");
   EXPECT_EQ(TypeNames().size(), 22u);
+  const char* const names[] = {"ById", "DaDan", "FenLeiChiCang", "BxzjStock", "BxzjBlock", "Token"};
+  for (int type = 0; type < 6; ++type)
+    EXPECT_EQ(NameOfType(static_cast<TPType>(type)), names[type]);
+  for (int i = 1; i <= 16; ++i) {
+    const std::string name = "ZhiBiao" + std::to_string(i);
+    EXPECT_EQ(NameOfType(static_cast<TPType>(100 + i)), name);
+    EXPECT_EQ(FindType(name), static_cast<TPType>(100 + i));
+  }
 }
 
 TEST(Layouts, OfAnIdAreThoseThatTheLibraryMakes) {

@@ -1,6 +1,7 @@
 #include "replies/packer.h"
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -104,6 +105,29 @@ TEST(Packer, NothingIsAWholeStream) {
 TEST(Packer, GzipHoldsNoTime) {
   EXPECT_EQ(PackedInPieces(Packing::kGzip, "a", 1).substr(4, 4), std::string(4, '\0'));
 }
+
+// Bit 2 of the byte behind the four of the magic number.
+TEST(Packer, Lz4HasAChecksumOfItsContent) {
+  EXPECT_EQ(PackedInPieces(Packing::kLz4, "a", 1)[4] & 4, 4);
+}
+
+#ifdef __GLIBC__
+// The least of them takes 100 KB.
+TEST(Packer, GivesItsMemoryBack) {
+  const auto in_use = [] {
+    const struct mallinfo2 heap = mallinfo2();
+    return heap.uordblks + heap.hblkhd;
+  };
+  for (const Packing packing : kPackings) {
+    size_t before = 0;
+    for (int round = 0; round < 5; ++round) {
+      EXPECT_EQ(UnpackedAgain(PackedInPieces(packing, "text", 4)), "text");
+      if (round == 0) before = in_use();
+    }
+    EXPECT_LT(in_use(), before + 20'000) << NameOf(packing);
+  }
+}
+#endif
 
 TEST(Packer, WithoutItsEndAStreamIsNotWhole) {
   for (const Packing packing : kPackings) {

@@ -32,7 +32,9 @@ TEST(Recognise, TheFormsOfWholeSources) {
   EXPECT_EQ(ToldForm("0816\n1204\n41424344\n", Extent::kWhole), "hex");
   EXPECT_EQ(ToldForm("> 0816\n> 1204\n> 41424344\n", Extent::kWhole), "hex from 2");
   EXPECT_EQ(ToldForm("> CBYSBE\n> FCQ0Q=\n", Extent::kWhole), "base64 from 2");
+  EXPECT_EQ(ToldForm("> CBYSB\n> EFCQ0Q=\n", Extent::kWhole), "base64 from 2");
   EXPECT_EQ(ToldForm("Id: 20", Extent::kWhole), "text");
+  EXPECT_EQ(ToldForm("# a remark\n  # another\nId: 20", Extent::kWhole), "text");
   EXPECT_EQ(ToldForm("ffff00", Extent::kWhole), "hex");
 }
 

@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <string_view>
 
+#include "replies/columns.h"
 #include "tests/support/replies.h"
 
 namespace replies {
@@ -76,10 +78,22 @@ TEST(RedactedMessage, HidesAKeyOnlyWhereItIsThatOfAnApplication) {
   EXPECT_EQ(WithoutSecrets(value), Reply(value));
 }
 
+TEST(SecretNames, AreThoseOfSecretColumnsAndOfTheirFields) {
+  for (const TableDescription& table : DescribedTables()) {
+    for (const ColumnDescription& column : table.columns) {
+      if (!column.Is("secret")) continue;
+      EXPECT_TRUE(IsSecretName(column.name)) << column.name;
+      const std::string_view field = column.source.substr(column.source.rfind('.') + 1);
+      EXPECT_TRUE(field.empty() || IsSecretName(field)) << field;
+    }
+  }
+}
+
 // Bytes that no secret can be in stay as they were sent.
 TEST(Redact, LeavesOtherRepliesToTheByte) {
   // Obj 'A', then Id 22: not in the order in which they would be written. And a field that nobody knows.
-  for (const std::string& sent : {std::string("\x12\x01\x41\x08\x16"), std::string("\x08\x16\xC0\x3E\x05")}) {
+  for (const std::string& sent : {std::string("\x12\x01\x41\x08\x16"), std::string("\x08\x16\xC0\x3E\x05"),
+                                  std::string("\xC0\x3E\x05\x08\x16")}) {
     std::string bytes = sent;
     EXPECT_TRUE(Redact(&bytes));
     EXPECT_EQ(bytes, sent);

@@ -280,6 +280,7 @@ TEST(Lines, ALineWithoutDigitsIsAnErrorOnlyIfDigitsWerePromised) {
 
 TEST(Whole, BadHexIsSaidWithItsPlace) {
   EXPECT_EQ(ReadAll("08zz", Form::kHex).errors, Strings{"not hexadecimal: at offset 2 stands 0x7a"});
+  EXPECT_EQ(ReadAll("08zy", Form::kHex).errors, Strings{"not hexadecimal: at offset 2 stands 0x7a"});
   EXPECT_EQ(ReadAll("081", Form::kHex).errors, Strings{"not hexadecimal: the last digit stands alone"});
 }
 

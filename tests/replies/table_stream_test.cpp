@@ -469,6 +469,7 @@ TEST(TableStream, TellsWhatTheSourceThrows) {
   EXPECT_EQ(ReadAll(throwing(std::runtime_error("the line is down")), OfId(21)).rows,
             (Rows{"error 5: the line is down"}));
   EXPECT_EQ(ReadAll(throwing(std::bad_alloc()), OfId(21)).rows, (Rows{"error 12: out of memory"}));
+  EXPECT_EQ(ReadAll(throwing(7), OfId(21)).rows, (Rows{"error 5: the source"}));
 }
 
 TEST(TableStream, StaysAtItsError) {
@@ -500,6 +501,39 @@ TEST(TableStream, TakesNoReplyThatGrowsBeyondItsLimit) {
   EXPECT_EQ(read.skipped, (std::vector<std::string>{"2 at 100: too large: it makes more than 768 MiB"}));
   // In lists nothing is repeated.
   EXPECT_EQ(ReadAll(From({hostile}), OfId(3), Nested()).counts.misfits, 0U);
+}
+
+// The same in the last of three rows.
+TEST(TableStream, LooksAtAllRowsForWhatGrowsBeyondItsLimit) {
+  const std::string large(1000000, 'x');
+  const std::string few = Payload({Numbers("V", {1})});
+  const std::string many = Payload({Numbers("V", std::vector<uint64_t>(5000, 1))});
+  const std::string hostile = Wire({Texts("A", {"x", "x", large}), Tables("T", {few, few, many})});
+  EXPECT_EQ(ReadAll(From({hostile}), OfId(3), Skipping()).counts.misfits, 1U);
+}
+
+// 100,000 bytes beside 1,500 rows, of which each byte may become three: 450 MB.
+TEST(TableStream, TakesAReplyThatGrowsNoFurtherThanItsLimit) {
+  const std::string inner = Payload({Numbers("V", std::vector<uint64_t>(1500, 1))});
+  Reply reply;
+  reply.bytes = Wire({Texts("A", {std::string(100000, 'x')}), Tables("T", {inner})});
+  replies::Taken taken{};
+  std::string why;
+  const auto plan = replies::TablePlan::MakeFrom(reply.bytes, OfId(3), {}, &taken, &why);
+  ASSERT_NE(plan, nullptr) << why;
+  EXPECT_EQ(replies::TablePlan::MakeFrom("\x08", OfId(3), {}, &taken, &why), nullptr);
+  EXPECT_EQ(taken, replies::Taken::kMisfit);
+  replies::TableBatch batch(plan.get());
+  EXPECT_EQ(batch.Add(reply, "", 0, &why), replies::Taken::kRows) << why;
+  EXPECT_EQ(batch.rows(), 1500U);
+}
+
+TEST(TableStream, PassesOverOtherIdsWhereverTheyStand) {
+  // Obj "A", and only then the Id 27.
+  const std::string other = "\x12\x01\x41\x08\x1B";
+  const Read read = ReadAll(From({other, Kline("A", "B")}), OfId(21), Skipping());
+  EXPECT_EQ(read.counts.passed_over, 1U);
+  EXPECT_EQ(read.counts.misfits, 0U);
 }
 
 // 20,000 rows and 4,000 columns of which nothing is written.

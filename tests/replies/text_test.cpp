@@ -73,6 +73,10 @@ TEST(Text, InJsonHasTheShortEscapes) {
   EXPECT_EQ(text, "\"中\xEF\xBF\xBD\"");
 }
 
+TEST(Text, OfJsonIsPrintableWithoutIllFormedBytes) {
+  EXPECT_EQ(PrintableJson("{\"a\": \"\xFF\x7F\"}"), "{\"a\": \"\xEF\xBF\xBD\\u007f\"}");
+}
+
 TEST(Text, NoWidthHoldsNothing) {
   EXPECT_EQ(CutToWidth("abc", 0), "");
   EXPECT_EQ(CutToWidth("abc", 1), "…");

@@ -98,6 +98,13 @@ TEST(Times, AreKnownByTheWordsOfAKind) {
   EXPECT_FALSE(IsTime(Told{}));
 }
 
+TEST(Times, OfSomeKindsHaveADate) {
+  for (const TimeKind kind : {TimeKind::kDate, TimeKind::kDateTime, TimeKind::kUnix, TimeKind::kUnixMilli})
+    EXPECT_TRUE(HasDate(kind));
+  for (const TimeKind kind : {TimeKind::kNone, TimeKind::kTimeOfDay, TimeKind::kHourMinute})
+    EXPECT_FALSE(HasDate(kind));
+}
+
 // "date from to", or "none".
 std::string Parsed(std::string_view text) {
   const auto range = ParseTime(text);
@@ -114,9 +121,9 @@ TEST(Times, AreReadToThePrecisionThatTheyAreWrittenIn) {
   EXPECT_EQ(Parsed("1970-01-02 01:00:00.250"), "date 90000250 90000251");
   EXPECT_EQ(Parsed("01:00"), "time 3600000 3660000");
   EXPECT_EQ(Parsed("01:00:59"), "time 3659000 3660000");
-  for (const char* text :
-       {"", "1970", "1970-01-02 ", "1970-01-02 1:00", "1970-13-01", "1970-02-29", "24:00", "10:60",
-        "10:00:", "10:00:00.5", "10:00x", "1970-01-02x", " 10:00", "0099-01-01", "19700102"})
+  for (const char* text : {"", "1970", "1970-01-02 ", "1970-01-02 1:00", "1970-13-01", "1970-02-29", "24:00",
+                           "10:60", "10:00:", "10:00:00.5", "10:00x", "1970-01-02x", " 10:00", "0099-01-01",
+                           "19700102", "1970-10:00", "1970-01-10:00"})
     EXPECT_EQ(Parsed(text), "none") << text;
 }
 

@@ -98,6 +98,28 @@ TEST(Unpacked, OtherBytesPassThrough) {
   }
 }
 
+TEST(Unpacked, CountsTheBytesOfItsSource) {
+  for (const std::string& bytes : {LongText(), Packed(Packing::kGzip, LongText())}) {
+    InPieces source(bytes, 1000);
+    UnpackedSource unpacked(&source);
+    std::string room(1000, '\0');
+    while (unpacked.Read(room.data(), room.size()) != 0)
+      continue;
+    EXPECT_EQ(unpacked.packed_bytes(), bytes.size());
+  }
+}
+
+// It tells nothing of the bytes.
+TEST(Unpacked, AReadWithoutRoomChangesNothing) {
+  const std::string packed = Packed(Packing::kGzip, "text");
+  InPieces source(packed, 1000);
+  UnpackedSource unpacked(&source);
+  std::string room(10, '\0');
+  EXPECT_EQ(unpacked.Read(room.data(), 0), 0U);
+  EXPECT_EQ(unpacked.Read(room.data(), room.size()), 4U);
+  EXPECT_EQ(room.substr(0, 4), "text");
+}
+
 TEST(Unpacked, ASourceThatEndsTooSoonGivesWhatCameBefore) {
   const std::string text = LongText();
   for (const Packing packing : kPackings) {
@@ -134,6 +156,14 @@ TEST(Unpacked, StrayBytesBehindAreNoEnd) {
     const Unpacked all = Unpack(packed + "stray bytes", 1000);
     EXPECT_EQ(all.bytes, "text") << NameOf(packing);
     EXPECT_NE(all.error.find("behind 4 unpacked bytes"), std::string::npos) << NameOf(packing) << all.error;
+  }
+}
+
+TEST(Unpacked, StrayBytesAreSaidToBeNone) {
+  for (const Packing packing : {Packing::kBzip2, Packing::kXz}) {
+    const std::string error = Unpack(Packed(packing, "text") + "stray bytes behind it", 1000).error;
+    const std::string end = std::string(": no ") + NameOf(packing);
+    EXPECT_EQ(error.substr(error.size() - std::min(end.size(), error.size())), end) << error;
   }
 }
 
