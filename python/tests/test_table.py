@@ -197,6 +197,38 @@ def test_reasons(schema):
         assert issubclass(each, tesparser.Error) and issubclass(each, ValueError)
 
 
+def test_a_table_inside_another_row_has_its_own_rows(schema):
+    message = schema.reply(21)
+    for obj, price in (("A", 100), ("B", 200)):
+        each = message.RepDataQuoteKlineSingle.add(Obj=obj)
+        for i in range(2):
+            each.Data.add(ShiJian=1718607600, KaiPanJia=price + i)
+    second = tesparser.table(message.SerializeToString())[1, "Data"]
+    assert second["KaiPanJia"] == [2.0, 2.01]
+    assert second.to_numpy("KaiPanJia").tolist() == [2.0, 2.01]
+    assert second.to_dict()["KaiPanJia"] == [2.0, 2.01]
+    assert second.to_pandas()["KaiPanJia"].tolist() == [2.0, 2.01]
+    assert [row["KaiPanJia"] for row in arrow_reader.array_rows(second.__arrow_c_array__())] == [2.0, 2.01]
+
+
+def test_flat_tables_are_bounded(schema):
+    """40,000 rows inside, beside which 2,001 cells would be repeated: 80 million."""
+    message = schema.reply(3)
+    message.Tbl.Info.add(Name="wrapper", Type=116)
+    table = message.Tbl.Data.add(Index=0).tValues.add()
+    table.Info.add(Name="T", Type=116)
+    inside = table.Data.add(Index=0).tValues.add()
+    inside.Info.add(Name="V", Type=105)
+    inside.Data.add(Index=0).iValues.extend([100] * 40_000)
+    for i in range(2000):
+        table.Info.add(Name=f"C{i}", Type=105)
+        table.Data.add(Index=i + 1).iValues.append(100)
+    made = tesparser.table(message.SerializeToString())
+    with pytest.raises(ValueError, match="too many cells"):
+        made.to_pandas()
+    assert len(made.to_pandas(flat=False)) == 1
+
+
 def test_arrow_tells_what_may_be_unset(wire_table):
     """The flag 2 of each column, none of the structs."""
     capsules = wire_table.__arrow_c_array__()
