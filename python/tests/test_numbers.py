@@ -93,7 +93,8 @@ def test_ids(tesview):
     assert list(ids) == sorted(ids)
     assert ids[21].name == "QuoteKlineSingle" and ids[21].field == "RepDataQuoteKlineSingle" and ids[21].has_table
     assert ids[22].name == "QuoteTickSingle" and not ids[22].has_table
-    assert "DaDan" in ids[321].types
+    assert ids[321].types == ("DaDan",) and ids[44].types == ("Token",) and ids[21].types == ()
+    assert ids[25].types == tuple(f"ZhiBiao{i}" for i in range(1, 17))
     # The Ids with a converter, 29 at least, are among those that the viewer lists.
     listed = [line for line in tesview("ids", "--table").decode().splitlines() if line.split()[:1] and line.split()[0].isdigit()]
     assert 29 <= sum(each.has_table for each in ids.values()) <= len(listed)
