@@ -92,14 +92,13 @@ endfunction()
 # bits: they are a fifteenth of the library otherwise. The loader knows them from glibc 2.36 on, the linker warns where it
 # does not.
 include(CheckCXXSourceCompiles)
-include(CheckLinkerFlag)
 check_cxx_source_compiles("#include <features.h>
 #if !defined(__x86_64__) || !defined(__GLIBC__) || !__GLIBC_PREREQ(2, 36)
 #error
 #endif
 int main() {}" TESPARSER_LOADER_KNOWS_RELR)
-set(CMAKE_REQUIRED_LINK_OPTIONS -Wl,--fatal-warnings)
-check_linker_flag(CXX -Wl,-z,pack-relative-relocs TESPARSER_LINKER_KNOWS_RELR)
+set(CMAKE_REQUIRED_LINK_OPTIONS -Wl,--fatal-warnings -Wl,-z,pack-relative-relocs)
+check_cxx_source_compiles("int main() {}" TESPARSER_LINKER_PACKS_RELR)
 unset(CMAKE_REQUIRED_LINK_OPTIONS)
 
 # A library that stays once it is loaded, and lacks nothing of what it calls. Sanitizers leave their own symbols open
@@ -114,7 +113,7 @@ function(tesparser_resident_library target)
     return()
   endif()
   target_link_options(${target} PRIVATE -Wl,-z,nodelete)
-  if(TESPARSER_LOADER_KNOWS_RELR AND TESPARSER_LINKER_KNOWS_RELR)
+  if(TESPARSER_LOADER_KNOWS_RELR AND TESPARSER_LINKER_PACKS_RELR)
     target_link_options(${target} PRIVATE -Wl,-z,pack-relative-relocs)
   endif()
   if(NOT TESPARSER_SANITIZE AND NOT TESPARSER_COVERAGE)
