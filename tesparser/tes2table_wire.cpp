@@ -9,7 +9,8 @@
 #if defined(_WIN32)
 #include <windows.h>
 #elif defined(__APPLE__)
-extern "C" void* table_create_like(const void* model, int rows, const char* name) __attribute__((weak_import));
+extern "C" void* table_create_like(const void* model, int rows, const char* name)
+    __attribute__((weak_import));
 #else
 extern "C" void* table_create_like(const void* model, int rows, const char* name) __attribute__((weak));
 #endif
