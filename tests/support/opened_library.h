@@ -52,8 +52,8 @@ inline bool IsLinked(const char* name) {
 #else
 
 // Null if it cannot be loaded, which is a failure of the test.
-inline void* Open(const char* path) {
-  void* library = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+inline void* Open(const char* path, int scope = RTLD_LOCAL) {
+  void* library = dlopen(path, RTLD_NOW | scope);
   if (library == nullptr) ADD_FAILURE() << dlerror();
   return library;
 }
