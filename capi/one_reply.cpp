@@ -132,7 +132,6 @@ int32_t tesparser_arrow(const void* reply, size_t size, int32_t type, struct Arr
                         struct ArrowArray* array, tesparser_error* error) {
   tesparser_error own;
   if (error == nullptr) error = &own;
-  capi::Clear(error);
   if (schema != nullptr) schema->release = nullptr;
   if (array != nullptr) array->release = nullptr;
   if (schema == nullptr || array == nullptr) {

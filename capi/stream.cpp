@@ -8,9 +8,6 @@
 
 #include "capi/call.h"
 #include "capi/reader.h"
-#include "replies/decode.h"
-#include "replies/layouts.h"
-#include "replies/schema.h"
 #include "replies/table_stream.h"
 
 namespace capi {
@@ -22,7 +19,6 @@ constexpr int64_t kBatchRows = 65536;
 
 Options Defaults() {
   Options options{};
-  options.size = sizeof options;
   options.flat = 1;
   options.batch_rows = kBatchRows;
   return options;
@@ -82,14 +78,6 @@ bool TakeRequest(const Options& options, Request* request, tesparser_error* erro
       options.on_misfit == TESPARSER_MISFIT_SKIPPED ? replies::OnMisfit::kSkip : replies::OnMisfit::kStop;
   return TakeNames(options.unpack_fields, options.unpack_field_count, &request->table.unpack.fields, error) &&
          TakeNames(options.columns, options.column_count, &request->stream.columns, error);
-}
-
-bool HasTableFor(const replies::TableRequest& request) {
-  if (request.decode) {
-    const auto* envelope = replies::Schema::Get().Type("MSG");
-    return !replies::DecodedTables(*envelope, request.id, request.unpack).empty();
-  }
-  return replies::HasForm(request.id, request.type) || (!request.type && replies::OnlyLayoutOf(request.id));
 }
 
 // The stream of `replies` with the caller's counts.
@@ -159,7 +147,8 @@ void Open(const std::shared_ptr<Replies>& source, const Options& options, ArrowA
   };
   if (!replies::MakeTableStream(next, request.table, request.stream, MisfitCall(options), &stream->counts,
                                 &stream->inner, &why)) {
-    return Fail(error, HasTableFor(request.table) ? TESPARSER_BAD_ARGUMENT : TESPARSER_NO_TABLE_FORM, why);
+    return Fail(error, replies::HasTable(request.table) ? TESPARSER_BAD_ARGUMENT : TESPARSER_NO_TABLE_FORM,
+                why);
   }
   stream->Tell();
   *out = {GetSchema, GetNext, GetLastError, Release, stream.release()};

@@ -30,7 +30,11 @@ struct Effort {
   uint64_t allowed = 0;  // fields
   uint64_t spent = 0;
 
-  bool Spend() { return spent < allowed && ++spent != 0; }
+  bool Spend() {
+    const bool may = spent < allowed;
+    spent += may ? 1 : 0;
+    return may;
+  }
 };
 
 enum class Look {

@@ -5,6 +5,7 @@
 #include <lzma.h>
 #include <zlib.h>
 #include <zstd.h>
+#include <zstd_errors.h>
 
 #include <algorithm>
 #include <array>
@@ -174,6 +175,7 @@ class ZstdUnpacker : public Unpacker {
     packed->remove_prefix(in.pos);
     room->Take(out.pos);
     if (ZSTD_isError(code) == 0) return code == 0 ? Step::kEnd : Step::kMore;
+    if (ZSTD_getErrorCode(code) == ZSTD_error_memory_allocation) throw std::bad_alloc();
     *why = ZSTD_getErrorName(code);
     return Step::kBroken;
   }
@@ -197,6 +199,7 @@ class Lz4Unpacker : public Unpacker {
     const size_t code = LZ4F_decompress(stream_, room->to, &given, packed->data(), &taken, nullptr);
     if (LZ4F_isError(code) != 0) {
       *why = LZ4F_getErrorName(code);
+      if (*why == "ERROR_allocation_failed") throw std::bad_alloc();
       return Step::kBroken;
     }
     packed->remove_prefix(taken);

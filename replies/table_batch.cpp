@@ -60,12 +60,6 @@ Table TableOf(const std::string& reply, const TableRequest& request, Taken* take
   return table;
 }
 
-// What the result of an export says of a single table.
-std::string WhyNoArrays(int result) {
-  return result == EOVERFLOW ? "its table is too deep, too sparse or too large to be handed out as arrays"
-                             : "the tables in one of its columns differ in theirs";
-}
-
 // Those of the first reply, whose sender chose them. None if it does not tell them.
 std::optional<TableColumns> ColumnsOfReply(const std::string& reply, const TableRequest& request,
                                            Taken* taken, std::string* why) {
@@ -77,8 +71,7 @@ std::optional<TableColumns> ColumnsOfReply(const std::string& reply, const Table
   const int result = table_export_arrow(table.get(), schema.get(), array.get());
   if (result == ENOMEM) throw std::bad_alloc();
   if (result != 0) {
-    *why =
-        result == EOVERFLOW ? "too large for a batch" : "the tables in one of its columns differ in theirs";
+    *why = WhyNoArrays(result);
     return std::nullopt;
   }
   static_cast<void>(table.release());
@@ -108,15 +101,6 @@ std::optional<TableColumns> KnownColumns(TableRequest* request, std::string* err
   return std::nullopt;
 }
 
-int Depth(const TableColumns& columns, const ShownColumns& shown) {
-  int deepest = 0;
-  for (const ShownColumn& one : shown) {
-    if (columns[one.index].is_table())
-      deepest = std::max(deepest, 1 + Depth(columns[one.index].inside, one.inside));
-  }
-  return deepest;
-}
-
 std::string NoColumn(const std::string& missing, const TableColumns& columns) {
   std::string error = fmt::format("no column \"{}\" in this table", missing);
   const std::vector<std::string> labels = AllLabels(columns);
@@ -129,6 +113,16 @@ std::string NoColumn(const std::string& missing, const TableColumns& columns) {
 }
 
 }  // namespace
+
+bool HasTable(const TableRequest& request) {
+  if (request.decode) return !DecodedTables(*Schema::Get().Type("MSG"), request.id, request.unpack).empty();
+  return HasForm(request.id, request.type) || (!request.type && OnlyLayoutOf(request.id));
+}
+
+std::string WhyNoArrays(int result) {
+  return result == EOVERFLOW ? "its table is too deep, too sparse or too large to be handed out as arrays"
+                             : "the tables in one of its columns differ in theirs";
+}
 
 // ---- the plan ---------------------------------------------------------------------------------------------
 
@@ -167,10 +161,6 @@ std::unique_ptr<TablePlan> TablePlan::Finish(const TableRequest& request, TableC
   auto chosen = ChooseColumns(columns, shown.columns, shown.flat, &missing);
   if (!chosen) {
     *error = NoColumn(missing, columns);
-    return nullptr;
-  }
-  if (!shown.flat && Depth(columns, *chosen) > kMostNestedTables) {
-    *error = fmt::format("more than {} tables inside each other; take them flat", kMostNestedTables);
     return nullptr;
   }
   plan->request_ = request;
@@ -277,12 +267,17 @@ void Forget(TableLevel* level) {
     Forget(tables.level.get());
 }
 
+// Decimals are doubles in arrays.
+Type TypeInArrays(Type type) {
+  return type == Type::kPFloat || type == Type::kVFloat ? Type::kDouble : type;
+}
+
 bool HasColumns(TableView table, const TableLevel& level) {
   if (static_cast<size_t>(table.cols()) != level.columns->size()) return false;
   for (size_t i = 0; i < level.columns->size(); ++i) {
     const tsl_base::ColumnInfo info = table.column(static_cast<int>(i));
     const TableColumn& column = (*level.columns)[i];
-    if (info.type != level.types[i] || std::max(info.count, 1) != column.count) return false;
+    if (TypeInArrays(info.type) != level.types[i] || std::max(info.count, 1) != column.count) return false;
     if (info.name != column.name && ToUtf8(info.name) != column.name) return false;
   }
   return true;

@@ -32,6 +32,9 @@ struct TableRequest {
   std::function<tsl_base::Table(tsl_base::Table table, int32_t id, std::optional<TPType> type)> choose_rows;
 };
 
+// Whether there are tables of that kind at all. Throws std::bad_alloc.
+bool HasTable(const TableRequest& request);
+
 // A reply that alone makes more cells than this, or more bytes of cells and texts with those that are
 // repeated, is a misfit: it can announce far more than it has bytes.
 inline constexpr uint64_t kMostTableCells = uint64_t{1} << 26;
@@ -39,8 +42,9 @@ inline constexpr uint64_t kMostTableBytes = uint64_t{768} << 20;
 // A batch of so many bytes takes no more replies: as much as a core's own cache holds, since its tables are
 // read once more when it is handed out.
 inline constexpr uint64_t kFullBatchBytes = uint64_t{1} << 19;
-// Tables inside tables where they become lists: most readers of Arrow go no deeper.
-inline constexpr int kMostNestedTables = 31;
+
+// What the result of table_export_arrow(), which is not 0, says of that table.
+std::string WhyNoArrays(int result);
 
 // What became of a reply.
 enum class Taken {

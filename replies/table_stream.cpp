@@ -117,7 +117,6 @@ class TableStream {
       pending_ = plan_ != nullptr;
       if (plan_ == nullptr) Note(taken, std::move(why));
     }
-    if (plan_ == nullptr && failure_) throw Ended(*failure_);
   }
 
   // A reply, in `reply_`. False at the end and where one is lost.

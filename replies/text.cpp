@@ -19,14 +19,15 @@ bool IsContinuation(unsigned char byte) {
   return (byte & 0xC0) == 0x80;
 }
 
-// The length of the character at the front and its code point; 0 if it is ill-formed.
+// The length of the character at the front of some bytes, one at least, and its code point; 0 if it is
+// ill-formed.
 size_t TakeCharacter(std::string_view text, utf8proc_int32_t* code) {
   const auto byte = [text](size_t i) { return static_cast<unsigned char>(text[i]); };
   const auto bits = [text](size_t i) { return static_cast<unsigned char>(text[i]) & 0x3F; };
-  const unsigned first = text.empty() ? 0 : byte(0);
+  const unsigned first = byte(0);
   if (first < 0x80) {
     *code = static_cast<utf8proc_int32_t>(first);
-    return text.empty() ? 0 : 1;
+    return 1;
   }
   const size_t size = first < 0xC2 ? 0 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : first < 0xF5 ? 4 : 0;
   if (size == 0 || text.size() < size) return 0;
@@ -63,7 +64,6 @@ bool IsSteering(utf8proc_int32_t code) {
   switch (utf8proc_category(code)) {
     case UTF8PROC_CATEGORY_CC:
     case UTF8PROC_CATEGORY_CF:
-    case UTF8PROC_CATEGORY_CS:
     case UTF8PROC_CATEGORY_ZL:
     case UTF8PROC_CATEGORY_ZP: return true;
     default: return false;

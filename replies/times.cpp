@@ -40,8 +40,8 @@ int DaysIn(int month, int year) {
 }
 
 bool IsValid(const Moment& m) {
-  return m.year >= 1 && m.month >= 1 && m.month <= 12 && m.day >= 1 && m.day <= DaysIn(m.month, m.year) &&
-         m.hour < 24 && m.minute < 60 && m.second < 60;
+  return m.month >= 1 && m.month <= 12 && m.day >= 1 && m.day <= DaysIn(m.month, m.year) && m.hour < 24 &&
+         m.minute < 60 && m.second < 60;
 }
 
 // Takes two digits off the end.

@@ -172,7 +172,6 @@ const char* FormatOf(int code) {
     case TABLE_UINT16: return "S";
     case TABLE_UINT32: return "I";
     case TABLE_UINT64: return "L";
-    case TABLE_CHILD: return "+l";
     case TABLE_TIME: return "tss:";
     default: return "n";
   }

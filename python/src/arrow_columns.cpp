@@ -72,7 +72,7 @@ ColumnPart ChildPart(const ColumnPart& part, int64_t child, int64_t first, int64
 ColumnPart ListAt(const ColumnPart& part, int64_t row) {
   const auto from = At<int32_t>(part, 1, part.first + row);
   const auto to = At<int32_t>(part, 1, part.first + row + 1);
-  return ChildPart(part, 0, from, part.is_null(row) ? 0 : to - from);
+  return ChildPart(part, 0, from, to - from);
 }
 
 // The elements of all counted cells.
@@ -96,7 +96,7 @@ py::object NumberAt(const ColumnPart& part, int64_t row) {
     case 'L': return py::int_(At<uint64_t>(part, 1, index));
     case 'f': return py::float_(At<float>(part, 1, index));
     case 'g': return py::float_(At<double>(part, 1, index));
-    default: return IsTime(part) ? SecondsToPython(At<int64_t>(part, 1, index)) : py::none();
+    default: return py::none();  // replies have no times as such
   }
 }
 
@@ -227,21 +227,27 @@ py::array ObjectsOf(const ColumnPart& part) {
 
 // ---- capsules ---------------------------------------------------------------------------------------------
 
+// Those that were made, and that nobody has taken out.
+template <class Struct>
+void ReleaseAll(std::vector<Struct>* children) {
+  for (Struct& child : *children) {
+    if (child.release != nullptr) child.release(&child);
+  }
+}
+
 struct SchemaCopy {
   std::string format;
   std::string name;
   std::string metadata;
   std::vector<ArrowSchema> children;
   std::vector<ArrowSchema*> pointers;
+
+  ~SchemaCopy() { ReleaseAll(&children); }
 };
 
 void ReleaseSchemaCopy(ArrowSchema* schema) {
-  auto* copy = static_cast<SchemaCopy*>(schema->private_data);
-  for (ArrowSchema& child : copy->children) {
-    if (child.release != nullptr) child.release(&child);
-  }
   schema->release = nullptr;
-  delete copy;
+  delete static_cast<SchemaCopy*>(schema->private_data);
 }
 
 // Bytes of a block of metadata.
@@ -258,24 +264,10 @@ size_t MetadataSize(const char* metadata) {
   return static_cast<size_t>(at - metadata);
 }
 
-// Releases what has been made where the rest cannot be.
-template <class Struct>
-struct ReleaseChildren {
-  std::vector<Struct>* children;
-  bool armed = true;
-  ~ReleaseChildren() {
-    if (!armed) return;
-    for (Struct& child : *children) {
-      if (child.release != nullptr) child.release(&child);
-    }
-  }
-};
-
 }  // namespace
 
 void CopySchema(const ArrowSchema& from, ArrowSchema* to) {
   auto copy = std::make_unique<SchemaCopy>();
-  ReleaseChildren<ArrowSchema> undo{&copy->children};
   copy->format = from.format;
   copy->name = from.name == nullptr ? "" : from.name;
   if (from.metadata != nullptr) copy->metadata.assign(from.metadata, MetadataSize(from.metadata));
@@ -292,7 +284,6 @@ void CopySchema(const ArrowSchema& from, ArrowSchema* to) {
   to->n_children = from.n_children;
   to->children = copy->pointers.data();
   to->release = ReleaseSchemaCopy;
-  undo.armed = false;
   to->private_data = copy.release();
 }
 
@@ -304,20 +295,17 @@ struct ArrayShare {
   std::vector<const void*> buffers;
   std::vector<ArrowArray> children;
   std::vector<ArrowArray*> pointers;
+
+  ~ArrayShare() { ReleaseAll(&children); }
 };
 
 void ReleaseArrayShare(ArrowArray* array) {
-  auto* share = static_cast<ArrayShare*>(array->private_data);
-  for (ArrowArray& child : share->children) {
-    if (child.release != nullptr) child.release(&child);
-  }
   array->release = nullptr;
-  delete share;
+  delete static_cast<ArrayShare*>(array->private_data);
 }
 
 void ShareArray(const ArrowShare& owner, const ArrowArray& from, ArrowArray* to) {
   auto share = std::make_unique<ArrayShare>();
-  ReleaseChildren<ArrowArray> undo{&share->children};
   share->owner = owner;
   share->buffers.assign(from.buffers, from.buffers + from.n_buffers);
   share->children.resize(static_cast<size_t>(from.n_children));
@@ -329,7 +317,6 @@ void ShareArray(const ArrowShare& owner, const ArrowArray& from, ArrowArray* to)
   to->buffers = share->buffers.data();
   to->children = share->pointers.data();
   to->release = ReleaseArrayShare;
-  undo.armed = false;
   to->private_data = share.release();
 }
 
@@ -377,6 +364,11 @@ std::map<std::string, std::string> MetadataOf(const ArrowSchema& schema) {
     pairs.emplace(std::move(key), text());
   }
   return pairs;
+}
+
+std::string FormatOf(const ArrowSchema& field) {
+  const std::string format = field.format;
+  return format.compare(0, 3, "+w:") == 0 ? format + ":" + field.children[0]->format : format;
 }
 
 bool ColumnPart::is_null(int64_t row) const {
@@ -440,7 +432,6 @@ py::list Columns::ToList(int col) const {
 
 Columns Columns::Inside(int col) const {
   const ColumnPart part = Part(col);
-  if (!IsList(part)) throw py::type_error("the column holds no tables");
   const auto from = At<int32_t>(part, 1, part.first);
   const auto to = At<int32_t>(part, 1, part.first + part.length);
   const ColumnPart rows = ChildPart(part, 0, from, to - from);
@@ -578,10 +569,6 @@ py::object TextToPython(std::string_view text) {
   PyObject* decoded = PyUnicode_DecodeUTF8(text.data(), static_cast<py::ssize_t>(text.size()), "replace");
   if (decoded == nullptr) throw py::error_already_set();
   return py::reinterpret_steal<py::object>(decoded);
-}
-
-py::object SecondsToPython(int64_t seconds) {
-  return py::module_::import("numpy").attr("datetime64")(seconds, "s");
 }
 
 }  // namespace tesparser_python

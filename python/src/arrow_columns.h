@@ -48,6 +48,9 @@ struct ColumnPart {
   int64_t null_count() const;
 };
 
+// Arrow's format; of a counted column that of its elements is behind it: "+w:5:g".
+std::string FormatOf(const ArrowSchema& field);
+
 // Rows of a struct array, with a column for each of its fields.
 class Columns {
  public:
@@ -59,9 +62,7 @@ class Columns {
   int64_t length() const { return length_; }
   int count() const { return static_cast<int>(schema_->n_children); }
   std::string name(int col) const;
-  std::string format(int col) const { return Child(col).schema->format; }
-  std::map<std::string, std::string> metadata(int col) const { return MetadataOf(*Child(col).schema); }
-  int64_t null_count(int col) const { return Part(col).null_count(); }
+  std::string format(int col) const { return FormatOf(*Child(col).schema); }
 
   // The cells as a NumPy array. Numbers and times are views of the arrays' own memory, read-only unless
   // `writable`, which is for who alone has these arrays; counted cells have two dimensions. Anything else
@@ -73,11 +74,9 @@ class Columns {
   // The cells as Python has them: None, int, float, str, bytes, datetime64, list, and dict for a row inside.
   py::list ToList(int col) const;
 
-  // The rows inside a column of lists: of all cells together, or of one.
-  Columns Inside(int col) const;
+  // The rows inside a cell of a column of tables.
   Columns InsideOf(int col, int64_t row) const;
-
-  // The rows inside the column of that name, of all cells together. Throws KeyError.
+  // The rows inside the column of tables of that name, of all cells together. Throws KeyError.
   Columns InsideOf(const std::string& name) const;
 
   // A type and arrays that share the memory; both are the caller's to release. The lock is not needed.
@@ -86,6 +85,7 @@ class Columns {
   py::tuple Capsules() const;
 
  private:
+  Columns Inside(int col) const;
   ColumnPart Child(int col) const;
   ColumnPart Part(int col) const;
 
@@ -110,8 +110,6 @@ py::capsule StreamCapsule(const ArrowArrayStream& stream);
 
 // UTF-8 as a str; ill-formed bytes become U+FFFD.
 py::object TextToPython(std::string_view text);
-// Seconds since 1970.
-py::object SecondsToPython(int64_t seconds);
 
 }  // namespace tesparser_python
 

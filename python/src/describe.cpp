@@ -75,8 +75,8 @@ void AppendColumns(const replies::TableDescription& table, py::list* columns) {
     columns->append(py::make_tuple(path, Str(column.name), Str(column.letter), column.english.Marked(),
                                    column.chinese.Marked(), column.meaning.Marked(), column.unit.Marked(),
                                    column.kind.Marked(), Str(column.source), Str(column.unset)));
-    const auto* child = replies::DescribeTable(table.id, table.type, inside);
-    if (child != nullptr && column.letter == "t") AppendColumns(*child, columns);
+    if (const auto* child = replies::DescribeTable(table.id, table.type, inside))
+      AppendColumns(*child, columns);
   }
 }
 

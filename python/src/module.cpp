@@ -180,13 +180,10 @@ void BindTable(py::module_* module) {
       .def_property_readonly("count", &Columns::count)
       .def("name", &Columns::name)
       .def("format", &Columns::format)
-      .def("metadata", &Columns::metadata)
-      .def("null_count", &Columns::null_count)
       .def("values", &Columns::Values)
       .def("mask", &Columns::Mask)
       .def("cell", &Columns::Cell)
       .def("to_list", &Columns::ToList)
-      .def("inside", &Columns::Inside)
       .def("capsules", &Columns::Capsules);
 
   py::class_<Row>(*module, "Row", R"(One row of a table: cells by number or name.

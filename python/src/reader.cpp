@@ -48,8 +48,6 @@ class ReplyIterator {
                           TextToPython(inputs_.name()));
   }
 
-  uint64_t position() const { return inputs_.position(); }
-
  private:
   replies::Next Read(std::string* error) {
     try {
@@ -123,8 +121,7 @@ void BindReader(py::module_* module) {
   module->def("files", Files);
   py::class_<ReplyIterator>(*module, "ReplyIterator")
       .def(py::init<const py::list&, const std::string&>())
-      .def("next", &ReplyIterator::Next)
-      .def_property_readonly("position", &ReplyIterator::position);
+      .def("next", &ReplyIterator::Next);
   module->def("scan",
               [](const py::list& sources, const std::string& form) { return Scan(sources, form).Run(); });
 }

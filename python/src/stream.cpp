@@ -20,9 +20,7 @@
 #include "errors.h"
 #include "inputs.h"
 #include "replies/arrow_schema.h"
-#include "replies/columns.h"
 #include "replies/diagnosis.h"
-#include "replies/layouts.h"
 #include "replies/table_stream.h"
 
 namespace tesparser_python {
@@ -134,15 +132,17 @@ class Pass {
       error_ = "out of memory";
       return ENOMEM;
     } catch (const py::key_error& error) {
-      error_ = error.what();
-      return ENOENT;
+      return Failed(error, ENOENT);
     } catch (const std::length_error& error) {
-      error_ = error.what();
-      return EOVERFLOW;
+      return Failed(error, EOVERFLOW);
     } catch (const std::exception& error) {
-      error_ = error.what();
-      return EINVAL;
+      return Failed(error, EINVAL);
     }
+  }
+
+  int Failed(const std::exception& error, int code) {
+    error_ = error.what();
+    return code;
   }
 
   int Inner(int code) {
@@ -214,18 +214,13 @@ struct Handed {
   }
 };
 
-// Whether there is a table of that kind at all.
-bool HasTable(const replies::TableRequest& request) {
-  return request.decode || request.id == 0 || request.id == replies::kWireTableId ||
-         replies::DescribeTable(request.id, request.type.value_or(TPTypeById), "") != nullptr;
-}
-
 class Stream {
  public:
   Stream(const py::list& sources, const std::string& form, const py::dict& asked)
       : pass_(std::make_unique<Pass>(sources, form, asked)) {
     if (pass_->made()) return;
-    if (!HasTable(pass_->request().table)) Raise({replies::Reason::kNoTableForm, 0, "", pass_->error()});
+    if (!replies::HasTable(pass_->request().table))
+      Raise({replies::Reason::kNoTableForm, 0, "", pass_->error()});
     throw py::key_error(pass_->error());
   }
 
@@ -237,7 +232,7 @@ class Stream {
     py::list fields;
     for (int64_t i = 0; i < schema.n_children; ++i) {
       const ArrowSchema& field = *schema.children[i];
-      fields.append(py::make_tuple(TextToPython(field.name), field.format, MetadataOf(field)));
+      fields.append(py::make_tuple(TextToPython(field.name), FormatOf(field), MetadataOf(field)));
     }
     return fields;
   }
@@ -253,7 +248,10 @@ class Stream {
 
   // Hands the rest over; this is empty then.
   py::capsule Capsule() {
-    Call([&] { return pass().made() ? 0 : EINVAL; });
+    Call([&] {
+      pass();
+      return 0;
+    });
     ArrowArrayStream stream{};
     stream.get_schema = [](ArrowArrayStream* self, ArrowSchema* out) {
       return Handed::PassOf(self)->GetSchema(out);

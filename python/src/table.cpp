@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "errors.h"
+#include "replies/table_batch.h"
 
 namespace tesparser_python {
 namespace {
@@ -25,9 +26,6 @@ py::object NumberToPython(Type type, const void* bytes) {
     std::memcpy(&value, bytes, sizeof value);
     return value;
   };
-  const auto decimal = [](auto value) {
-    return py::float_(static_cast<double>(value.mantissa()) / std::pow(10.0, value.decimals()));
-  };
   switch (type) {
     case Type::kInt8: return py::int_(load(int8_t{}));
     case Type::kInt16: return py::int_(load(int16_t{}));
@@ -39,10 +37,7 @@ py::object NumberToPython(Type type, const void* bytes) {
     case Type::kUint16: return py::int_(load(uint16_t{}));
     case Type::kUint32: return py::int_(load(uint32_t{}));
     case Type::kUint64: return py::int_(load(uint64_t{}));
-    case Type::kTime: return SecondsToPython(load(int64_t{}));
-    case Type::kPFloat: return decimal(load(PFloat{}));
-    case Type::kVFloat: return decimal(load(VFloat{}));
-    default: return py::none();
+    default: return py::none();  // replies have no times and no decimals as such
   }
 }
 
@@ -55,11 +50,6 @@ py::object FixedToPython(TableView view, int row, const ColumnInfo& column) {
   for (int i = 0; i < column.count; ++i)
     values.append(NumberToPython(column.type, bytes + i * (size / column.count)));
   return std::move(values);
-}
-
-std::string WhyNoArrow(int error) {
-  if (error == EINVAL) return "the tables in one of the columns differ in their columns";
-  return "the table is larger than Arrow's 32-bit offsets or 1 GB can hold";
 }
 
 }  // namespace
@@ -136,7 +126,6 @@ py::object Table::Cell(int row, int col) const {
   const ColumnInfo column = view_.column(col);
   if (!view_.is_set(row, col)) return py::none();
   switch (column.type) {
-    case Type::kNothing: return py::none();
     case Type::kText: return TextToPython(table_get_str(view_.get(), row, col));
     case Type::kBinary: {
       int size = 0;
@@ -159,7 +148,7 @@ py::list Table::Column(int col) const {
 Columns Table::ToColumns() const {
   int error = 0;
   const ArrowShare arrow = owner_->Arrow(&error);
-  if (!arrow) RaiseNotExpressible(WhyNoArrow(error));
+  if (!arrow) RaiseNotExpressible(replies::WhyNoArrays(error));
   Columns columns(arrow);
   for (const Step& step : path_)
     columns = columns.InsideOf(step.col, step.row);

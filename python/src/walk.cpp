@@ -66,7 +66,7 @@ class Walk {
 
  private:
   void Take(const replies::ReplyView& reply) {
-    if (!open_) runs_.push_back({reply.offset, reply.offset, 0});
+    if (!open_) runs_.emplace_back().begin = reply.offset;
     open_ = true;
     ++runs_.back().replies;
     int32_t id = -1;

@@ -5,12 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "tests/capi/memory_calls.h"
 #include "tests/reliability/replies.h"
 #include "tests/support/json.h"
+#include "tests/support/packed.h"
 
 namespace {
 
@@ -20,11 +22,14 @@ using reliability::Sample;
 
 const google::protobuf::LogSilencer kQuiet;
 
+// If RELIABILITY_EVERY is set, each allocation with each sample, which takes a quarter of an hour.
+const bool kEvery = std::getenv("RELIABILITY_EVERY") != nullptr;
+
 std::vector<Sample> Replies() {
   std::vector<Sample> replies;
-  // Of the samples the small ones: the large ones repeat themselves.
+  // Otherwise of the samples the small ones: the large ones repeat themselves.
   for (const Sample& sample : reliability::Samples()) {
-    if (sample.reply.size() < 600) replies.push_back(sample);
+    if (kEvery || sample.reply.size() < 600) replies.push_back(sample);
   }
   const std::string nested = reliability::NestedTables(20);
   replies.push_back({"nested tables", nested});
@@ -58,7 +63,7 @@ class CFaceMemory : public testing::TestWithParam<Failing> {
     long failures = 0;
     constexpr long kFirst = reliability::kBrief ? 50 : 100;
     // The first ones each, then some: streams make many small blocks that are alike.
-    for (long n = 1;; n += n < kFirst ? 1 : 1 + n / (kFirst / 3)) {
+    for (long n = 1;; n += kEvery || n < kFirst ? 1 : 1 + n / (kFirst / 3)) {
       SCOPED_TRACE("allocation " + std::to_string(n));
       const Outcome outcome = RunAfresh(call, bytes, n, GetParam());
       if (outcome.refused == 0) {
@@ -132,6 +137,37 @@ TEST_P(CFaceMemory, ReadersLoseNothing) {
     const Outcome outcome = capi_memory::Run(capi_memory::Reader, bytes, n, GetParam());
     EXPECT_EQ(outcome.heap.blocks, 0) << n;
     if (outcome.refused == 0) break;
+  }
+}
+
+// What the libraries of the packings allocate is refused them as well.
+TEST_P(CFaceMemory, ReadersOfPackedBytesLoseNothing) {
+  const std::string reply = reliability::NestedTables(20);
+  // Its length, a varint of two bytes.
+  ASSERT_GE(reply.size(), 128U);
+  const std::string frame = std::string(1, static_cast<char>(0x80 | (reply.size() & 0x7F))) +
+                            static_cast<char>(reply.size() >> 7) + reply;
+  // More than the libraries unpack at once.
+  constexpr size_t kFrames = 200;
+  std::string stream;
+  for (size_t i = 0; i < kFrames; ++i)
+    stream += frame;
+  for (const replies::Packing packing : replies::kPackings) {
+    const std::string packed = replies::Packed(packing, stream);
+    SCOPED_TRACE(static_cast<int>(packing));
+    const Outcome whole = capi_memory::Run(capi_memory::PackedReader, packed, 0, GetParam());
+    EXPECT_TRUE(whole.given);
+    EXPECT_EQ(whole.size, kFrames * reply.size());
+    long failures = 0;
+    for (long n = 1;; ++n) {
+      const Outcome outcome = capi_memory::Run(capi_memory::PackedReader, packed, n, GetParam());
+      EXPECT_EQ(outcome.heap.blocks, 0) << n;
+      if (outcome.refused == 0) break;
+      ++failures;
+      EXPECT_FALSE(outcome.given) << n;
+      EXPECT_EQ(outcome.reason, TESPARSER_OUT_OF_MEMORY) << n;
+    }
+    EXPECT_GT(failures, 3);
   }
 }
 

@@ -85,4 +85,14 @@ TEST(Fail, CutsNoCharacterInTwo) {
   EXPECT_STREQ(error.message, "...");
 }
 
+TEST(Fail, CutsThePathThatIsOneLetterTooLong) {
+  tesparser_error error;
+  const size_t room = sizeof error.field - 1;
+  const std::string fits = "A." + std::string(room - 2, 'x');
+  capi::Fail(&error, Diagnosis{Reason::kFieldMissing, 0, fits, "why"});
+  EXPECT_EQ(error.field, fits);
+  capi::Fail(&error, Diagnosis{Reason::kFieldMissing, 0, "A" + fits, "why"});
+  EXPECT_EQ(error.field, "..." + fits.substr(2).substr(0, room - 3));
+}
+
 }  // namespace

@@ -76,6 +76,11 @@ inline void Reader(const std::string& bytes, Outcome* outcome) {
   ReadAll(bytes, TESPARSER_FORM_RAW, outcome);
 }
 
+// Of a packed file, whose packing its first bytes tell.
+inline void PackedReader(const std::string& bytes, Outcome* outcome) {
+  ReadAll(bytes, TESPARSER_FORM_DELIMITED, outcome);
+}
+
 inline const std::string kTextForm =
     "Id: 20 RepDataQuoteDynaSingle { Obj: 'a text too long to be kept inside of the string object' }";
 

@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <string>
 
+#include "replies/arrow_type.h"
 #include "tests/support/arrow_columns.h"
 
 namespace {
@@ -34,6 +36,21 @@ Column Three() {
   return Numbers<int32_t>("i", "n", {1, 2, 3}, "101");
 }
 
+// The fault that a change makes in an array of three numbers in a struct.
+std::string FaultAfter(const std::function<void(ArrowSchema*, ArrowArray*)>& change) {
+  const Column column = Struct("", 3, {Three()});
+  Owned<ArrowSchema> schema(ExportSchema(column));
+  Owned<ArrowArray> array(ExportArray(column));
+  ArrowArray& child = *array->children[0];
+  const ArrowArray before = child;
+  const ArrowSchema schema_before = *schema->children[0];
+  change(schema->children[0], &child);
+  std::string fault = replies::CheckArrow(*schema, *array);
+  child = before;
+  *schema->children[0] = schema_before;
+  return fault;
+}
+
 TEST(ArrowCheck, FindsNothingWhereNothingIsWrong) {
   EXPECT_EQ(FaultOf(Three()), "");
   EXPECT_EQ(FaultOf(Sliced(Three(), 1, 1)), "");
@@ -52,6 +69,14 @@ TEST(ArrowCheck, FindsNothingWhereNothingIsWrong) {
   EXPECT_EQ(FaultOf(told), "");
   // The texts of nulls are nobody's.
   EXPECT_EQ(FaultOf(Texts("u", "t", {"\xFF", "a"}, "01")), "");
+  // Empty texts have no bytes, lists of no numbers no numbers.
+  Column texts = Texts("u", "t", {"", ""});
+  texts.buffers[2] = std::nullopt;
+  EXPECT_EQ(FaultOf(texts), "");
+  EXPECT_EQ(FaultOf({"+w:0", "l", 3, {std::nullopt}, {Numbers<int32_t>("i", "item", {})}}), "");
+  // A value of 16 bytes, which are two words.
+  EXPECT_EQ(FaultOf({"d:10,2", "d", 1, {std::nullopt, Values<int64_t>({150, 0})}, {}}), "");
+  EXPECT_EQ(FaultAfter([](ArrowSchema* schema, ArrowArray*) { schema->name = nullptr; }), "");
 }
 
 TEST(ArrowCheck, FindsNothingInEmptyArraysWithoutBuffers) {
@@ -69,6 +94,8 @@ TEST(ArrowCheck, Schemas) {
   Column column = Three();
   column.metadata = {{"unit", "\xFF"}};
   EXPECT_EQ(FaultOf(column), "metadata that is not UTF-8");
+  column.metadata = {{"\xFF", "unit"}};
+  EXPECT_EQ(FaultOf(column), "metadata that is not UTF-8");
 }
 
 Column NestedStructs(int levels) {
@@ -84,31 +111,26 @@ TEST(ArrowCheck, Depth) {
   EXPECT_EQ(fault.substr(fault.size() - 21), ": more than 64 levels");
 }
 
-// The fault that a change makes in an array of three numbers in a struct.
-std::string FaultAfter(const std::function<void(ArrowSchema*, ArrowArray*)>& change) {
-  const Column column = Struct("", 3, {Three()});
-  Owned<ArrowSchema> schema(ExportSchema(column));
-  Owned<ArrowArray> array(ExportArray(column));
-  ArrowArray& child = *array->children[0];
-  const ArrowArray before = child;
-  const ArrowSchema schema_before = *schema->children[0];
-  change(schema->children[0], &child);
-  std::string fault = replies::CheckArrow(*schema, *array);
-  child = before;
-  *schema->children[0] = schema_before;
-  return fault;
-}
-
 TEST(ArrowCheck, Counts) {
+  Column negative = Three();
+  negative.length = -1;
+  EXPECT_EQ(FaultOf(negative), "length -1, offset 0");
   EXPECT_EQ(FaultAfter([](auto*, auto*) {}), "");
   EXPECT_EQ(FaultAfter([](auto*, auto* array) { array->release = nullptr; }), "n: the array is released");
   EXPECT_EQ(FaultAfter([](auto* schema, auto*) { schema->release = nullptr; }), "n: the schema is released");
   EXPECT_EQ(FaultAfter([](auto* schema, auto*) { schema->format = nullptr; }), "n: no format");
   EXPECT_EQ(FaultAfter([](auto* schema, auto*) { schema->metadata = "\xFF\xFF\xFF\xFF"; }),
             "n: metadata of negative length");
+  // One pair: the length of its key, which has a letter, or that of its value.
+  EXPECT_EQ(FaultAfter([](auto* schema, auto*) { schema->metadata = "\1\0\0\0\xFF\xFF\xFF\xFF"; }),
+            "n: metadata of negative length");
+  EXPECT_EQ(FaultAfter([](auto* schema, auto*) { schema->metadata = "\1\0\0\0\1\0\0\0k\xFF\xFF\xFF\xFF"; }),
+            "n: metadata of negative length");
   EXPECT_EQ(FaultAfter([](auto* schema, auto*) { schema->dictionary = schema; }), "n: a dictionary");
   EXPECT_EQ(FaultAfter([](auto*, auto* array) { array->dictionary = array; }), "n: a dictionary");
   EXPECT_EQ(FaultAfter([](auto*, auto* array) { array->offset = -1; }), "n: length 3, offset -1");
+  EXPECT_EQ(FaultAfter([](auto*, auto* array) { array->length = INT64_MAX; }),
+            "n: length 9223372036854775807, offset 0");
   EXPECT_EQ(FaultAfter([](auto*, auto* array) { array->offset = INT64_MAX; }),
             "n: length 3, offset 9223372036854775807");
   EXPECT_EQ(FaultAfter([](auto*, auto* array) { array->length = 2; }),
@@ -182,6 +204,11 @@ TEST(ArrowCheck, Offsets) {
   column.length = 2;
   EXPECT_EQ(FaultOf(column), "n: 3 values where its parent needs 6");
   EXPECT_EQ(FaultOf(Sliced(Struct("s", 3, {Three()}), 1, 3)), "n: 3 values where its parent needs 4");
+  // More numbers than there may be, in lists that take no memory.
+  constexpr int64_t kWide = INT32_MAX;
+  column = {"+w:" + std::to_string(kWide), "w", 0, {std::nullopt}, {{"n", "x", 0, {}, {}}}};
+  column.offset = replies::kMaxArrowValues / kWide + 1;
+  EXPECT_EQ(FaultOf(column), "length 0, offset " + std::to_string(column.offset));
 }
 
 TEST(ArrowCheck, Utf8) {

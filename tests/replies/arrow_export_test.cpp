@@ -172,6 +172,23 @@ TEST(ArrowNumbers, BehindColumnsThatHoldNothingAreThere) {
   EXPECT_EQ(At<int64_t>(exported.column(16), 5), 7);
 }
 
+TEST(ArrowNumbers, BehindAColumnThatHoldsNothingAreThere) {
+  Table table(";q:q;P:P", 1000, "");
+  table_set_int64(table.get(), 5, 1, 7);
+  table_set_pfloat(table.get(), 5, 2, PFloat(-12345, 2));
+  const Exported exported = Export(std::move(table));
+  EXPECT_EQ(At<int64_t>(exported.column(1), 5), 7);
+  EXPECT_EQ(At<double>(exported.column(2), 5), -123.45);
+}
+
+TEST(ArrowNumbers, OfUnsetArraysAreZeros) {
+  const Exported exported = Export(Table("a:100q", 1000, ""));
+  const ArrowArray& numbers = *exported.column(0).children[0];
+  ASSERT_EQ(numbers.length, 100'000);
+  const auto* first = static_cast<const int64_t*>(numbers.buffers[1]);
+  EXPECT_EQ(std::count(first, first + 100'000, 0), 100'000);
+}
+
 TEST(ArrowNumbers, OfAnArrayAreAFixedSizeList) {
   Table table("a:3i;none:2q", 3, "");
   const int32_t values[] = {1, -2, 3};
@@ -421,6 +438,37 @@ TEST(ArrowTexts, ThatAreNoUtf8HaveReplacements) {
   EXPECT_EQ(TextAt(exported.column(0), 4), "12345678" + u);
 }
 
+// What an export has of a table with this text alone.
+std::string TextFromTable(const std::string& text) {
+  Table table("s:s", 1, "");
+  table_set_str(table.get(), 0, 0, text.c_str(), 1);
+  return TextAt(Export(std::move(table)).column(0), 0);
+}
+
+// Eight bytes are looked at together where they are ASCII, and 24 where they are eight characters.
+TEST(ArrowTexts, HaveReplacementsAtEachPlace) {
+  const std::string u = "\xEF\xBF\xBD";
+  const std::string ascii = "0123456789abcdefghijklmn";
+  for (size_t at = 0; at < ascii.size(); ++at) {
+    std::string text = ascii;
+    EXPECT_EQ(TextFromTable(text.replace(at, 1, "\xFF")), ascii.substr(0, at) + u + ascii.substr(at + 1))
+        << at;
+  }
+  std::string chinese;
+  for (int i = 0; i < 8; ++i)
+    chinese += "\xE4\xB8\xAD";
+  for (size_t at = 0; at < 24; at += 3) {
+    std::string text = chinese;
+    // Surrogates are none, and zero has no form of three bytes.
+    EXPECT_EQ(TextFromTable(text.replace(at, 3, "\xED\xA0\x80")),
+              chinese.substr(0, at) + u + u + u + chinese.substr(at + 3))
+        << at;
+    EXPECT_EQ(TextFromTable(text.replace(at, 3, "\xE0\x80\x80")),
+              chinese.substr(0, at) + u + u + u + chinese.substr(at + 3))
+        << at;
+  }
+}
+
 TEST(ArrowTexts, ThatShareACharacterAreNoUtf8) {
   const std::string u = "\xEF\xBF\xBD";
   Table table("s:s", 3, "");
@@ -442,10 +490,7 @@ TEST(ArrowTexts, OfEightCharactersHaveTheirWordsInOrder) {
     for (const int second : {0, 1, 2}) {
       for (const int third : {0, 1, 2}) {
         const std::string text = words[first] + words[second] + words[third];
-        Table table("s:s", 1, "");
-        table_set_str(table.get(), 0, 0, text.c_str(), 1);
-        const Exported exported = Export(std::move(table));
-        const bool is_same = TextAt(exported.column(0), 0) == text;
+        const bool is_same = TextFromTable(text) == text;
         EXPECT_EQ(is_same, first == 0 && second == 1 && third == 2) << first << second << third;
       }
     }
@@ -607,6 +652,27 @@ TEST(ArrowParts, MayBelongToSeveralThreads) {
     thread.join();
 }
 
+// Whoever puts a part of its own in the place of a child has it released with the whole.
+TEST(ArrowParts, MayBeReplaced) {
+  static int released = 0;
+  released = 0;
+  Exported whole = Export(Table("a:q;b:q", 2, ""));
+  Exported other = Export(Table("c:q", 2, ""));
+  ArrowArray first = std::exchange(*whole.array.children[0], ArrowArray{});
+  whole.array.children[0]->release = [](ArrowArray* array) {
+    ++released;
+    array->release = nullptr;
+  };
+  ArrowArray second = std::exchange(*whole.array.children[1], *other.array.children[0]);
+  *other.array.children[0] = ArrowArray{};
+  whole.array.release(&whole.array);
+  EXPECT_EQ(whole.array.release, nullptr);
+  EXPECT_EQ(released, 1);
+  EXPECT_EQ(At<int64_t>(first, 1), 0);
+  for (ArrowArray* part : {&first, &second})
+    part->release(part);
+}
+
 TEST(ArrowParts, OfASchemaMayBeMovedToo) {
   Exported exported = Export(Table("q:q;t:t", 1, ""));
   ArrowSchema moved = *exported.schema.children[1];
@@ -625,6 +691,21 @@ TEST(ArrowExport, RefusesWhatIsNoTableOfItsOwn) {
   void* child = table_create("q:q", 1, "");
   table_set_table_raw(parent.get(), 0, 0, child);
   EXPECT_EQ(table_export_arrow(child, &exported.schema, &exported.array), EINVAL);
+}
+
+// A cell may be unset; a row, a table in a list and a number of an array are there.
+TEST(ArrowExport, SaysWhatMayBeNull) {
+  Table parent("t:t;a:3i", 1, "");
+  table_set_table_raw(parent.get(), 0, 0, table_create("q:q", 1, ""));
+  const Exported exported = Export(std::move(parent));
+  const ArrowSchema& children = *exported.schema.children[0];
+  const ArrowSchema& arrays = *exported.schema.children[1];
+  EXPECT_EQ(exported.schema.flags, 0);
+  EXPECT_EQ(children.flags, ARROW_FLAG_NULLABLE);
+  EXPECT_EQ(children.children[0]->flags, 0);
+  EXPECT_EQ(children.children[0]->children[0]->flags, ARROW_FLAG_NULLABLE);
+  EXPECT_EQ(arrays.flags, ARROW_FLAG_NULLABLE);
+  EXPECT_EQ(arrays.children[0]->flags, 0);
 }
 
 TEST(ArrowExport, TakesTablesWithoutRowsOrColumns) {
@@ -664,6 +745,21 @@ TEST(ArrowBatch, SaysWhichTableDoesNotFit) {
     int64_t misfit = 0;
     EXPECT_EQ(table_export_arrow_batch(tables, 2, &like.schema, &batch.array, &misfit), EINVAL) << other;
     EXPECT_EQ(misfit, 1) << other;
+  }
+}
+
+// Each but for one thing like the table before it, which has been looked at.
+TEST(ArrowBatch, LooksAtNamesOfTheSameLength) {
+  const Exported like = Export(Table("ab:q;c:q", 0, ""));
+  const Table fits("ab:q;c:q", 1, "");
+  for (const char* other : {"a:q;bc:q", "ab:q;d:q", "ab:q;cd:q"}) {
+    const Table again("ab:q;c:q", 1, "");
+    const Table does_not(other, 1, "");
+    void* tables[] = {fits.get(), again.get(), does_not.get()};
+    Exported batch;
+    int64_t misfit = 0;
+    EXPECT_EQ(table_export_arrow_batch(tables, 3, &like.schema, &batch.array, &misfit), EINVAL) << other;
+    EXPECT_EQ(misfit, 2) << other;
   }
 }
 
@@ -731,6 +827,76 @@ TEST(ArrowBatch, RefusesTypesThatNoTableHas) {
   }
 }
 
+TEST(ArrowBatch, RefusesArraysThatNoTableHas) {
+  Exported like = Export(Table("a:3i", 0, ""));
+  const Table table("a:3i", 1, "");
+  const auto result = [&] {
+    void* tables[] = {table.get()};
+    Exported batch;
+    return table_export_arrow_batch(tables, 1, &like.schema, &batch.array, nullptr);
+  };
+  ArrowSchema& column = *like.schema.children[0];
+  const ArrowSchema before = column;
+  ArrowSchema& element = *column.children[0];
+  for (const char* format : {"u", "z", "n"}) {
+    element.format = format;
+    EXPECT_EQ(result(), EINVAL) << format;
+  }
+  element.format = "i";
+  // Of three numbers, two, one and none.
+  for (const char* format : {"+w:2", "+w:1", "+w:0"}) {
+    column.format = format;
+    EXPECT_EQ(result(), EINVAL) << format;
+  }
+  column.format = before.format;
+  like.schema.format = "i";
+  EXPECT_EQ(result(), EINVAL);
+  like.schema.format = "+s";
+}
+
+// Specs of one length, which differ in the width of an array alone.
+TEST(ArrowBatch, TellsArraysOfOtherWidthsApart) {
+  const Exported like = Export(Table("a:2i;b:q", 0, ""));
+  const Table fits("a:2i;b:q", 1, "");
+  const Table does_not("a:3i;b:q", 1, "");
+  void* tables[] = {fits.get(), fits.get(), does_not.get()};
+  Exported batch;
+  int64_t misfit = 0;
+  EXPECT_EQ(table_export_arrow_batch(tables, 3, &like.schema, &batch.array, &misfit), EINVAL);
+  EXPECT_EQ(misfit, 2);
+}
+
+TEST(ArrowBatch, TakesASchemaWithoutNamesForColumnsWithoutNames) {
+  Exported like = Export(Table(":q", 0, ""));
+  like.schema.children[0]->name = nullptr;
+  for (const bool named : {false, true}) {
+    Table table(named ? "a:q" : ":q", 1, "");
+    void* tables[] = {table.get()};
+    Exported batch;
+    EXPECT_EQ(table_export_arrow_batch(tables, 1, &like.schema, &batch.array, nullptr), named ? EINVAL : 0);
+    if (!named) static_cast<void>(table.release());
+  }
+}
+
+TEST(ArrowBatch, RefusesTypesThatAreTooDeep) {
+  void* deep = table_create("q:q", 1, "");
+  for (int i = 0; i < 31; ++i) {
+    void* outer = table_create("t:t", 1, "");
+    table_set_table_raw(outer, 0, 0, deep);
+    deep = outer;
+  }
+  Exported inner = Export(Table(deep));
+  void* one = table_create("t:t", 1, "");
+  table_set_table_raw(one, 0, 0, table_create("q:q", 1, ""));
+  Exported outer = Export(Table(one));
+  ArrowSchema** inside = &outer.schema.children[0]->children[0];
+  ArrowSchema* const own = std::exchange(*inside, &inner.schema);
+  Exported batch;
+  EXPECT_EQ(table_export_arrow_batch(nullptr, 0, &outer.schema, &batch.array, nullptr), EOVERFLOW);
+  *inside = own;
+  EXPECT_EQ(table_export_arrow_batch(nullptr, 0, &outer.schema, &batch.array, nullptr), 0);
+}
+
 TEST(ArrowBatch, KnowsTheColumnsInsideBeforeTheFirstChild) {
   Table full("t:t", 1, "");
   table_set_table_raw(full.get(), 0, 0, table_create("d:d;a:2i;b:b", 1, ""));
@@ -740,6 +906,17 @@ TEST(ArrowBatch, KnowsTheColumnsInsideBeforeTheFirstChild) {
   ASSERT_EQ(table_export_arrow_batch(empty, 1, &like.schema, &batch.array, nullptr), 0);
   EXPECT_EQ(replies::CheckArrow(like.schema, batch.array), "");
   EXPECT_EQ(batch.column(0).children[0]->n_children, 3);
+}
+
+// The tables are alike: they are too much.
+TEST(ArrowBatch, SaysThatNoneOfThemIsToBlame) {
+  const Exported like = Export(Table("a:99999999q", 0, ""));
+  const Table large("a:99999999q", 1000, "");
+  void* tables[] = {large.get()};
+  Exported batch;
+  int64_t misfit = 0;
+  EXPECT_EQ(table_export_arrow_batch(tables, 1, &like.schema, &batch.array, &misfit), EOVERFLOW);
+  EXPECT_EQ(misfit, -1);
 }
 
 // ---- hostile tables ----
@@ -787,6 +964,16 @@ TEST(ArrowBounds, GrowWithWhatIsThere) {
   Exported batch;
   ASSERT_EQ(table_export_arrow_batch(tables, 2, &like.schema, &batch.array, nullptr), 0);
   EXPECT_EQ(At<int64_t>(batch.column(0), 2'199'999), 1'099'999);
+}
+
+// 4,000 arrays of 8,000 bytes are 32 MB, and all of them were written.
+TEST(ArrowBounds, GrowWithTheArraysThatAreThere) {
+  const std::vector<int64_t> numbers(1000, 7);
+  Table table("a:1000q", 4000, "");
+  for (int row = 0; row < 4000; ++row)
+    table_set_buff(table.get(), row, 0, numbers.data(), 8000, 0);
+  const Exported exported = Export(std::move(table));
+  EXPECT_EQ(At<int64_t>(*exported.column(0).children[0], 3'999'999), 7);
 }
 
 // ---- text as it came ----

@@ -16,6 +16,7 @@ namespace {
 
 namespace ipc = replies::ipc;
 using arrow_columns::Batch;
+using arrow_columns::Bits;
 using arrow_columns::Bools;
 using arrow_columns::Column;
 using arrow_columns::ExportArray;
@@ -687,9 +688,9 @@ Column NestedLists(int levels) {
 
 TEST(IpcRefusals, OfSchemas) {
   EXPECT_EQ(SchemaRefusalOf(Numbers<double>("g", "x", {})), "the schema of a stream is a struct");
-  for (const char* format :
-       {"",   "e",     "tts", "tdm", "ts",  "tsx:",  "tss",    "+",         "+w:", "+w:-1", "+w:2x",
-        "+m", "+us:0", "w:3", "d:",  "d:9", "d:0,0", "d:39,0", "d:9,2,256", "vu",  "gg"})
+  for (const char* format : {"",    "e",     "tts",   "tdm",   "ts",     "tsx:",      "tss", "tssx",
+                             "+",   "+w:",   "+w:-1", "+w:2x", "+m",     "+us:0",     "w:3", "d:",
+                             "d:9", "d:9;2", "d:9,x", "d:0,0", "d:39,0", "d:9,2,256", "vu",  "gg"})
     EXPECT_EQ(SchemaRefusalOf(Batch({{format, "x", 0, {}, {}}})),
               fmt::format("x: no type for the format \"{}\"", format));
   EXPECT_EQ(SchemaRefusalOf(Batch({Struct("s", 0, {{"+l", "l", 0, {}, {}}})})),
@@ -716,6 +717,8 @@ TEST(IpcRefusals, OfBatches) {
   EXPECT_EQ(RefusalOf(Batch({List("l", {0, 3}, number)})), "l.n: fewer values than its parent needs");
   EXPECT_EQ(RefusalOf(Batch({List("l", {2, 0}, number)})), "l: offsets that descend");
   EXPECT_EQ(RefusalOf(Batch({List("l", {-1, 0}, number)})), "l: offsets that descend");
+  EXPECT_EQ(RefusalOf(Batch({{"u", "t", 1, {Bits(""), Values<int32_t>({2, 0}), "ab"}, {}}})),
+            "t: offsets that descend");
   Column batch = Batch({number});
   batch.children[0].buffers.pop_back();
   EXPECT_EQ(RefusalOf(batch), "n: wrong number of buffers");
@@ -753,6 +756,112 @@ TEST(IpcRefusals, OfMoreValuesThanThereMayBe) {
   std::string bytes;
   std::string error;
   EXPECT_TRUE(replies::WriteIpcBatch(*schema, *array, replies::AppendTo(&bytes), &error)) << error;
+}
+
+TEST(IpcRefusals, OfSchemasWithoutWhatTheyNeed) {
+  const auto refusal_of = [](const auto& break_it) {
+    Owned<ArrowSchema> schema(ExportSchema(Batch({Numbers<int32_t>("i", "x", {})})));
+    ArrowSchema* column = schema->children[0];
+    const ArrowSchema before = *column;
+    const ArrowSchema whole = *schema;
+    break_it(schema.get(), column);
+    std::string bytes;
+    std::string error;
+    EXPECT_FALSE(replies::WriteIpcSchema(*schema, replies::AppendTo(&bytes), &error));
+    *column = before;
+    *schema.get() = whole;
+    return error;
+  };
+  // A count of pairs of minus one.
+  static const char* const kNegative = "\xFF\xFF\xFF\xFF";
+  using Part = ArrowSchema*;
+  EXPECT_EQ(refusal_of([](Part, Part column) { column->format = nullptr; }),
+            "x: no type for the format \"(null)\"");
+  EXPECT_EQ(refusal_of([](Part, Part column) { column->metadata = kNegative; }),
+            "x: metadata of negative length");
+  EXPECT_EQ(refusal_of([](Part whole, Part) { whole->metadata = kNegative; }), "metadata of negative length");
+  EXPECT_EQ(refusal_of([](Part whole, Part) { whole->format = "i"; }), "the schema of a stream is a struct");
+  EXPECT_EQ(refusal_of([](Part whole, Part) { whole->format = nullptr; }),
+            "the schema of a stream is a struct");
+  EXPECT_EQ(refusal_of([](Part whole, Part column) { whole->dictionary = column; }),
+            "the schema of a stream is a struct");
+}
+
+TEST(IpcTypes, AColumnWithoutANameHasAnEmptyOne) {
+  const Column column = Batch({Numbers<int32_t>("i", "", {7})});
+  const auto bytes_of = [&](bool null_name) {
+    Owned<ArrowSchema> schema(ExportSchema(column));
+    const char* const name = schema->children[0]->name;
+    if (null_name) schema->children[0]->name = nullptr;
+    std::string bytes;
+    std::string error;
+    EXPECT_TRUE(replies::WriteIpcSchema(*schema, replies::AppendTo(&bytes), &error)) << error;
+    schema->children[0]->name = name;
+    return bytes;
+  };
+  EXPECT_EQ(bytes_of(true), bytes_of(false));
+}
+
+TEST(IpcRefusals, OfBatchesThatAreNotOfTheSchema) {
+  const auto refusal_of = [](const Column& type, const Column& values) {
+    Owned<ArrowSchema> schema(ExportSchema(type));
+    Owned<ArrowArray> array(ExportArray(values));
+    std::string bytes;
+    std::string error;
+    EXPECT_FALSE(replies::WriteIpcBatch(*schema, *array, replies::AppendTo(&bytes), &error));
+    EXPECT_EQ(bytes, "");
+    return error;
+  };
+  const Column number = Numbers<int32_t>("i", "n", {1, 2});
+  EXPECT_EQ(refusal_of(Batch({number, number}), Batch({number})), "wrong number of children");
+  EXPECT_EQ(refusal_of(Batch({Struct("s", 2, {number, number})}), Batch({Struct("s", 2, {number})})),
+            "s: wrong number of children");
+  // A list of nothing, in the schema and in the array.
+  const Column hollow = {"+l", "l", 1, {std::nullopt, Values<int32_t>({0, 0})}, {}};
+  EXPECT_EQ(refusal_of(Batch({hollow}), Batch({hollow})), "l: wrong number of children");
+  Column unknown = Batch({number});
+  unknown.children[0].format = "?";
+  EXPECT_EQ(refusal_of(unknown, Batch({number})), "n: no type that can be written");
+  unknown.format = "?";
+  EXPECT_EQ(refusal_of(unknown, Batch({number})), "a batch is a struct");
+  // Its first row is the third one of two.
+  Column late = number;
+  late.length = 2;
+  EXPECT_EQ(refusal_of(Batch({List("l", {0, 3}, number)}), Batch({List("l", {3, 4}, late)})),
+            "l.n: fewer values than its parent needs");
+  // More numbers than there may be, in lists that take no memory.
+  Column wide = {"+w:1000000", "w", 1, {std::nullopt}, {{"n", "x", 0, {}, {}}}};
+  wide.length = replies::kMaxArrowValues / 1000000 + 1;
+  EXPECT_EQ(refusal_of(Struct("", wide.length, {wide}), Struct("", wide.length, {wide})),
+            "w: impossible length or offset");
+}
+
+// Bits behind the end of a batch, or in front of it, are nobody's.
+TEST(IpcSlices, ABatchMayHaveABitmapWithoutNulls) {
+  const Column number = Numbers<int32_t>("i", "n", {1, 2});
+  Column batch = Struct("", 2, {number}, "1100");
+  Owned<ArrowSchema> schema(ExportSchema(batch));
+  Owned<ArrowArray> array(ExportArray(batch));
+  std::string bytes;
+  std::string error;
+  EXPECT_TRUE(replies::WriteIpcBatch(*schema, *array, replies::AppendTo(&bytes), &error)) << error;
+  // Where none are told, nobody counts.
+  array->null_count = 0;
+  EXPECT_TRUE(replies::WriteIpcBatch(*schema, *array, replies::AppendTo(&bytes), &error)) << error;
+}
+
+TEST(IpcStream, TellsWhyThereIsNoSchema) {
+  ArrowArrayStream stream{};
+  stream.get_schema = [](ArrowArrayStream*, ArrowSchema*) { return 5; };
+  stream.get_last_error = [](ArrowArrayStream*) -> const char* { return "the line is down"; };
+  std::string bytes;
+  std::string error;
+  EXPECT_FALSE(replies::WriteIpcStream(&stream, replies::AppendTo(&bytes), &error));
+  EXPECT_EQ(error, "the line is down");
+  stream.get_last_error = [](ArrowArrayStream*) -> const char* { return nullptr; };
+  EXPECT_FALSE(replies::WriteIpcStream(&stream, replies::AppendTo(&bytes), &error));
+  EXPECT_EQ(error, "the stream failed");
+  EXPECT_EQ(bytes, "");
 }
 
 TEST(IpcTypes, MetadataOfTheCInterfaceGoesBothWays) {

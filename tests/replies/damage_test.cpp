@@ -1,6 +1,5 @@
 // Streams of replies with their lengths that are damaged, and parts of streams.
 #include <gtest/gtest.h>
-#include <time.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -17,6 +16,7 @@
 #include "replies/wire.h"
 #include "tests/reliability/malloc.h"
 #include "tests/replies/streams.h"
+#include "tests/support/processor_time.h"
 
 namespace replies {
 namespace {
@@ -289,6 +289,42 @@ TEST(Fixed32, IsNotRecognisedWhereNothingSpeaksForIt) {
   EXPECT_EQ(Recognise(std::string(64, '\0'), Extent::kWhole, Form::kAuto)->form, Form::kRaw);
 }
 
+// ---- where frames are ----
+
+TEST(Frames, ATableIsLookedIntoAsFarAsIsFree) {
+  // Descriptions of columns without anything in them, one more than are looked at, and what no table has.
+  std::string table;
+  for (int i = 0; i < kFreeFields; ++i)
+    table += std::string("\x12\x00", 2);
+  const auto has_payload = [](const std::string& content) {
+    const std::string reply = "\x08\x03\x1a" + std::string(1, static_cast<char>(content.size())) + content;
+    Effort none;
+    bool has = false;
+    EXPECT_EQ(LookAtEnvelope(reply, reply.size(), &none, &has), Look::kWhole);
+    return has;
+  };
+  EXPECT_TRUE(has_payload(table));
+  EXPECT_TRUE(has_payload(table + "\x28\x01"));
+  EXPECT_FALSE(has_payload(table.substr(2) + "\x28\x01"));
+}
+
+// Its end is not waited for.
+TEST(Frames, ALongReplyIsFoundByItsPayloadOrItsLastField) {
+  // 200,000 and 100,000 as varints.
+  const std::string size = "\xC0\x9A\x0C";
+  const std::string half = "\xA0\x8D\x06";
+  const std::string filler(70000, 'x');
+  const auto found_at = [](const std::string& bytes) {
+    Effort effort{1000, 0};
+    const Search search = FindFrame(bytes, 0, kAnywhere, false, Prefix::kVarint, kMaxReplyBytes, &effort);
+    return search.result == Search::kFound ? static_cast<int>(search.at) : -1;
+  };
+  EXPECT_EQ(found_at("??" + size + "\x08\x14\xA2\x01" + half + filler), 2);
+  EXPECT_EQ(found_at("??" + size + "\x08\x14\x12" + half + filler), -1);
+  // A text to the end of the reply: 200,000 less 6 bytes.
+  EXPECT_EQ(found_at("??" + size + "\x08\x14\x12\xBA\x9A\x0C" + filler), 2);
+}
+
 // ---- plain frames ----
 
 // An object, the count of objects.
@@ -436,22 +472,6 @@ TEST(Parts, AreSearchedNoFurtherThanToTheirEnd) {
 
 // ---- cost ----
 
-double ProcessorSeconds(const std::string& bytes, Form form) {
-  const auto now = [] {
-    timespec time{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
-  };
-  double best = 1e9;
-  for (int i = 0; i < 3; ++i) {
-    const double begin = now();
-    ReadStream(bytes, form);
-    best = std::min(best, now() - begin);
-  }
-  return best;
-}
-
-// Eight times the input takes eight times as long, where anything quadratic takes sixty-four times.
 TEST(Cost, OfDamageIsLinear) {
   const auto repeated = [](size_t size, const std::string& piece) {
     std::string all;
@@ -470,9 +490,11 @@ TEST(Cost, OfDamageIsLinear) {
         kStray + InFrame(kA), InFrame(kA) + "\xFF\x7F"}) {
     for (const Form form : {Form::kDelimited, Form::kFixed32Le}) {
       const size_t size = reliability::kBrief ? 20000 : 100000;
-      const double once = ProcessorSeconds(InFrame(kA, form) + repeated(size, piece), form);
-      const double eightfold = ProcessorSeconds(InFrame(kA, form) + repeated(8 * size, piece), form);
-      EXPECT_LT(eightfold, 24 * once + 0.01) << testing::PrintToString(piece.substr(0, 12));
+      const std::string once = InFrame(kA, form) + repeated(size, piece);
+      const std::string eightfold = InFrame(kA, form) + repeated(8 * size, piece);
+      EXPECT_TRUE(
+          processor_time::IsLinear([&] { ReadStream(once, form); }, [&] { ReadStream(eightfold, form); }))
+          << testing::PrintToString(piece.substr(0, 12));
     }
   }
 }

@@ -142,6 +142,12 @@ TEST(NotAReply, IsFoundInAListOfNumbers) {
                 " (19 bytes read)");
 }
 
+TEST(NotAReply, HasALengthBeyondAll) {
+  // 4294967295 bytes of text.
+  ExpectNoReply("\x08\x14\x12\xFF\xFF\xFF\xFF\x0F", 2,
+                "not a reply: no field can begin like the bytes at offset 2 (8 bytes read)");
+}
+
 // A table in a column of the table above it.
 std::string NestedTables(int levels) {
   std::string table;
@@ -230,6 +236,18 @@ TEST(MissingField, MayArriveInAnotherPieceOfTheMessage) {
 TEST(MissingField, IsOneOfAnotherTypeOnTheWire) {
   EXPECT_EQ(DiagnoseReply(Delimited(1, "A")).field, "Id");
   EXPECT_EQ(TesparserPB2Json(Delimited(1, "A")), "");
+}
+
+// Id 29, a word and a list of results, whose kind is one of eleven.
+TEST(MissingField, IsAnEnumWithAValueThatItDoesNotHave) {
+  const auto results = [](uint64_t kind) {
+    return Number(1, 29) + Delimited(29, Delimited(1, "A") + Delimited(2, Number(1, kind)));
+  };
+  ExpectReply(results(10));
+  const Diagnosis found = DiagnoseReply(results(11));
+  EXPECT_EQ(found.reason, Reason::kFieldMissing);
+  EXPECT_EQ(found.field, "RepDataJianPanBaoShuChu.JieGuo.LeiXing");
+  EXPECT_EQ(TesparserPB2Json(results(11)), "");
 }
 
 TEST(NotExpressible, IsTextThatIsNotUtf8) {

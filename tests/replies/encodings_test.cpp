@@ -28,6 +28,9 @@ TEST(Hex, WhatIsNoHexIsRefusedAtItsPlace) {
   EXPECT_EQ(bad, 2u);
   EXPECT_FALSE(DecodeHex("081", &bad));
   EXPECT_EQ(bad, 3u);
+  // An x leads in digits alone.
+  EXPECT_FALSE(DecodeHex("0xg1", &bad));
+  EXPECT_EQ(bad, 1u);
 }
 
 TEST(Hex, DumpsAreReadWithoutTheirOffsetsAndText) {
@@ -63,6 +66,7 @@ TEST(Runs, OfHexAreUnbrokenButForEscapedLineEnds) {
   EXPECT_EQ(HexRuns("got 0816\\n1201\\r\\n41 end"), Views{"0816\\n1201\\r\\n41"});
   EXPECT_EQ(HexRuns("got 0816\\t120141 end"), Views{"0816\\t120141"});
   EXPECT_EQ(HexRuns("x\\n0816120141"), Views{"0816120141"});
+  EXPECT_EQ(HexRuns("{0816120141}"), Views{"0816120141"});
 }
 
 TEST(Runs, OfBase64EndWithTheirPadding) {

@@ -62,6 +62,9 @@ TEST(LogLine, HasAllItsRepliesInTheirOrder) {
   // Also where nothing but digits is in it.
   EXPECT_EQ(Replies("081412024142 0816"), (Strings{kReplyBytes, "\x08\x16"}));
   EXPECT_EQ(Replies("CBQSAkFC CBYSBUFCQ0RF"), (Strings{kReplyBytes, kOther}));
+  // Words that end inside a reply, or inside a byte, are no replies of their own.
+  EXPECT_EQ(Replies("0814120241 42081412024142"), Strings{kReplyBytes + kReplyBytes});
+  EXPECT_EQ(Replies("CBQSAkFCC BQSAkFC"), Strings{kReplyBytes + kReplyBytes});
   EXPECT_EQ(Replies("CBYSBUFCQ0RF\\nCBYSBUFCQ0RF\\n"), (Strings{kOther, kOther}));
   EXPECT_EQ(Replies("{\"a\": \"CBYSBUFCQ0RF\\nCBYSBUFCQ0RF\"}"), (Strings{kOther, kOther}));
 }

@@ -15,7 +15,8 @@ std::string Framed(const std::string& bytes) {
 
 // "kHex by line from 3", or "nothing yet".
 std::string ToldForm(const std::string& bytes, Extent extent, Form asked = Form::kAuto) {
-  static const Strings kNames{"auto", "raw", "delimited", "hex", "base64", "lines", "text"};
+  static const Strings kNames{"auto",  "raw",  "delimited", "hex",      "base64",
+                              "lines", "text", "fixed32be", "fixed32le"};
   const auto format = Recognise(bytes, extent, asked);
   if (!format) return "nothing yet";
   std::string text = kNames[static_cast<size_t>(format->form)];
@@ -35,12 +36,15 @@ TEST(Recognise, TheFormsOfWholeSources) {
   EXPECT_EQ(ToldForm("> CBYSB\n> EFCQ0Q=\n", Extent::kWhole), "base64 from 2");
   EXPECT_EQ(ToldForm("Id: 20", Extent::kWhole), "text");
   EXPECT_EQ(ToldForm("# a remark\n  # another\nId: 20", Extent::kWhole), "text");
+  for (const char* text : {"Obj: \"SH600000\"", "Tbl { }", "JsonTbl: '[]'", "ObjCount: 3", "RepData_20 { }"})
+    EXPECT_EQ(ToldForm(text, Extent::kWhole), "text") << text;
   EXPECT_EQ(ToldForm("ffff00", Extent::kWhole), "hex");
 }
 
 TEST(Recognise, WhatFitsNoFormIsUncertain) {
   EXPECT_EQ(ToldForm("", Extent::kWhole), "raw?");
   EXPECT_EQ(ToldForm("hello", Extent::kWhole), "text?");
+  EXPECT_EQ(ToldForm("an_Id: 20", Extent::kWhole), "text?");
   EXPECT_EQ(ToldForm(std::string(100, '\xFF'), Extent::kWhole), "raw?");
   EXPECT_EQ(ToldForm(std::string(100, '\xFF'), Extent::kBlock), "raw?");
 }
@@ -50,6 +54,31 @@ TEST(Recognise, ABlockMayEndInsideAReply) {
   EXPECT_EQ(ToldForm(kReplyBytes.substr(0, 5), Extent::kBlock), "raw");
   EXPECT_EQ(ToldForm(Framed(kReplyBytes).substr(0, 5), Extent::kBlock), "delimited");
   EXPECT_EQ(ToldForm("> 0816\n> 1204\n> 41", Extent::kBlock), "hex from 2");
+}
+
+// Four bytes of a length may be read from both sides; the shorter one is meant, as few replies are long.
+TEST(Recognise, ABlockMayEndInsideAReplyBehindFourBytes) {
+  // Id 20 and the head of a payload of 200 bytes, of which there are 40.
+  const std::string payload = "\x08\x14\xA2\x01\xC8\x01" + std::string(40, 'x');
+  const std::string text = "\x08\x14\x12\xC8\x01" + std::string(40, 'x');
+  const std::string big("\0\0\1\0", 4);
+  const std::string little("\0\1\0\0", 4);
+  EXPECT_EQ(ToldForm(big + payload, Extent::kBlock), "fixed32be");
+  EXPECT_EQ(ToldForm(little + payload, Extent::kBlock), "fixed32le");
+  // A text alone may be anything, and what is whole is not cut.
+  EXPECT_EQ(ToldForm(big + text, Extent::kBlock), "raw?");
+  EXPECT_EQ(ToldForm(big + payload, Extent::kWhole), "raw?");
+}
+
+// Lines of digits alone may be parts of one reply, so that only the first ones are tried one by one.
+TEST(Recognise, FewLinesOfDigitsAreLookedAtOneByOne) {
+  const std::string none = "12345678\n";
+  std::string lines;
+  for (int i = 0; i < 7; ++i)
+    lines += none;
+  EXPECT_EQ(ToldForm(lines + kReplyHex + "\n", Extent::kWhole), "lines by line");
+  EXPECT_EQ(ToldForm(lines + none + kReplyHex + "\n", Extent::kWhole), "hex");
+  EXPECT_EQ(ToldForm(lines + none + "10:00 got " + kReplyHex + "\n", Extent::kWhole), "lines by line");
 }
 
 TEST(Recognise, TheFormThatWasAskedForIsNotDoubted) {

@@ -219,6 +219,29 @@ TEST(TableStream, KeepsByteStringsArraysAndUnsetCells) {
                               R"({"N":"b","B":null,"T.V":null})"}));
 }
 
+// A name that is a spec itself: a number of 16 bits, a column that holds nothing, the tables, two counted
+// numbers; then come the columns that were meant.
+TEST(TableStream, GivesColumnsOfAnyTypeBesideInnerRows) {
+  const WireColumn spec = Numbers("h:h;n;T:t;c:2H;x", {200, 300});
+  const std::string two = Payload({Numbers("V", {100, 250})});
+  const Read read = ReadAll(From({Wire({spec, Numbers("y", {1, 1}), Tables("U", {two})})}));
+  EXPECT_EQ(read.type, "h:s n:n T.V:g c:+w:2(S) x:g y:g");
+  EXPECT_EQ(read.rows, (Rows{R"({"h":2,"n":null,"T.V":1,"c":null,"x":null,"y":null})",
+                             R"({"h":2,"n":null,"T.V":2.5,"c":null,"x":null,"y":null})",
+                             R"({"h":3,"n":null,"T.V":null,"c":null,"x":null,"y":null})"}));
+  // A time, and decimals of two kinds, which are doubles here.
+  const std::string times = Wire({Numbers("h:h;T:T;P:P;V:V;x", {200}), Numbers("y", {1})});
+  const Read twice = ReadAll(From({times, times}));
+  EXPECT_EQ(twice.type, "h:s T:tss: P:g V:g x:g y:g");
+  EXPECT_EQ(twice.rows, Rows(2, R"({"h":2,"T":null,"P":null,"V":null,"x":null,"y":null})"));
+  // Three numbers where there were two, and none where one was.
+  const auto with = [](const char* name) { return Wire({Numbers(name, {200}), Numbers("y", {1})}); };
+  EXPECT_EQ(ReadAll(From({with("h:h;c:2H;x"), with("h:h;c:3H;x")})).rows,
+            (Rows{R"({"h":2,"c":null,"x":null,"y":null})",
+                  "error 22: reply 2 at offset 100: it has other columns"}));
+  EXPECT_EQ(ReadAll(From({with("h:h;n;x"), with("h:h;n:H;x")})).counts.misfits, 1U);
+}
+
 TEST(TableStream, HasUtf8InItsTexts) {
   const Read read = ReadAll(From({Wire({Texts("\\344\\270\\255", {"\\345\\271\\263", "\\377\\344\\270"})})}));
   EXPECT_EQ(read.rows, (Rows{"{\"中\":\"平\"}", "{\"中\":\"\xEF\xBF\xBD\xEF\xBF\xBD\"}"}));
@@ -434,6 +457,13 @@ TEST(TableStream, EndsAtAMisfitBehindTheRowsBeforeIt) {
   EXPECT_EQ(ReadAll(From({good, ""})).rows, (Rows{R"({"A":"x"})", "error 22: reply 2 at offset 100: lost"}));
   EXPECT_EQ(ReadAll(From({good, test_replies::Reply("Id: 21")})).rows,
             (Rows{R"({"A":"x"})", "error 22: reply 2 at offset 100: Id 21, not 3"}));
+  // What shows only once the tables inside are looked at.
+  const auto nested = [](const char* inside) {
+    return Wire({Texts("A", {"x"}), Tables("T", {Payload({Numbers(inside, {100})})})});
+  };
+  EXPECT_EQ(ReadAll(From({nested("V"), nested("W"), nested("V")}), OfId(3)).rows,
+            (Rows{R"({"A":"x","T.V":1})",
+                  "error 22: reply 2 at offset 100: the tables in its column \"T\" have other columns"}));
 }
 
 TEST(TableStream, SkipsMisfitsAndSaysWhich) {
@@ -510,6 +540,11 @@ TEST(TableStream, LooksAtAllRowsForWhatGrowsBeyondItsLimit) {
   const std::string many = Payload({Numbers("V", std::vector<uint64_t>(5000, 1))});
   const std::string hostile = Wire({Texts("A", {"x", "x", large}), Tables("T", {few, few, many})});
   EXPECT_EQ(ReadAll(From({hostile}), OfId(3), Skipping()).counts.misfits, 1U);
+  // A megabyte of bytes, behind a row without a table inside.
+  const WireColumn bytes{"Name: 'B' Type: 98",
+                         "bValues: 'x' bValues: 'x' bValues: '" + std::string(1000000, 'x') + "'"};
+  const std::string binary = Wire({bytes, Tables("T", {few, "", many})});
+  EXPECT_EQ(ReadAll(From({binary}), OfId(3), Skipping()).counts.misfits, 1U);
 }
 
 // 100,000 bytes beside 1,500 rows, of which each byte may become three: 450 MB.
@@ -552,4 +587,118 @@ TEST(TableStream, EndsABatchThatBecomesLarge) {
   const std::string reply = Wire({Texts("A", {text})});
   const Read read = ReadAll(From({reply, reply, reply, reply, reply}), OfId(3));
   EXPECT_EQ(read.batches, (std::vector<int64_t>{2, 2, 1}));
+}
+
+// ---- batches ----------------------------------------------------------------------------------------------
+
+namespace {
+
+using replies::Taken;
+
+std::unique_ptr<replies::TablePlan> PlanFrom(const std::string& reply, Taken* taken, std::string* why,
+                                             bool flat = true) {
+  replies::ShownTables shown;
+  shown.flat = flat;
+  return replies::TablePlan::MakeFrom(reply, OfId(3), shown, taken, why);
+}
+
+// So many rows of which each of the columns has the first one only: the others are announced.
+std::string Sparse(int columns, size_t rows) {
+  std::vector<WireColumn> all = {Numbers("N", std::vector<uint64_t>(rows, 100))};
+  for (int i = 1; i < columns; ++i)
+    all.push_back(Numbers(fmt::format("C{}", i), {200}));
+  return Wire(all);
+}
+
+Reply ReplyOf(const std::string& bytes, uint64_t number) {
+  Reply reply;
+  reply.bytes = bytes;
+  reply.number = number;
+  return reply;
+}
+
+}  // namespace
+
+// 1,000 columns of 3,000 doubles are 24 MB, and the cells take less than a hundredth of it.
+TEST(TableBatch, RefusesATableOfWhichAlmostNothingIsThere) {
+  const std::string sparse = Sparse(1000, 3000);
+  Taken taken{};
+  std::string why;
+  EXPECT_EQ(PlanFrom(sparse, &taken, &why), nullptr);
+  EXPECT_EQ(taken, Taken::kMisfit);
+  EXPECT_EQ(why, "its table is too deep, too sparse or too large to be handed out as arrays");
+  // With columns that are known the reply is taken, and what it is shows when it is to leave.
+  const auto plan = PlanFrom(Sparse(1000, 1), &taken, &why);
+  ASSERT_NE(plan, nullptr) << why;
+  replies::TableBatch batch(plan.get());
+  ASSERT_EQ(batch.Add(ReplyOf(sparse, 7), "", 0, &why), Taken::kRows);
+  ArrowArray array{};
+  replies::RowOrigin misfit;
+  EXPECT_FALSE(batch.Take(&array, &misfit, &why));
+  EXPECT_EQ(array.release, nullptr);
+  EXPECT_EQ(misfit.number, 7U);
+  EXPECT_EQ(why, "its table is too deep, too sparse or too large to be handed out as arrays");
+  EXPECT_TRUE(batch.empty());
+}
+
+// 12 MB each: one may leave, two together may not.
+TEST(TableBatch, HandsOutInPartsWhatCannotLeaveTogether) {
+  Taken taken{};
+  std::string why;
+  const auto plan = PlanFrom(Sparse(1000, 1), &taken, &why);
+  ASSERT_NE(plan, nullptr) << why;
+  replies::TableBatch batch(plan.get());
+  const std::string half = Sparse(1000, 1500);
+  for (const uint64_t number : {1U, 2U})
+    ASSERT_EQ(batch.Add(ReplyOf(half, number), "", 0, &why), Taken::kRows);
+  ASSERT_EQ(batch.rows(), 3000U);
+  for (const uint64_t left : {1500U, 0U}) {
+    replies::ArrowOwner<ArrowArray> array;
+    replies::RowOrigin misfit;
+    ASSERT_TRUE(batch.Take(array.get(), &misfit, &why)) << why;
+    EXPECT_EQ(array->length, 1500);
+    EXPECT_EQ(batch.rows(), left);
+    EXPECT_EQ(batch.IsFull(65536), left != 0);
+    EXPECT_EQ(batch.empty(), left == 0);
+  }
+}
+
+// Most readers of Arrow go no deeper than 31 tables in each other.
+TEST(TableBatch, TakesTablesUpToADepth) {
+  const auto reply_of = [](int tables) {
+    std::string payload = Payload({Numbers("V", {300})});
+    for (int i = 1; i < tables; ++i)
+      payload = Payload({Tables("T", {payload})});
+    return Wire({Tables("T", {payload})});
+  };
+  Taken taken{};
+  std::string why;
+  for (const bool flat : {true, false}) {
+    EXPECT_NE(PlanFrom(reply_of(31), &taken, &why, flat), nullptr) << why;
+    EXPECT_EQ(PlanFrom(reply_of(32), &taken, &why, flat), nullptr);
+    EXPECT_EQ(taken, Taken::kMisfit);
+    EXPECT_EQ(why, "its table is too deep, too sparse or too large to be handed out as arrays");
+  }
+}
+
+TEST(TableBatch, PlansForNoOtherId) {
+  Taken taken{};
+  std::string why;
+  EXPECT_EQ(PlanFrom(Kline("A", "B"), &taken, &why), nullptr);
+  EXPECT_EQ(taken, Taken::kPassedOver);
+}
+
+// The layout of the Id itself has a name, too.
+TEST(TableBatch, TakesTheIdsOwnLayoutByItsName) {
+  TableRequest request = OfId(21);
+  request.type = TPTypeById;
+  std::string why;
+  const auto plan = replies::TablePlan::Make(request, {}, &why);
+  ASSERT_NE(plan, nullptr) << why;
+  EXPECT_EQ(plan->type(), std::nullopt);
+  EXPECT_EQ(plan->id(), 21);
+  Taken taken{};
+  const auto from = replies::TablePlan::MakeFrom(Kline("A", "B"), request, {}, &taken, &why);
+  ASSERT_NE(from, nullptr) << why;
+  EXPECT_EQ(from->type(), std::nullopt);
 }

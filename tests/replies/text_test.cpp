@@ -32,6 +32,7 @@ TEST(Width, CutsBeforeACharacterThatWouldNotFit) {
   EXPECT_EQ(CutToWidth("银行银行", 5), "银行…");
   EXPECT_EQ(CutToWidth("银行银行", 4), "银…");
   EXPECT_EQ(CutToWidth("银行", 0), "");
+  EXPECT_EQ(CutToWidth("银行", 4), "银行");
 }
 
 std::string Json(const std::string& text) {
@@ -123,6 +124,7 @@ TEST(Utf8, ReplacesEachMaximalIllFormedSequence) {
   EXPECT_EQ(replies::ToUtf8("a\xE9\x93"), "a" + bad);
   EXPECT_EQ(replies::ToUtf8("\xF0\x9F\x93z"), bad + "z");
   EXPECT_EQ(replies::ToUtf8("\xF0\x9Fz"), bad + "z");
+  EXPECT_EQ(replies::ToUtf8("z\xF0\x9F"), "z" + bad);
   EXPECT_EQ(replies::ToUtf8("\xC3"), bad);
   EXPECT_EQ(replies::ToUtf8("\xFF\xFE"), bad + bad);
   EXPECT_EQ(replies::ToUtf8("\x93\x93"), bad + bad);

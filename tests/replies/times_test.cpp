@@ -70,6 +70,7 @@ TEST(Times, AreNoneBeyondTheirBounds) {
   EXPECT_EQ(Text(TimeKind::kHourMinute, 0), "00:00");
   EXPECT_EQ(Text(TimeKind::kHourMinute, 2359), "23:59");
   EXPECT_EQ(Text(TimeKind::kHourMinute, 2360), "none");
+  EXPECT_EQ(Text(TimeKind::kHourMinute, 1260), "none");
   EXPECT_EQ(Text(TimeKind::kUnix, 0), "none");
   EXPECT_EQ(Text(TimeKind::kUnix, -1), "none");
   EXPECT_EQ(Text(TimeKind::kUnix, 253402271999), "9999-12-31 23:59:59");
@@ -121,9 +122,11 @@ TEST(Times, AreReadToThePrecisionThatTheyAreWrittenIn) {
   EXPECT_EQ(Parsed("1970-01-02 01:00:00.250"), "date 90000250 90000251");
   EXPECT_EQ(Parsed("01:00"), "time 3600000 3660000");
   EXPECT_EQ(Parsed("01:00:59"), "time 3659000 3660000");
-  for (const char* text : {"", "1970", "1970-01-02 ", "1970-01-02 1:00", "1970-13-01", "1970-02-29", "24:00",
-                           "10:60", "10:00:", "10:00:00.5", "10:00x", "1970-01-02x", " 10:00", "0099-01-01",
-                           "19700102", "197010:00", "1970-10:00", "1970-01-10:00"})
+  for (const char* text :
+       {"",         "1970",      "1970-01-02 ", "1970-01-02 1:00", "1970-13-01",  "1970-02-29", "24:00",
+        "10:60",    "10:00:",    "10:00:00.5",  "10:00x",          "1970-01-02x", " 10:00",     "0099-01-01",
+        "19700102", "197010:00", "1970-10:00",  "1970-01-10:00",   "1970-1-02",   "1970-01-2",  "10:6",
+        "10:"})
     EXPECT_EQ(Parsed(text), "none") << text;
 }
 

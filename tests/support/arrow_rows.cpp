@@ -38,6 +38,8 @@ std::string Quoted(std::string_view text) {
   return quoted;
 }
 
+}  // namespace
+
 std::string CellText(const ArrowSchema& schema, const ArrowArray& array, int64_t index) {
   const std::string format = schema.format;
   if (format == "n" || (array.n_buffers > 0 && IsNull(array, index))) return "null";
@@ -69,6 +71,8 @@ std::string CellText(const ArrowSchema& schema, const ArrowArray& array, int64_t
     default: return "?";
   }
 }
+
+namespace {
 
 std::string Elements(const ArrowSchema& schema, const ArrowArray& array, int64_t from, int64_t to) {
   std::string text = "[";

@@ -2,6 +2,7 @@
 #ifndef TESTS_SUPPORT_ARROW_ROWS_H_
 #define TESTS_SUPPORT_ARROW_ROWS_H_
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -9,8 +10,10 @@
 
 namespace arrow_rows {
 
-// Each row of a struct as JSON: {"Obj":"A","Data.Value":2.5,"Data.Pair":[1,2]}. Byte strings are in base64,
-// and numbers have all their digits.
+// One cell as JSON. Byte strings are in base64, and numbers have all their digits.
+std::string CellText(const ArrowSchema& schema, const ArrowArray& array, int64_t index);
+
+// Each row of a struct as JSON: {"Obj":"A","Data.Value":2.5,"Data.Pair":[1,2]}.
 std::vector<std::string> RowsOf(const ArrowSchema& schema, const ArrowArray& array);
 
 // The columns and their types: "Obj:u Data:+l(Value:g)".

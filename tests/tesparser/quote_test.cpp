@@ -133,13 +133,13 @@ TEST(Snapshot, EachFieldAloneFillsItsColumnAlone) {
       "JieSuanJia"};
   int filled = 2;  // Id and ShiJian are required
   for (const char* field : fields) {
-    const OwnedTable table = Snapshot(field + (": " + P(7, 10)));
+    const OwnedTable table = Snapshot(field + (": " + P(7'000'000'000, 10)));
     void* data = Nested(table);
     EXPECT_STREQ(table_col_name(data, filled), field);
     for (int col = 0; col < 21; ++col) {
       const double value =
           table_col_type(data, col) == 4 ? static_cast<double>(Q(data, 0, col)) : D(data, 0, col);
-      EXPECT_EQ(value, col == filled ? 7.0 : 0.0) << field << " " << col;
+      EXPECT_EQ(value, col == filled ? 7e9 : 0.0) << field << " " << col;
     }
     ++filled;
   }
@@ -307,13 +307,13 @@ TEST(Candlesticks, EachFieldAloneFillsItsColumnAlone) {
                           "JieSuanJia"};
   int filled = 1;  // ShiJian is required
   for (const char* field : fields) {
-    const OwnedTable table = Bars("Data { ShiJian: 0 " + (field + (": " + P(7, 10))) + " }");
+    const OwnedTable table = Bars("Data { ShiJian: 0 " + (field + (": " + P(7'000'000'000, 10))) + " }");
     void* data = Nested(table);
     EXPECT_STREQ(table_col_name(data, filled), field);
     for (int col = 0; col < 14; ++col) {
       const double value =
           table_col_type(data, col) == 4 ? static_cast<double>(Q(data, 0, col)) : D(data, 0, col);
-      EXPECT_EQ(value, col == filled ? 7.0 : 0.0) << field << " " << col;
+      EXPECT_EQ(value, col == filled ? 7e9 : 0.0) << field << " " << col;
     }
     ++filled;
   }
@@ -411,10 +411,10 @@ TEST(OpeningAuction, EachFieldAloneFillsItsColumnAlone) {
   int filled = 1;
   for (const char* field : fields) {
     const OwnedTable table =
-        TableOf("Id: 27 RepDataStkData { Obj: 'A' " + (field + (": " + P(7, 10))) + " }");
+        TableOf("Id: 27 RepDataStkData { Obj: 'A' " + (field + (": " + P(7'000'000'000, 10))) + " }");
     EXPECT_STREQ(table_col_name(table.get(), filled), field);
     for (int col = 1; col <= 10; ++col)
-      EXPECT_EQ(D(table.get(), 0, col), col == filled ? 7.0 : 0.0) << field << " " << col;
+      EXPECT_EQ(D(table.get(), 0, col), col == filled ? 7e9 : 0.0) << field << " " << col;
     ++filled;
   }
   EXPECT_EQ(filled, 11);

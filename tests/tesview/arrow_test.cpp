@@ -121,6 +121,24 @@ TEST(Arrow, TakesTypesAndDecodes) {
   EXPECT_GT(RowsOf(decoded.out).size(), 0U);
 }
 
+TEST(Arrow, ComparesWithTheColumnsOfTheLayout) {
+  const std::string reply =
+      Reply("Id: 430 RepDataBxzjBasicStockInfoOutput { Obj: 'A' Data { ShiJian: " + P(20240617, 10) +
+            " } Data { ShiJian: " + P(20240618, 10) + " } }");
+  // That of the type has days, which nothing tells where fields are decoded by the schema alone.
+  const Strings day = {"--to", "arrow", "--columns", "Obj,ShiJian", "--where", "ShiJian=2024-06-18"};
+  const Result typed = ViewBytes(reply, With(day, {"--type", "BxzjStock"}));
+  EXPECT_EQ(typed.err, "");
+  EXPECT_EQ(RowsOf(typed.out), Strings{R"({"Obj":"A","Data.ShiJian":20240618})"});
+  const Result decoded = ViewBytes(reply, With(day, {"--decode"}));
+  EXPECT_EQ(decoded.err, "tesview: --where: column \"ShiJian\" cannot be compared with \"2024-06-18\"\n");
+  EXPECT_EQ(decoded.code, 1);
+  EXPECT_EQ(RowsOf(decoded.out), Strings());
+  const Result number = ViewBytes(reply, {"--to", "arrow", "--decode", "--unpack", "--columns", "ShiJian",
+                                          "--where", "ShiJian=20240617"});
+  EXPECT_EQ(RowsOf(number.out), Strings{R"({"Data.ShiJian":20240617})"});
+}
+
 // What the viewer has to be told of each sample, and their names.
 std::map<Strings, Strings> SamplesByArguments() {
   std::map<Strings, Strings> samples;
@@ -201,6 +219,32 @@ TEST_F(Files, ArrowSaysWhichRepliesAreNotInIt) {
   EXPECT_EQ(strict.code, 1);
   EXPECT_EQ(LinesOf(strict.err), (Strings{errors[0]}));
   EXPECT_EQ(RowsOf(strict.out).size(), 3U);
+}
+
+TEST(Arrow, BeginsBehindDamage) {
+  // Twenty stray bytes, which count as the first reply.
+  const Result result =
+      ViewBytes(std::string(20, '\xFF') + Framed(TwoKlines()), With(kCloses, {"--from", "delimited"}));
+  EXPECT_EQ(result.code, 1);
+  EXPECT_EQ(LinesOf(result.err).size(), 1U) << result.err;
+  EXPECT_NE(result.err.find(": reply 1 at offset 0: "), std::string::npos) << result.err;
+  const Strings rows = RowsOf(result.out);
+  ASSERT_EQ(rows.size(), 3U);
+  EXPECT_EQ(rows[0], R"({"_reply":2,"Obj":"SH600000","Data.ShiJian":20240617,"Data.ShouPanJia":12.34})");
+}
+
+TEST(Arrow, StrictEndsAtAFirstReplyWithoutATable) {
+  const std::string none = Framed(Reply("Id: 22"));
+  const std::string first = "tesview: (standard input): reply 1 at offset 0: Id 22";
+  const Result alone = ViewBytes(none + none, {"--to", "arrow", "--strict"});
+  EXPECT_EQ(alone.err, first + " (QuoteTickSingle) has no table form\n");
+  EXPECT_EQ(alone.out, "");
+  EXPECT_EQ(alone.code, 1);
+  // The columns are those of the second one, which is not shown.
+  const Result before = ViewBytes(none + Framed(TwoKlines()), With(kCloses, {"--strict"}));
+  EXPECT_EQ(before.err, first + ", not 21\n");
+  EXPECT_EQ(before.code, 1);
+  EXPECT_EQ(RowsOf(before.out), Strings());
 }
 
 TEST_F(Files, ArrowOfWireTablesHasTheColumnsOfTheFirst) {

@@ -4,6 +4,7 @@
 
 #include <limits>
 #include <string>
+#include <vector>
 
 namespace tesview {
 namespace {
@@ -109,6 +110,114 @@ TEST(Number, InJsonIsATextWhereItIsNotFinite) {
   EXPECT_EQ(Numbers(table.view(), 0, true), "\"-inf\" \"inf\"");
   EXPECT_EQ(Numbers(table.view(), 0), "-inf inf");
   EXPECT_EQ(Numbers(table.view(), 1, true), "\"nan\" 0");
+}
+
+TEST(Number, OfATextIsNothing) {
+  const Table table("s:s", 1);
+  table_set_str(table.get(), 0, 0, "12", 1);
+  char room[kNumberRoom];
+  EXPECT_EQ(
+      WriteNumber(room, ColumnsOf(table.view())[0], TextOf(table.view(), 0, ColumnsOf(table.view())[0]), 0),
+      static_cast<char*>(room));
+}
+
+// ---- times ----
+
+replies::ColumnDescription ToldAs(const char* kind) {
+  replies::ColumnDescription told;
+  told.kind = {kind, true};
+  return told;
+}
+
+// The first row of the columns, all of them told as that.
+std::string IsoTimes(const Table& table, const replies::ColumnDescription& told) {
+  std::string text;
+  for (Column column : ColumnsOf(table.view())) {
+    column.told = &told;
+    column.iso_times = true;
+    if (!text.empty()) text += ", ";
+    AppendNumber(&text, column, NumbersOf(table.view(), 0, column), 0);
+  }
+  return text;
+}
+
+TEST(Time, IsToldInColumnsOfWholeNumbersAndDoubles) {
+  // 19,891 days after 1970-01-01 and two hours: ten in the morning in Beijing.
+  constexpr int kMoment = 19891 * 86400 + 2 * 3600;
+  const Table table("i:i;I:I;q:q;d:d", 1);
+  table_set_int(table.get(), 0, 0, kMoment);
+  // 47,482 days: beyond what 31 bits hold.
+  table_set_uint(table.get(), 0, 1, 4102444800U);
+  table_set_int64(table.get(), 0, 2, kMoment);
+  table_set_double(table.get(), 0, 3, kMoment);
+  EXPECT_EQ(IsoTimes(table, ToldAs("unix")),
+            "2024-06-17 10:00:00, 2100-01-01 08:00:00, 2024-06-17 10:00:00, 2024-06-17 10:00:00");
+}
+
+TEST(Time, IsNoNumberThatIsNotWholeOrBeyondAllTimes) {
+  const Table table("a:d;b:d;c:d;e:d;h:h", 1);
+  table_set_double(table.get(), 0, 0, 20240617.5);
+  table_set_double(table.get(), 0, 1, 1e17);
+  table_set_double(table.get(), 0, 2, -1e17);
+  table_set_double(table.get(), 0, 3, std::numeric_limits<double>::quiet_NaN());
+  // Nothing of so few bits is told as a time.
+  table_set_short(table.get(), 0, 4, 930);
+  EXPECT_EQ(IsoTimes(table, ToldAs("yyyymmdd hhmm")), "20240617.5, 1e+17, -1e+17, nan, 930");
+}
+
+TEST(Time, OfACellIsItsKindItsFiguresAndItsMilliseconds) {
+  const Table table("d:d", 3);
+  table_set_double(table.get(), 0, 0, 19700102);
+  table_set_double(table.get(), 1, 0, 0.5);
+  table_set_double(table.get(), 2, 0, 19700132);
+  Column column = ColumnsOf(table.view())[0];
+  const auto time = [&](int row) { return TimeOf(column, NumbersOf(table.view(), row, column), 0); };
+  EXPECT_FALSE(time(0));
+  replies::ColumnDescription told = ToldAs("yyyymmdd");
+  column.told = &told;
+  ASSERT_TRUE(time(0));
+  EXPECT_EQ(time(0)->kind, replies::TimeKind::kDate);
+  EXPECT_EQ(time(0)->value, 19700102);
+  EXPECT_EQ(time(0)->millis, 86'400'000);
+  // No whole number, and no day of January.
+  EXPECT_FALSE(time(1));
+  EXPECT_FALSE(time(2));
+  // A text that looks like a date is told as one as well.
+  told.letter = "s";
+  EXPECT_FALSE(MayBeTime(column, 0));
+  told.letter = "d";
+  EXPECT_TRUE(MayBeTime(column, 0));
+  told.kind = {"id", false};
+  EXPECT_FALSE(MayBeTime(column, 0));
+}
+
+TEST(Date, IsThatOfACellWithADate) {
+  const Table table("d:d;s:s;n:2i", 2);
+  table_set_double(table.get(), 0, 0, 20240617150000);
+  table_set_str(table.get(), 0, 1, "20240617", 1);
+  const int two[] = {20240617, 20240618};
+  table_set_buff(table.get(), 0, 2, two, sizeof two, 0);
+  std::vector<Column> columns = ColumnsOf(table.view());
+  const auto date = [&](size_t col, int row, const char* kind) {
+    const replies::ColumnDescription told = ToldAs(kind);
+    columns[col].told = &told;
+    const std::string text = DateOf(table.view(), row, columns[col]);
+    columns[col].told = nullptr;
+    return text;
+  };
+  EXPECT_EQ(date(0, 0, "yyyymmddhhmmss"), "2024-06-17");
+  // A cell that is not set; one that nothing is told of; texts, and cells with several numbers.
+  EXPECT_EQ(date(0, 1, "yyyymmddhhmmss"), "");
+  EXPECT_EQ(DateOf(table.view(), 0, columns[0]), "");
+  EXPECT_EQ(date(1, 0, "yyyymmdd"), "");
+  EXPECT_EQ(date(2, 0, "yyyymmdd"), "");
+  // Times of any day, what is no time, and what is no whole number.
+  table_set_double(table.get(), 0, 0, 1530);
+  EXPECT_EQ(date(0, 0, "hhmm"), "");
+  EXPECT_EQ(date(0, 0, "hhmmss"), "");
+  EXPECT_EQ(date(0, 0, "yyyymmdd"), "");
+  table_set_double(table.get(), 0, 0, 20240617.25);
+  EXPECT_EQ(date(0, 0, "yyyymmdd"), "");
 }
 
 TEST(Bytes, OfACellThatHasNone) {

@@ -33,6 +33,15 @@ TEST(Choose, APathGoesToTheLastRow) {
             "ShiJian\n20240603\n");
 }
 
+TEST(Choose, TablesOfOneNameAreToldByTheirIndex) {
+  const std::string child = "{ tValues { Info { Name: 'x' Type: 115 } Data { Index: 0 sValues: 'v' } }";
+  const std::string reply = viewer::Wire("Info { Name: 'T' Type: 116 } Info { Name: 'T' Type: 116 } Data " +
+                                         child + " Index: 0 } Data " + child + " Index: 1 }");
+  EXPECT_EQ(ViewBytes(reply, {"--path", "0/X"}).err,
+            "tesview: (standard input): path \"0/X\": \"X\" is no column of tables; columns with tables: "
+            "T, T#1\n");
+}
+
 TEST(Choose, AWrongPathOrColumnIsToldWithWhatThereIs) {
   const std::string in = "tesview: (standard input): ";
   EXPECT_EQ(ViewBytes(TwoKlines(), {"--path", "5/Data"}).err,
@@ -53,6 +62,105 @@ TEST(Choose, AWrongPathOrColumnIsToldWithWhatThereIs) {
             in + "no column \"Data.Obj\" in this table; did you mean \"Obj\"?\n");
   EXPECT_EQ(ViewBytes(SmallTable(), {"--columns", "zzzzzz"}).err,
             in + "no column \"zzzzzz\" in this table; it has: Name, Price\n");
+}
+
+TEST(Choose, APathIsToldWhereItEndsOrHasNoStep) {
+  const std::string in = "tesview: (standard input): path \"";
+  const std::string names =
+      "\": a * or a name stands for all rows; numbers of rows go before it, and a name ends it\n";
+  for (const std::string path : {"/Data", "*", "*/*", "Data//Data"})
+    EXPECT_EQ(ViewBytes(TwoKlines(), {"--path", path}).err, in + path + names);
+  // A column of that name, without tables in it; tables, without that column; a row of a name that has all.
+  EXPECT_EQ(ViewBytes(TwoKlines(), {"--path", "Obj"}).err,
+            in + "Obj\": \"Obj\" is no column of tables; columns with tables: Data\n");
+  EXPECT_EQ(ViewBytes(TwoKlines(), {"--path", "Data/ShiJian"}).err,
+            in + "Data/ShiJian\" leads to no table\n");
+  EXPECT_EQ(ViewBytes(TwoKlines(), {"--path", "Data/0"}).err, in + "Data/0\" leads to no table\n");
+  // Rows that are not there, one of them beyond what an int holds, and steps behind.
+  EXPECT_EQ(ViewBytes(TwoKlines(), {"--path", "99999999999/Data"}).err,
+            in + "99999999999/Data\": row 99999999999 is not there; the table has 2 rows\n");
+  EXPECT_EQ(ViewBytes(TwoKlines(), {"--path", "2/Data/0/More"}).err,
+            in + "2/Data/0/More\": row 2 is not there; the table has 2 rows\n");
+}
+
+// A row for each of these tables: a table in its column T, in which a table in the only cell, of a column U,
+// is that one. Tables of one cell share their columns, those of several need not.
+std::string TablesInU(const viewer::Strings& tables) {
+  std::string cells;
+  for (const std::string& table : tables)
+    cells += " tValues { Info { Name: 'U' Type: 116 } Data { Index: 0 tValues { " + table + " } } }";
+  return Wire("Info { Name: 'T' Type: 116 } Data { Index: 0" + cells + " }");
+}
+
+// A column of texts in one row, the first of its table or another one.
+std::string OneText(const std::string& name, const std::string& text, int column = 0) {
+  return " Info { Name: '" + name + "' Type: 115 } Data { Index: " + std::to_string(column) + " sValues: '" +
+         text + "' }";
+}
+
+TEST(Choose, APathLeadsThroughTablesThatDiffer) {
+  // Both have a column X of tables; the second has another one as well.
+  const auto in_x = [](const std::string& text) {
+    return "Info { Name: 'X' Type: 116 } Data { Index: 0 tValues { " + OneText("V", text) + " } }";
+  };
+  const std::string reply = TablesInU({in_x("1"), in_x("2") + OneText("Y", "y", 1)});
+  EXPECT_EQ(ViewBytes(reply, {"--path", "T/U/X", "--to", "csv"}).out, "T.U.X.V\n1\n2\n");
+}
+
+TEST(Choose, TablesWithoutAChosenColumnGiveNoLinesOfTheirOwn) {
+  const std::string reply = TablesInU({OneText("B", "b"), OneText("C", "c")});
+  EXPECT_EQ(ViewBytes(reply, {"--columns", "B", "--to", "csv"}).out, "T.U.B\nb\n\n");
+  EXPECT_EQ(ViewBytes(reply, {"--columns", "B", "--to", "ndjson"}).out,
+            "{\"_id\":3,\"_row\":\"0/T/0/U/0\",\"T.U.B\":\"b\"}\n{\"_id\":3,\"_row\":\"1\"}\n");
+}
+
+// Of tables in a chosen column those with a chosen column show that one, and the others all.
+TEST(Choose, TablesOfOneColumnMayShowAPartOrAll) {
+  const std::string reply = TablesInU({OneText("A", "a") + OneText("B", "b", 1), OneText("A", "c")});
+  // Those in U, or all that is in T.
+  for (const std::string columns : {"U,B", "T,B"}) {
+    EXPECT_EQ(ViewBytes(reply, {"--columns", columns, "--to", "csv"}).out, "T.U.B,T.U.A\nb,\n,c\n")
+        << columns;
+    EXPECT_EQ(ViewBytes(reply, {"--columns", columns, "--to", "ndjson"}).out,
+              "{\"_id\":3,\"_row\":\"0/T/0/U/0\",\"T.U.B\":\"b\"}\n"
+              "{\"_id\":3,\"_row\":\"1/T/0/U/0\",\"T.U.A\":\"c\"}\n")
+        << columns;
+    const std::string table = ViewBytes(reply, {"--columns", columns}).out;
+    EXPECT_EQ(table.substr(table.find('\n') + 1),
+              "#  T\n0  1 \xC3\x97 1\n1  1 \xC3\x97 1\n"
+              "\n  0/T  1 row\n  #  U\n  0  1 \xC3\x97 2\n"
+              "\n    0/T/0/U  1 row\n    #  B\n    0  b\n"
+              "\n  1/T  1 row\n  #  U\n  0  1 \xC3\x97 1\n"
+              "\n    1/T/0/U  1 row\n    #  A\n    0  c\n")
+        << columns;
+  }
+}
+
+// One of them has a text where the other has tables, which nobody asked for.
+TEST(Choose, AColumnOfTextsMayBeOneOfTablesElsewhere) {
+  const std::string tables =
+      " Info { Name: 'X' Type: 116 } Data { Index: 1 tValues { " + OneText("V", "v") + " } }";
+  const std::string reply = TablesInU({OneText("X", "x"), OneText("B", "b") + tables});
+  EXPECT_EQ(ViewBytes(reply, {"--columns", "U,B", "--to", "csv"}).out, "T.U.X,T.U.B\nx,\n,b\n");
+  EXPECT_EQ(ViewBytes(reply, {"--to", "csv"}).out, "T.U.X,T.U.X.V,T.U.B\nx,,\n,v,b\n");
+}
+
+TEST(Choose, AColumnIsShownOnceHoweverOftenItIsNamed) {
+  EXPECT_EQ(ViewBytes(SmallTable(), {"--columns", "Price,Name,Price", "--head", "1", "--to", "csv"}).out,
+            "Price,Name\n12.34,平安银行\n");
+}
+
+TEST(Choose, NamesThatSeveralTablesHaveAreToldOnce) {
+  const std::string reply =
+      Wire(OneText("N", "a") +
+           " Info { Name: 'T' Type: 116 } Info { Name: 'U' Type: 116 } Data { Index: 1 tValues { " +
+           OneText("N", "b") + " } } Data { Index: 2 tValues { " + OneText("N", "c") + OneText("M", "d", 1) +
+           " } }");
+  EXPECT_EQ(ViewBytes(reply, {"--columns", "zzzzzz"}).err,
+            "tesview: (standard input): no column \"zzzzzz\" in this table; it has: N, T, U, M\n");
+  const std::string two = TablesInU({OneText("A", "a"), OneText("A", "b")});
+  EXPECT_EQ(ViewBytes(two, {"--columns", "zzzzzz"}).err,
+            "tesview: (standard input): no column \"zzzzzz\" in this table; it has: T, U, A\n");
 }
 
 TEST(Choose, AColumnOfTablesBringsAllThatIsInIt) {
@@ -95,6 +203,14 @@ TEST(Choose, ATypeByNumberOrNameInAnyCase) {
   const std::string expected = "Result,Token,Uid,Device\n7,t,u,d\n";
   for (const char* type : {"5", "Token", "token", "TPTypeToken"})
     EXPECT_EQ(ViewBytes(reply, {"--type", type, "--to", "csv"}).out, expected) << type;
+}
+
+TEST(Choice, IsThatOfEachTableOfAColumn) {
+  const std::string reply =
+      Reply("Id: 21 RepDataQuoteKlineSingle { Obj: 'A' Data { ShiJian: 1 ShouPanJia: " + P(1234) +
+            " } } RepDataQuoteKlineSingle { Obj: 'B' Data { ShiJian: 2 ShouPanJia: " + P(125, 1) + " } }");
+  EXPECT_EQ(ViewBytes(reply, {"--columns", "ShouPanJia,Obj", "--to", "csv"}).out,
+            "Obj,Data.ShouPanJia\nA,12.34\nB,12.5\n");
 }
 
 TEST(Choice, TablesWithoutAChosenColumnAreLeftOut) {

@@ -241,6 +241,13 @@ TEST(TimeIso, IsWrittenInEveryForm) {
   EXPECT_EQ(ViewBytes(reply, {"--time", "utc"}).code, 2);
 }
 
+TEST(TimeIso, OfATableInsideGoesByItsOwnColumns) {
+  // Both tables of Id 274 have one column: the outer one tables, the inner one times.
+  const Result result = View({"--time", "iso", "--to", "csv", viewer::Sample("274-PCJiBenXinXi")});
+  EXPECT_EQ(result.out,
+            "PCJiBenXinXi.ShiJian\n2024-06-17 09:30:00\n2024-06-17 09:30:03\n2024-06-17 09:30:06\n0\n");
+}
+
 TEST(TimeIso, IsUnpackedWhereTheCellIsPacked) {
   // The reports of Id 405 keep their figures packed; the first three are dates.
   const std::string reply = Reply(
@@ -269,6 +276,16 @@ TEST_F(Files, UnpackTakesNoFileForItsNames) {
   const std::string file =
       Write("a.bin", Reply("Id: 22 RepDataQuoteTickSingle { Obj: 'A' QingPan: 0xA0001 }"));
   EXPECT_EQ(View({"--decode", "--to", "csv", "--columns", "QingPan", "--unpack", file}).out, "QingPan\n1\n");
+  // Nor one whose name could be a field's.
+  Write("QingPan", viewer::Slurp(file));
+  const std::string beside =
+      "cd '" + directory_ + "'; exec \"$0\" --decode --to csv --columns QingPan --unpack QingPan";
+  EXPECT_EQ(viewer::Shell(beside).out, "QingPan\n1\n");
+  // Standard input is no field, either.
+  EXPECT_EQ(
+      ViewBytes(viewer::Slurp(file), {"--decode", "--to", "csv", "--columns", "QingPan", "--unpack", "-"})
+          .out,
+      "QingPan\n1\n");
 }
 
 TEST(Decode, SaysWhyThereIsNothing) {

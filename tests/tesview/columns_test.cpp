@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
 namespace tesview {
 namespace {
 
@@ -48,6 +50,36 @@ TEST(Layouts, TablesOfOneSpecShareOne) {
   ASSERT_EQ(layout.columns().size(), 4U);
   EXPECT_EQ(layout.columns()[3].name, "U");
   EXPECT_FALSE(layout.IsLike(&layouts.Of(other.view())));
+}
+
+TEST(Layouts, AreToldByTheirKindAndAllTheirColumns) {
+  const auto is_told = [](const char* spec, const TableKind& kind) {
+    const Table table(spec, 1);
+    Layout layout(table.view(), kind);
+    return layout.columns()[0].told != nullptr;
+  };
+  const TableKind candlesticks{21, 0, false};
+  EXPECT_TRUE(is_told("Obj:s;Data:t", candlesticks));
+  EXPECT_FALSE(is_told("Obj:s;Daten:t", candlesticks));
+  EXPECT_FALSE(is_told("Obj:s;Data:s", candlesticks));
+  EXPECT_FALSE(is_told("Obj:s", candlesticks));
+  EXPECT_FALSE(is_told("Obj:s;Data:t", {21, 1, false}));
+  EXPECT_FALSE(is_told("Obj:s;Data:t", {0, 0, false}));
+}
+
+TEST(Layouts, TimesAreThoseOfColumnsThatAreToldToHoldThem) {
+  // Id 405: of the figures the first are dates, and the reply's own mask is none.
+  const Table table("DaiMa:s;LeiXing:i;Data:53q;HasBits:q", 1);
+  const auto times = [&table](bool iso) {
+    Layout layout(table.view(), {405, 0, iso});
+    std::string columns;
+    for (const Column& column : layout.columns()) {
+      if (column.iso_times) columns += column.name;
+    }
+    return columns;
+  };
+  EXPECT_EQ(times(true), "Data");
+  EXPECT_EQ(times(false), "");
 }
 
 TEST(Layouts, OfALongSpecAreAlikeByTheirColumns) {

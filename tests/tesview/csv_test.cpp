@@ -12,6 +12,7 @@ namespace {
 using program::Result;
 using viewer::Framed;
 using viewer::LinesOf;
+using viewer::P;
 using viewer::Reply;
 using viewer::SmallTable;
 using viewer::TwoKlines;
@@ -72,6 +73,73 @@ TEST(Csv, AReplyWithoutInnerRowsHasTheHeaderOfTheOthers) {
   EXPECT_EQ(LinesOf(result.out).size(), 5U);
   const std::string by_schema = ViewBytes(TwoKlines(), {"--to", "csv", "--decode"}).out;
   EXPECT_EQ(LinesOf(ViewBytes(empty, {"--to", "csv", "--decode"}).out)[0], LinesOf(by_schema)[0]);
+}
+
+// The tree of Id 399: classes of blocks, blocks of each, stocks of each.
+constexpr char kTreeHeader[] =
+    "BanBen,Crc32,LeiXing,Data.MingCheng,Data.LeiXing,Data.XuHao,Data.Data.MingCheng,Data.Data.LeiXing,"
+    "Data.Data.XuHao,Data.Data.Data.Obj,Data.Data.Data.LeiXing,Data.Data.Data.XuHao\n";
+
+std::string Tree(const std::string& classes) {
+  return Reply("Id: 399 RepDataBanKuaiFenLeiFanHui { BanBen: " + P(7, 10) + " Crc32: " + P(9, 10) + classes +
+               " }");
+}
+
+std::string Named(const std::string& name, const std::string& inside) {
+  return " Data { MingCheng: '" + name + "' LeiXing: " + P(1, 10) + " XuHao: " + P(2, 10) + inside + " }";
+}
+
+TEST(Csv, ColumnsAreThoseOfAllLevelsHoweverFewAreFilled) {
+  const std::string header = kTreeHeader;
+  EXPECT_EQ(ViewBytes(Tree(""), {"--to", "csv"}).out, header + "7,9,0,,,,,,,,,\n");
+  EXPECT_EQ(ViewBytes(Tree(Named("c", "")), {"--to", "csv"}).out, header + "7,9,0,c,1,2,,,,,,\n");
+  EXPECT_EQ(ViewBytes(Tree(Named("c", Named("b", ""))), {"--to", "csv"}).out,
+            header + "7,9,0,c,1,2,b,1,2,,,\n");
+  // What one reply fills the next one of the same stream need not.
+  const std::string stream = Framed(Tree("")) + Framed(Tree(Named("c", ""))) + Framed(Tree(""));
+  EXPECT_EQ(ViewBytes(stream, {"--to", "csv"}).out,
+            "_reply," + header + "1,7,9,0,,,,,,,,,\n2,7,9,0,c,1,2,,,,,,\n3,7,9,0,,,,,,,,,\n");
+}
+
+TEST(Csv, OfATableInsideTheColumnsAreThoseThatAreThere) {
+  EXPECT_EQ(ViewBytes(Tree(Named("c", "")), {"--to", "csv", "--path", "0/Data"}).out,
+            "MingCheng,LeiXing,XuHao,Data.MingCheng,Data.LeiXing,Data.XuHao,Data.Data\nc,1,2,,,,\n");
+}
+
+// What is in the column was the sender's to say, and nothing was sent.
+TEST(Csv, OfWireTablesWithoutTablesInsideAColumnIsLeft) {
+  const std::string reply = Wire(
+      "Info { Name: 'N' Type: 115 } Info { Name: 'T' Type: 116 } Data { Index: 0 sValues: 'a' } Data { Index: 1 }");
+  EXPECT_EQ(ViewBytes(Framed(reply) + Framed(reply), {"--to", "csv"}).out, "_reply,N,T\n1,a,\n2,a,\n");
+  // In the layout of a type as well.
+  const std::string typed = Wire(
+      "Info { Name: 'Obj' Type: 115 } Info { Name: 'Data' Type: 116 } Data { Index: 0 sValues: 'A' } Data { Index: 1 }");
+  EXPECT_EQ(ViewBytes(typed, {"--to", "csv", "--type", "DaDan"}).out, "Obj,Data\nA,\n");
+}
+
+TEST(Csv, OfATypeWithoutInnerRowsHasItsColumns) {
+  const std::string full = Reply("Id: 430 RepDataBxzjBasicStockInfoOutput { Obj: 'A' Data { ShiJian: 1 } }");
+  const std::string empty = Reply("Id: 430 RepDataBxzjBasicStockInfoOutput { Obj: 'A' }");
+  const std::string header = LinesOf(ViewBytes(full, {"--to", "csv"}).out)[0];
+  EXPECT_NE(header.find(",Data.ShiJian,"), std::string::npos) << header;
+  EXPECT_EQ(LinesOf(ViewBytes(empty, {"--to", "csv", "--type", "BxzjStock"}).out)[0], header);
+}
+
+TEST(Csv, SaysWhichRepliesItCountsNoMore) {
+  // 1,001 Ids without a table, twice: of the first 1,000 it is known that they were told of before.
+  std::string once;
+  for (int id = 100000; id <= 101000; ++id)
+    once += Framed(Reply("Id: " + std::to_string(id)));
+  const Result result = ViewBytes(once + once, {"--to", "csv"});
+  EXPECT_EQ(result.code, 1);
+  const auto lines = LinesOf(result.err);
+  // All of them, the last one again, and how many more there were of each of the others.
+  ASSERT_EQ(lines.size(), 1001U + 1U + 1000U);
+  const std::string why = ": Id 101000: no table form; try --to json";
+  EXPECT_EQ(lines[1000].substr(lines[1000].size() - why.size()), why);
+  EXPECT_EQ(lines[1001].substr(lines[1001].size() - why.size()), why);
+  EXPECT_NE(lines[1001].find(": reply 2002 at offset "), std::string::npos) << lines[1001];
+  EXPECT_EQ(lines[1002].find("tesview: 1 more reply like that: Id 10"), 0U) << lines[1002];
 }
 
 }  // namespace

@@ -117,6 +117,13 @@ TEST(Filter, AnIdBehindAnotherFieldIsFound) {
   EXPECT_EQ(result.out, "{\"Id\": 22, \"Obj\": \"A\"}\n");
 }
 
+TEST(Filter, AReplyWithoutAnIdIsOfNoneThatIsWanted) {
+  const std::string stream = Framed(MixedReply(1)) + Framed("\x12\x01\x41") + Framed(MixedReply(2));
+  const Result result = ViewBytes(stream, {"--from", "delimited", "--id", "22", "--json"});
+  EXPECT_EQ(result.out, "{\"Id\": 22, \"ObjCount\": 1}\n{\"Id\": 22, \"ObjCount\": 2}\n");
+  EXPECT_EQ(result.err, "");
+}
+
 TEST(Filter, TakesEveryFormOfInput) {
   const std::string lines = "10:00 08162801\n10:01 08172803\n10:02 08162804\n";
   EXPECT_EQ(ViewBytes(lines, {"--from", "lines", "--id", "22", "--skip", "1", "--json"}).out,

@@ -135,6 +135,16 @@ TEST_F(Html, NoTextOfTheWireIsMarkup) {
   EXPECT_EQ(CountOf("<script", page), CountOf("</script>", page));
 }
 
+TEST_F(Html, EndsWhereItIsFull) {
+  // 10,000 replies are listed.
+  const Result result =
+      ViewBytes(StreamOf(Reply("Id: 168 RepDataRoomOperationSuccess { }"), 10'001), {"-o", path_});
+  EXPECT_EQ(result.code, 1);
+  EXPECT_EQ(result.err,
+            "tesview: the report is full: it ends after 10000 replies, and what follows was not read\n");
+  EXPECT_EQ(CountOf("{\"id\":168,", Slurp(path_)), 10'000U);
+}
+
 TEST_F(Html, OpenStartsTheDesktopsProgramWithTheFile) {
   Write("bin/xdg-open", "#!/bin/sh\nprintf '%s' \"$1\" > \"$0.said\"\n");
   fs::permissions(directory_ + "/bin/xdg-open", fs::perms::owner_all);
@@ -145,6 +155,13 @@ TEST_F(Html, OpenStartsTheDesktopsProgramWithTheFile) {
   for (int i = 0; i < 100 && (!fs::exists(said) || fs::file_size(said) == 0); ++i)
     usleep(50'000);
   EXPECT_EQ(Slurp(said), path_);
+  // A name that looks like an option is none.
+  fs::remove(said);
+  how.directory = directory_;
+  ASSERT_EQ(View({"--open", "--output=-a.html", directory_ + "/a.bin"}, how).code, 0);
+  for (int i = 0; i < 100 && (!fs::exists(said) || fs::file_size(said) == 0); ++i)
+    usleep(50'000);
+  EXPECT_EQ(Slurp(said), "./-a.html");
   how.environment = {"PATH=/nowhere"};
   const Result none =
       View({"--to", "html", "--open", "--force", "-o", path_, Write("a.bin", TwoKlines())}, how);

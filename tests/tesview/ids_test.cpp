@@ -104,6 +104,8 @@ TEST(Ids, AreLinesOfAlignedWords) {
 TEST(Ids, AreFoundByWhatTheyAreInAnyLetters) {
   const std::string found = View({"ids", "CandleSTICKS of one"}).out;
   EXPECT_EQ(found, View({"ids", "21"}).out);
+  // An empty word is in every name.
+  EXPECT_EQ(View({"ids", ""}).out, View({"ids"}).out);
   // A number is no part of a name.
   EXPECT_EQ(LinesOf(View({"ids", "4"}).out).size(), 2U);
 }

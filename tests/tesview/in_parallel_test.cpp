@@ -47,6 +47,26 @@ TEST_F(Files, ManyJobsGiveTheOutputOfOne) {
   }
 }
 
+TEST_F(Files, ManyJobsShowEveryFormAsOneDoes) {
+  const std::string path = Write("a.stream", StreamOf(TwoKlines(), 300));
+  for (const char* to : {"csv", "tsv", "bin", "text", "pretty"}) {
+    const Result one = View({"--to", to, path});
+    EXPECT_EQ(one.code, 0) << to;
+    EXPECT_EQ(View({"--to", to, "--jobs", "3", path}).out, one.out) << to;
+  }
+}
+
+// Files of more than 16 MB are read while replies are shown, without being asked to.
+TEST_F(Files, ALargeFileComesOutInItsOrder) {
+  std::string stream;
+  for (int i = 0; stream.size() < 17'000'000; ++i)
+    stream +=
+        Framed(Reply("Id: 22 ObjCount: " + std::to_string(i) + " Obj: '" + std::string(1000, 'x') + "'"));
+  const Result result = View({"--to", "bin", Write("a.stream", stream)});
+  EXPECT_EQ(result.code, 0) << result.err;
+  EXPECT_TRUE(result.out == stream);
+}
+
 TEST_F(Files, AnInterruptLeavesWholeLines) {
   const int count = 30000;
   const std::string path = Write("a.stream", StreamOf(TwoKlines(), count));

@@ -87,14 +87,18 @@ inline std::string Prices() {
 
 // A wire table of a few bytes for each row and each column: so many rows, by the values of the first column,
 // and as many columns.
-inline std::string SquareTable(int size) {
+inline std::string SquareOf(int size) {
   std::string table = "Info { Name: 'A' Type: 105 } Data { Index: 0";
   for (int i = 0; i < size; ++i)
     table += " iValues: 0";
   table += " }";
   for (int i = 1; i < size; ++i)
     table += " Info { Type: 105 } Data { Index: " + std::to_string(i) + " }";
-  return Wire(table);
+  return table;
+}
+
+inline std::string SquareTable(int size) {
+  return Wire(SquareOf(size));
 }
 
 // A line of shell with the program in $0; the input is `bytes`.

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "tests/support/arrow_reader.h"
 #include "tests/support/program.h"
 #include "tests/support/viewer.h"
 #include "tests/tesview/inputs.h"
@@ -13,6 +14,7 @@ using program::Result;
 using viewer::Framed;
 using viewer::kSanitized;
 using viewer::LinesOf;
+using viewer::P;
 using viewer::Shell;
 using viewer::SmallTable;
 using viewer::ViewBytes;
@@ -30,6 +32,92 @@ TEST(Hostile, MoreCellsThanAnybodyReadsAreRefused) {
   }
   EXPECT_EQ(LinesOf(ViewBytes(reply, {"--to", "csv", "--head", "2"}).out).size(), 3u);
   EXPECT_EQ(LinesOf(ViewBytes(reply, {"--to", "csv", "--columns", "A"}).out).size(), 4001u);
+}
+
+constexpr char kTooLarge[] =
+    "tesview: (standard input): too large to be shown as a whole; take --head, --columns or --path\n";
+
+TEST(Hostile, CellsOfTablesInsideCount) {
+  // 4,000 rows of 4,000 columns again, in the second column of a table of one row.
+  const std::string reply = Wire(
+      "Info { Name: 'A' Type: 105 } Info { Name: 'T' Type: 116 } Data { Index: 0 iValues: 0 }"
+      "Data { Index: 1 tValues { " +
+      viewer::SquareOf(4000) + " } }");
+  EXPECT_EQ(ViewBytes(reply, {"--to", "csv"}).err, kTooLarge);
+}
+
+TEST(Hostile, MoreCellsThanAnybodyComparesAreRefused) {
+  // By 32 conditions in 310,000 rows: over 10 million.
+  std::string table = "Info { Name: 'A' Type: 105 } Data { Index: 0";
+  for (int i = 0; i < 310'000; ++i)
+    table += " iValues: 0";
+  const std::string reply = Wire(table + " }");
+  viewer::Strings arguments{"--to", "csv", "--where", "A = 1"};
+  EXPECT_EQ(ViewBytes(reply, arguments).err, "");
+  for (int i = 2; i <= 32; ++i)
+    arguments.insert(arguments.end(), {"--where", "A = " + std::to_string(i)});
+  EXPECT_EQ(ViewBytes(reply, arguments).err, kTooLarge);
+}
+
+TEST(Hostile, ArrowGoesOnBehindATableThatIsTooSparse) {
+  // So many rows by the first column's values, and 1,000 columns with one value each: arrays have room for
+  // all rows of each, which is 24 MB of 3,000 rows from some 15 KB.
+  const auto sparse = [](int rows) {
+    std::string table = "Info { Name: 'A' Type: 105 } Data { Index: 0";
+    for (int i = 0; i < rows; ++i)
+      table += " iValues: " + P(25, 1);
+    table += " }";
+    for (int i = 1; i < 1000; ++i)
+      table += " Info { Type: 105 } Data { Index: " + std::to_string(i) + " iValues: 0 }";
+    return Framed(Wire(table));
+  };
+  const std::string stream = sparse(1) + sparse(3000) + sparse(1);
+  const std::string why = "tesview: (standard input): reply 2 at offset " + std::to_string(sparse(1).size()) +
+                          ": its table is too deep, too sparse or too large to be handed out as arrays\n";
+  const std::string first = R"({"_reply":1,"A":2.5})";
+  for (const char* jobs : {"1", "2"}) {
+    const viewer::Strings arguments{"--to", "arrow", "--columns", "A", "--jobs", jobs};
+    const Result result = ViewBytes(stream, arguments);
+    EXPECT_EQ(result.err, why);
+    EXPECT_EQ(result.code, 1);
+    EXPECT_EQ(arrow_reader::RowsOf(result.out), (viewer::Strings{first, R"({"_reply":3,"A":2.5})"}));
+    viewer::Strings strict = arguments;
+    strict.push_back("--strict");
+    const Result ended = ViewBytes(stream, strict);
+    EXPECT_EQ(ended.err, why);
+    EXPECT_EQ(arrow_reader::RowsOf(ended.out), viewer::Strings{first});
+  }
+}
+
+TEST(Hostile, MoreTablesThanAnybodyLooksIntoAreRefused) {
+  // 4,000 rows and 4,000 columns of tables, none of which is there: 16 million places to look for a column.
+  std::string table = "Info { Name: 'A' Type: 105 } Data { Index: 0";
+  for (int i = 0; i < 4000; ++i)
+    table += " iValues: 0";
+  table += " }";
+  for (int i = 1; i < 4000; ++i)
+    table += " Info { Type: 116 } Data { Index: " + std::to_string(i) + " }";
+  EXPECT_EQ(ViewBytes(Wire(table), {"--to", "csv", "--where", "Nothing = 1"}).err.find(kTooLarge), 0U);
+  const Result counted = ViewBytes(Wire(table), {"stat", "--rows"});
+  EXPECT_EQ(counted.err, "tesview: (standard input): too large to be counted\n");
+  EXPECT_EQ(counted.code, 1);
+}
+
+TEST(Hostile, ArrowGoesOnBehindMoreThanAnybodyCompares) {
+  // The same comparisons hold in each row of the first and the last table.
+  const std::string small = Wire("Info { Name: 'A' Type: 105 } Data { Index: 0 iValues: 0 }");
+  std::string table = "Info { Name: 'A' Type: 105 } Data { Index: 0";
+  for (int i = 0; i < 320'000; ++i)
+    table += " iValues: 0";
+  viewer::Strings arguments{"--to", "arrow"};
+  for (int i = 1; i <= 32; ++i)
+    arguments.insert(arguments.end(), {"--where", "A > -" + std::to_string(i)});
+  const Result result = ViewBytes(Framed(small) + Framed(Wire(table + " }")) + Framed(small), arguments);
+  EXPECT_EQ(result.err, "tesview: (standard input): reply 2 at offset " + std::to_string(small.size() + 1) +
+                            ": too large to be compared\n");
+  EXPECT_EQ(result.code, 1);
+  EXPECT_EQ(arrow_reader::RowsOf(result.out),
+            (viewer::Strings{R"({"_reply":1,"A":0})", R"({"_reply":3,"A":0})"}));
 }
 
 TEST(Hostile, TextRepeatedWithoutEndIsRefused) {

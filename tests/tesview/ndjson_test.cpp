@@ -73,6 +73,57 @@ TEST(Ndjson, LayoutsOfOneIdMayChangeFromReplyToReply) {
   EXPECT_EQ(ViewBytes(stream, {"--to", "ndjson"}).out, expected);
 }
 
+TEST(Ndjson, LayoutsThatTakeOneAnothersMemoryDiffer) {
+  // Specs of more than 4 KB are not remembered: the next one is made where the last one was.
+  std::string stream;
+  std::string expected;
+  for (int i = 0; i < 12; ++i) {
+    const std::string name(5000, static_cast<char>('a' + i % 3));
+    stream += Framed(Wire("Info { Name: '" + name + "' Type: 115 } Data { Index: 0 sValues: 'v' }"));
+    expected +=
+        "{\"_reply\":" + std::to_string(i + 1) + ",\"_id\":3,\"_row\":\"0\",\"" + name + "\":\"v\"}\n";
+  }
+  EXPECT_EQ(ViewBytes(stream, {"--to", "ndjson", "-j1"}).out, expected);
+}
+
+TEST(Ndjson, WhatALargeReplyLeftBehindIsInNoOther) {
+  // A name of which the keys take more room than is kept, and 1,500,000 bytes: 'yyy' is eXl5 in base64.
+  const std::string name(900'000, 'n');
+  const std::string named = Wire("Info { Name: '" + name + "' Type: 115 } Data { Index: 0 sValues: 'v' }");
+  std::string base64;
+  for (int i = 0; i < 500'000; ++i)
+    base64 += "eXl5";
+  const std::string stream = Framed(named) + Framed(viewer::Prices()) + Framed(named) +
+                             Framed(viewer::LargeReply(1'500'000)) + Framed(viewer::Prices());
+  const auto lines = viewer::LinesOf(ViewBytes(stream, {"--to", "ndjson"}).out);
+  ASSERT_EQ(lines.size(), 7U);
+  const auto line = [](int reply, int row, const std::string& cells) {
+    return "{\"_reply\":" + std::to_string(reply) + ",\"_id\":3,\"_row\":\"" + std::to_string(row) + "\"," +
+           cells + "}";
+  };
+  EXPECT_TRUE(lines[0] == line(1, 0, "\"" + name + "\":\"v\""));
+  EXPECT_EQ(lines[1], line(2, 0, "\"Price\":12.34"));
+  EXPECT_EQ(lines[2], line(2, 1, "\"Price\":0.5"));
+  EXPECT_TRUE(lines[3] == line(3, 0, "\"" + name + "\":\"v\""));
+  EXPECT_TRUE(lines[4] == line(4, 0, "\"Short\":\"x\",\"Long\":\"" + base64 + "\""));
+  EXPECT_EQ(lines[5], line(5, 0, "\"Price\":12.34"));
+}
+
+TEST(Ndjson, SeveralNumbersThatWereNotSentAreNull) {
+  const std::string reply = Reply("Id: 405 RepDataCaiWuShuJuFanHui { Crc32: 0 Data { DaiMa: 'A' } }");
+  EXPECT_EQ(ViewBytes(reply, {"--to", "ndjson", "--path", "0/Data", "--columns", "DaiMa,Data"}).out,
+            "{\"_id\":405,\"_row\":\"0/Data/0\",\"DaiMa\":\"A\",\"Data\":null}\n");
+}
+
+TEST(Ndjson, BytesThatWereNotSentAreNull) {
+  const std::string reply = Wire(
+      "Info { Name: 'N' Type: 115 } Info { Name: 'B' Type: 98 } Data { Index: 0 sValues: 'a' sValues: 'b' }"
+      "Data { Index: 1 bValues: 'yyy' }");
+  EXPECT_EQ(ViewBytes(reply, {"--to", "ndjson"}).out,
+            "{\"_id\":3,\"_row\":\"0\",\"N\":\"a\",\"B\":\"eXl5\"}\n"
+            "{\"_id\":3,\"_row\":\"1\",\"N\":\"b\",\"B\":null}\n");
+}
+
 TEST(Ndjson, AReplyWithoutATableIsOneLine) {
   EXPECT_EQ(ViewBytes(Reply("Id: 22"), {"--to", "ndjson"}).out,
             "{\"_id\":22,\"_row\":null,\"_json\":{\"Id\": 22}}\n");
@@ -88,6 +139,8 @@ TEST(Ndjson, ControlCharactersAreEscapedWhateverElseIsThere) {
   EXPECT_EQ(line("a\\177b"), start + "a\\u007fb\"}\n");
   EXPECT_EQ(line("\\177"), start + "\\u007f\"}\n");
   EXPECT_EQ(line("\\001\\037\\n"), start + "\\u0001\\u001f\\n\"}\n");
+  EXPECT_EQ(line("a\\\\b"), start + "a\\\\b\"}\n");
+  EXPECT_EQ(line("a\"b"), start + "a\\\"b\"}\n");
   // The first and the last character that stay as they are.
   EXPECT_EQ(line(" ~"), start + " ~\"}\n");
 }

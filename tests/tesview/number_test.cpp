@@ -16,11 +16,24 @@ using viewer::Strings;
 using viewer::View;
 
 TEST(Number, UnpacksAsTheTableOfScalesSays) {
-  const std::vector<std::pair<std::string, std::string>> rows{
-      {"0x4D2", "12.34"},  {"0x104D2", "123.4"},   {"0x304D2", "1.234"},   {"0x104E240", "12.3456"},
-      {"0xA04D2", "1234"}, {"0x1004D2", "-12.34"}, {"0xF004D2", "-12.34"}, {"0x1001170", "700"},
-      {"0x0", "0"},        {"0x20000", "none"},    {"0xB0000", "none"},    {"-1", "none"},
-      {"0xFA", "2.5"},     {"0x100096", "-1.5"},   {"0x100078", "-1.2"},   {"1234", "12.34"}};
+  const std::vector<std::pair<std::string, std::string>> rows{{"0x4D2", "12.34"},
+                                                              {"0x104D2", "123.4"},
+                                                              {"0x304D2", "1.234"},
+                                                              {"0x104E240", "12.3456"},
+                                                              {"0xA04D2", "1234"},
+                                                              {"0x1004D2", "-12.34"},
+                                                              {"0xF004D2", "-12.34"},
+                                                              {"0x1001170", "700"},
+                                                              {"0x0", "0"},
+                                                              {"0x20000", "none"},
+                                                              {"0xB0000", "none"},
+                                                              {"-1", "none"},
+                                                              {"0xFA", "2.5"},
+                                                              {"0x100096", "-1.5"},
+                                                              {"0x100078", "-1.2"},
+                                                              {"1234", "12.34"},
+                                                              // No base of eight: 100 hundredths.
+                                                              {"0100", "1"}};
   Strings arguments{"number"};
   std::string expected;
   for (const auto& [raw, number] : rows) {
@@ -43,6 +56,9 @@ TEST(Number, PackedSaysScaleAndSign) {
       std::string::npos);
   EXPECT_NE(View({"number", "--packed", "0xB0000"}).out.find("  scale     code 11: invalid\n"),
             std::string::npos);
+  EXPECT_NE(
+      View({"number", "--packed", "0x104D2"}).out.find("  scale     code 1: 1 decimal, divided by 10\n"),
+      std::string::npos);
   EXPECT_NE(View({"number", "--packed", "-1"}).out.find("  scale     bit 63 is set: no packed decimal\n"),
             std::string::npos);
 }
@@ -87,6 +103,12 @@ TEST(Number, IsPackedWithinFiftyFiveBitsAndNinePlaces) {
         << result.err;
     EXPECT_EQ(result.code, 2) << wrong;
   }
+}
+
+TEST(Number, AMinusBeforeAPointIsNoOption) {
+  // Mantissa 5, scale code 1, sign 1.
+  EXPECT_EQ(View({"number", "--pack", "-.5"}).out, std::to_string(0x110000 | 5) + "\n");
+  EXPECT_EQ(View({"number", "-x"}).err, "tesview: unknown option -x (tesview --help tells more)\n");
 }
 
 TEST(Number, PackedShowsAMantissaOfMoreThanSixteenBits) {

@@ -111,6 +111,9 @@ TEST(Numbers, IntegersAndDecimals) {
 TEST(Numbers, FloatsAreWholeUpToTwentyFourBits) {
   EXPECT_EQ(Written(16777215.0F), "16777215");
   EXPECT_EQ(Written(-16777216.0F), "-16777216");
+  EXPECT_EQ(Written(0.0F), "0");
+  EXPECT_EQ(Written(-0.0F), "-0");
+  EXPECT_EQ(Written(-std::numeric_limits<float>::infinity()), "-inf");
   EXPECT_EQ(Written(16777218.0F), "16777218");
   // Above, fewer digits may give the float back: the next ones to 134,217,728 are 8 below and 16 above.
   EXPECT_EQ(Written(134217728.0F), "134217730");

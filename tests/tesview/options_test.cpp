@@ -48,6 +48,13 @@ TEST(WrongUsage, IsOneLineThatHelps) {
       {{"shema", "21"}, "no file or command is called \"shema\"; did you mean \"schema\"?"},
       {{"help"}, "no file or command is called \"help\""},
       {{"pack", "a", "b"}, "raw holds one reply; several FILEs take --to delimited, hex or base64"},
+      {{"ids", "--tabel"}, "unknown option --tabel; did you mean \"--table\"?"},
+      {{"stat", "--jbos=3", "a"}, "unknown option --jbos; did you mean \"--jobs\"?"},
+      {{"--jbos=3", "number", "5"}, "unknown option --jbos; did you mean \"--jobs\"?"},
+      // A name that is shorter than any ending.
+      {{"-o", "x"},
+       "the ending of \"x\" tells no form; take --to with it, or one of .csv, .tsv, .ndjson, .jsonl, .arrow, "
+       ".arrows, .json, .html, .txt, .txtpb, .bin"},
   };
   for (const Usage& each : cases) {
     const Result result = View(each.arguments);
@@ -126,6 +133,10 @@ TEST(WrongUsage, WordsThatAnOptionTakesAreListed) {
 
 TEST(WrongUsage, WhatDoesNotGoTogetherIsSaid) {
   const std::string rows = "--to arrow takes no --head or --tail: its readers choose rows";
+  const std::string chosen =
+      "--type, --decode, --path, --columns, --head and --tail choose from a table; take --to table, ndjson, csv, tsv or arrow";
+  const std::string summary = "a summary takes no --decode, --path, --columns, --head or --tail";
+  const std::string page = "--to html takes no --path, --columns, --head or --tail; choose in the page";
   const std::vector<Usage> cases{
       {{"--unpack", "A"}, "--unpack takes --decode with it"},
       {{"--to", "ndjson", "--csv-safe"}, "--csv-safe takes --to csv or tsv"},
@@ -133,8 +144,20 @@ TEST(WrongUsage, WhatDoesNotGoTogetherIsSaid) {
       {{"--to", "arrow", "--tail", "0"}, rows},
       {{"--json", "--pretty"}, "only one of --table, --json and --pretty can be had"},
       {{"--table", "--pretty"}, "only one of --table, --json and --pretty can be had"},
-      {{"--json", "--decode"},
-       "--type, --decode, --path, --columns, --head and --tail choose from a table; take --to table, ndjson, csv, tsv or arrow"},
+      {{"--json", "--decode"}, chosen},
+      {{"--json", "--head", "0"}, chosen},
+      {{"--json", "--tail", "0"}, chosen},
+      {{"--pretty", "--path", "0/Data"}, chosen},
+      {{"--to", "text", "--columns", "A"}, chosen},
+      {{"--to", "bin", "--type", "Token"}, chosen},
+      {{"--to", "summary", "--columns", "A"}, summary},
+      {{"--to", "summary", "--tail", "0"}, summary},
+      {{"--to", "html", "--path", "0/Data"}, page},
+      {{"--to", "html", "--columns", "A"}, page},
+      {{"--to", "html", "--head", "0"}, page},
+      {{"--to", "html", "--tail", "0"}, page},
+      {{"--to", "arrow", "--where", "A=1", "--skip", "1"},
+       "--to arrow takes --where without --skip and --limit"},
   };
   for (const Usage& each : cases) {
     const Result result = View(each.arguments);
@@ -167,6 +190,23 @@ TEST(Usage, OfAnOptionThatIsGivenTwiceTheLastCounts) {
       ViewBytes(Prices(), {"--to", "json", "--head", "5", "--columns", "None", "--from", "text", "--to",
                            "csv", "--head", "1", "--columns", "Price", "--from", "raw"});
   EXPECT_EQ(result.out, "Price\n12.34\n") << result.err;
+}
+
+TEST(Usage, AWordThatIsNearNoCommandIsAFile) {
+  const Result result = View({"zzqqxx"});
+  EXPECT_EQ(result.err, "tesview: zzqqxx: cannot open it: No such file or directory\n");
+  EXPECT_EQ(result.code, 3);
+}
+
+TEST(Usage, ATerminalGetsNoBytesOfReplies) {
+  if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
+  program::How how = viewer::InTerminal(80);
+  how.input = Prices();
+  const Result result = View({"--to", "bin"}, how);
+  EXPECT_EQ(result.code, 2);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err,
+            "tesview: a terminal cannot show bytes; take -o FILE or a pipe (tesview --help tells more)\n");
 }
 
 TEST(Usage, ATerminalGetsNoPage) {

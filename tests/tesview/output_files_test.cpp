@@ -55,6 +55,17 @@ TEST_F(OutputFiles, TheEndingOfTheNameTellsTheForm) {
   EXPECT_FALSE(fs::exists(Path("b.xls")));
 }
 
+TEST_F(OutputFiles, AFormThatIsAskedForIsTakenWhateverTheName) {
+  const std::string reply = Reply("Id: 22");
+  ASSERT_EQ(ViewBytes(reply, {"--json", "-o", Path("a")}).code, 0);
+  EXPECT_EQ(Slurp(Path("a")), "{\"Id\": 22}\n");
+  ASSERT_EQ(ViewBytes(reply, {"--pretty", "-o", Path("b.csv")}).code, 0);
+  EXPECT_EQ(Slurp(Path("b.csv")), "{\n  \"Id\": 22\n}\n");
+  ASSERT_EQ(ViewBytes(Prices(), {"--table", "-o", Path("c.json")}).code, 0);
+  const std::string table = Slurp(Path("c.json"));
+  EXPECT_EQ(table.substr(table.find('\n') + 1), "#  Price\n0  12.34\n1   0.5\n");
+}
+
 TEST_F(OutputFiles, BinIsTheRepliesThemselves) {
   // A log becomes a stream; a reply that is damaged inside stays what it is.
   const std::string stream = Framed(Reply("Id: 22")) + Framed("\x08\x15\xff") + Framed(TwoKlines());

@@ -1,6 +1,7 @@
 // Outputs by themselves: in pieces, compressed, in many files.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -183,6 +184,19 @@ TEST_F(SplitParts, HaveOneHeader) {
   EXPECT_EQ(ContentOf(directory_ + "/b.csv"), "start other\n4\n");
 }
 
+TEST_F(SplitParts, AreNoMoreThanAHundredThousand) {
+  SplitFiles files(directory_ + "/{obj}", false, "");
+  for (int i = 0; i < 100'000; ++i)
+    ASSERT_TRUE(files.Add({{"{obj}", std::to_string(i)}}, "", ""));
+  EXPECT_TRUE(files.Add({{"{obj}", "0"}}, "", ""));
+  try {
+    files.Add({{"{obj}", "one more"}}, "", "");
+    ADD_FAILURE() << "it is taken";
+  } catch (const tesview::OutputError& error) {
+    EXPECT_STREQ(error.what(), "--split-by would make more than 100000 files");
+  }
+}
+
 TEST_F(SplitParts, AreNamedByAllPlaceholders) {
   SplitFiles files(directory_ + "/{obj}-{obj}{date}{}.csv", false, "");
   EXPECT_TRUE(files.Add({{"{obj}", "a"}, {"{date}", "b"}}, "", "x"));
@@ -250,6 +264,24 @@ TEST_F(Leftovers, AreAFile) {
   tesview::ForgetLeftover();
   tesview::RemoveLeftover();
   EXPECT_TRUE(fs::exists(kept));
+}
+
+TEST_F(Leftovers, HaveRoomForANumberBehindThem) {
+  // Of the 4,096 bytes that a path may have, with its zero, 16 are kept for a number, and one for the slash.
+  const size_t longest = 4096 - 17;
+  std::string folder = directory_;
+  while (longest - folder.size() > 256)
+    folder += "/" + std::string(std::min<size_t>(200, longest - folder.size() - 3), 'd');
+  fs::create_directories(folder);
+  const std::string kept = folder + "/" + std::string(longest - folder.size() - 1, 'f');
+  const std::string longer = kept + "f";
+  for (const std::string& path : {kept, longer}) {
+    std::ofstream(path) << "x";
+    tesview::KeepLeftover(path);
+    tesview::RemoveLeftover();
+    EXPECT_EQ(fs::exists(path), path == longer);
+    tesview::ForgetLeftover();
+  }
 }
 
 TEST_F(Leftovers, AreADirectoryOfNumberedFiles) {

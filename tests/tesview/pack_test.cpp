@@ -73,6 +73,11 @@ TEST_F(Files, PackSaysWhatItCannotReadOrWrite) {
   EXPECT_EQ(bad.err.find("tesview: " + wrong + ": line 1, column 5: "), 0U) << bad.err;
   EXPECT_EQ(bad.out, "");
   EXPECT_EQ(bad.code, 1);
+  How how;
+  how.input = "Id: x";
+  const Result input = View({"pack", "-"}, how);
+  EXPECT_EQ(input.err.find("tesview: (standard input): line 1, column 5: "), 0U) << input.err;
+  EXPECT_EQ(input.code, 1);
 }
 
 }  // namespace

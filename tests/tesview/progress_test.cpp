@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <regex>
 #include <string>
 #include <thread>
 
@@ -21,17 +22,20 @@ using viewer::Reply;
 using viewer::StreamOf;
 using viewer::View;
 
+// Eight replies in about a second.
+void FeedSlowly(int fd) {
+  const std::string reply = Framed(Reply("Id: 22"));
+  for (int i = 0; i < 8; ++i) {
+    if (write(fd, reply.data(), reply.size()) < 0) return;
+    std::this_thread::sleep_for(std::chrono::milliseconds(120));
+  }
+}
+
 TEST(Terminal, ProgressIsOnStandardErrorWhenTheWorkIsLong) {
   if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
   How how;
   how.terminal_err = true;
-  how.feed = [](int fd) {
-    const std::string reply = Framed(Reply("Id: 22"));
-    for (int i = 0; i < 8; ++i) {
-      if (write(fd, reply.data(), reply.size()) < 0) return;
-      std::this_thread::sleep_for(std::chrono::milliseconds(120));
-    }
-  };
+  how.feed = FeedSlowly;
   const Result slow = View({"--json", "--from", "delimited"}, how);
   EXPECT_EQ(LinesOf(slow.out).size(), 8u);
   EXPECT_NE(slow.err.find(" replies  "), std::string::npos) << slow.err;
@@ -41,6 +45,21 @@ TEST(Terminal, ProgressIsOnStandardErrorWhenTheWorkIsLong) {
   fast.terminal_err = true;
   fast.input = Reply("Id: 22");
   EXPECT_EQ(View({"--json"}, fast).err, "");
+}
+
+// Where the output goes to the same terminal there is none.
+TEST_F(Files, ProgressIsShownBesideAFileAndNotBesideLinesInTheTerminal) {
+  if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
+  How how;
+  how.terminal_out = true;
+  how.terminal_err = true;
+  how.feed = FeedSlowly;
+  const Result lines = View({"--json", "--from", "delimited"}, how);
+  EXPECT_EQ(LinesOf(lines.out).size(), 8U);
+  EXPECT_EQ(lines.err, "");
+  const Result file = View({"--from", "delimited", "-o", directory_ + "/a.json"}, how);
+  EXPECT_EQ(file.out, "");
+  EXPECT_NE(file.err.find(" replies  "), std::string::npos) << file.err;
 }
 
 TEST_F(Files, ProgressOfAFileSaysPartAndTimeLeft) {
@@ -54,6 +73,24 @@ TEST_F(Files, ProgressOfAFileSaysPartAndTimeLeft) {
   EXPECT_NE(result.err.find("% "), std::string::npos) << result.err;
   EXPECT_NE(result.err.find(" of 3.0 kB"), std::string::npos) << result.err;
   EXPECT_NE(result.err.find(" left"), std::string::npos) << result.err;
+}
+
+TEST_F(Files, ProgressTellsAsManyRepliesAsThereAreInTheBytes) {
+  if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
+  // 1,500 replies of 2 bytes and one of length each.
+  const std::string path = Write("a.stream", StreamOf(Reply("Id: 22"), 1500));
+  How how;
+  how.terminal_err = true;
+  how.columns = 100;
+  const std::string drawn = View({"--json", "--progress", "always", path}, how).err;
+  const std::regex line("([0-9.]+) (k?)B of 4\\.5 kB  ([0-9]+) repl");
+  int lines = 0;
+  for (std::sregex_iterator at(drawn.begin(), drawn.end(), line), end; at != end; ++at, ++lines) {
+    const double bytes = std::stod((*at)[1]) * ((*at)[2].length() == 0 ? 1 : 1000);
+    // Of kilobytes one place is shown.
+    EXPECT_NEAR(3 * std::stod((*at)[3]), bytes, 50.1) << drawn;
+  }
+  EXPECT_GE(lines, 2) << drawn;
 }
 
 // However long it takes.

@@ -6,17 +6,22 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <utility>
 
 #include "replies/encodings.h"
+#include "tests/support/replies.h"
 #include "tests/support/viewer.h"
 #include "tesview/report/embedded.h"
+#include "tesview/show/show.h"
+#include "tesview/show/where.h"
 #include "tesview/terminal/output_file.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using test_replies::Reply;
 using tesview::AppendEmbeddedString;
 using tesview::EmbeddedBlock;
 using tesview::FileIsThere;
@@ -83,6 +88,20 @@ class Reports : public viewer::Files {
     return part;
   }
 
+  // A report of so many tables of an Id.
+  std::string TextOfTables(int32_t id, uint64_t count) {
+    Output output(fd_);
+    Report report(&output, {10, 1000});
+    ReportPart part;
+    part.id = id;
+    part.table = "bytes";
+    for (uint64_t number = 1; number <= count; ++number)
+      report.Add(Numbered(number), part);
+    report.End();
+    output.Flush();
+    return Slurped(path_);
+  }
+
   std::string path_;
   int fd_ = -1;
 };
@@ -108,16 +127,7 @@ TEST_F(Reports, WhatDoesNotFitIsListedWithoutItsData) {
 }
 
 TEST_F(Reports, ColumnsAreToldInTheOrderOfThePage) {
-  Output output(fd_);
-  Report report(&output, {10, 1000});
-  ReportPart part;
-  part.id = 21;
-  part.table = "bytes";
-  report.Add(Numbered(1), part);
-  report.Add(Numbered(2), part);
-  report.End();
-  output.Flush();
-  const std::string text = Slurped(path_);
+  const std::string text = TextOfTables(21, 2);
   const std::string table =
       "\"kinds\":{\"21/0\":[{\"path\":\"\",\"english\":\"Candlesticks\",\"chinese\":\"K线\","
       "\"rows\":\"one for each instrument\",\"columns\":["
@@ -129,6 +139,29 @@ TEST_F(Reports, ColumnsAreToldInTheOrderOfThePage) {
   EXPECT_NE(at, std::string::npos) << text.substr(text.find("\"kinds\""), 600);
   // Once for both.
   EXPECT_EQ(text.find(table, at + 1), std::string::npos);
+}
+
+TEST_F(Reports, NumbersOfACellAreToldOneByOne) {
+  const std::string text = TextOfTables(405, 1);
+  const std::string elements =
+      "[1,\"Report date\",\"报告日期\",\"\",\"yyyymmdd ?\",\"BaoGaoRiQi\"],"
+      "[2,";
+  EXPECT_NE(text.find(elements), std::string::npos) << text.substr(text.find("\"kinds\""), 3000);
+}
+
+TEST_F(Reports, BlocksAreNumbered) {
+  Output output(fd_);
+  Report report(&output, {10, 1000});
+  ReportPart part = TreeOf(30);
+  part.table = "bytes";
+  report.Add(Numbered(1), part);
+  report.Add(Numbered(2), TreeOf(30));
+  report.End();
+  output.Flush();
+  const std::string text = Slurped(path_);
+  EXPECT_NE(text.find(",\"table\":0,\"tree\":1}"), std::string::npos) << text;
+  EXPECT_NE(text.find(",\"tree\":2}"), std::string::npos) << text;
+  EXPECT_NE(text.find("id=\"d2\""), std::string::npos);
 }
 
 TEST_F(Reports, AReportIsFullAtItsLastReply) {
@@ -144,6 +177,17 @@ TEST_F(Reports, AReportIsFullAtItsLastReply) {
   EXPECT_NE(text.find("\"failure\":\"a.stream: reply 2: \\u003cb\\u003e\""), std::string::npos) << text;
   EXPECT_NE(text.find("\"full\":true"), std::string::npos);
   EXPECT_EQ(report.LeftOut(), "the report is full: it ends after 2 replies, and what follows was not read");
+}
+
+TEST_F(Reports, MayLeaveOutDataAndEnd) {
+  Output output(fd_);
+  Report report(&output, {1, 10});
+  report.Add(Numbered(1), TreeOf(30));
+  EXPECT_THROW(report.Add(Numbered(2), TreeOf(3)), ReportFull);
+  report.End();
+  EXPECT_EQ(report.LeftOut(),
+            "the report lists 1 of 1 replies without their data, as it takes 0 MB at most; it ends after 1 "
+            "replies, and what follows was not read");
 }
 
 TEST_F(Reports, ATableOfArrowIsAStreamOfOneBatch) {
@@ -165,6 +209,111 @@ TEST_F(Reports, TablesInOneColumnThatDifferAreNoTableOfArrow) {
   std::string error;
   EXPECT_FALSE(tesview::TableToIpc(std::move(table), &ipc, &error));
   EXPECT_EQ(error, "tables in one of its columns differ in their columns");
+}
+
+TEST_F(Reports, TablesThatAreNestedTooDeepAreNoTableOfArrow) {
+  // 40 levels of tables, of which Arrow's readers take 31 or so.
+  tsl_base::Table table("A:i", 1);
+  for (int i = 0; i < 40; ++i) {
+    tsl_base::Table outer("T:t", 1);
+    ASSERT_TRUE(outer.attach(0, 0, std::move(table)));
+    table = std::move(outer);
+  }
+  std::string ipc;
+  std::string error;
+  EXPECT_FALSE(tesview::TableToIpc(std::move(table), &ipc, &error));
+  EXPECT_EQ(error, "its tables are too large or too deep");
+  EXPECT_EQ(ipc, "");
+}
+
+tesview::Shown InReport(const std::string& reply, tesview::View view = {}) {
+  view.to = tesview::To::kHtml;
+  Item item;
+  item.reply.bytes = reply;
+  return tesview::Show(view, item);
+}
+
+ReportPart PartOf(const std::string& reply) {
+  return InReport(reply).part;
+}
+
+TEST(ReportParts, ATableByTheSchemaAloneIsBesideTheTree) {
+  const ReportPart table = PartOf(Reply("Id: 28 RepDataPaiXu { Obj: 'A' } RepDataPaiXu { Obj: 'B' }"));
+  EXPECT_EQ(table.id, 28);
+  EXPECT_FALSE(table.decoded);
+  EXPECT_EQ(table.rows, 2);
+  EXPECT_EQ(table.columns, 4);
+  EXPECT_EQ(table.tree + table.note, "");
+  const std::string reply = Reply("Id: 22 RepDataQuoteTickSingle { Obj: 'A' }");
+  const ReportPart tree = PartOf(reply);
+  EXPECT_EQ(tree.id, 22);
+  EXPECT_TRUE(tree.decoded);
+  EXPECT_EQ(tree.rows, 1);
+  EXPECT_NE(tree.table, "");
+  EXPECT_EQ(tree.tree, "{\"Id\": 22, \"RepDataQuoteTickSingle\": [{\"Obj\": \"A\"}]}");
+  EXPECT_EQ(tree.note, "no table form");
+}
+
+TEST(ReportParts, WhatIsNoReplyHasAReason) {
+  EXPECT_EQ(InReport("\x08\x15\xff").error.find("not a reply: "), 0U);
+  EXPECT_EQ(InReport(Reply("Id: 22")).error, "");
+}
+
+TEST(ReportParts, RowsAreThoseThatComparisonsLeave) {
+  const auto shown = [](const std::string& where) {
+    auto comparisons = std::make_shared<tesview::Where>();
+    std::string error;
+    EXPECT_TRUE(comparisons->Add(where, &error)) << error;
+    tesview::View view;
+    view.where = comparisons;
+    return InReport(Reply("Id: 28 RepDataPaiXu { Obj: 'A' } RepDataPaiXu { Obj: 'B' }"), view);
+  };
+  const tesview::Shown one = shown("Obj=B");
+  EXPECT_FALSE(one.dropped);
+  EXPECT_EQ(one.part.rows, 1);
+  EXPECT_EQ(one.part.columns, 4);
+  const tesview::Shown none = shown("Obj=C");
+  EXPECT_TRUE(none.dropped);
+  EXPECT_EQ(none.part.table + none.error, "");
+}
+
+TEST(ReportParts, ATableOfATypeIsToldAsOne) {
+  const ReportPart part = PartOf(Reply("Id: 44 RepDataToken { Result: 7 Token: 't' Uid: 'u' Device: 'd' }"));
+  EXPECT_EQ(part.id, 44);
+  EXPECT_EQ(part.type, 5);
+  EXPECT_EQ(part.columns, 4);
+  EXPECT_FALSE(part.decoded);
+}
+
+TEST(ReportParts, ATypeThatGivesNoTableIsAnError) {
+  tesview::View view;
+  view.type = TPTypeToken;
+  const tesview::Shown shown = InReport(Reply("Id: 20 RepDataQuoteDynaSingle { Obj: 'A' }"), view);
+  EXPECT_EQ(shown.error, "Id 20 (QuoteDynaSingle) gives no table of type Token");
+}
+
+TEST(ReportParts, ATableThatCannotBeEmbeddedIsThereAsATree) {
+  // Two rows with a table in each, in which one cell holds a table: the one in it has other columns.
+  const auto row = [](const std::string& column) {
+    return "tValues { Info { Name: 'U' Type: 116 } Data { Index: 0 tValues { Info { Name: '" + column +
+           "' Type: 115 } Data { Index: 0 sValues: 'v' } } } } ";
+  };
+  const ReportPart part = PartOf(
+      Reply("Id: 3 Tbl { Info { Type: 116 } Data { Index: 0 tValues { Info { Name: 'T' Type: 116 } Data { "
+            "Index: 0 " +
+            row("A") + row("B") + "} } } }"));
+  EXPECT_EQ(part.note, "its table cannot be embedded: tables in one of its columns differ in their columns");
+  EXPECT_EQ(part.tree.find("{\"Id\": 3, \"Tbl\": {"), 0U) << part.tree;
+  // By the schema it is a table of its own kind.
+  EXPECT_TRUE(part.decoded);
+}
+
+TEST(ReportParts, APayloadWithoutFieldsIsATreeAlone) {
+  const ReportPart part = PartOf(Reply("Id: 168 RepDataRoomOperationSuccess { }"));
+  EXPECT_EQ(part.tree, "{\"Id\": 168, \"RepDataRoomOperationSuccess\": [{}]}");
+  EXPECT_EQ(part.table, "");
+  EXPECT_FALSE(part.decoded);
+  EXPECT_EQ(part.note, "no table form");
 }
 
 size_t FilesIn(const std::string& directory) {
@@ -215,6 +364,47 @@ TEST_F(OutputFiles, NotEvenWhatCameMeanwhile) {
   }
   EXPECT_EQ(Slurped(path), "of another");
   EXPECT_EQ(FilesIn(directory_), 1u);
+}
+
+TEST_F(OutputFiles, WhatIsCommittedClosesNothingElse) {
+  int other = -1;
+  {
+    OutputFile file(directory_ + "/a.html", false);
+    const int own = file.fd();
+    file.Commit();
+    other = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    EXPECT_EQ(other, own);
+  }
+  EXPECT_EQ(close(other), 0);
+}
+
+TEST_F(OutputFiles, WhatCannotBeNamedIsThereOrIsNot) {
+  const auto why = [this](const std::string& path) {
+    try {
+      tesview::NameFile(directory_ + "/none", path, false);
+    } catch (const OutputError& error) {
+      return std::string(error.what());
+    }
+    return std::string();
+  };
+  const std::string taken = Write("a.html", "old");
+  EXPECT_EQ(why(taken), "cannot write " + taken + ": File exists");
+  EXPECT_EQ(why(directory_ + "/b.html"), "cannot write " + directory_ + "/b.html: No such file or directory");
+}
+
+TEST_F(OutputFiles, NamesThatWereLeftBehindAreNotTaken) {
+  const std::string path = directory_ + "/a.html";
+  const std::string part = "a.html." + std::to_string(getpid()) + "-";
+  // The last of the hundred names that are tried is free, and then none.
+  for (int i = 0; i < 99; ++i)
+    Write(part + std::to_string(i) + ".part", "of another");
+  {
+    OutputFile file(path, false);
+    EXPECT_TRUE(fs::exists(directory_ + "/" + part + "99.part"));
+  }
+  Write(part + "99.part", "of another");
+  EXPECT_THROW(OutputFile(path, false), OutputError);
+  EXPECT_EQ(FilesIn(directory_), 100u);
 }
 
 TEST_F(OutputFiles, WhatIsNoFileIsNeverReplaced) {

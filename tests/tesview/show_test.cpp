@@ -45,6 +45,34 @@ TEST(NoTable, TheReasonIsFoundAndSaid) {
   EXPECT_EQ(ViewBytes(Reply("Id: 22"), {"--table"}).code, 1);
 }
 
+TEST(NoTable, JsonIsNoAnswerWhereSomethingOfATableWasAskedFor) {
+  const std::string no_table =
+      "tesview: (standard input): Id 22 (QuoteTickSingle): no table form; try --to json\n";
+  for (const Strings& choice : {Strings{"--path", "0/Data"}, {"--columns", "Obj"}}) {
+    for (const std::string to : {"table", "ndjson"}) {
+      const Result result = ViewBytes(Reply("Id: 22"), {"--to", to, choice[0], choice[1]});
+      EXPECT_EQ(result.err, no_table) << choice[0] << to;
+      EXPECT_EQ(result.out, "");
+      EXPECT_EQ(result.code, 1);
+    }
+  }
+}
+
+TEST(NoReply, IsSaidInEveryForm) {
+  const std::string in = "tesview: (standard input): not a reply: ";
+  const std::string cut("\x08\x14\xA2\x01\x02\x0A\x05");
+  const std::string where =
+      "the bytes end inside the field that begins at offset 5 in \"RepDataQuoteDynaSingle\" (7 bytes read)\n";
+  for (const Strings& form :
+       {Strings{"--decode"}, {"--to", "csv", "--decode"}, {"--to", "summary"}, {"--to", "ndjson"}}) {
+    Strings arguments{"--from", "raw"};
+    arguments.insert(arguments.end(), form.begin(), form.end());
+    EXPECT_EQ(ViewBytes(cut, arguments).err, in + where) << form.back();
+  }
+  EXPECT_EQ(ViewBytes("\x12\x01\x41", {"--from", "raw", "--to", "summary"}).err,
+            in + "required field \"Id\" is missing (3 bytes read)\n");
+}
+
 TEST(NoReply, WhatIsMissingOrWhereItBreaksIsSaid) {
   const std::string in = "tesview: (standard input): ";
   EXPECT_EQ(ViewBytes("", {"--from", "raw"}).err, in + "empty, 0 bytes\n");

@@ -137,14 +137,40 @@ TEST_F(Files, AnInterruptedOutputLeavesNothing) {
       arguments.insert(arguments.end(), output.begin(), output.end());
       Running viewer(arguments);
       viewer.Feed(StreamOf(TwoKlines(), 100));
-      Sleep(500);
+      for (int i = 0; i < 300 && fs::is_empty(directory_); ++i)
+        Sleep(100);
       EXPECT_FALSE(fs::is_empty(directory_)) << output.back();
+      Sleep(200);
       int by = 0;
       EXPECT_LT(viewer.Interrupt(signal, &by), kSoon);
       EXPECT_EQ(by, signal);
       EXPECT_TRUE(fs::is_empty(directory_)) << fs::directory_iterator(directory_)->path();
     }
   }
+}
+
+// As under nohup.
+TEST(Hangup, IsNoneForWhoeverIgnoredItBefore) {
+  int ready[2];
+  ASSERT_EQ(pipe2(ready, O_CLOEXEC), 0);
+  program::How how;
+  how.feed = [&](int fd) {
+    const std::string reply = Framed(viewer::Reply("Id: 22"));
+    char one = 0;
+    if (write(fd, reply.data(), reply.size()) < 0 || read(ready[0], &one, 1) != 1) return;
+    program::WriteTimes(fd, reply, 1);
+  };
+  how.after = 1;
+  how.then = [&](int process) {
+    kill(process, SIGHUP);
+    if (write(ready[1], "x", 1) != 1) abort();
+  };
+  const auto result =
+      program::Run({"sh", "-c", "trap '' HUP; exec \"$0\" --json --from delimited", viewer::Program()}, how);
+  EXPECT_EQ(result.signal, 0);
+  EXPECT_EQ(result.out, "{\"Id\": 22}\n{\"Id\": 22}\n");
+  close(ready[0]);
+  close(ready[1]);
 }
 
 // The descriptors that the first JSON takes are made before there are threads.

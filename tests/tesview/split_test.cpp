@@ -76,6 +76,61 @@ TEST_F(Split, ByInstrumentAndDayRowsGoApart) {
   EXPECT_EQ(File("(none).csv"), ViewBytes(SmallTable(), {"--to", "csv"}).out);
 }
 
+TEST_F(Split, KeysMayBeGivenInAnyOrderAndTwice) {
+  ASSERT_EQ(ViewBytes(TwoKlines(), {"--split-by", "date,obj,date", "--columns", "ShouPanJia", "-o",
+                                    Pattern("{obj}-{date}.csv")})
+                .code,
+            0);
+  EXPECT_EQ(All(), (Strings{"SH600000-2024-06-17.csv", "SH600000-2024-06-18.csv", "SZ000001-undated.csv"}));
+}
+
+TEST_F(Split, RowsWithoutADayAreUndated) {
+  // Nothing is told of the columns of a wire table; 12.34 and 0 are no times.
+  const std::string bars = Reply("Id: 21 RepDataQuoteKlineSingle { Obj: 'A' Data { ShiJian: " + P(1234) +
+                                 " } Data { ShiJian: 0 } Data { ShiJian: " + P(20240617, 10) + " } }");
+  ASSERT_EQ(ViewBytes(SmallTable(), {"--split-by", "date", "-o", Pattern("wire-{date}.csv")}).code, 0);
+  ASSERT_EQ(
+      ViewBytes(bars, {"--split-by", "date", "--columns", "ShiJian", "-o", Pattern("bars-{date}.csv")}).code,
+      0);
+  EXPECT_EQ(All(), (Strings{"bars-2024-06-17.csv", "bars-undated.csv", "wire-undated.csv"}));
+  EXPECT_EQ(File("bars-undated.csv"), "Data.ShiJian\n12.34\n0\n");
+  EXPECT_EQ(File("wire-undated.csv"), "Name,Price\n平安银行,12.34\n\"\",0.5\nx,\n");
+}
+
+TEST_F(Split, AnInstrumentIsATextThatIsNotEmpty) {
+  // Two instruments, inside the row of another one. The second has no name of its own.
+  const std::string inner = "Info { Name: 'Obj' Type: 115 } Data { Index: 0 sValues: 'B' sValues: '' }";
+  const std::string nested = viewer::Wire(
+      "Info { Name: 'Obj' Type: 115 } Info { Name: 'T' Type: 116 } Data { Index: 0 sValues: 'A' } Data { Index: 1 "
+      "tValues { " +
+      inner + " } }");
+  ASSERT_EQ(ViewBytes(nested, {"--split-by", "obj", "-o", Pattern("{obj}.csv")}).code, 0);
+  EXPECT_EQ(All(), (Strings{"A.csv", "B.csv"}));
+  EXPECT_EQ(File("A.csv"), "Obj,T.Obj\nA,\"\"\n");
+  EXPECT_EQ(File("B.csv"), "Obj,T.Obj\nA,B\n");
+  // Numbers are none.
+  const std::string numbers =
+      viewer::Wire("Info { Name: 'Obj' Type: 105 } Data { Index: 0 iValues: " + P(1234) + " }");
+  ASSERT_EQ(ViewBytes(numbers, {"--split-by", "obj", "-o", Pattern("n-{obj}.csv")}).code, 0);
+  EXPECT_EQ(File("n-(none).csv"), "Obj\n12.34\n");
+}
+
+TEST_F(Split, ByIdInFormsOfWholeReplies) {
+  // Id 9999 has no name: the number stands for it.
+  const std::string stream = Framed(Reply("Id: 9999")) + Framed(Reply("Id: 22")) + Framed(Reply("Id: 9999"));
+  ASSERT_EQ(ViewBytes(stream, {"--split-by", "id", "-o", Pattern("{name}.json")}).code, 0);
+  EXPECT_EQ(All(), (Strings{"9999.json", "QuoteTickSingle.json"}));
+  EXPECT_EQ(File("9999.json"), "{\"Id\": 9999}\n{\"Id\": 9999}\n");
+}
+
+TEST_F(Split, APatternWithoutADirectoryIsWhereItRuns) {
+  program::How how;
+  how.directory = directory_;
+  how.input = SmallTable();
+  ASSERT_EQ(View({"--split-by", "id", "-o", "{id}.csv"}, how).code, 0);
+  EXPECT_EQ(FilesBelow(directory_), Strings{"3.csv"});
+}
+
 TEST_F(Split, NamesFromDataAreSafeAndStayApart) {
   const Strings hostile{"../../x", "..", ".", "a/b", "a%2Fb", "(none)", "\\033[31m", "\\302\\233"};
   std::string reply = "Id: 21";
@@ -146,6 +201,13 @@ TEST_F(Split, KeysAndNameGoTogether) {
             "tesview: --split-by id and the name \"{obj}.csv\" do not go together: each key stands in the "
             "name, as {id} or {name}, {obj}, {date}, and no other");
   EXPECT_NE(error({"--split-by", "id", "-o", "a.csv"}), "");
+  for (const Strings& wrong :
+       {Strings{"id", "{id}-{date}"}, Strings{"id,date", "{id}"}, Strings{"id,obj", "{id}"},
+        Strings{"date", "{id}-{date}"}, Strings{"obj", "{obj}-{name}"}}) {
+    EXPECT_NE(error({"--split-by", wrong[0], "-o", wrong[1] + ".csv"}).find(" do not go together: "),
+              std::string::npos)
+        << wrong[0] << " " << wrong[1];
+  }
   EXPECT_EQ(error({"--split-by", "Id", "-o", "{id}.csv"}),
             "tesview: unknown word \"Id\" for --split-by; known: id, obj, date");
   EXPECT_EQ(error({"--split-by", "obj", "-o", "{obj}.json"}),
@@ -164,6 +226,25 @@ TEST_F(Split, OtherColumnsInOneFileAreSaid) {
                             ": Id 3 (Tbl) has other columns than what came before it, and a file has one "
                             "header; choose columns that all have, or take ndjson\n");
   EXPECT_EQ(File("3.csv"), "_reply,Name,Price\n1,平安银行,12.34\n1,\"\",0.5\n1,x,\n");
+}
+
+// Of one reply, in files of their own.
+TEST_F(Split, RowsInAFileWithOtherColumnsAreLeftOutAndTheRestIsThere) {
+  const auto reply = [](const std::string& column, const std::string& objects) {
+    return Framed(viewer::Wire("Info { Name: 'Obj' Type: 115 } Info { Name: '" + column +
+                               "' Type: 115 } Data { Index: 0 " + objects +
+                               " } Data { Index: 1 sValues: 'v' }"));
+  };
+  const std::string first = reply("P", "sValues: 'X'");
+  const Result result = ViewBytes(first + reply("Q", "sValues: 'X' sValues: 'Y'"),
+                                  {"--split-by", "obj", "-o", Pattern("{obj}.csv")});
+  EXPECT_EQ(result.code, 1);
+  EXPECT_EQ(result.err.find("tesview: (standard input): reply 2 at offset " + std::to_string(first.size()) +
+                            ": Id 3 (Tbl) has other columns than what came before it"),
+            0U)
+      << result.err;
+  EXPECT_EQ(File("X.csv"), "_reply,Obj,P\n1,X,v\n");
+  EXPECT_EQ(File("Y.csv"), "_reply,Obj,Q\n2,Y,\n");
 }
 
 TEST(SafeName, KeepsWhatIsHarmless) {

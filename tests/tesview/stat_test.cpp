@@ -1,7 +1,9 @@
 // tesview stat: how much there is of each Id.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/support/program.h"
@@ -14,6 +16,7 @@ using program::Result;
 using viewer::Files;
 using viewer::Framed;
 using viewer::LinesOf;
+using viewer::P;
 using viewer::Reply;
 using viewer::Sample;
 using viewer::Shell;
@@ -70,6 +73,67 @@ TEST(Stat, WithRowsTellsTheirTimes) {
       << none;
 }
 
+// The rows, what failed, the first and the last time of the only Id, as one blank between them has them.
+std::string RowsAndTimes(const std::string& stream) {
+  const Strings lines = LinesOf(ViewBytes(stream, {"stat", "--rows"}).out);
+  if (lines.size() != 3) return "no single Id";
+  std::string words;
+  for (const char c : lines[1].substr(lines[1].find('%') + 1)) {
+    if (c != ' ' || (!words.empty() && words.back() != ' ')) words += c;
+  }
+  return words;
+}
+
+TEST(Stat, TimesOfRowsMayBeInAnyOrder) {
+  const auto bar = [](const std::string& time) { return " Data { ShiJian: " + time + " }"; };
+  EXPECT_EQ(RowsAndTimes(Reply("Id: 21 RepDataQuoteKlineSingle { Obj: 'A'" + bar(P(20240618, 10)) +
+                               bar(P(20240617, 10)) + bar(P(20240619, 10)) + " }")),
+            "3 0 2024-06-17 2024-06-19");
+  // 12.34 and 0 are no times.
+  EXPECT_EQ(RowsAndTimes(Reply("Id: 21 RepDataQuoteKlineSingle { Obj: 'A'" + bar(P(1234)) +
+                               bar(P(20240618, 10)) + bar("0") + " }")),
+            "3 0 2024-06-18 2024-06-18");
+}
+
+TEST(Stat, RowsNeedNoTimes) {
+  // Numbers that nothing is told of; figures, the first of them a date, that one of two stocks has; a table
+  // of a type; and one of a type with days.
+  EXPECT_EQ(RowsAndTimes(viewer::SmallTable()), "3 0 - -");
+  EXPECT_EQ(
+      RowsAndTimes(Reply("Id: 405 RepDataCaiWuShuJuFanHui { Crc32: 0 Data { DaiMa: 'A' } Data { DaiMa: 'B' "
+                         "Data { FaBuRiQi: " +
+                         P(20240430, 10) + " } } }")),
+      "2 0 2024-04-30 2024-04-30");
+  EXPECT_EQ(RowsAndTimes(Reply("Id: 44 RepDataToken { Result: 7 Token: 't' Uid: 'u' Device: 'd' }")),
+            "1 0 - -");
+  EXPECT_EQ(RowsAndTimes(Reply("Id: 430 RepDataBxzjBasicStockInfoOutput { Obj: 'A' Data { ShiJian: " +
+                               P(20240617, 10) + " } }")),
+            "1 0 2024-06-17 2024-06-17");
+}
+
+TEST(Stat, ARowlessReplyWithoutAnIdFails) {
+  const std::string stream = Framed(Reply("Id: 22")) + Framed("\x12\x01\x41") + Framed(Reply("Id: 22"));
+  const Result result = ViewBytes(stream, {"stat", "--rows", "--from", "delimited"});
+  EXPECT_EQ(
+      result.err,
+      "tesview: (standard input): reply 2 at offset 3: not a reply: required field \"Id\" is missing (3 "
+      "bytes read)\n");
+  EXPECT_EQ(result.code, 1);
+  const Strings lines = LinesOf(result.out);
+  ASSERT_EQ(lines.size(), 4U);
+  EXPECT_EQ(lines[2], "    (no Id)                1      3   42.9%     -       1  -      -");
+}
+
+TEST(Stat, OfEqualTimesTheFirstOneIsTold) {
+  const std::string reply =
+      Reply("Id: 21 RepDataQuoteKlineSingle { Obj: 'A' Data { ShiJian: " + P(20240617, 10) +
+            " } Data { ShiJian: " + P(20240617000000, 10) + " } }");
+  const Strings lines = LinesOf(ViewBytes(reply, {"stat", "--rows"}).out);
+  ASSERT_GE(lines.size(), 2U);
+  const std::string times = "  2024-06-17  2024-06-17";
+  EXPECT_EQ(lines[1].substr(lines[1].size() - times.size()), times);
+}
+
 TEST(Stat, WhatDoesNotDecodeIsCounted) {
   // Id 20 whose payload is cut in itself, which takes a look inside to be found.
   const std::string cut("\x08\x14\xA2\x01\x02\x0A\x05");
@@ -119,6 +183,24 @@ TEST(Stat, AnyIdIsCountedButNotAnyNumberOfThemToldApart) {
   EXPECT_NE(lines[1002].find("  1501  "), std::string::npos);
 }
 
+TEST(Stat, AnIdThatIsToldApartStaysSo) {
+  std::string stream;
+  for (int i = 0; i < 1001; ++i)
+    stream += Framed(Reply("Id: " + std::to_string(100000 + i)));
+  // One that was counted while there was room, and one behind it.
+  stream += Framed(Reply("Id: 100999")) + Framed(Reply("Id: 101000")) + Framed("");
+  const Strings lines = LinesOf(ViewBytes(stream, {"stat", "--from", "delimited"}).out);
+  // The heading, 1,000 Ids, replies without one, all others, and the total.
+  ASSERT_EQ(lines.size(), 1004U);
+  EXPECT_EQ(lines[1].find("100000  "), 0U) << lines[1];
+  EXPECT_NE(lines[1].find("  1  "), std::string::npos) << lines[1];
+  EXPECT_EQ(lines[1000].find("100999  "), 0U) << lines[1000];
+  EXPECT_NE(lines[1000].find("  2  "), std::string::npos) << lines[1000];
+  EXPECT_NE(lines[1001].find("(no Id)"), std::string::npos) << lines[1001];
+  EXPECT_NE(lines[1002].find("(other Ids)"), std::string::npos) << lines[1002];
+  EXPECT_NE(lines[1002].find("  2  "), std::string::npos) << lines[1002];
+}
+
 TEST(Stat, TakesTheFiltersOfReplies) {
   const Result by_id = ViewBytes(FourReplies(), {"stat", "--id", "QuoteTickSingle", "--skip", "1"});
   EXPECT_EQ(LinesOf(by_id.out)[1], "22  QuoteTickSingle        2      8  100.0%");
@@ -157,6 +239,24 @@ TEST_F(Files, StatShowsProgress) {
   EXPECT_EQ(View({"stat", "--progress", "never", stream}).err, "");
 }
 
+TEST(Stat, ShowsProgressInATerminalWhenTheWorkIsLong) {
+  if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
+  program::How how;
+  how.feed = [](int fd) {
+    const std::string reply = Framed(Reply("Id: 22"));
+    for (int i = 0; i < 8; ++i) {
+      program::WriteTimes(fd, reply, 1);
+      std::this_thread::sleep_for(std::chrono::milliseconds(120));
+    }
+  };
+  const Strings arguments{"stat", "--from", "delimited"};
+  EXPECT_EQ(View(arguments, how).err, "");
+  how.terminal_err = true;
+  const Result shown = View(arguments, how);
+  EXPECT_NE(shown.err.find(" replies  "), std::string::npos) << shown.err;
+  EXPECT_EQ(LinesOf(shown.out).size(), 3U);
+}
+
 Strings And(Strings words, const Strings& more) {
   words.insert(words.end(), more.begin(), more.end());
   return words;
@@ -193,6 +293,91 @@ TEST_F(Files, StatOfAFileThatThreadsLookAtIsThatOfAPipe) {
       EXPECT_EQ(file.err, pipe.err);
       EXPECT_EQ(file.code, pipe.code);
     }
+  }
+}
+
+// Threads look only at what is a stream as it is.
+TEST_F(Files, StatOfALargeFileOfAnotherKindReadsItInOrder) {
+  // One reply of 18 MB, and zstd's frame of it and another one: blocks of 100,000 bytes that are not packed.
+  const std::string text(18'000'000, 'x');
+  const std::string one = "\x08\x16\x12" + viewer::Varint(text.size()) + text;
+  const std::string stream = Framed(one) + Framed(Reply("Id: 20"));
+  std::string packed("\x28\xB5\x2F\xFD\x00\x50", 6);
+  constexpr size_t kBlock = 100'000;
+  for (size_t at = 0; at < stream.size(); at += kBlock) {
+    const std::string block = stream.substr(at, kBlock);
+    const size_t head = block.size() << 3 | (at + kBlock >= stream.size() ? 1U : 0U);
+    for (const unsigned shift : {0U, 8U, 16U})
+      packed += static_cast<char>(head >> shift & 0xFF);
+    packed += block;
+  }
+  const std::string bytes = std::to_string(one.size());
+  const Strings single = LinesOf(View({"stat", "--jobs", "3", Write("a.bin", one)}).out);
+  ASSERT_EQ(single.size(), 3U);
+  EXPECT_EQ(single[1], "22  QuoteTickSingle        1  " + bytes + "  100.0%");
+  const Strings both = LinesOf(View({"stat", "--jobs", "3", Write("a.zst", packed)}).out);
+  ASSERT_EQ(both.size(), 4U);
+  EXPECT_EQ(both[1].find("20  QuoteDynaSingle        1  "), 0U) << both[1];
+  EXPECT_EQ(both[2], "22  QuoteTickSingle        1  " + bytes + "  100.0%");
+}
+
+// 49 MB, of which the first and the last part are whole, and between them a part and more are one reply.
+TEST_F(Files, StatTakesWholePartsFromThreads) {
+  const std::string filler = "\x08\x17\xBA\x01" + viewer::Varint(3000) + std::string(3000, 'x');
+  const std::string few = Framed(filler) + Framed(TwoKlines()) + Framed(Reply("Id: 22 ObjCount: 7"));
+  std::string many;
+  while (many.size() < 14000000)
+    many += few;
+  const std::string large = "\x08\x14\xA2\x01" + viewer::Varint(21000000) + std::string(21000000, 'x');
+  const std::string stream = many + Framed(large) + many;
+  const std::string path = Write("a.stream", stream);
+  const size_t each = 2 * (many.size() / few.size());
+  for (const char* jobs : {"1", "2", "5"}) {
+    const Result file = View({"stat", "--jobs", jobs, path});
+    EXPECT_EQ(file.code, 0) << file.err;
+    const Strings lines = LinesOf(file.out);
+    ASSERT_EQ(lines.size(), 6U) << file.out;
+    const auto count_in = [&](size_t line) {
+      return std::stoul(lines[line].substr(lines[line].find_first_of("0123456789", 20)));
+    };
+    EXPECT_EQ(count_in(1), 1U) << lines[1];
+    for (const size_t line : {2U, 3U, 4U})
+      EXPECT_EQ(count_in(line), each) << lines[line];
+    EXPECT_EQ(file.out, ViewBytes(stream, {"stat", "-"}).out);
+  }
+}
+
+// What is behind the first damage counts no more, whether it could be read ahead or not.
+TEST_F(Files, StrictStatEndsAtTheFirstDamage) {
+  const std::string path =
+      Write("a.stream", StreamOf(TwoKlines(), 3) + std::string(1000, '\xFF') + StreamOf(TwoKlines(), 50));
+  for (const Strings& words : {Strings{}, Strings{"--rows"}}) {
+    for (const char* jobs : {"1", "5"}) {
+      const Result result = View(And({"stat", "--strict", "--jobs", jobs, path}, words));
+      EXPECT_EQ(result.code, 1);
+      EXPECT_EQ(LinesOf(result.err).size(), 1U) << result.err;
+      const std::string line = "21  QuoteKlineSingle        3    " + std::to_string(3 * TwoKlines().size());
+      EXPECT_EQ(LinesOf(result.out)[1].substr(0, line.size()), line) << result.out;
+    }
+  }
+}
+
+TEST_F(Files, StatTellsTheNumberOfAReplyBehindWholeParts) {
+  // 36 MB of replies of 16 bytes with their length, and one of which 4 bytes are there.
+  const std::string reply = Framed(Reply("Id: 22 Obj: 'SH600000123'"));
+  ASSERT_EQ(reply.size(), 16U);
+  const int count = 36'000'000 / 16;
+  std::string stream;
+  stream.reserve(36'000'100);
+  for (int i = 0; i < count; ++i)
+    stream += reply;
+  const std::string path = Write("a.stream", stream + reply.substr(0, 4));
+  const std::string where =
+      path + ": reply " + std::to_string(count + 1) + " at offset " + std::to_string(16 * count) + ": ";
+  for (const char* jobs : {"1", "5"}) {
+    const Result result = View({"stat", "--jobs", jobs, path});
+    EXPECT_EQ(result.err.find("tesview: " + where), 0U) << result.err;
+    EXPECT_EQ(LinesOf(result.out)[1].substr(0, 38), "22  QuoteTickSingle  2250000  33750000") << result.out;
   }
 }
 

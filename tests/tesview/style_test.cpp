@@ -108,6 +108,7 @@ TEST(PrettyJson, ColoursKeysAndNothingElse) {
 TEST(PrettyJson, TakesWhatIsNoJson) {
   EXPECT_EQ(PrettyJson("", false), "\n");
   EXPECT_EQ(PrettyJson("}]", false), "\n}\n]\n");
+  EXPECT_EQ(PrettyJson("{", false), "{\n  \n");
   EXPECT_EQ(PrettyJson("\"abc", false), "\"abc\n");
   EXPECT_EQ(PrettyJson("\"\\", false), "\"\\\n");
   EXPECT_EQ(PrettyJson("\"", false), "\"\n");

@@ -57,6 +57,27 @@ TEST_F(Files, ASummaryIsAlignedWhateverTheNamesLengths) {
   EXPECT_EQ(lines[0].find("payload"), lines[1].find("Tbl"));
 }
 
+// Only a file that may hold several replies has their numbers.
+TEST_F(Files, ASummaryHasAHeaderForEachKindOfFile) {
+  const std::string one = Write("one.bin", SmallTable());
+  const std::string many = Write("two.stream", viewer::StreamOf(SmallTable(), 2));
+  const Strings lines = LinesOf(View({"--to", "summary", one, many}).out);
+  ASSERT_EQ(lines.size(), 7U);
+  EXPECT_EQ(lines[0].find(" reply "), std::string::npos) << lines[0];
+  EXPECT_EQ(lines[2], "");
+  EXPECT_NE(lines[3].find(" reply "), std::string::npos) << lines[3];
+  EXPECT_EQ(lines[4].find("two.stream"), lines[1].find("one.bin"));
+  EXPECT_EQ(lines[6], "3 replies, " + std::to_string(3 * SmallTable().size()) + " bytes");
+}
+
+TEST(Summary, CountsWhatCannotBeShown) {
+  const std::string stream =
+      viewer::Framed(SmallTable()) + viewer::Framed("\x08\x15\xff") + viewer::Framed(SmallTable());
+  const Result result = ViewBytes(stream, {"--to", "summary", "--from", "delimited"});
+  const std::string last = LinesOf(result.out).back();
+  EXPECT_EQ(last, "3 replies, " + std::to_string(2 * SmallTable().size() + 3) + " bytes, 1 cannot be shown");
+}
+
 TEST(Summary, OfRepliesWithoutATableHasNoFiguresOfOne) {
   // Id 22, and Id 9999 (0x8F 0x4E), which nobody knows.
   const auto lines = LinesOf(ViewBytes("\x02\x08\x16\x03\x08\x8F\x4E", {"--to", "summary"}).out);

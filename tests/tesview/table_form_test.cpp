@@ -120,6 +120,37 @@ TEST(Terminal, NoColorIsObeyedUnlessColourIsAskedFor) {
   EXPECT_NE(ViewBytes(SmallTable(), {"--color=always"}).out.find('\x1b'), std::string::npos);
 }
 
+TEST(Terminal, HasNoLinesInPlainStyle) {
+  if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
+  How how = InTerminal(80);
+  how.input = SmallTable();
+  const std::string plain = WithoutColor(View({"--style", "plain", "--color", "never"}, how).out);
+  EXPECT_EQ(plain.substr(plain.find('\n') + 1),
+            "#  Name      Price\n"
+            "0  平安银行  12.34\n"
+            "1  ''         0.5\n"
+            "2  x          ·\n");
+}
+
+TEST(Terminal, HasColourIfNothingIsSaidOfIt) {
+  if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
+  // An empty NO_COLOR forbids nothing, and a terminal without a name is not the dumb one.
+  for (const Strings& environment : {Strings{"NO_COLOR=", "TERM=xterm"}, {"NO_COLOR", "TERM"}}) {
+    How how = InTerminal(80);
+    how.environment = environment;
+    how.input = SmallTable();
+    EXPECT_NE(View({}, how).out.find("\x1b[1mName\x1b[0m"), std::string::npos) << environment[0];
+  }
+}
+
+TEST(Terminal, ThatTellsNoWidthHasEightyColumns) {
+  if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
+  How how = InTerminal(0);
+  how.input = Wire("Info { Name: 'N' Type: 115 } Data { Index: 0 sValues: '" + std::string(100, 'x') + "' }");
+  // The row number and the lines take 8.
+  EXPECT_NE(View({}, how).out.find(" " + std::string(71, 'x') + "… "), std::string::npos);
+}
+
 TEST(Terminal, NothingIsWiderThanTheScreenAndWhatIsCutIsNamed) {
   if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
   for (const unsigned short columns : std::vector<unsigned short>{30, 60, 100}) {
@@ -238,6 +269,65 @@ TEST(Table, ARowOnItsSideIsAsWideAsItsTextIsSeen) {
   const Strings narrow = LinesOf(ViewBytes(reply, {"--style", "box", "--width", "30"}).out);
   ASSERT_EQ(narrow.size(), 7U);
   EXPECT_EQ(narrow[4], "│ LongNameOfAColu… │ abcdefg │");
+}
+
+TEST(Table, ARowOnItsSideMayBeBlank) {
+  // A blank, in a column whose name is one: nothing is to be seen of either.
+  const std::string reply = Wire(
+      "Info { Name: ' ' Type: 115 } Info { Name: 'LongNameOfAColumn' Type: 115 }"
+      "Data { Index: 0 sValues: ' ' } Data { Index: 1 sValues: 'abcdefg' }");
+  Strings lines = LinesOf(ViewBytes(reply, {"--width", "20"}).out);
+  ASSERT_EQ(lines.size(), 4U);
+  lines.erase(lines.begin());
+  // Of 20 columns the longest value and two blanks leave 11 for the names.
+  EXPECT_EQ(lines, (Strings{"column       value", "", "LongNameOf…  abcdefg"}));
+}
+
+TEST(Table, OnlyAMaskOfBitsIsHexadecimal) {
+  // A column of that name that holds 12.34.
+  const std::string out =
+      ViewBytes(Wire("Info { Name: 'HasBits' Type: 105 } Data { Index: 0 iValues: " + P(1234) + " }"), {})
+          .out;
+  EXPECT_EQ(out.substr(out.find('\n') + 1), "#  HasBits\n0    12.34\n");
+}
+
+// A table of so many rows, all with the text in a column X.
+std::string RowsOfX(const std::string& text, int rows) {
+  std::string table = "tValues { Info { Name: 'X' Type: 115 } Data { Index: 0";
+  for (int i = 0; i < rows; ++i)
+    table += " sValues: '" + text + "'";
+  return table + " } } ";
+}
+
+TEST(Table, ARowIsNamedByItsFirstTextThatIsThere) {
+  // Two rows by the first column. Of the texts behind it the first is empty, or not set.
+  const std::string reply = Wire(
+      "Info { Name: 'A' Type: 105 } Info { Name: 'N' Type: 115 } Info { Name: 'M' Type: 115 }"
+      "Info { Name: 'T' Type: 116 } Data { Index: 0 iValues: 0 iValues: 0 } Data { Index: 1 sValues: '' }"
+      "Data { Index: 2 sValues: 'm' sValues: 'k' } Data { Index: 3 " +
+      RowsOfX("x", 2) + RowsOfX("x", 2) + "}");
+  const std::string out = ViewBytes(reply, {}).out;
+  EXPECT_NE(out.find("\n  0/T  m  2 rows\n"), std::string::npos) << out;
+  EXPECT_NE(out.find("\n  1/T  k  2 rows\n"), std::string::npos) << out;
+}
+
+TEST(Table, OnlyTablesOfOneRowThatIsShownAreJoined) {
+  const auto below = [](const std::string& tables, const Strings& arguments) {
+    const std::string out = ViewBytes(Wire(tables), arguments).out;
+    return out.substr(out.find("\n\n") + 1);
+  };
+  const std::string column = "Info { Name: 'T' Type: 116 } Data { Index: 0 ";
+  EXPECT_EQ(below(column + RowsOfX("a", 1) + RowsOfX("b", 1) + "}", {}),
+            "\n  */T  1 row each\n  #  X\n  0  a\n  1  b\n");
+  EXPECT_EQ(below(column + RowsOfX("a", 1) + RowsOfX("b", 2) + "}", {}),
+            "\n  0/T  1 row\n  #  X\n  0  a\n\n  1/T  2 rows\n  #  X\n  0  b\n  1  b\n");
+  // Rows that are shown for what is in their other tables.
+  EXPECT_EQ(
+      below(column + RowsOfX("a", 1) + RowsOfX("a", 1) + "} Info { Name: 'U' Type: 116 } Data { Index: 1 " +
+                RowsOfX("b", 1) + RowsOfX("b", 1) + "}",
+            {"--where", "X=b"}),
+      "\n  0/T  1 row\n  #  X\n  0 of 1 rows\n\n  1/T  1 row\n  #  X\n  0 of 1 rows\n"
+      "\n  */U  1 row each\n  #  X\n  0  b\n  1  b\n");
 }
 
 TEST(Table, WhatIsNoValueIsDim) {

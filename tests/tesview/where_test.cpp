@@ -79,6 +79,31 @@ TEST(Where, TimesAreComparedWhereTheirKindIsKnown) {
   EXPECT_EQ(objects("ShiJian = 20240617093015"), Strings{"A"});
 }
 
+TEST(Where, WhatIsNoTimeIsNoneThatItIsComparedWith) {
+  const std::string bars = Reply("Id: 21 RepDataQuoteKlineSingle { Obj: 'A' Data { ShiJian: " + P(1234) +
+                                 " } Data { ShiJian: 0 } Data { ShiJian: " + P(20240617, 10) + " } }");
+  const auto rows = [&](const std::string& where) {
+    return RowsWhere(bars, where, {"--columns", "ShiJian"});
+  };
+  EXPECT_EQ(rows("ShiJian != 2024-06-18"), Strings{"20240617"});
+  EXPECT_EQ(rows("ShiJian < 2024-06-18"), Strings{"20240617"});
+  EXPECT_EQ(rows("ShiJian < 20240617"), (Strings{"12.34", "0"}));
+}
+
+TEST(Where, ATimeOfDayHasNoDate) {
+  // Id 272 tells when the limit was reached by the time alone: 9:32:15.
+  const std::string limit_up = Reply(
+      "Id: 272 RepDataGeGuFengBanFanHuiShuJu { Obj: 'A' Data { ShiJian: 0 ZhangTingShiJian: " + P(93215, 10) +
+      " } }");
+  const auto rows = [&](const std::string& where) {
+    return RowsWhere(limit_up, where, {"--columns", "ZhangTingShiJian"});
+  };
+  EXPECT_EQ(rows("ZhangTingShiJian = 09:32:15"), Strings{"93215"});
+  EXPECT_EQ(rows("ZhangTingShiJian < 10:00"), Strings{"93215"});
+  EXPECT_EQ(rows("ZhangTingShiJian > 2000-01-01"), Strings());
+  EXPECT_EQ(rows("ZhangTingShiJian != 2000-01-01"), Strings());
+}
+
 TEST(Where, ValuesMayBeInQuotes) {
   EXPECT_EQ(RowsWhere(SmallTable(), "Name = 平安银行"), Strings{"平安银行,12.34"});
   EXPECT_EQ(RowsWhere(SmallTable(), "Name=''"), Strings{"\"\",0.5"});
@@ -144,6 +169,7 @@ TEST(Where, RepliesWithoutSuchRowsAreNotShown) {
   EXPECT_EQ(LinesOf(shown({"--to", "ndjson"})).size(), 2U);
   EXPECT_EQ(shown({}).substr(0, 11), "reply 2  Id");
   EXPECT_EQ(LinesOf(shown({"--to", "summary"})).size(), 2U);
+  EXPECT_EQ(shown({"--to", "bin"}), Framed(TwoKlines()));
 }
 
 TEST_F(Files, WhereIsCountedBeforeSkipAndLimit) {
@@ -213,6 +239,7 @@ TEST(Where, WhatIsNoComparisonIsWrongUsage) {
       {"Obj==A", "\"==\" is no comparison"},
       {"Obj='A", "a quote is missing behind 'A"},
       {"Obj='A' or B=1", "\"and\" is to stand where \"or B=1\" does"},
+      {"Obj='A' andB=1", "\"and\" is to stand where \"andB=1\" does"},
       {"Obj=A or B=1", "the value \"A or B=1\" has to be in quotes"},
       {"Obj=A and ", "it takes a column, a comparison and a value, as in Obj=SH600000"}};
   for (const auto& [where, says] : cases) {
@@ -220,6 +247,11 @@ TEST(Where, WhatIsNoComparisonIsWrongUsage) {
     EXPECT_EQ(result.err, "tesview: --where \"" + where + "\": " + says + " (tesview --help tells more)\n");
     EXPECT_EQ(result.code, 2);
   }
+  Strings many;
+  for (int i = 0; i < 33; ++i)
+    many.insert(many.end(), {"--where", "A=" + std::to_string(i)});
+  EXPECT_EQ(ViewBytes("", many).err,
+            "tesview: --where \"A=32\": more than 32 comparisons (tesview --help tells more)\n");
   EXPECT_EQ(ViewBytes("", {"--to", "arrow", "--where", "A=1", "--limit", "1"}).err,
             "tesview: --to arrow takes --where without --skip and --limit (tesview --help tells more)\n");
 }

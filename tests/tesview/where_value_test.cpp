@@ -129,6 +129,32 @@ TEST(WhereNumber, IsComparedWithEveryType) {
     EXPECT_FALSE(is(text)) << text;
 }
 
+TEST(WhereNumber, HasOneSignAndDigitsBehindIt) {
+  for (const char* wrong : {"--5", "-+5", "+-0.5", "", "-", "0x", "0xg", "1.2.3", "nan", "1e", "12.34x"})
+    EXPECT_FALSE(ParseWhereNumber(wrong)) << wrong;
+  EXPECT_EQ(ParseWhereNumber("0X1F")->magnitude, 31U);
+  EXPECT_EQ(ParseWhereNumber("-.5")->floating, -0.5);
+  // No base of eight.
+  EXPECT_EQ(ParseWhereNumber("010")->magnitude, 10U);
+}
+
+TEST_F(Cells, ADecimalNumberThatNoDoubleHoldsMatchesItsTextAlone) {
+  table_set_vfloat(table_.get(), 0, 8, VFloat(-3, 65535));
+  for (const char* comparison : {"V < 0", "V > 0", "V = 0", "V != 0"})
+    EXPECT_FALSE(Is(comparison)) << comparison;
+  EXPECT_TRUE(Is("V ~ -3e-65535"));
+}
+
+// Whoever asks without asking first whether they can be compared.
+TEST_F(Cells, WhatCannotBeComparedNeverHolds) {
+  table_set_int(table_.get(), 0, 7, 5);
+  Where where;
+  std::string error;
+  ASSERT_TRUE(where.Add("I = word", &error));
+  EXPECT_FALSE(IsComparable(*where.conditions()[0], columns_[7]));
+  EXPECT_FALSE(Holds(*where.conditions()[0], table_.view(), 0, columns_[7]));
+}
+
 TEST_F(Cells, TextsAreComparedByTheirBytes) {
   table_set_str(table_.get(), 0, 4, "平安银行", 1);
   EXPECT_TRUE(Is("S = 平安银行"));

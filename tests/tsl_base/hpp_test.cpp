@@ -479,6 +479,7 @@ TEST(Visit, IsNotCalledForUnsetCells) {
     EXPECT_FALSE(table.view().visit(3, col, TypeName{&name})) << col;
   }
   EXPECT_FALSE(table.view().visit(1, 17, TypeName{&name}));
+  EXPECT_FALSE(Table("n", 1).view().visit(0, 0, TypeName{&name}));
   EXPECT_EQ(name, "untouched");
 }
 

@@ -215,6 +215,8 @@ TEST(Gb2312, CharactersWithoutACodeBecomeOneQuestionMark) {
   EXPECT_EQ(text::Utf8toGb2312("\uAC00\u4E2D"), "?\xD6\xD0");
   EXPECT_EQ(text::Utf8toGb2312("\U0001F600!"), "?!");
   EXPECT_EQ(text::Utf8toGb2312("\U00020000"), "?");
+  // A tag, which some converters pass over.
+  EXPECT_EQ(text::Utf8toGb2312("a\U000E0024b"), "a?b");
 }
 
 // What is odd among the four characters that are looked at together.

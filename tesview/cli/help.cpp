@@ -215,15 +215,14 @@ std::string Term(const CLI::Option& option) {
     term += "-" + name + ", ";
   for (const std::string& name : option.get_lnames())
     term += "--" + name;
-  if (option.get_lnames().empty() && option.get_snames().empty()) return option.get_name(true);
+  if (option.get_lnames().empty()) return option.get_name(true);
   if (option.get_expected_max() > 0) term += " " + option.get_type_name();
   return term;
 }
 
 void AddOptions(const CLI::App& app, const std::string& group, std::vector<Entry>* entries) {
   for (const CLI::Option* option : app.get_options()) {
-    const bool positional = option->get_lnames().empty() && option->get_snames().empty();
-    const std::string& of = positional ? std::string("Input") : option->get_group();
+    const std::string& of = option->get_lnames().empty() ? std::string("Input") : option->get_group();
     if (option->get_group().empty() || (!group.empty() && of != group)) continue;
     entries->push_back({Term(*option), option->get_description()});
   }
@@ -239,8 +238,7 @@ std::string SynopsisOf(const CLI::App& command) {
           option->get_required() ? " " + option->get_name() + "..." : " [" + option->get_name() + "...]";
     } else {
       const std::string term = Term(*option);
-      line += " [" +
-              term.substr(term.find("--") == std::string::npos || term[1] == '-' ? 0 : term.find("--")) + "]";
+      line += " [" + term.substr(term.find("--")) + "]";
     }
   }
   // One that has more than fit is told by what follows.

@@ -593,13 +593,11 @@ class CommandLine {
     return text;
   }
 
-  // The first argument that nobody knows, and what it may have been meant to be.
+  // The first argument that nobody knows, and what it may have been meant to be. It is an option: there is no
+  // end to the names that the program and each command take.
   std::string Unexpected() {
-    const auto commands = app_.get_subcommands();
-    const CLI::App& app = commands.empty() ? app_ : *commands[0];
-    const auto extras = app_.remaining(true);
-    const std::string first = extras.empty() ? "" : extras[0];
-    return UnknownOption(app, first);
+    const bool before_command = app_.remaining_size() != 0;
+    return UnknownOption(before_command ? app_ : *app_.get_subcommands()[0], app_.remaining(true).at(0));
   }
 
   static std::string UnknownOption(const CLI::App& app, const std::string& given) {
@@ -610,9 +608,7 @@ class CommandLine {
       for (const std::string& each : option->get_lnames())
         known.push_back("--" + each);
     }
-    if (name.size() > 1 && name[0] == '-')
-      return fmt::format("unknown option {}{}", name, DidYouMean(name, known));
-    return fmt::format("\"{}\" is one argument too many", given);
+    return fmt::format("unknown option {}{}", name, DidYouMean(name, known));
   }
 
   ColumnsRequest UnderstoodColumns() {
@@ -648,7 +644,7 @@ class CommandLine {
   }
 
   ShowRequest UnderstoodShow() {
-    if (!given_.unpack.empty() && given_.unpack != "-") TakeBackFile();
+    if (!given_.unpack.empty()) TakeBackFile();
     ShowRequest show;
     show.paths = UnderstoodPaths();
     show.strict = given_.strict;
@@ -737,8 +733,9 @@ class CommandLine {
 
   // The value of --unpack may be left out: a word behind it that is no list of names is a FILE.
   void TakeBackFile() {
-    if (given_.unpack.find_first_of("./") == std::string::npos && access(given_.unpack.c_str(), F_OK) != 0)
-      return;
+    const bool is_file = given_.unpack == "-" || given_.unpack.find_first_of("./") != std::string::npos ||
+                         access(given_.unpack.c_str(), F_OK) == 0;
+    if (!is_file) return;
     given_.paths.insert(given_.paths.begin(), given_.unpack);
     given_.unpack.clear();
   }

@@ -60,7 +60,6 @@ class Waiting {
   // The last one, or one by its index among all.
   Shown* Last() { return &shown_.back(); }
   Shown* At(size_t index) { return &shown_[index - first_]; }
-  bool empty() const { return shown_.empty(); }
 
   void ShowAll() {
     for (Shown& shown : shown_)

@@ -19,6 +19,7 @@ using replies::HasTable;
 using replies::LowerCase;
 using replies::NameOfType;
 using replies::Payload;
+using replies::PayloadDescription;
 using replies::TypedLayoutsOf;
 using replies::Vocabulary;
 
@@ -29,14 +30,18 @@ bool IsNumber(const std::string& word) {
          std::all_of(word.begin(), word.end(), [](unsigned char c) { return std::isdigit(c) != 0; });
 }
 
+// Empty where nothing is told.
+PayloadDescription ToldOf(const Payload& payload) {
+  const PayloadDescription* told = DescribePayload(payload.id);
+  return told == nullptr ? PayloadDescription() : *told;
+}
+
 bool Matches(const Payload& payload, const std::vector<std::string>& words) {
   if (words.empty()) return true;
   return std::any_of(words.begin(), words.end(), [&](const std::string& word) {
     if (IsNumber(word)) return std::to_string(payload.id) == word;
-    const auto* told = DescribePayload(payload.id);
-    if (told != nullptr && LowerCase(told->english.text).find(LowerCase(word)) != std::string::npos)
-      return true;
-    return LowerCase(payload.name).find(LowerCase(word)) != std::string::npos ||
+    return LowerCase(ToldOf(payload).english.text).find(LowerCase(word)) != std::string::npos ||
+           LowerCase(payload.name).find(LowerCase(word)) != std::string::npos ||
            LowerCase(payload.field).find(LowerCase(word)) != std::string::npos;
   });
 }
@@ -75,12 +80,11 @@ void Answer(const IdsRequest& request, Output* output, ExitCode* code) {
     if (request.only_tables && forms.empty()) continue;
     // What has no form of table can be had by the schema alone.
     const std::string shown = forms.empty() && HasPayload(payload) ? "--decode" : forms;
-    const auto* told = DescribePayload(payload.id);
-    const std::string family(told == nullptr ? "" : told->family);
-    const std::string english = told == nullptr ? "" : told->english.Marked();
+    const PayloadDescription told = ToldOf(payload);
     if (!any) output->Write(IdLine("Id", "payload", "columns", "family", "what it is"));
     any = true;
-    output->Write(IdLine(fmt::format("{}", payload.id), payload.name, shown, family, english));
+    output->Write(
+        IdLine(fmt::format("{}", payload.id), payload.name, shown, told.family, told.english.Marked()));
   }
   if (any) return;
   std::vector<std::string> names;

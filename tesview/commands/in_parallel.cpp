@@ -234,8 +234,9 @@ class OneByOne {
   void Add(ReadItem read) {
     renderer_->Look(read);
     bytes_ += read.item.reply.bytes.size();
+    const bool ends_all = !read.error.empty() && printer_->StopsAtFirst();
     read_.push_back(std::move(read));
-    if (read_.size() >= portion_.replies || bytes_ >= portion_.bytes) Send();
+    if (ends_all || read_.size() >= portion_.replies || bytes_ >= portion_.bytes) Send();
   }
 
   void Send() {

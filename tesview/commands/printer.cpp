@@ -26,6 +26,10 @@ Printer::Printer(const ShowRequest& request, Output* output, Progress* progress,
       code_(code),
       output_is_terminal_(request.output.empty() && IsTerminal(STDOUT_FILENO)) {}
 
+bool Printer::StopsAtFirst() const {
+  return request_.strict;
+}
+
 void Printer::Print(const ReadItem& read, const Shown& shown) {
   const bool is_binary = request_.view.to == To::kArrow;
   // Also where this reply cannot be shown: the rows are those of replies before it.

@@ -39,6 +39,9 @@ class Printer {
   // The same of files that the lines are split into.
   void PrintInto(SplitFiles* files) { split_ = files; }
 
+  // Whether the first failure ends all: what is read behind it counts no more.
+  bool StopsAtFirst() const;
+
   // Prints no more than these of the replies that are not dropped.
   void PrintOnly(const ReplyWindow& window) { window_ = window; }
 

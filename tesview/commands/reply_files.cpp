@@ -67,7 +67,7 @@ ReplyFiles::ReplyFiles(const std::vector<std::string>& paths, Form from)
 
 bool ReplyFiles::Next(ReadItem* next) {
   *next = ReadItem();
-  if (stop_when_ && stop_when_()) return false;
+  if (stop_when_()) return false;
   if (next_error_ < files_.errors.size()) {
     FailToRead(next, files_.errors[next_error_++]);
     return true;
@@ -91,7 +91,7 @@ bool ReplyFiles::Open() {
   const std::string& path = files_.paths[next_file_++];
   name_ = NameOfFile(path);
   const auto on_wait = [this] {
-    if (on_wait_) on_wait_();
+    on_wait_();
     if (WasInterrupted()) throw Interrupted();
   };
   on_wait();
@@ -161,9 +161,9 @@ bool ReplyFiles::Chooses(const replies::ReplyView& reply) {
     if (WasInterrupted()) throw Interrupted();
     TellProgress(std::max(reply.offset, replies_->position()));
   }
-  const bool chosen = !choose_ || choose_(reply);
+  const bool chosen = choose_(reply);
   // Otherwise the reading would go on until the next one that is given.
-  if (!chosen && stop_when_ && stop_when_()) throw NoMoreWanted();
+  if (!chosen && stop_when_()) throw NoMoreWanted();
   return chosen;
 }
 
@@ -171,7 +171,7 @@ bool ReplyFiles::Chooses(const replies::ReplyView& reply) {
 void ReplyFiles::TellProgress(uint64_t unpacked) {
   const bool packed = unpacked_->packing() != replies::Packing::kNone;
   const uint64_t position = packed ? unpacked_->packed_bytes() : unpacked;
-  if (on_progress_) on_progress_(position - counted_, seen_ - seen_told_);
+  on_progress_(position - counted_, seen_ - seen_told_);
   counted_ = position;
   seen_told_ = seen_;
 }

@@ -78,10 +78,10 @@ class ReplyFiles {
   size_t next_file_ = 0;
   size_t source_width_ = 0;
   size_t next_error_ = 0;
-  std::function<void()> on_wait_;
-  std::function<void(uint64_t, uint64_t)> on_progress_;
-  replies::Choose choose_;
-  std::function<bool()> stop_when_;
+  std::function<void()> on_wait_ = [] {};
+  std::function<void(uint64_t, uint64_t)> on_progress_ = [](uint64_t, uint64_t) {};
+  replies::Choose choose_ = [](const replies::ReplyView&) { return true; };
+  std::function<bool()> stop_when_ = [] { return false; };
   int ahead_threads_ = 0;
   MakeTally make_tally_;
   std::function<void(const Tally&)> take_tally_;

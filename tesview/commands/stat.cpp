@@ -149,8 +149,8 @@ std::string StatMembers(const StatLine& line, bool with_rows) {
 std::string StatAsJson(const std::vector<StatLine>& lines, bool with_rows, uint64_t damaged) {
   const StatLine& total = lines.back();
   std::string ids;
-  for (const StatLine& line : lines) {
-    if (&line == &total) break;
+  for (size_t i = 0; i + 1 < lines.size(); ++i) {
+    const StatLine& line = lines[i];
     ids += fmt::format("{}{{\"id\": {}, \"payload\": {}, {}, \"share\": {:.6g}}}", ids.empty() ? "" : ", ",
                        line.is_id ? line.id : "null", QuotedOrNull(line.payload),
                        StatMembers(line, with_rows), ShareOf(line, total));
@@ -220,7 +220,8 @@ void Answer(const StatRequest& request, Output* output, ExitCode* code) {
   Printer printer(lines, output, &progress, code);
   RowCounter counter;
   try {
-    ShowInParallel(&counter, request.rows ? request.jobs : 0, &files, &printer);
+    // Threads would have counted what is behind the first failure.
+    ShowInParallel(&counter, request.rows && !request.strict ? request.jobs : 0, &files, &printer);
   } catch (const StopAtFirst&) {
     // What was counted until then is told.
   }

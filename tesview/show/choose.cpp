@@ -53,7 +53,7 @@ void Choice::Take(TableView table) {
 }
 
 RowList Choice::Rows(TableView table) const {
-  const std::vector<int>* kept = kept_ == nullptr ? nullptr : kept_->Of(table);
+  const std::vector<int>* kept = kept_->Of(table);
   const int rows = kept == nullptr ? table.rows() : static_cast<int>(kept->size());
   if (view_.head >= 0) return {kept, 0, static_cast<int>(std::min<int64_t>(rows, view_.head))};
   if (view_.tail >= 0) return {kept, static_cast<int>(rows - std::min<int64_t>(rows, view_.tail)), rows};
@@ -257,7 +257,7 @@ TableView Choice::Descend(TableView table, std::string_view number, std::string_
                          base_.empty() ? "" : " at " + base_, table.rows());
     return TableView();
   }
-  if (kept_ != nullptr && !kept_->IsKept(table, *row)) return TableView();
+  if (!kept_->IsKept(table, *row)) return TableView();
   Layout& layout = LayoutOf(table);
   const Column* column = FindColumn(layout.columns(), name);
   if (column == nullptr || !column->is_table()) {

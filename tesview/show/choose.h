@@ -28,7 +28,7 @@ enum class Part {
 // The choice in the tables of one reply, which lives at least as long. One thread at a time.
 class Choice {
  public:
-  // `kept` are the rows that --where leaves, and null where it is not asked for.
+  // `kept` are the rows that --where leaves; it tells no table where that is not asked for.
   Choice(const View& view, const TableKind& kind, const KeptRows* kept);
 
   const TableKind& kind() const { return layouts_.kind(); }

@@ -85,10 +85,10 @@ const replies::TableDescription* DescriptionOf(TableView table, const TableKind&
 
 bool MayHoldTimes(const replies::ColumnDescription& told) {
   if (told.letter == "s") return false;
-  bool may = replies::IsTime(told.kind);
-  for (const replies::ElementDescription& element : told.elements)
-    may = may || replies::IsTime(element.kind);
-  return may;
+  return replies::IsTime(told.kind) || std::any_of(told.elements.begin(), told.elements.end(),
+                                                   [](const replies::ElementDescription& element) {
+                                                     return replies::IsTime(element.kind);
+                                                   });
 }
 
 }  // namespace

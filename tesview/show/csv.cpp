@@ -163,18 +163,20 @@ class CsvLevel {
     }
   }
 
-  const CsvTargets& TargetsOf(Layout* layout) {
-    const auto [at, is_new] = targets_.try_emplace(layout);
+  // Of the columns that are shown of this table. Where it has tables inside, these tell which they are.
+  const CsvTargets& TargetsOf(Choice* choice, Part part, TableView table) {
+    Layout& layout = choice->LayoutOf(table);
+    const bool all = part == Part::kAll;
+    const auto [at, is_new] = (all ? targets_ : chosen_targets_).try_emplace(&layout);
     CsvTargets& targets = at->second;
-    if (!is_new) return targets;
-    for (const Column& column : layout->columns()) {
-      const auto known = known_.find(column.name);
-      if (known == known_.end()) continue;
-      const CsvColumn& of = columns_[known->second];
-      if (column.is_table() && of.inner != nullptr) {
-        targets.inner.emplace_back(&column, of.inner.get());
-      } else if (!column.is_table()) {
-        targets.fields.emplace_back(&column, of.field);
+    if (!is_new && (all || layout.tables().empty())) return targets;
+    targets = CsvTargets();
+    for (const Column* column : choice->Columns(table, part)) {
+      const CsvColumn& of = columns_[known_.at(column->name)];
+      if (column->is_table()) {
+        targets.inner.emplace_back(column, of.inner.get());
+      } else {
+        targets.fields.emplace_back(column, of.field);
       }
     }
     return targets;
@@ -203,13 +205,14 @@ class CsvLevel {
   std::vector<CsvColumn> columns_;
   std::unordered_map<std::string, size_t> known_;
   std::unordered_set<const Layout*> gathered_;
-  std::unordered_map<const Layout*, CsvTargets> targets_;
+  std::unordered_map<const Layout*, CsvTargets> targets_;  // of whole tables
+  std::unordered_map<const Layout*, CsvTargets> chosen_targets_;
 };
 
 std::string NumbersField(TableView table, int row, const Column& column) {
   std::string text;
   const void* numbers = NumbersOf(table, row, column);
-  for (int i = 0; i < column.count && numbers != nullptr; ++i) {
+  for (int i = 0; i < column.count; ++i) {
     if (i != 0) text += ' ';
     AppendNumber(&text, column, numbers, i);
   }
@@ -220,11 +223,10 @@ std::string CsvField(TableView table, int row, const Column& column, const CsvSt
   if (!table.is_set(row, column.index)) return std::string();
   std::string field;
   if (column.type == Type::kText) {
-    const char* text = TextOf(table, row, column);
-    style.Append(&field, ToUtf8(text == nullptr ? "" : text));
+    style.Append(&field, ToUtf8(TextOf(table, row, column)));
   } else if (column.type == Type::kBinary) {
     style.Append(&field, EncodeBase64(BinaryOf(table, row, column)));
-  } else if (column.is_number()) {
+  } else {
     field = NumbersField(table, row, column);
   }
   return field;
@@ -237,8 +239,8 @@ class CsvLines {
       : style_(style), choice_(choice), start_(std::move(start)), fields_(fields), keys_(keys), out_(out) {}
 
   void Table(Part part, TableView table, CsvLevel* level) {
+    const CsvTargets& targets = level->TargetsOf(choice_, part, table);
     Layout* layout = &choice_->LayoutOf(table);
-    const CsvTargets& targets = level->TargetsOf(layout);
     const RowList rows = choice_->Rows(table);
     for (const int row : rows) {
       keys_->Enter(table, row, layout);

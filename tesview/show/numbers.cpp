@@ -35,14 +35,13 @@ std::ptrdiff_t SignificantDigits(const char* begin, const char* end) {
   const char* last = end;
   while (last != first && !counts(last[-1]))
     --last;
-  return std::count_if(first, last, [](char c) { return c >= '0' && c <= '9'; });
+  return last - first - std::count(first, last, '.');
 }
 
-// `value` / 10000 without zeros at the end.
+// `value` / 10000, which is no whole number, without zeros at the end.
 char* WriteTenThousandths(char* to, uint64_t value) {
   to = WriteInteger(to, value / 10000);
   const auto places = static_cast<unsigned>(value % 10000);
-  if (places == 0) return to;
   *to++ = '.';
   to = WriteTwoDigits(to, places / 100);
   if (places % 100 != 0) to = WriteTwoDigits(to, places % 100);

@@ -61,7 +61,7 @@ struct Grid {
 std::string ListText(TableView table, int row, const Column& column) {
   std::string text = "[";
   const void* numbers = NumbersOf(table, row, column);
-  for (int i = 0; i < column.count && numbers != nullptr; ++i) {
+  for (int i = 0; i < column.count; ++i) {
     if (i != 0) text += ", ";
     AppendRounded(&text, column, numbers, i);
   }
@@ -88,7 +88,7 @@ Cell NumberCell(TableView table, int row, const Column& column) {
     return {fmt::format("{:#x}", static_cast<uint64_t>(table_get_int64(table.get(), row, column.index)))};
   }
   Cell cell;
-  if (const void* number = NumbersOf(table, row, column)) AppendRounded(&cell.text, column, number, 0);
+  AppendRounded(&cell.text, column, NumbersOf(table, row, column), 0);
   const size_t point = cell.text.find('.');
   if (point != std::string::npos) cell.fraction = cell.text.size() - point;
   return cell;
@@ -100,7 +100,7 @@ Cell CellOf(TableView table, int row, const Column& column) {
   switch (column.type) {
     case Type::kText: {
       const char* text = TextOf(table, row, column);
-      if (text == nullptr || *text == '\0') return {std::string(kEmptyText), true};
+      if (*text == '\0') return {std::string(kEmptyText), true};
       return {Printable(ToUtf8(text))};
     }
     case Type::kBinary: return {BytesText(BinaryOf(table, row, column))};
@@ -143,7 +143,6 @@ GridColumn RowNumbers(const std::vector<std::string>& labels) {
 
 // What is between columns, and around them with boxes.
 size_t Overhead(const View& view, size_t columns) {
-  if (columns == 0) return 0;
   return view.boxes ? columns * 3 + 1 : (columns - 1) * 2;
 }
 
