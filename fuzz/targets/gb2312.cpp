@@ -16,7 +16,8 @@ iconv_t Open(const char* to, const char* from) {
   return converter;
 }
 
-// False if some character has no counterpart.
+// False if some character has no counterpart. Nothing is what the C library's iconv makes of the tag
+// characters, U+E0000 to U+E007F: it passes over them.
 bool Convert(iconv_t converter, const std::string& text, std::string* converted) {
   std::string in = text;
   std::string out(text.size() * 4 + 4, '\0');
@@ -67,7 +68,7 @@ std::string Expected(const std::string& text) {
     bool whole = false;
     const size_t length = Sequence(text, i, &whole);
     std::string code;
-    const bool has_code = whole && Convert(to_gb, text.substr(i, length), &code);
+    const bool has_code = whole && Convert(to_gb, text.substr(i, length), &code) && !code.empty();
     result += has_code ? code : "?";
     i += length;
   }

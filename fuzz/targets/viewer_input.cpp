@@ -1,4 +1,5 @@
-// What the viewer does with bytes before they are a reply, and with texts on their way to a screen.
+// What the viewer does with bytes before they are a reply, with texts on their way to a screen, and with
+// texts and bytes on their way into a page.
 #include <jansson.h>
 
 #include <algorithm>
@@ -14,6 +15,7 @@
 #include "replies/suggest.h"
 #include "replies/text.h"
 #include "replies/wire.h"
+#include "tesview/report/embedded.h"
 
 namespace {
 
@@ -131,6 +133,18 @@ void CheckWire(std::string_view bytes) {
   }
 }
 
+// The text comes back from it, as far as JSON can say it.
+void CheckJsonString(const std::string& json, const std::string& text) {
+  const std::string list = "[" + json + "]";
+  json_t* parsed = json_loadb(list.data(), list.size(), JSON_ALLOW_NUL, nullptr);
+  FUZZ_CHECK(parsed != nullptr && json_array_size(parsed) == 1);
+  const json_t* shown = json_array_get(parsed, 0);
+  FUZZ_CHECK(json_is_string(shown));
+  if (replies::IsUtf8(text))
+    FUZZ_CHECK(std::string(json_string_value(shown), json_string_length(shown)) == text);
+  json_decref(parsed);
+}
+
 void CheckText(const std::string& text) {
   const std::string utf8 = replies::ToUtf8(text);
   FUZZ_CHECK(replies::IsUtf8(utf8));
@@ -146,20 +160,28 @@ void CheckText(const std::string& text) {
   replies::DisplayWidth(text);
   replies::Printable(text);
 
-  std::string json = "[";
+  std::string json;
   replies::AppendJsonString(&json, text);
-  json += "]";
-  json_t* parsed = json_loadb(json.data(), json.size(), JSON_ALLOW_NUL, nullptr);
-  FUZZ_CHECK(parsed != nullptr);
-  const json_t* shown = json_array_get(parsed, 0);
-  if (replies::IsUtf8(text))
-    FUZZ_CHECK(std::string(json_string_value(shown), json_string_length(shown)) == text);
-  json_decref(parsed);
+  CheckJsonString(json, text);
 
   std::string csv;
   replies::AppendCsvField(&csv, utf8);
   FUZZ_CHECK(csv.size() >= utf8.size());
   FUZZ_CHECK(replies::Nearest(text.substr(0, 40), {"json", "table", "csv", "summary"}).size() <= 3);
+}
+
+// Nothing in it is markup, and all of it comes back.
+void CheckEmbedded(const std::string& bytes) {
+  std::string json;
+  tesview::AppendEmbeddedString(&json, bytes);
+  FUZZ_CHECK(json.find_first_of("<>&") == std::string::npos);
+  CheckJsonString(json, bytes);
+
+  const std::string block = tesview::EmbeddedBlock(bytes.size(), bytes);
+  const size_t begin = block.find('>') + 1;
+  const size_t end = block.find('<', begin);
+  FUZZ_CHECK(block.substr(end) == "</script>\n");
+  FUZZ_CHECK(replies::DecodeBase64(block.substr(begin, end - begin)) == bytes);
 }
 
 void viewer_input(const uint8_t* data, size_t size) {
@@ -176,6 +198,7 @@ void viewer_input(const uint8_t* data, size_t size) {
   CheckEncodings(bytes);
   CheckWire(bytes);
   CheckText(bytes);
+  CheckEmbedded(bytes);
 }
 
 }  // namespace
