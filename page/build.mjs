@@ -1,13 +1,20 @@
 // Builds dist/page.html: one file with the program and its style, and a mark where the viewer puts the data.
 //
 // The policy in it lets nothing run but this very program and nothing be fetched at all.
+//
+// `node build.mjs --plain FOLDER` builds it there with the program as it was written, and with a map of its sources: for
+// counting what tests run of it.
 import { createHash } from "node:crypto";
-import { existsSync, mkdirSync, readFileSync, readdirSync, writeFileSync } from "node:fs";
+import { mkdirSync, readFileSync, readdirSync, writeFileSync } from "node:fs";
 import { build } from "esbuild";
 
-const shared = { bundle: true, minify: true, write: false, metafile: true, charset: "utf8", legalComments: "none" };
+const plain = process.argv[2] === "--plain";
+const folder = plain ? process.argv[3] : "dist";
+const shared = { bundle: true, minify: !plain, write: false, metafile: true, charset: "utf8", legalComments: "none" };
 const script = await build({
   ...shared,
+  outdir: folder,
+  sourcemap: plain ? "external" : false,
   entryPoints: ["src/main.ts"],
   format: "iife",
   target: ["chrome109", "firefox115", "safari16.4"],
@@ -46,7 +53,8 @@ function licences(inputs) {
   return { packages, texts };
 }
 
-const code = script.outputFiles[0].text.trim();
+const outputOf = (ending) => script.outputFiles.find((file) => file.path.endsWith(ending)).text;
+const code = outputOf(".js").trim();
 const css = style.outputFiles[0].text.trim();
 if (/<\/script|<!--/i.test(code)) throw new Error("the program holds what ends a script element");
 if (/<\/style/i.test(css)) throw new Error("the style holds what ends a style element");
@@ -81,6 +89,10 @@ const page = `<!doctype html>
 </body>
 </html>
 `;
-if (!existsSync("dist")) mkdirSync("dist");
-writeFileSync("dist/page.html", page);
-console.log(`dist/page.html: ${Math.round(page.length / 1024)} kB`);
+mkdirSync(folder, { recursive: true });
+writeFileSync(`${folder}/page.html`, page);
+if (plain) {
+  writeFileSync(`${folder}/page.js`, code);
+  writeFileSync(`${folder}/page.js.map`, outputOf(".map"));
+}
+console.log(`${folder}/page.html: ${Math.round(page.length / 1024)} kB`);

@@ -34,7 +34,7 @@ const hidden = /[\u0000-\u001f\u007f-\u009f\u00ad\u061c\u180e\u200b-\u200f\u2028
 
 function codeOf(character: string): string {
   const known: Record<string, string> = { "\n": "\\n", "\r": "\\r", "\t": "\\t" };
-  const code = character.codePointAt(0) ?? 0;
+  const code = character.codePointAt(0)!;
   return known[character] ?? (code < 256 ? `\\x${code.toString(16).padStart(2, "0")}` : `\\u${code.toString(16).padStart(4, "0")}`);
 }
 
@@ -54,10 +54,4 @@ export function visible(text: string, keepLines = false): (Node | string)[] {
 
 export function visibleText(text: string): string {
   return text.replace(hidden, codeOf);
-}
-
-export function byId(id: string): HTMLElement {
-  const element = document.getElementById(id);
-  if (!element) throw new Error(`the page has no ${id}`);
-  return element;
 }

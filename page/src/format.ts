@@ -66,8 +66,7 @@ export function cellText(column: Column, row: number, value: Value, decimals: nu
 }
 
 // All of a value, nothing rounded.
-export function exactText(column: Column, value: Value): string {
-  if (value === null) return "";
+export function exactText(column: Column, value: Exclude<Value, null>): string {
   if (typeof value === "number") return Object.is(value, -0) ? "-0" : String(column.single ? Number(value.toPrecision(9)) : value);
   if (typeof value === "bigint" || typeof value === "string") return String(value);
   if (value instanceof Uint8Array) return hex(value);

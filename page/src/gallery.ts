@@ -1,7 +1,7 @@
 // The pictures of a table, with what one chooses in them.
 import { BarChart } from "./bars";
 import type { Bar } from "./bars";
-import { h, visible } from "./dom";
+import { h, visible, visibleText } from "./dom";
 import { heading, isChange } from "./grid";
 import { countsOf, directionOf, firstValues, linesOf, picturesOf, timeOf } from "./picture";
 import type { PictureKind, Pictures } from "./picture";
@@ -64,7 +64,6 @@ export class Gallery {
 
   // Draws again, by what is chosen now and in the colours and words of now.
   show(): void {
-    if (!this.any) return;
     this.drawn?.remove();
     this.drawTools();
     const kind = this.kind();
@@ -84,8 +83,7 @@ export class Gallery {
   }
 
   private columnsChosen(): string[] {
-    const lines = linesOf(this.pictures.sources[this.chosen[0]].table);
-    if (!lines) return [];
+    const lines = linesOf(this.pictures.sources[this.chosen[0]].table)!;
     const known = (this.choice.columns ?? []).filter((name) => lines.values.some((column) => column.name === name));
     return known.length > 0 ? known : firstValues(lines).map((column) => column.name);
   }
@@ -168,7 +166,7 @@ export class Gallery {
       });
       more.append(h("option", { value: "" }, `${t("moreInstruments")} …`));
       this.pictures.sources.forEach((source, i) => {
-        if (!this.offered.includes(i)) more.append(h("option", { value: i }, ...visible(source.label).map((part) => (typeof part === "string" ? part : (part.textContent ?? "")))));
+        if (!this.offered.includes(i)) more.append(h("option", { value: i }, visibleText(source.label)));
       });
       group.append(more);
     }

@@ -1,6 +1,6 @@
 // A table as a grid of which only what is on the screen is in the page.
 import { Virtualizer, elementScroll, observeElementOffset, observeElementRect } from "@tanstack/virtual-core";
-import type { Vector } from "apache-arrow";
+import type { Struct, Vector } from "apache-arrow";
 import { h, visible, visibleText } from "./dom";
 import { cellText, exactText, grouped, placesOf } from "./format";
 import { matching, sorted } from "./order";
@@ -49,12 +49,11 @@ export class Grid {
   private readonly changes: boolean[];
   private readonly widths: number[];
   private readonly drawn = new Map<number, HTMLElement>();
-  private drawnColumns = "";
+  private drawnColumns: string | null = null; // no column is an empty text
   private order: Int32Array;
   private columns: Column[];
   private anchor: { row: number; column: number } | null = null;
   private run = 0;
-  private stopped = false;
   private waiting = false;
   private marked: HTMLElement[] = []; // what has a mark of the cursor or the selection
   busy = false;
@@ -117,7 +116,6 @@ export class Grid {
   }
 
   remove(): void {
-    this.stopped = true;
     ++this.run;
     hideTip();
     for (const unmount of this.unmount) unmount();
@@ -185,12 +183,6 @@ export class Grid {
     this.events.changed();
   }
 
-  // Headings in the other language.
-  rename(): void {
-    this.drawnColumns = "";
-    this.draw();
-  }
-
   // Brings a row of the table onto the screen.
   reveal(row: number): void {
     const at = this.order.indexOf(row);
@@ -212,7 +204,7 @@ export class Grid {
     this.columnsShown.setOptions({ ...this.columnsShown.options, count: this.columns.length });
     this.rowsShown.measure();
     this.columnsShown.measure();
-    this.drawnColumns = "";
+    this.drawnColumns = null;
     this.draw();
   }
 
@@ -237,7 +229,7 @@ export class Grid {
   }
 
   private draw(): void {
-    if (this.stopped || !this.element.isConnected) return;
+    if (!this.element.isConnected) return;
     const columns = this.columnsShown.getVirtualItems();
     const rows = this.rowsShown.getVirtualItems();
     this.inner.style.width = `${this.columnsShown.getTotalSize()}px`;
@@ -341,7 +333,7 @@ export class Grid {
       cell.replaceChildren(h("span", { "aria-label": t("unset"), role: "img" }, "·"));
     } else if (column.shape === "table") {
       const child = value as Vector;
-      const columns = (child.type as { children?: unknown[] }).children?.length ?? 0;
+      const columns = (child.type as Struct).children.length;
       const text = child.length === 0 ? t("empty") : `${grouped(String(child.length))} × ${columns}`;
       cell.replaceChildren(h("a", { class: child.length === 0 ? "inside none" : "inside", tabindex: -1 }, text));
     } else if (value === "") {

@@ -51,12 +51,6 @@ export class ReplyList {
     this.draw();
   }
 
-  rename(): void {
-    this.find.placeholder = t("findReply");
-    this.find.setAttribute("aria-label", t("findReply"));
-    this.draw();
-  }
-
   private search(): void {
     const words = this.find.value.toLowerCase().split(/\s+/).filter(Boolean);
     const textOf = (entry: Entry) =>
@@ -116,7 +110,8 @@ export class ReplyList {
 function commonFolder(files: string[]): number {
   let length = files[0]?.lastIndexOf("/") ?? -1;
   for (const file of files) {
-    while (length >= 0 && file.slice(0, length + 1) !== files[0].slice(0, length + 1)) length = files[0].lastIndexOf("/", length - 1);
+    // Looked for before the first character, it would be found there once more.
+    while (length >= 0 && !file.startsWith(files[0].slice(0, length + 1))) length = length > 0 ? files[0].lastIndexOf("/", length - 1) : -1;
   }
   return length + 1;
 }

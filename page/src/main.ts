@@ -8,7 +8,7 @@ import type { Choice } from "./gallery";
 import { Grid, freshState, heading } from "./grid";
 import type { GridState } from "./grid";
 import { ReplyList } from "./list";
-import { openAbout, openColumnList } from "./popups";
+import { closeWindows, openAbout, openColumnList } from "./popups";
 import { readReport, readText } from "./report";
 import type { Entry } from "./report";
 import { rootTable } from "./table";
@@ -56,6 +56,7 @@ let roots: { index: number; table: Table | null } | null = null; // the reply th
 let grid: Grid | null = null;
 let gallery: Gallery | null = null;
 let main: HTMLElement;
+let drawer: HTMLElement;
 let list: ReplyList | null = null;
 let refreshBar: () => void = () => {};
 
@@ -96,7 +97,13 @@ function go(address: string): void {
 // ---- the frame
 
 function colourOfRise(): string {
-  return document.documentElement.dataset.rise ?? "red";
+  return document.documentElement.dataset.rise!;
+}
+
+// The list of replies, where the screen is too narrow for it to be always there.
+function openDrawer(open: boolean): void {
+  document.body.classList.toggle("list-open", open);
+  drawer.setAttribute("aria-expanded", String(open));
 }
 
 function header(): HTMLElement {
@@ -122,15 +129,12 @@ function header(): HTMLElement {
     },
   }, h("span", { class: "swatch up", "aria-hidden": "true" }, "▲"), h("span", { class: "swatch down", "aria-hidden": "true" }, "▼"), colourOfRise() === "red" ? t("redUp") : t("greenUp"));
   const about = h("button", { type: "button", class: "switch", click: () => openAbout(report.program, about) }, t("about"));
-  const drawer = h("button", {
+  drawer = h("button", {
     type: "button",
     class: "switch drawer",
     "aria-label": t("wide"),
-    "aria-expanded": "false",
-    click: () => {
-      const open = document.body.classList.toggle("list-open");
-      drawer.setAttribute("aria-expanded", String(open));
-    },
+    "aria-expanded": String(document.body.classList.contains("list-open")),
+    click: () => openDrawer(!document.body.classList.contains("list-open")),
   }, "☰");
   const files = new Set(report.replies.map((entry) => entry.file).filter(Boolean));
   const bytes = report.replies.reduce((sum, entry) => sum + (entry.bytes ?? 0), 0);
@@ -153,7 +157,7 @@ function frame(): void {
   document.body.classList.toggle("single", single);
   main = h("main", { tabindex: -1 });
   list = single ? null : new ReplyList(report.replies, (index) => {
-    document.body.classList.remove("list-open");
+    openDrawer(false);
     go(addressOf(index));
   });
   app.replaceChildren(header(), ...[warning()].filter((each) => each !== null), h("div", { class: "page" }, list?.element, main));
@@ -164,6 +168,7 @@ function frame(): void {
 // ---- one reply
 
 function show(): void {
+  closeWindows();
   grid?.remove();
   gallery?.remove();
   grid = null;
@@ -304,7 +309,6 @@ function showTable(place: Place, host: HTMLElement): void {
   const copy = h("button", { type: "button", class: "chip", click: () => copied(made, copy) }, t("copy"));
   const columns = h("button", { type: "button", class: "chip", "aria-haspopup": "dialog", click: () => openColumnList(made, columns) }, t("showColumns"));
   refreshBar = () => {
-    if (grid !== made) return;
     const all = grouped(String(table.rows));
     const selected = made.selected();
     count.textContent = made.busy
@@ -352,7 +356,8 @@ setLanguage(asked === "zh" || asked === "en" ? asked : navigator.language.starts
 document.documentElement.dataset.rise = remembered("rise") === "green" ? "green" : "red";
 addEventListener("hashchange", () => {
   show();
-  grid?.element.focus({ preventScroll: true });
+  // Who goes through the list by keys goes on there.
+  if (!list?.element.contains(document.activeElement)) grid?.element.focus({ preventScroll: true });
 });
 matchMedia("(prefers-color-scheme: dark)").addEventListener("change", () => gallery?.show());
 frame();

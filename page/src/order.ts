@@ -96,7 +96,7 @@ export function sorted(table: Table, rows: Int32Array, sorting: Sorting): Int32A
     if (value === null) continue;
     keys.set(row, column.shape === "table" ? (value as { length: number }).length : typeof value === "string" ? value : cellText(column, row, value, 0));
   }
-  const collator = new Intl.Collator("zh-Hans-CN", { numeric: true });
+  const collator = new Intl.Collator("zh-Hans-CN", { numeric: column.shape !== "bytes" });
   const set = rows.filter((row) => keys.has(row));
   set.sort((a, b) => {
     const x = keys.get(a)!;

@@ -7,19 +7,20 @@ import { heading } from "./grid";
 import type { ColumnFilter } from "./order";
 import { readLicences } from "./report";
 import type { Column, Table } from "./table";
+import { boundOf } from "./times";
 import { either, t } from "./words";
 
-let open: HTMLDialogElement | null = null;
+// For when what is behind them changes.
+export function closeWindows(): void {
+  for (const each of document.querySelectorAll("dialog")) each.close();
+}
 
-function dialog(label: string, at: HTMLElement | null, back: HTMLElement | null, ...children: (Node | string)[]): HTMLDialogElement {
-  open?.close();
+function dialog(label: string, at: HTMLElement | null, back: HTMLElement, ...children: (Node | string)[]): HTMLDialogElement {
   const element = h("dialog", { class: at ? "menu-window" : "window", "aria-label": label }, ...children);
   document.body.append(element);
-  open = element;
   element.addEventListener("close", () => {
-    if (open === element) open = null;
     element.remove();
-    back?.focus();
+    back.focus();
   });
   element.addEventListener("mousedown", (event) => {
     const box = element.getBoundingClientRect();
@@ -42,11 +43,8 @@ function numberIn(input: HTMLInputElement): number | undefined {
   return text === "" || Number.isNaN(value) ? undefined : value;
 }
 
-// A time may be given as it is shown: only its digits count.
-function boundIn(column: Column, input: HTMLInputElement): number | undefined {
-  if (column.times.length === 0 || column.times[0].startsWith("unix")) return numberIn(input);
-  const digits = input.value.replace(/\D/g, "");
-  return digits === "" ? undefined : Number(digits);
+function boundIn(column: Column, input: HTMLInputElement, last: boolean): number | undefined {
+  return boundOf(column.times, input.value, last) ?? numberIn(input);
 }
 
 export function openColumnMenu(grid: Grid, column: Column, at: HTMLElement): void {
@@ -67,8 +65,8 @@ export function openColumnMenu(grid: Grid, column: Column, at: HTMLElement): voi
       submit: (event: Event) => {
         event.preventDefault();
         const made: ColumnFilter = {
-          least: boundIn(column, least),
-          most: boundIn(column, most),
+          least: boundIn(column, least, false),
+          most: boundIn(column, most, true),
           text: text.value.trim().toLowerCase() || undefined,
           state: (state.value || undefined) as ColumnFilter["state"],
         };

@@ -77,7 +77,7 @@ export interface Licences {
 }
 
 function textOf(id: string): string {
-  return document.getElementById(id)?.textContent ?? "";
+  return document.getElementById(id)!.textContent!;
 }
 
 export function readReport(): Report {

@@ -79,7 +79,7 @@ export class TimeChart {
   private readonly legend = h("div", { class: "legend", "aria-live": "polite", "aria-atomic": "true" });
   private readonly chart: IChartApi;
   private readonly parts: Part[] = [];
-  private readonly main: { series: ISeriesApi<SeriesType>; price: (row: number) => number; rows: Map<number, number> }[] = [];
+  private readonly main: { source: number; series: ISeriesApi<SeriesType>; price: (row: number) => number; rows: Map<number, number> }[] = [];
   private readonly clocks: { rows: Map<number, number>; column: Column }[] = []; // what tells the times
   private readonly times: number[];
   private at = -1;
@@ -110,8 +110,9 @@ export class TimeChart {
 
   remove(): void {
     this.watch.disconnect();
-    this.chart.remove();
+    // An element with the focus loses it here and has the chart drawn once more, which must still be there.
     this.element.remove();
+    this.chart.remove();
   }
 
   // All of it, or the end where a bar would be thinner than a pixel or two.
@@ -175,8 +176,7 @@ export class TimeChart {
   private addCandles(): void {
     const [rise, fall] = [css("--rise"), css("--fall")];
     this.wanted.sources.forEach((source, index) => {
-      const candles = candlesOf(source.table);
-      if (!candles) return;
+      const candles = candlesOf(source.table)!; // all of them have the columns of the first
       const { places, rows } = this.place(source.table, candles.time);
       const [open, high, low, close] = [candles.open, candles.high, candles.low, candles.close].map((column) => column.numbers());
       const whole = places.filter(({ row }) => Number.isFinite(open[row] + high[row] + low[row] + close[row]));
@@ -195,14 +195,14 @@ export class TimeChart {
         });
         series.setData(whole.map(({ time, row }) => ({ time, open: open[row], high: high[row], low: low[row], close: close[row] })));
         this.parts.push({ label: source.label, color: null, rows, value });
-        this.main.push({ series, price: (row) => close[row], rows });
+        this.main.push({ source: index, series, price: (row) => close[row], rows });
         if (candles.volume && this.wanted.sources.length === 1) this.addVolume(candles.volume, whole, open, close);
       } else {
         const color = lineColor(index);
         const series = this.chart.addSeries(LineSeries, { color, lineWidth: 2, priceFormat: formatOf(candles.close), priceLineVisible: false });
         series.setData(whole.map(({ time, row }) => ({ time, value: close[row] })));
         this.parts.push({ label: source.label, color, rows, value });
-        this.main.push({ series, price: (row) => close[row], rows });
+        this.main.push({ source: index, series, price: (row) => close[row], rows });
       }
     });
     this.compare();
@@ -230,9 +230,8 @@ export class TimeChart {
   private addLines(): void {
     const units: string[] = [];
     let count = 0;
-    for (const source of this.wanted.sources) {
-      const lines = linesOf(source.table);
-      if (!lines) continue;
+    this.wanted.sources.forEach((source, index) => {
+      const lines = linesOf(source.table)!;
       const { places, rows } = this.place(source.table, lines.time);
       for (const column of lines.values.filter((each) => this.wanted.columns.includes(each.name))) {
         const unit = column.unit() || column.name;
@@ -247,9 +246,9 @@ export class TimeChart {
         series.setData(places.map(({ time, row }) => (Number.isFinite(values[row]) ? { time, value: values[row] } : { time })));
         const several = this.wanted.sources.length > 1;
         this.parts.push({ label: several ? `${source.label} ${heading(column)}` : heading(column), color, rows, value: (row) => shown(column, row) });
-        this.main.push({ series, price: (row) => values[row], rows });
+        this.main.push({ source: index, series, price: (row) => values[row], rows });
       }
-    }
+    });
     this.compare();
   }
 
@@ -272,9 +271,9 @@ export class TimeChart {
 
   private clicked(event: MouseEventParams): void {
     if (event.time === undefined) return;
-    const found = this.main.findIndex(({ rows }) => rows.has(event.time as number));
-    const row = this.main[found]?.rows.get(event.time as number);
-    if (row !== undefined) this.pick(Math.min(found, this.wanted.sources.length - 1), row);
+    const found = this.main.find(({ rows }) => rows.has(event.time as number));
+    const row = found?.rows.get(event.time as number);
+    if (found && row !== undefined) this.pick(found.source, row);
   }
 
   private leave(): void {
@@ -292,10 +291,9 @@ export class TimeChart {
       const half = (range.to - range.from) / 2;
       scale.setVisibleLogicalRange({ from: this.at - half, to: this.at + half });
     }
-    const main = this.main.find(({ rows }) => rows.has(time));
-    const row = main?.rows.get(time);
-    const price = main && row !== undefined ? main.price(row) : NaN;
-    if (main && Number.isFinite(price)) this.chart.setCrosshairPosition(price, time as UTCTimestamp, main.series);
+    const main = this.main.find(({ rows }) => rows.has(time))!;
+    const price = main.price(main.rows.get(time)!);
+    if (Number.isFinite(price)) this.chart.setCrosshairPosition(price, time as UTCTimestamp, main.series);
     this.say(time);
   }
 

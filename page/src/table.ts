@@ -1,6 +1,6 @@
 // A table of a reply: columns of Arrow, with what is told of them.
 import { DataType } from "apache-arrow";
-import type { Table as ArrowTable, Vector } from "apache-arrow";
+import type { Struct, Table as ArrowTable, Vector } from "apache-arrow";
 import { readArrow, toldColumn, toldOf } from "./report";
 import type { Entry, Report, Told, ToldTable } from "./report";
 import { guessKind, readTime, timeKinds } from "./times";
@@ -25,11 +25,11 @@ export class Column {
   constructor(
     readonly index: number,
     readonly name: string, // no other column of the table has it
-    private readonly vector: Vector | null,
+    private readonly vector: Vector,
     readonly rows: number,
     readonly told: Told | undefined,
   ) {
-    const type = vector?.type as DataType | undefined;
+    const type = vector.type as DataType;
     this.shape = shapeOf(type);
     this.single = DataType.isFloat(type) && type.precision === 1;
     this.whole = DataType.isInt(type);
@@ -43,7 +43,7 @@ export class Column {
   }
 
   get(row: number): Value {
-    return this.vector === null ? null : (this.vector.get(row) as Value);
+    return this.vector.get(row) as Value;
   }
 
   isSet(row: number): boolean {
@@ -95,7 +95,7 @@ export class Column {
   }
 }
 
-function shapeOf(type: DataType | undefined): Shape {
+function shapeOf(type: DataType): Shape {
   if (DataType.isUtf8(type)) return "text";
   if (DataType.isBinary(type)) return "bytes";
   if (DataType.isList(type)) return "table";
@@ -113,7 +113,7 @@ export class Table {
     readonly entry: Entry,
     readonly rows: number,
     names: string[],
-    vectorAt: (index: number) => Vector | null,
+    vectorAt: (index: number) => Vector,
   ) {
     this.told = toldOf(report, entry.kind, names);
     const taken = new Set<string>();
@@ -134,13 +134,13 @@ export class Table {
   child(row: number, column: Column): Table | null {
     const value = column.shape === "table" && row < this.rows ? (column.get(row) as Vector | null) : null;
     if (!value) return null;
-    const fields = (value.type as DataType).children ?? [];
+    const fields = (value.type as Struct).children;
     return new Table(
       this.report,
       this.entry,
       value.length,
       fields.map((field) => field.name),
-      (index) => value.getChildAt(index) as Vector | null,
+      (index) => value.getChildAt(index)!,
     );
   }
 
@@ -165,6 +165,6 @@ export function rootTable(report: Report, entry: Entry): Table | null {
     entry,
     arrow.numRows,
     arrow.schema.fields.map((field) => field.name),
-    (index) => arrow.getChildAt(index) as Vector | null,
+    (index) => arrow.getChildAt(index)!,
   );
 }

@@ -75,7 +75,7 @@ export function readAs(kind: TimeKind, value: number): Moment | null {
     case "unix":
       return value === 0 || value > lastSecond ? null : new Moment(value + beijing, "moment");
     case "unix_ms":
-      return value < 1000 || value / 1000 > lastSecond + 1 ? null : new Moment(value / 1000 + beijing, "milli");
+      return value < 1000 || value / 1000 >= lastSecond + 1 ? null : new Moment(value / 1000 + beijing, "milli");
   }
 }
 
@@ -92,4 +92,34 @@ export function readTime(kinds: readonly TimeKind[], value: number): Moment | nu
 export function guessKind(values: number[]): TimeKind | null {
   const order: TimeKind[] = ["yyyymmddhhmmss", "yyyymmdd", "unix", "unix_ms", "hhmm", "hhmmss"];
   return (values.length > 0 && order.find((kind) => values.every((value) => readAs(kind, value) !== null))) || null;
+}
+
+// The number that a column of times has for one that is given as it is shown, or only the beginning of it: the first such
+// moment, or the last one. Undefined for a text of another form.
+export function boundOf(kinds: readonly TimeKind[], given: string, last: boolean): number | undefined {
+  const text = given.trim().replace(/^(\d):/, "0$1:");
+  const digits = text.replace(/\D/g, "");
+  const rest = last ? "99991231235959999" : "00000101000000000";
+  const full = digits + rest.slice(digits.length);
+  for (const kind of kinds) {
+    if (kind === "yyyymmddhhmmss" && digits !== "") return Number(full.slice(0, 14));
+    if (/^\d{4}-/.test(text)) {
+      if (kind === "yyyymmdd") return Number(full.slice(0, 8));
+      if (kind === "unix") return Math.floor(milliseconds(full) / 1000);
+      if (kind === "unix_ms") return milliseconds(full);
+    }
+    if (/^\d\d:/.test(text)) {
+      const clock = digits + rest.slice(8 + digits.length);
+      if (kind === "hhmmss") return Number(clock.slice(0, 6));
+      if (kind === "hhmm") return Number(clock.slice(0, 4));
+    }
+  }
+  return undefined;
+}
+
+// Since 1970, of the 17 digits of a moment in Beijing. No day is behind the last one of its month.
+function milliseconds(digits: string): number {
+  const [year, month, day, hour, minute, second] = [0, 4, 6, 8, 10, 12].map((at) => Number(digits.slice(at, at === 0 ? 4 : at + 2)));
+  const days = new Date(Date.UTC(year, month, 0)).getUTCDate();
+  return Date.UTC(year, month - 1, Math.min(day, days), hour, minute, second, Number(digits.slice(14, 17))) - beijing * 1000;
 }

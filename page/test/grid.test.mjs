@@ -1,18 +1,13 @@
 // The grid: moving, sorting, filtering, hiding, copying, nested tables and back, all with the keyboard too.
 import assert from "node:assert/strict";
 import { after, before, test } from "node:test";
-import { browser, cellsOf, look, pack, packed, report, sample, settle, text } from "./support.mjs";
+import { browser, cellsOf, copied, idle, look, pack, packed, report, sample, settle, text } from "./support.mjs";
 
 let chrome;
 before(async () => (chrome = await browser()));
 after(() => chrome.close());
 
 const kline = () => report([sample("21-QuoteKlineSingle")]);
-
-async function idle(page) {
-  await page.waitForFunction(() => !document.querySelector(".count")?.textContent.includes("…"));
-  await settle(page);
-}
 
 test("scrolls to the end", async () => {
   const page = await look(chrome, kline(), "#/1/0/Data");
@@ -114,18 +109,12 @@ test("hides columns and shows them again", async () => {
 test("copies cells and rows with the values as they are", async () => {
   const page = await look(chrome, kline(), "#/1/0/Data");
   await page.click('.row[data-at="1"] [data-column="5"]');
-  const copied = () =>
-    page.evaluate(() => {
-      const data = new DataTransfer();
-      document.querySelector(".grid").dispatchEvent(new ClipboardEvent("copy", { clipboardData: data, bubbles: true }));
-      return data.getData("text/plain");
-    });
-  assert.equal(await copied(), "353500");
+  assert.equal(await copied(page), "353500");
   await page.keyboard.press("Shift+ArrowLeft");
   await page.keyboard.press("Shift+ArrowDown");
-  assert.equal(await copied(), "ShouPanJia\tChengJiaoLiang\n8.17\t353500\n8.18\t249300");
+  assert.equal(await copied(page), "ShouPanJia\tChengJiaoLiang\n8.17\t353500\n8.18\t249300");
   await page.click('.row[data-at="0"] .gutter');
-  assert.match(await copied(), /^ShiJian\t.*\n2024-06-17 09:31:00\t8.2\t8.2\t8.19\t8.19\t368200\t3017399\t433\t/);
+  assert.match(await copied(page), /^ShiJian\t.*\n2024-06-17 09:31:00\t8.2\t8.2\t8.19\t8.19\t368200\t3017399\t433\t/);
   await page.context().close();
 });
 

@@ -5,6 +5,7 @@ import { mkdtempSync, readdirSync, rmSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
 import { chromium } from "playwright-core";
+import { countRuns } from "./coverage.mjs";
 
 export const viewer = process.env.PAGE_VIEWER;
 export const samples = process.env.PAGE_SAMPLES;
@@ -65,10 +66,12 @@ export async function browser() {
   return chromium.launch({ executablePath: process.env.PAGE_BROWSER ?? "/usr/bin/chromium", args: ["--no-sandbox", "--disable-gpu"] });
 }
 
-// A page of which every complaint, request and dialog is noted in `wrong`.
-export async function look(at, path, address = "", options = {}) {
+// A page of which every complaint, request and dialog is noted in `wrong`. The script `before` runs in it first.
+export async function look(at, path, address = "", { before, ...options } = {}) {
   const context = await at.newContext({ viewport: { width: 1360, height: 860 }, locale: "en-US", colorScheme: "light", ...options });
+  if (before) await context.addInitScript(before);
   const page = await context.newPage();
+  await countRuns(page);
   page.wrong = [];
   page.on("console", (message) => ["error", "warning"].includes(message.type()) && page.wrong.push(`console: ${message.text()}`));
   page.on("pageerror", (error) => page.wrong.push(`error: ${error.stack}`));
@@ -106,4 +109,42 @@ export function cellsOf(page, column) {
 
 export function text(page, selector) {
   return page.$eval(selector, (element) => element.textContent);
+}
+
+// Waits until the rows are sorted and filtered.
+export async function idle(page) {
+  await page.waitForFunction(() => !document.querySelector(".count")?.textContent.includes("…"));
+  await settle(page);
+}
+
+// The numbers of the rows that are in the page, from the first one that is shown on.
+export function rowNumbers(page) {
+  return page.$$eval(".grid .row", (rows) => rows.sort((a, b) => a.dataset.at - b.dataset.at).map((row) => Number(row.querySelector(".gutter").textContent)));
+}
+
+// What the grid gives to be copied.
+export function copied(page) {
+  return page.evaluate(() => {
+    const data = new DataTransfer();
+    document.querySelector(".grid").dispatchEvent(new ClipboardEvent("copy", { clipboardData: data, bubbles: true }));
+    return data.getData("text/plain");
+  });
+}
+
+// Opens the menu of a column.
+export async function menu(page, column) {
+  await page.hover(`.head [data-column="${column}"]`);
+  await page.click(`.head [data-column="${column}"] .menu`);
+}
+
+// Filters by a column with what its menu has, and tells the numbers of the rows that are left.
+export async function filter(page, column, fields) {
+  await menu(page, column);
+  for (const [name, value] of Object.entries(fields)) {
+    if (name === "Cells") await page.selectOption('dialog select[aria-label="Cells"]', { label: value });
+    else await page.fill(`dialog input[aria-label="${name}"]`, value);
+  }
+  await page.click("dialog >> text=Apply");
+  await idle(page);
+  return (await rowNumbers(page)).join(" ");
 }
