@@ -158,7 +158,8 @@ class Counts(NamedTuple):
 
 def _letter(format: str) -> str:
     if format.startswith("+w:"):
-        return format[3:]
+        count, _, element = format[3:].partition(":")
+        return count + _letter(element)
     return _LETTERS.get(format, "T" if format.startswith("tss:") else "")
 
 

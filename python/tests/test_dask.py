@@ -1,8 +1,10 @@
 """Captures by Dask: whatever the partitions, what tesparser.read() gives; on threads, processes and machines."""
 
 import gzip
+import io
 import os
 import pathlib
+import random
 import signal
 import subprocess
 import sys
@@ -193,6 +195,17 @@ def test_only_the_columns_that_are_used_are_decoded(make_capture, monkeypatch):
         pd.testing.assert_series_equal(lazy[name].compute().reset_index(drop=True), expected[name])
 
 
+def test_columns_are_taken_of_lists_too(make_capture):
+    capture = make_capture("400K")
+    nested = tesparser.dask.read(str(capture), id=21, flat=False, blocksize=100000)
+    expected = here(capture, id=21, flat=False)
+    (names,) = dask.optimize(nested["Obj"])
+    assert names.compute().tolist() == expected["Obj"].tolist()
+    # All of them, which leaves the reading as it is.
+    (whole,) = dask.optimize(nested[list(expected.columns)])
+    assert whole.compute()["Data"].tolist() == expected["Data"].tolist()
+
+
 def test_a_reply_that_has_replies_in_it(rankings_of):
     # What looks like replies in the middle of one begins none, although a block begins there.
     inside = wire.delimited([rankings_of(2, 100 * i) for i in range(50)])
@@ -208,10 +221,7 @@ def test_a_reply_that_has_replies_in_it(rankings_of):
 
 def test_wire_tables_have_the_columns_of_the_first(schema, rankings_of):
     def table(name, value):
-        message = schema.reply(3)
-        outer = message.Tbl
-        outer.Info.add(Name="Table", Type=116)
-        inner = outer.Data.add(Index=0).tValues.add()
+        message, inner = schema.wire_reply()
         inner.Info.add(Name=name, Type=105)
         inner.Data.add(Index=0).iValues.append(wire.packed(value, 10))
         return message.SerializeToString()
@@ -302,6 +312,48 @@ def test_cuts_change_nothing(replies_for_cuts, harm, blocksize):
     assert len(whole[1]) == len(alone.errors)
 
 
+def test_damage_beside_damage(rankings_of):
+    """Bytes that are nothing, and behind them a reply that lost its end: what comes next reads as the rest of it, as it
+    breaks off behind the tag of a row (0xE2 0x01), and by its length it ends where the stream does."""
+    whole = wire.delimited([rankings_of(20)])
+    begun = rankings_of(1) + b"\xe2\x01"
+    cut = wire.delimited([begun + whole])[: -len(whole)]
+    data = whole + b"\xff" * 50 + cut + whole
+    at = len(whole)
+    assert [(each.begin, each.end) for each in index_bytes(data, 10**6).damage] == [(at, at + 50), (at + 50, at + 50 + len(cut))]
+    assert len(tesparser.scan(data, form="delimited").errors) == 2
+
+
+class Dribble(io.RawIOBase):
+    """A file of which a read gives 100 bytes at most."""
+
+    def __init__(self, data):
+        self._data = io.BytesIO(data)
+
+    def seek(self, at, whence=0):
+        return self._data.seek(at, whence)
+
+    def tell(self):
+        return self._data.tell()
+
+    def read(self, size=-1):
+        return self._data.read(min(size, 100) if size >= 0 else size)
+
+
+@settings(max_examples=30, deadline=None, suppress_health_check=list(HealthCheck))
+@given(seed=st.integers(0, 2**32))
+def test_short_reads_change_nothing(replies_for_cuts, seed):
+    chance = random.Random(seed)
+    data = bytearray(replies_for_cuts)
+    for _ in range(20):
+        data[chance.randrange(len(data))] = chance.randrange(256)
+    data = bytes(data)
+    found = index_bytes(data, 300)
+    with pytest.MonkeyPatch.context() as patch:
+        patch.setattr(tesparser.dask._Place, "open", lambda place: Dribble(data))
+        assert index_bytes(data, 300).files == found.files
+
+
 @pytest.mark.parametrize("form", ["delimited", "fixed32be", "fixed32le"])
 def test_damage_is_where_one_reader_finds_it(make_capture, form):
     capture = make_capture("300K", "--prefix", form.replace("delimited", "varint"), "--damage", "30")
@@ -330,6 +382,26 @@ def test_an_index_may_be_kept(make_capture, tmp_path):
     (tmp_path / "other.idx").write_text("[]")
     with pytest.raises(ValueError, match="no index"):
         tesparser.dask.Index.load(str(tmp_path / "other.idx"))
+
+
+def test_a_file_that_is_gone_is_said(make_capture, tmp_path):
+    capture = tmp_path / "day.bin"
+    capture.write_bytes(make_capture("50K").read_bytes())
+    lazy = tesparser.dask.read(str(capture), id=20)
+    size = os.path.getsize(capture)
+    os.unlink(capture)
+    with pytest.raises(OSError, match=f"day.bin, offsets 0 to {size}: "):
+        lazy.compute()
+
+
+def test_the_first_wire_table_may_be_behind_damage(samples, tmp_path):
+    quote = (samples / "20-QuoteDynaSingle.bin").read_bytes()
+    table = (samples / "3-wire-table.bin").read_bytes()
+    capture = tmp_path / "day.bin"
+    capture.write_bytes(wire.delimited([quote, quote]) + b"\xff" * 1000 + wire.delimited([quote, table, table]))
+    expected = nullable(tesparser.read(capture, form="delimited", id=3, errors="skip").to_pandas())
+    assert len(expected) > 0
+    same(tesparser.dask.read(str(capture), id=3, errors="skip"), expected)
 
 
 def test_what_is_wrong_is_said_at_once(make_capture, tmp_path):

@@ -127,6 +127,48 @@ def test_references_are_counted(sample):
         assert after[0] == before[0] and abs(after[1] - before[1]) < 40
 
 
+class Allocated(ctypes.Structure):
+    """What mallinfo2() tells."""
+
+    _fields_ = [(name, ctypes.c_size_t) for name in ("arena", "ordblks", "smblks", "hblks", "hblkhd", "usmblks", "fsmblks", "uordblks", "fordblks", "keepcost")]
+
+
+def allocated():
+    """Bytes that malloc() has given and not got back."""
+    gc.collect()
+    mallinfo2 = ctypes.CDLL(None).mallinfo2
+    mallinfo2.restype = Allocated
+    told = mallinfo2()
+    return told.uordblks + told.hblkhd
+
+
+@pytest.mark.parametrize(
+    "use",
+    [
+        lambda table, reader: arrow_reader.array_rows(table.__arrow_c_array__()),
+        lambda table, reader: table.__arrow_c_array__(),
+        lambda table, reader: table.to_pandas(),
+        lambda table, reader: reader.fields,
+        lambda table, reader: arrow_reader.stream_rows(reader.__arrow_c_stream__()),
+        lambda table, reader: reader.to_dict(),
+    ],
+    ids=["released", "dropped", "frame", "fields", "stream", "dicts"],
+)
+def test_nothing_is_left_behind(sample, use):
+    """100 times the same takes no more memory than once, but for what Python keeps."""
+    reply = sample("20-QuoteDynaSingle")
+
+    def run():
+        use(tesparser.table(reply), tesparser.read(reply, id=20, path="Data"))
+
+    for _ in range(20):
+        run()
+    before = allocated()
+    for _ in range(100):
+        run()
+    assert allocated() - before < 100 * 64
+
+
 @pytest.mark.heavy
 def test_memory_stays_flat(samples):
     """Tables, JSON, arrays, frames and failures, of all samples by turns.

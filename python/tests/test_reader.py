@@ -4,6 +4,10 @@ import base64
 import io
 import os
 import pathlib
+import resource
+import signal
+import subprocess
+import sys
 
 import numpy as np
 import pandas as pd
@@ -12,6 +16,7 @@ import pytest
 import arrow_reader
 import tesparser
 import wire
+from tesparser import _core
 
 
 @pytest.fixture
@@ -85,8 +90,9 @@ def test_what_cannot_be_read(tmp_path):
         tesparser.read(5)
     with pytest.raises(TypeError, match="binary"):
         tesparser.read(io.StringIO("text"), id=28).to_pandas()
-    with pytest.raises(ValueError):
+    with pytest.raises(ValueError) as raised:
         tesparser.read(b"", form="telegram")
+    assert str(raised.value) == 'no form "telegram"; known: auto, raw, delimited, fixed32be, fixed32le, hex, base64, lines, text'
 
     class Broken(io.RawIOBase):
         def read(self, size=-1):
@@ -96,6 +102,69 @@ def test_what_cannot_be_read(tmp_path):
         tesparser.read(Broken(), id=28).to_pandas()
     with pytest.raises(ZeroDivisionError, match="mine"):
         list(tesparser.replies(Broken()))
+
+    class TooMuch(io.RawIOBase):
+        def read(self, size=-1):
+            return bytes(size + 1)
+
+    with pytest.raises(ValueError) as raised:
+        list(tesparser.replies(TooMuch()))
+    assert raised.value.args == ("read() gave more bytes than were asked for",)
+
+
+def test_a_file_that_goes_away(rankings, tmp_path):
+    path = tmp_path / "s"
+    path.write_bytes(wire.delimited(rankings))
+    reader = tesparser.read(path, id=28)
+    path.unlink()
+    with pytest.raises(OSError) as raised:
+        list(reader)
+    assert str(raised.value) == f"{path}: cannot open it: No such file or directory"
+
+
+def test_a_directory_that_cannot_be_listed(tmp_path):
+    """There is no file descriptor left for it."""
+    before = resource.getrlimit(resource.RLIMIT_NOFILE)
+    resource.setrlimit(resource.RLIMIT_NOFILE, (0, before[1]))
+    try:
+        with pytest.raises(OSError) as raised:
+            tesparser.read(tmp_path)
+    finally:
+        resource.setrlimit(resource.RLIMIT_NOFILE, before)
+    assert str(raised.value) == f"{tmp_path}: cannot list it: Too many open files"
+
+
+@pytest.mark.parametrize("kind", ["path", "file"])
+def test_signals_end_the_reading(sample, tmp_path, kind):
+    """A handler of Python's runs before the next read, and what it raises comes through."""
+    stream = wire.delimited([sample("21-QuoteKlineSingle")] * 3000)
+
+    (tmp_path / "s").write_bytes(stream)
+    source = tmp_path / "s" if kind == "path" else io.BytesIO(stream)
+
+    class Rung(Exception):
+        pass
+
+    def ring(number, frame):
+        raise Rung
+
+    reader = tesparser.read(source, id=21, batch_rows=2**40)
+    before = signal.signal(signal.SIGALRM, ring)
+    signal.setitimer(signal.ITIMER_REAL, 0.1)
+    try:
+        with pytest.raises(Rung):
+            list(reader)
+    finally:
+        signal.setitimer(signal.ITIMER_REAL, 0)
+        signal.signal(signal.SIGALRM, before)
+    assert kind == "path" or 0 < source.tell() < len(stream)
+
+
+def test_bytes_that_cannot_be_held_hold_no_others():
+    data = bytearray(b"abc")
+    with pytest.raises(BufferError):
+        tesparser.read([data, memoryview(b"abcd")[::2]])
+    data.append(0)
 
 
 def test_batches(rankings):
@@ -107,7 +176,10 @@ def test_batches(rankings):
     assert batches[0].columns == ("Obj", "Value", "Text", "HasBits") and batches[0].types == ("s", "d", "s", "q")
     assert batches[0]["Value"].tolist() == EXPECTED[:6] and batches[0]["Text"].mask.all()
     assert batches[0].to_dict()["Text"] == [None] * 6
-    assert repr(batches[0]).startswith("Batch: 6 rows, 4 columns\nObj") and "<table>" in batches[0]._repr_html_()
+    lines = repr(batches[0]).splitlines()
+    assert lines[0] == "Batch: 6 rows, 4 columns" and len(lines) == 8
+    assert lines[1].split() == ["Obj", "Value", "Text", "HasBits"] and lines[2].split() == ["SH1", "100", "-", "2"]
+    assert "<table>" in batches[0]._repr_html_()
     with pytest.raises(KeyError):
         batches[0]["x"]
     assert pd.concat([batch.to_pandas() for batch in batches])["Value"].tolist() == EXPECTED
@@ -155,8 +227,11 @@ def test_requests_that_cannot_be(rankings):
         tesparser.read(stream, id="NoSuchReply")
     with pytest.raises(KeyError):
         tesparser.read(stream, id=28, columns=["NoSuchColumn"])
-    with pytest.raises(KeyError):
-        tesparser.read(stream, id=28, path="NoSuchColumn").to_pandas()
+    for use in (tesparser.Reader.to_pandas, lambda reader: reader.columns):
+        with pytest.raises(KeyError, match="no column of tables NoSuchColumn"):
+            use(tesparser.read(stream, id=28, path="NoSuchColumn"))
+    with pytest.raises(KeyError, match="no layout NoSuchLayout"):
+        tesparser.read(stream, id=28, type="NoSuchLayout")
     with pytest.raises(tesparser.NoTableForm):
         tesparser.read(stream, id=22)
     with pytest.raises(ValueError):
@@ -178,12 +253,70 @@ def test_nested_and_inside(samples, sample):
     path = samples / "21-QuoteKlineSingle.bin"
     inside = tesparser.read(path, id=21, path="Data")
     assert inside.columns == table[0, "Data"].columns and inside.to_pandas()["ShouPanJia"].tolist() == close
-    assert inside.fields[4].heading == "Close"
+    assert inside.fields[4].heading == "Close" == tesparser.read(path, id=21, path="Data", flat=False).fields[4].heading
     assert [row["ShouPanJia"] for row in arrow_reader.stream_rows(inside.__arrow_c_stream__())[0]] == close
     nested = tesparser.read(path, id=21, flat=False).to_pandas()
     assert list(nested.columns) == ["Obj", "Data"] and [bar["ShouPanJia"] for cell in nested["Data"] for bar in cell] == close
     flat = tesparser.read(path, id=21, columns=["ShouPanJia"]).to_pandas()
     assert list(flat.columns) == ["Data.ShouPanJia"] and flat["Data.ShouPanJia"].tolist() == close
+
+
+def test_tables_inside_what_a_path_leads_to(samples):
+    """Ex-rights events of four stocks, of which the last has none: 3, 3, 2 and 0."""
+    path = samples / "406-ChuQuanShuJuFanHui.bin"
+    reader = tesparser.read(path, id=406, path="Data")
+    (batch,) = reader
+    assert batch.columns == reader.columns and reader.columns[:3] == ("DaiMa", "LeiXing", "Data.ShiJian")
+    assert batch["DaiMa"].tolist() == ["SH600000"] * 3 + ["SH600036"] * 3 + ["SH600519"] * 2 + ["SH688981"]
+    reader = tesparser.read(path, id=406, path="Data", flat=False)
+    (batch,) = reader
+    assert batch.columns == reader.columns == ("DaiMa", "LeiXing", "Data")
+    assert [len(cell or []) for cell in batch["Data"]] == [3, 3, 2, 0]
+
+
+@pytest.mark.parametrize("columns, fits", [(8191, True), (8192, False)])
+def test_what_a_path_leads_to_is_bounded(schema, columns, fits):
+    """8,192 rows inside, beside which the cells of these columns are repeated: with their own one, 2^26 cells are allowed."""
+    message, outer = schema.wire_reply()
+    table = wire.table_column(outer, "T")
+    inside = wire.table_column(table, "U")
+    inside.Info.add(Name="V", Type=105)
+    inside.Data.add(Index=0).iValues.extend([100] * 8192)
+    for i in range(columns):
+        table.Info.add(Name=f"C{i}", Type=102)
+        table.Data.add(Index=i + 1).fValues.append(1)
+    reader = tesparser.read(message.SerializeToString(), id=3, path="T")
+    if fits:
+        assert [(len(batch), len(batch.columns)) for batch in reader] == [(8192, 8192)]
+        return
+    with pytest.raises(tesparser.NotExpressible) as raised:
+        list(reader)
+    assert str(raised.value) == "flat, the table has too many cells; take it with flat=False"
+
+
+WITH_LITTLE_MEMORY = """
+import pathlib, resource, sys
+import tesparser
+stream = pathlib.Path(sys.argv[1]).read_bytes()
+reader = tesparser.read(stream, id=21, batch_rows=2**40)
+status = pathlib.Path("/proc/self/status").read_text().splitlines()
+used = next(int(line.split()[1]) for line in status if line.startswith("VmData")) * 1024
+resource.setrlimit(resource.RLIMIT_DATA, (used + (16 << 20), resource.getrlimit(resource.RLIMIT_DATA)[1]))
+try:
+    list(reader)
+except Exception as error:
+    print(type(error).__name__, len(tesparser.read(stream[: len(stream) // 2000], id=21).to_dict()["Obj"]))
+"""
+
+
+def test_too_little_memory(sample, tmp_path):
+    """A batch of 600,000 rows takes over 60 MB; 16 MB are left. A small one fits afterwards."""
+    with open("/proc/self/maps") as maps:
+        if "libasan" in maps.read():
+            pytest.skip("AddressSanitizer ends the process where memory has run out")
+    (tmp_path / "s").write_bytes(wire.delimited([sample("21-QuoteKlineSingle")] * 2000))
+    done = subprocess.run([sys.executable, "-c", WITH_LITTLE_MEMORY, tmp_path / "s"], capture_output=True, text=True, check=True)
+    assert done.stdout == "MemoryError 300\n"
 
 
 def test_a_source_without_rows():
@@ -207,6 +340,19 @@ def test_capsules_of_streams(rankings):
     tesparser.read(stream, id=28).__arrow_c_stream__()
 
 
+def test_the_core_says_what_is_not_there(sample):
+    asked = tesparser.read(b"", id=21)._asked
+    stream = _core.Stream([(b"(bytes)", sample("21-QuoteKlineSingle"))], "raw", asked)
+    columns = stream.next()
+    for row, col in ((columns.length, 0), (-1, 0), (0, columns.count), (0, -1)):
+        with pytest.raises(IndexError):
+            columns.cell(row, col)
+    stream.capsule()
+    for use in (stream.capsule, stream.next, stream.fields):
+        with pytest.raises(ValueError, match="the stream was handed over"):
+            use()
+
+
 def test_raw_replies_and_where_they_are(rankings, tmp_path):
     stream = wire.delimited(rankings)
     found = list(tesparser.replies(stream))
@@ -214,6 +360,8 @@ def test_raw_replies_and_where_they_are(rankings, tmp_path):
     starts = [len(wire.delimited(rankings[:n])) for n in range(5)]
     assert [each.offset for each in found] == starts and [each.number for each in found] == [1, 2, 3, 4, 5]
     assert tesparser.table(found[4])["Value"] == EXPECTED[-5:]
+    # Of several Ids the last one counts.
+    assert tesparser.scan(rankings[0] + bytes([8, 21]), form="raw").id.tolist() == [21]
     scan = tesparser.scan(stream)
     assert scan.offset.tolist() == starts and scan.length.tolist() == [len(each) for each in rankings]
     assert scan.id.tolist() == [28] * 5 and scan.errors == () and scan.source.tolist() == [0] * 5

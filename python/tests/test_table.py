@@ -1,6 +1,7 @@
 """Tables: rows, cells, columns as arrays, frames, and what is printed."""
 
 import random
+from collections.abc import Iterable
 
 import numpy as np
 import pandas as pd
@@ -46,6 +47,72 @@ def test_what_is_not_there(quotes, key, error):
         quotes[key]
 
 
+@pytest.mark.parametrize(
+    "key, error, said",
+    [
+        (8, IndexError, "row 8 of a table with 8"),
+        (-9, IndexError, "row -9 of a table with 8"),
+        ((0, 2), IndexError, "column 2 of a table with 2"),
+        ((0, -3), IndexError, "column -3 of a table with 2"),
+        ("obj", KeyError, "no column obj"),
+    ],
+)
+def test_says_what_is_not_there(quotes, key, error, said):
+    with pytest.raises(error) as raised:
+        quotes[key]
+    assert raised.value.args == (said,)
+
+
+def test_what_cannot_be_asked_for(quotes, sample):
+    with pytest.raises(ValueError, match="step cannot be zero"):
+        quotes[::0]
+    # Every other byte, which lie apart.
+    with pytest.raises(BufferError):
+        tesparser.table(memoryview(sample("20-QuoteDynaSingle"))[::2])
+
+
+def test_two_columns_of_one_name(schema):
+    """As lists of dicts have it: the first one counts. Flat both are there."""
+    message, table = schema.wire_reply()
+    inner = wire.table_column(table, "T")
+    for i, value in enumerate((1, 2)):
+        inner.Info.add(Name="a", Type=105)
+        inner.Data.add(Index=i).iValues.append(wire.packed(value, 10))
+    made = tesparser.table(message.SerializeToString())
+    assert made.to_dict() == {"T": [[{"a": 1.0}]]} and made.to_pandas(flat=False)["T"].tolist() == [[{"a": 1.0}]]
+    assert made.to_pandas().to_dict("records") == [{"T.a": 1.0, "T.a#1": 2.0}]
+
+
+def test_a_terminal_that_is_too_narrow(bars, monkeypatch):
+    """Three columns are shown at least, whatever room there is."""
+    monkeypatch.setenv("COLUMNS", "10")
+    lines = repr(bars).splitlines()
+    assert lines[1].split() == ["ShiJian", "KaiPanJia", "…", "JieSuanJia"] and lines[2].split()[2] == "…"
+
+
+def test_iterators_are_iterable(quotes):
+    rows = iter(quotes)
+    assert next(rows).index == 0
+    assert [row.index for row in iter(rows)] == [1, 2, 3, 4, 5, 6, 7]
+    assert all(isinstance(each, Iterable) for each in (quotes, quotes[0], rows))
+
+
+def test_help_tells_what_they_are():
+    """What help() shows of each."""
+    told = {name: getattr(tesparser.Table, name).__doc__ for name in ("id", "name", "columns")}
+    assert told == {
+        "id": "The Id that the reply carries; 0 if it has none.",
+        "name": "The table's label, mostly empty.",
+        "columns": "The names of the columns, a tuple of str.",
+    }
+    assert tesparser.Table.types.__doc__.startswith("The types of the columns, a tuple of letters:\n\nc h i q (signed, 8 to 64 bits)")
+    assert tesparser.Table.__doc__.startswith("A table that a reply gave, or one inside it.\n\ntable[0] is a row")
+    row = tesparser.Row
+    assert row.__doc__.startswith("One row of a table: cells by number or name.\n\nlen() and iteration are over the cells")
+    assert row.index.__doc__ == "The row's number, from 0."
+    assert row.keys.__doc__.endswith("The names of the columns.\n") and row.values.__doc__.endswith("The cells.\n")
+
+
 def test_unset_cells_are_none(wire_table):
     assert wire_table["QuanZhong"] == [0.125, 0.25, 0.0625, None, None]
     assert wire_table[4, "FenShi"] is None
@@ -72,14 +139,76 @@ def test_numpy_masks_what_is_unset(wire_table):
     assert children.mask.tolist() == [False] * 4 + [True] and children[0].columns == wire_table[0, "FenShi"].columns
 
 
-def test_counted_cells_have_two_dimensions(sample):
-    table = tesparser.table(sample("typed-1-DaDan"), "DaDan")
-    inner = next(name for name, letter in zip(table.columns, table.types) if letter == "t")
-    child = table[0, inner]
-    counted = [(name, letter) for name, letter in zip(child.columns, child.types) if len(letter) > 1]
-    for name, letter in counted:
-        array = child.to_numpy(name)
-        assert array.shape == (len(child), int(letter[:-1])) and array.tolist() == child[name]
+def test_counted_cells_have_two_dimensions(schema):
+    """Stocks A, B and C of Id 405: of their 53 figures A and B have the second, C none at all."""
+    message = schema.reply(405)
+    row = message.RepDataCaiWuShuJuFanHui.add(Crc32=wire.packed(1, 10))
+    for stock, figure in (("A", 101), ("B", 102), ("C", None)):
+        each = row.Data.add(DaiMa=stock, LeiXing=wire.packed(1, 10))
+        if figure is not None:
+            each.Data.BaoGaoRiQi = figure
+    table = tesparser.table(message.SerializeToString())
+    stocks = table[0, "Data"]
+    cells = [[0, 101] + [0] * 51, [0, 102] + [0] * 51, None]
+    assert stocks.types[2] == "53q" and stocks["Data"] == cells and stocks.to_dict()["Data"] == cells
+    array = stocks.to_numpy("Data")
+    assert array.shape == (3, 53) and array.dtype == np.int64 and array[:2].tolist() == cells[:2]
+    assert array.mask.tolist() == [[False] * 53, [False] * 53, [True] * 53]
+    frame = table.to_pandas()
+    assert frame["Data.DaiMa"].tolist() == ["A", "B", "C"]
+    assert [cell if cell is None else list(cell) for cell in frame["Data.Data"]] == cells
+
+
+def test_tables_three_levels_down_have_their_own_rows(schema):
+    """The tree of blocks: two classes of two blocks each, with two stocks in every one."""
+    message = schema.reply(399)
+    row = message.RepDataBanKuaiFenLeiFanHui.add(BanBen=wire.packed(1, 10), Crc32=wire.packed(2, 10))
+    for i in "AB":
+        kind = row.Data.add(MingCheng=i)
+        for j in "12":
+            block = kind.Data.add(MingCheng=i + j)
+            block.Data.add(Obj=i + j + "x")
+            block.Data.add(Obj=i + j + "y")
+    table = tesparser.table(message.SerializeToString())
+    for i, letter in enumerate("AB"):
+        for j, digit in enumerate("12"):
+            stocks = table[0, "Data"][i, "Data"][j, "Data"]
+            expected = [f"{letter}{digit}x", f"{letter}{digit}y"]
+            assert stocks["Obj"] == stocks.to_dict()["Obj"] == stocks.to_numpy("Obj").tolist() == expected
+            assert [each["Obj"] for each in arrow_reader.array_rows(stocks.__arrow_c_array__())] == expected
+
+
+def test_a_table_without_rows_is_true(sample):
+    last = tesparser.table(sample("406-ChuQuanShuJuFanHui"))[0, "Data"][3, "Data"]
+    assert len(last) == 0 and bool(last) and list(last) == []
+
+
+def test_texts_that_follow_each_other_are_one_object(schema):
+    message = schema.reply(28)
+    for obj in ("", "ab", "ab", "", "ab"):
+        message.RepDataPaiXu.add(Obj=obj)
+    texts = tesparser.table(message.SerializeToString()).to_numpy("Obj").data
+    assert texts.tolist() == ["", "ab", "ab", "", "ab"]
+    assert texts[1] is texts[2] and texts[1] is not texts[4]
+
+
+@pytest.mark.parametrize("name", ["n", "u", "z", "+l", "+s", "+w:2", "tss:", "i"])
+def test_names_say_nothing_about_types(schema, name):
+    """Columns whose names are Arrow's words for types."""
+    message, table = schema.wire_reply()
+    table.Info.add(Name=name, Type=115)
+    table.Info.add(Name=name + "?", Type=98)
+    table.Info.add(Name=name + "!", Type=105)
+    table.Data.add(Index=0).sValues.extend(["a", "b"])
+    table.Data.add(Index=1).bValues.extend([b"c", b"d"])
+    table.Data.add(Index=2).iValues.extend([wire.packed(7, 10), wire.packed(8, 10)])
+    reply = message.SerializeToString()
+    cells = {name: ["a", "b"], name + "?": [b"c", b"d"], name + "!": [7, 8]}
+    made = tesparser.table(reply)
+    assert {column: made[column] for column in made.columns} == cells
+    assert {column: made.to_numpy(column).tolist() for column in made.columns} == cells
+    assert made.to_dict() == cells and tesparser.read(reply).to_dict() == cells
+    assert {column: list(made.to_pandas()[column]) for column in cells} == cells
 
 
 def test_frames_have_the_types_that_users_expect(wire_table, bars):
@@ -167,7 +296,7 @@ def test_types_by_number_and_name(sample):
 def test_reasons(schema):
     with pytest.raises(tesparser.NotAReply) as broken:
         tesparser.table(b"\x08\x15\xff")
-    assert broken.value.offset == 2
+    assert broken.value.offset == 2 and str(broken.value).startswith("not a reply: ")
     with pytest.raises(tesparser.NotAReply):
         tesparser.table(b"")
     message = schema.reply(28)
@@ -175,15 +304,19 @@ def test_reasons(schema):
     message.ClearField("Id")
     with pytest.raises(tesparser.FieldMissing) as missing:
         tesparser.table(message.SerializePartialToString())
-    assert missing.value.field == "Id"
+    assert missing.value.field == "Id" and str(missing.value).startswith('not a reply: required field "Id" is missing')
     # A snapshot of which the required instrument is missing.
     message = schema.reply(20)
     message.RepDataQuoteDynaSingle.add()
     with pytest.raises(tesparser.FieldMissing) as missing:
         tesparser.table(message.SerializePartialToString())
     assert missing.value.field.startswith("RepDataQuoteDynaSingle")
-    assert isinstance(tesparser.why(bytes([8, 22])), tesparser.NoTableForm) and tesparser.table(bytes([8, 22])) is None
-    assert isinstance(tesparser.why(bytes([8, 21])), tesparser.NothingInIt) and tesparser.table(bytes([8, 21])) is None
+    why = tesparser.why(bytes([8, 22]))
+    assert isinstance(why, tesparser.NoTableForm) and str(why) == "Id 22 (QuoteTickSingle) has no table form"
+    why = tesparser.why(bytes([8, 21]))
+    assert isinstance(why, tesparser.NothingInIt)
+    assert str(why) == 'Id 21 (QuoteKlineSingle): nothing to show: field "RepDataQuoteKlineSingle" is empty'
+    assert tesparser.table(bytes([8, 22])) is None and tesparser.table(bytes([8, 21])) is None
     message = schema.reply(28)
     message.RepDataPaiXu.add(Obj="x")
     assert tesparser.why(message.SerializeToString()) is None
@@ -191,6 +324,7 @@ def test_reasons(schema):
     with pytest.raises(tesparser.NotExpressible) as text:
         tesparser.json(raw)
     assert text.value.field.startswith("RepDataPaiXu") and text.value.field.endswith("Obj")
+    assert str(text.value).startswith("no JSON can hold it: text that is not valid UTF-8 in field ")
     # In a table such a byte is one replacement character.
     assert tesparser.table(raw)["Obj"] == ["\ufffd"]
     for each in (tesparser.NotAReply, tesparser.FieldMissing, tesparser.NotExpressible, tesparser.NoTableForm):
@@ -213,11 +347,8 @@ def test_a_table_inside_another_row_has_its_own_rows(schema):
 
 def test_flat_tables_are_bounded(schema):
     """40,000 rows inside, beside which 2,001 cells would be repeated: 80 million."""
-    message = schema.reply(3)
-    message.Tbl.Info.add(Name="wrapper", Type=116)
-    table = message.Tbl.Data.add(Index=0).tValues.add()
-    table.Info.add(Name="T", Type=116)
-    inside = table.Data.add(Index=0).tValues.add()
+    message, table = schema.wire_reply()
+    inside = wire.table_column(table, "T")
     inside.Info.add(Name="V", Type=105)
     inside.Data.add(Index=0).iValues.extend([100] * 40_000)
     for i in range(2000):
@@ -227,6 +358,26 @@ def test_flat_tables_are_bounded(schema):
     with pytest.raises(ValueError, match="too many cells; take it with flat=False$"):
         made.to_pandas()
     assert len(made.to_pandas(flat=False)) == 1
+
+
+def test_texts_beside_the_rows_of_flat_tables_are_bounded(schema):
+    """A text of 2^20 bytes beside 768 rows inside, and one of a byte beside one: a byte more than the 768 MB that are
+    allowed."""
+    message, table = schema.wire_reply()
+    table.Info.add(Name="T", Type=116)
+    table.Info.add(Name="S", Type=115)
+    cells = table.Data.add(Index=0)
+    for rows in (768, 1):
+        inside = cells.tValues.add()
+        if rows > 1:
+            inside.Info.add(Name="V", Type=105)
+        inside.Data.add(Index=0).iValues.extend([100] * rows)
+    table.Data.add(Index=1).sValues.extend(["x" * 2**20, "y"])
+    made = tesparser.table(message.SerializeToString())
+    assert [len(cell) for cell in made["T"]] == [768, 1]
+    with pytest.raises(ValueError, match="too many cells"):
+        made.to_pandas()
+    assert len(made.to_pandas(flat=False)) == 2
 
 
 def test_arrow_tells_what_may_be_unset(wire_table):
@@ -246,6 +397,6 @@ def test_takes_whatever_holds_bytes(sample):
     for reply in (data, bytearray(data), memoryview(data), np.frombuffer(data, np.uint8), tesparser.Reply(data)):
         assert len(tesparser.table(reply)) == 8
         assert tesparser.json(reply).startswith('{"Id": 20')
-    for wrong in ("text", None, 5):
-        with pytest.raises(TypeError):
+    for wrong, name in (("text", "str"), (None, "NoneType"), (5, "int")):
+        with pytest.raises(TypeError, match=f"^a reply is an object of bytes, not {name}$"):
             tesparser.table(wrong)

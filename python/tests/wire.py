@@ -44,6 +44,12 @@ def delimited(replies) -> bytes:
     return bytes(stream)
 
 
+def table_column(table, name: str):
+    """A column of tables behind those of a wire table; gives the table in its first cell."""
+    table.Info.add(Name=name, Type=116)
+    return table.Data.add(Index=len(table.Data)).tValues.add()
+
+
 class Schema:
     def __init__(self, descriptors: bytes) -> None:
         self.descriptors = descriptors
@@ -65,6 +71,11 @@ class Schema:
         message = self.new("MSG")
         message.Id = id
         return message
+
+    def wire_reply(self):
+        """A reply of Id 3, and the table in it, which has no columns yet."""
+        message = self.reply(3)
+        return message, table_column(message.Tbl, "wrapper")
 
     def fill(self, message, chance: random.Random, depth: int = 3) -> None:
         """Some of the fields, required ones always."""

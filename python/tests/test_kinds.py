@@ -1,0 +1,201 @@
+"""Cells of every kind that a reply can have, and what is seldom met: sources and tables that fail."""
+
+import gc
+import os
+
+import numpy as np
+import pytest
+
+import tesparser
+import wire
+
+DTYPES = {"C": np.uint8, "i": np.int32, "I": np.uint32, "q": np.int64, "Q": np.uint64, "f": np.float32, "d": np.float64, "s": object}
+
+
+def sent_value(field):
+    """What is sent in a field, and what comes out of it, by the letter of its column where that decides."""
+    if field.enum_type is not None:
+        number = field.enum_type.values[0].number
+        return number, {"i": number}
+    return {
+        field.CPPTYPE_STRING: ("东海", {"s": "东海"}),
+        field.CPPTYPE_BOOL: (True, {"C": 1}),
+        field.CPPTYPE_INT32: (-5, {"i": -5}),
+        field.CPPTYPE_UINT32: (2**32 - 1, {"I": 2**32 - 1}),
+        # Seven as a packed decimal; as it was sent it is 7 + 10 * 65536.
+        field.CPPTYPE_INT64: (wire.packed(7, 10), {"q": 655367, "d": 7.0}),
+        field.CPPTYPE_UINT64: (2**64 - 1, {"Q": 2**64 - 1}),
+        field.CPPTYPE_FLOAT: (0.5, {"f": 0.5}),
+        field.CPPTYPE_DOUBLE: (0.25, {"d": 0.25}),
+    }[field.cpp_type]
+
+
+def test_cells_of_every_kind(schema):
+    """A message of each payload with a value in each of its own fields, decoded by the schema."""
+    seen = set()
+    for payload in schema.reply(0).DESCRIPTOR.fields:
+        if payload.number < 20 or payload.message_type is None:
+            continue
+        message = schema.reply(payload.number)
+        each = getattr(message, payload.name)
+        each = each.add() if payload.label == payload.LABEL_REPEATED else each
+        each.SetInParent()
+        expected = {}
+        for field in payload.message_type.fields:
+            if field.label != field.LABEL_REPEATED and field.message_type is None:
+                sent, expected[field.name] = sent_value(field)
+                setattr(each, field.name, sent)
+        if not message.IsInitialized() or not expected:
+            continue
+        reader = tesparser.read(message.SerializeToString(), id=payload.number, decode=True, flat=False)
+        (batch,) = reader
+        letters = dict(zip(batch.columns, batch.types))
+        assert letters == {field.name: field.type for field in reader.fields}
+        cells = reader.to_dict()
+        for number, name in enumerate(batch.columns):
+            if name not in expected:
+                continue
+            value = expected[name][letters[name]]
+            assert cells[name] == [value], (payload.name, name)
+            column = batch[number]
+            assert column.dtype == DTYPES[letters[name]] and column.tolist() == [value], (payload.name, name)
+            assert batch[name].tolist() == [value]
+            seen.add(letters[name])
+        frame = reader.to_pandas()
+        assert all(frame[name].iloc[0] == next(iter(expected[name].values())) or letters[name] in "qd" for name in expected)
+    assert seen == set(DTYPES)
+
+
+def test_counted_columns_tell_what_they_hold(sample):
+    reader = tesparser.read(sample("405-CaiWuShuJuFanHui"), id=405, path="Data")
+    (batch,) = reader
+    child = tesparser.table(sample("405-CaiWuShuJuFanHui"))[0, "Data"]
+    assert batch.types == child.types == tuple(field.type for field in reader.fields)
+    assert dict(zip(batch.columns, batch.types))["Data"] == "53q"
+    assert batch["Data"].shape == (4, 53) and batch["Data"].tolist() == child["Data"][:3] + [[None] * 53]
+
+
+def test_a_column_is_taken_by_number_and_name(sample):
+    (batch,) = tesparser.read(sample("20-QuoteDynaSingle"), id=20, flat=False)
+    assert batch[0][0] == batch[-len(batch.columns)][0] == "SH600000"
+    for key, error in ((len(batch.columns), IndexError), ("obj", KeyError)):
+        with pytest.raises(error):
+            batch[key]
+
+
+def test_readers_say_what_they_read(tmp_path, sample):
+    paths = []
+    for name in "abcd":
+        paths.append(tmp_path / f"{name}.bin")
+        paths[-1].write_bytes(sample("20-QuoteDynaSingle"))
+    assert repr(tesparser.read(paths[0], id=20)) == f"Reader of {paths[0]}"
+    assert repr(tesparser.read(paths, id=20)) == f"Reader of {paths[0]}, {paths[1]}, {paths[2]}, …"
+
+
+@pytest.fixture
+def any_columns(schema):
+    """A table of two rows with a column of each type of number, and one each that hold nothing, times, decimals and counted
+    numbers. The name of its first column is a spec itself; so six of the seven columns that were meant come behind these."""
+    message, table = schema.wire_reply()
+    for i, name in enumerate(["c:c;h:h;C:C;H:H;I:I;Q:Q;n;T:T;P:P;V:V;k:2h;x", *(f"y{i}" for i in range(5))]):
+        table.Info.add(Name=name, Type=105)
+        table.Data.add(Index=i).iValues.extend([wire.packed(65, 10), wire.packed(7, 10)])
+    return message.SerializeToString()
+
+
+NUMBERS = {"c": np.int8, "h": np.int16, "C": np.uint8, "H": np.uint16, "I": np.uint32, "Q": np.uint64}
+UNSET = {"n": np.dtype(object), "T": np.dtype("M8[s]"), "P": np.float64, "V": np.float64, "k": np.int16, "x": np.float64}
+
+
+def test_columns_of_every_type(any_columns):
+    table = tesparser.table(any_columns)
+    assert table.types == ("c", "h", "C", "H", "I", "Q", "", "T", "P", "V", "2h", "d", "d", "d", "d", "d", "d")
+    for name, dtype in NUMBERS.items():
+        array = table.to_numpy(name)
+        assert array.dtype == dtype and array.tolist() == table[name] == [65, 7], name
+        assert table[1, name] == 7 and type(table[1, name]) is int
+    for name, dtype in UNSET.items():
+        array = table.to_numpy(name)
+        assert array.dtype == dtype and array.mask.all() and table[name] == [None, None], name
+    assert table.to_numpy("k").shape == (2, 2)
+    frame = table.to_pandas()
+    assert frame["c"].tolist() == [65, 7] and frame["T"].dtype.kind == "M" and frame[list(UNSET)].isna().all(axis=None)
+
+
+def test_readers_of_columns_of_every_type(any_columns):
+    reader = tesparser.read(any_columns, id=3)
+    cells = reader.to_dict()
+    assert {name: cells[name] for name in NUMBERS} == dict.fromkeys(NUMBERS, [65, 7])
+    assert {name: cells[name] for name in UNSET} == dict.fromkeys(UNSET, [None, None])
+    (batch,) = reader
+    for name, dtype in {**NUMBERS, **UNSET}.items():
+        assert batch.to_numpy(name).dtype == dtype, name
+    frame = reader.to_pandas()
+    assert frame["Q"].tolist() == [65, 7] and frame[list(UNSET)].isna().all(axis=None)
+
+
+def test_unknown_names(sample):
+    with pytest.raises(KeyError, match="NoSuchLayout"):
+        tesparser.read(sample("20-QuoteDynaSingle"), type="NoSuchLayout")
+    for flat in (True, False):
+        with pytest.raises(KeyError, match="Nothing"):
+            tesparser.read(sample("21-QuoteKlineSingle"), id=21, path="Nothing", flat=flat).to_pandas()
+        # A column of texts leads nowhere.
+        with pytest.raises(KeyError, match="no column of tables Obj"):
+            tesparser.read(sample("21-QuoteKlineSingle"), id=21, path="Obj", flat=flat).to_pandas()
+
+
+def test_an_id_without_a_payload(sample):
+    with pytest.raises(tesparser.NoTableForm, match="^Id 5 has no payload in the schema$"):
+        tesparser.read(sample("20-QuoteDynaSingle"), id=5, decode=True)
+    with pytest.raises(KeyError, match="Nothing"):
+        tesparser.read(sample("20-QuoteDynaSingle"), id=20, decode=True, columns=["Nothing"])
+
+
+def sparse(schema):
+    """3,000 rows of which all columns but one of a thousand have the first alone: 24 MB of announced numbers."""
+    message, table = schema.wire_reply()
+    for i in range(1000):
+        table.Info.add(Name=f"C{i}", Type=105)
+        table.Data.add(Index=i).iValues.extend([wire.packed(1, 10)] * (3000 if i == 0 else 1))
+    return message.SerializeToString()
+
+
+def test_a_table_that_is_no_array(schema):
+    table = tesparser.table(sparse(schema))
+    assert (len(table), table[0, "C999"], table[2999, "C999"]) == (3000, 1.0, None)
+    for _ in range(2):
+        with pytest.raises(tesparser.NotExpressible, match="^its table is too deep, too sparse or too large to be handed out as arrays$"):
+            table.__arrow_c_array__()
+    assert table["C0"] == [1.0] * 3000
+
+
+class Source:
+    def __init__(self, read):
+        self.read = read
+
+
+def test_a_source_that_gives_too_much():
+    with pytest.raises(ValueError, match="more bytes than were asked for"):
+        tesparser.read(Source(lambda size: b"x" * (size + 1)), id=20).to_pandas()
+    with pytest.raises(ValueError, match="more bytes than were asked for"):
+        list(tesparser.replies(Source(lambda size: b"x" * (size + 1))))
+
+
+def test_bytes_that_cannot_be_held_let_go_of_the_others(sample):
+    first = bytearray(sample("20-QuoteDynaSingle"))
+    every_other = memoryview(bytes(first))[::2]
+    with pytest.raises(BufferError):
+        tesparser.read([first, every_other], id=20)
+    gc.collect()
+    # Nobody holds it, so it may grow.
+    first.append(0)
+
+
+def test_a_file_that_is_gone(tmp_path, sample):
+    path = tmp_path / "a.bin"
+    path.write_bytes(sample("20-QuoteDynaSingle"))
+    reader = tesparser.read(path, id=20)
+    os.unlink(path)
+    with pytest.raises(OSError, match="a.bin"):
+        reader.to_pandas()
