@@ -897,6 +897,71 @@ TEST(ArrowBatch, RefusesTypesThatAreTooDeep) {
   EXPECT_EQ(table_export_arrow_batch(nullptr, 0, &outer.schema, &batch.array, nullptr), 0);
 }
 
+// The deepest type that an export has, by the same bound.
+TEST(ArrowBatch, TakesTypesAsDeepAsAnExportHasThem) {
+  void* tables[2];
+  for (void*& table : tables) {
+    table = table_create("q:q", 1, "");
+    for (int i = 0; i < 31; ++i) {
+      void* outer = table_create("t:t", 1, "");
+      table_set_table_raw(outer, 0, 0, table);
+      table = outer;
+    }
+  }
+  const Exported like = Export(Table(tables[0]));
+  Exported batch;
+  ASSERT_EQ(table_export_arrow_batch(tables + 1, 1, &like.schema, &batch.array, nullptr), 0);
+  EXPECT_EQ(replies::CheckArrow(like.schema, batch.array), "");
+}
+
+// In a small table the bits of a column begin where those of the one before it end.
+TEST(ArrowBatch, CountsNoBitsOfTheNextColumn) {
+  for (int rows = 1; rows <= 70; ++rows) {
+    const auto make = [rows] {
+      void* table = table_create("q:q;r:q;s:q", rows, "");
+      for (int row = 0; row < rows; ++row) {
+        if (row % 3 == 1) table_set_int64(table, row, 0, row);
+        table_set_int64(table, row, 1, row);
+      }
+      return table;
+    };
+    const int64_t unset = rows - (rows + 1) / 3;
+    const Exported one = Export(Table(make()));
+    EXPECT_EQ(one.column(0).null_count, unset) << rows;
+    EXPECT_EQ(one.column(1).null_count, 0) << rows;
+    EXPECT_EQ(one.column(2).null_count, rows) << rows;
+    void* tables[] = {make(), make(), make()};
+    Exported batch;
+    ASSERT_EQ(table_export_arrow_batch(tables, 3, &one.schema, &batch.array, nullptr), 0);
+    EXPECT_EQ(replies::CheckArrow(one.schema, batch.array), "");
+    EXPECT_EQ(batch.column(0).null_count, 3 * unset) << rows;
+    EXPECT_EQ(batch.column(1).null_count, 0) << rows;
+    EXPECT_EQ(batch.column(2).null_count, 3 * rows) << rows;
+    for (int row = 0; row < 3 * rows; ++row)
+      ASSERT_EQ(IsNull(batch.column(0), row), row % rows % 3 != 1) << rows << ' ' << row;
+  }
+}
+
+// 66 words of bits, one for each 64 tables of a row.
+TEST(ArrowBatch, HasRoomForTheBitsOfAllTables) {
+  constexpr int kTables = 65 * 64 + 64;
+  const Exported like = Export(Table("c:c;d:c;e:c", 0, ""));
+  std::vector<void*> tables;
+  for (int i = 0; i < kTables; ++i) {
+    tables.push_back(table_create("c:c;d:c;e:c", 1, ""));
+    for (int col = 0; col < 3; ++col)
+      table_set_int(tables.back(), 0, col, col + 1);
+  }
+  Exported batch;
+  ASSERT_EQ(table_export_arrow_batch(tables.data(), kTables, &like.schema, &batch.array, nullptr), 0);
+  for (int64_t col = 0; col < 3; ++col) {
+    EXPECT_EQ(batch.column(col).null_count, 0);
+    EXPECT_EQ(batch.column(col).buffers[0], nullptr);
+    EXPECT_EQ(At<int8_t>(batch.column(col), 0), col + 1);
+    EXPECT_EQ(At<int8_t>(batch.column(col), kTables - 1), col + 1);
+  }
+}
+
 TEST(ArrowBatch, KnowsTheColumnsInsideBeforeTheFirstChild) {
   Table full("t:t", 1, "");
   table_set_table_raw(full.get(), 0, 0, table_create("d:d;a:2i;b:b", 1, ""));
@@ -974,6 +1039,16 @@ TEST(ArrowBounds, GrowWithTheArraysThatAreThere) {
     table_set_buff(table.get(), row, 0, numbers.data(), 8000, 0);
   const Exported exported = Export(std::move(table));
   EXPECT_EQ(At<int64_t>(*exported.column(0).children[0], 3'999'999), 7);
+}
+
+// 30,000 arrays of 72 bytes are 2 MB, which is less than anything may have.
+TEST(ArrowBounds, DoNotShrinkWithTheArraysThatAreThere) {
+  const int64_t numbers[9] = {1, 2, 3, 4, 5, 6, 7, 8, 9};
+  Table table("a:9q", 30'000, "");
+  for (int row = 0; row < 30'000; ++row)
+    table_set_buff(table.get(), row, 0, numbers, sizeof numbers, 0);
+  const Exported exported = Export(std::move(table));
+  EXPECT_EQ(At<int64_t>(*exported.column(0).children[0], 9 * 30'000 - 1), 9);
 }
 
 // ---- text as it came ----

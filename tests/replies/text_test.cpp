@@ -111,6 +111,11 @@ TEST(Utf8, ExactlyTheWellFormedIsTaken) {
     ASSERT_FALSE(text.size() > 1 && IsUtf8(text.substr(0, text.size() - 1))) << code;
     ASSERT_FALSE(text.size() > 1 && IsUtf8(text.substr(1))) << code;
   }
+  // What is behind the end is none of it, whatever it is.
+  for (const std::string_view text : {"\xC3\xA9", "\xE9\x93\xB6", "\xF0\x9F\x93\x88"}) {
+    for (size_t size = 1; size < text.size(); ++size)
+      EXPECT_FALSE(IsUtf8(text.substr(0, size))) << size;
+  }
   // Longer than needed.
   for (const char* text :
        {"\xC0\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF", "\xF8\x88\x80\x80\x80"})

@@ -402,6 +402,18 @@ TEST(Memory, AColumnThatNothingWasWrittenToHasZerosForAllItsRows) {
   schema.release(&schema);
 }
 
+// What the call brings, where memory that is handed out holds what no table has.
+template <typename Call>
+void OnDirtyMemory(Call call) {
+#ifdef __GLIBC__
+  mallopt(M_PERTURB, 0x22);
+#endif
+  call();
+#ifdef __GLIBC__
+  mallopt(M_PERTURB, 0);
+#endif
+}
+
 // Two tables of three rows, in which the first one is set.
 TEST(Memory, NothingThatWasThereBeforeLeavesWithAnArrowExport) {
   void* tables[3];
@@ -412,8 +424,10 @@ TEST(Memory, NothingThatWasThereBeforeLeavesWithAnArrowExport) {
   ArrowSchema schema{};
   ArrowArray one{};
   ArrowArray two{};
-  ASSERT_EQ(table_export_arrow(tables[0], &schema, &one), 0);
-  ASSERT_EQ(table_export_arrow_batch(tables + 1, 2, &schema, &two, nullptr), 0);
+  OnDirtyMemory([&] {
+    ASSERT_EQ(table_export_arrow(tables[0], &schema, &one), 0);
+    ASSERT_EQ(table_export_arrow_batch(tables + 1, 2, &schema, &two, nullptr), 0);
+  });
   const auto* of_one = static_cast<const int64_t*>(one.children[0]->buffers[1]);
   const auto* of_two = static_cast<const int64_t*>(two.children[0]->buffers[1]);
   EXPECT_EQ(std::vector<int64_t>(of_one, of_one + 3), (std::vector<int64_t>{7, 0, 0}));
@@ -421,6 +435,41 @@ TEST(Memory, NothingThatWasThereBeforeLeavesWithAnArrowExport) {
   one.release(&one);
   two.release(&two);
   schema.release(&schema);
+}
+
+// The second and the fourth of five arrays are set, and nothing of a column behind them.
+TEST(Memory, NothingThatWasThereBeforeIsInArraysOfAnArrowExport) {
+  void* table = table_create("a:2q;q:q", 5, "");
+  const int64_t pair[] = {7, 8};
+  table_set_buff(table, 1, 0, pair, sizeof pair, 0);
+  table_set_buff(table, 3, 0, pair, sizeof pair, 0);
+  ArrowSchema schema{};
+  ArrowArray array{};
+  OnDirtyMemory([&] { ASSERT_EQ(table_export_arrow(table, &schema, &array), 0); });
+  const auto* pairs = static_cast<const int64_t*>(array.children[0]->children[0]->buffers[1]);
+  EXPECT_EQ(std::vector<int64_t>(pairs, pairs + 10), (std::vector<int64_t>{0, 0, 7, 8, 0, 0, 7, 8, 0, 0}));
+  const auto* numbers = static_cast<const int64_t*>(array.children[1]->buffers[1]);
+  EXPECT_EQ(std::vector<int64_t>(numbers, numbers + 5), std::vector<int64_t>(5, 0));
+  array.release(&array);
+  schema.release(&schema);
+}
+
+// A table that is too large by itself, and one whose columns are others than those of the schema.
+TEST(Memory, RefusedArrowExportsLeaveNothing) {
+  const auto round = [] {
+    void* large = table_create("s:s;a:99999999q", 1000, "");
+    void* other = table_create("d:d", 1, "");
+    ArrowSchema schema{};
+    ArrowArray array{};
+    EXPECT_NE(table_export_arrow(large, &schema, &array), 0);
+    ASSERT_EQ(table_export_arrow(table_create("q:q", 1, ""), &schema, &array), 0);
+    array.release(&array);
+    EXPECT_NE(table_export_arrow_batch(&other, 1, &schema, &array, nullptr), 0);
+    schema.release(&schema);
+    table_free(large);
+    table_free(other);
+  };
+  EXPECT_EQ(LeftBehind(round), 0);
 }
 
 TEST(Memory, LongSpecsAreNotKept) {
