@@ -77,13 +77,14 @@ TEST_F(Files, ProgressOfAFileSaysPartAndTimeLeft) {
 
 TEST_F(Files, ProgressTellsAsManyRepliesAsThereAreInTheBytes) {
   if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
-  // 1,500 replies of 2 bytes and one of length each.
-  const std::string path = Write("a.stream", StreamOf(Reply("Id: 22"), 1500));
+  // 10,000 replies of 2 bytes and one of length each, so that a fast machine is at it for some tenths of a
+  // second, too.
+  const std::string path = Write("a.stream", StreamOf(Reply("Id: 22"), 10'000));
   How how;
   how.terminal_err = true;
   how.columns = 100;
   const std::string drawn = View({"--json", "--progress", "always", path}, how).err;
-  const std::regex line("([0-9.]+) (k?)B of 4\\.5 kB  ([0-9]+) repl");
+  const std::regex line("([0-9.]+) (k?)B of 30\\.0 kB  ([0-9]+) repl");
   int lines = 0;
   for (std::sregex_iterator at(drawn.begin(), drawn.end(), line), end; at != end; ++at, ++lines) {
     const double bytes = std::stod((*at)[1]) * ((*at)[2].length() == 0 ? 1 : 1000);
