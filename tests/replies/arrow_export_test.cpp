@@ -570,6 +570,17 @@ TEST(ArrowChildren, OfOneColumnMustBeAlike) {
   EXPECT_EQ(table_rows(table.get()), 2);
 }
 
+// The second has a table of its own where the first has no column.
+TEST(ArrowChildren, OfOneColumnMustBeAlikeBelowEachOther) {
+  Table table("Data:t", 2, "");
+  table_set_table_raw(table.get(), 0, 0, table_create("t:t", 1, ""));
+  void* other = table_create(std::string(1000, ';').append("t:t").c_str(), 1, "");
+  table_set_table_raw(other, 0, 1000, table_create("q:q", 1, ""));
+  table_set_table_raw(table.get(), 1, 0, other);
+  Exported exported;
+  EXPECT_EQ(table_export_arrow(table.get(), &exported.schema, &exported.array), EINVAL);
+}
+
 // Whichever of them is empty: the type is that of all tables in the column.
 TEST(ArrowChildren, HaveTheColumnsThatAnyOfThemTells) {
   Table table("t:t", 2, "");
@@ -706,6 +717,19 @@ TEST(ArrowExport, SaysWhatMayBeNull) {
   EXPECT_EQ(children.children[0]->children[0]->flags, ARROW_FLAG_NULLABLE);
   EXPECT_EQ(arrays.flags, ARROW_FLAG_NULLABLE);
   EXPECT_EQ(arrays.children[0]->flags, 0);
+  EXPECT_STREQ(children.children[0]->name, "item");
+  EXPECT_STREQ(arrays.children[0]->name, "item");
+}
+
+// Readers that ask for the buffers first find some.
+TEST(ArrowExport, HasBuffersWithoutRows) {
+  const Exported exported = Export(Table("q:q;s:s;b:b;a:3i;t:t", 0, ""));
+  for (int64_t col = 0; col < 5; ++col) {
+    const ArrowArray& column = exported.column(col);
+    for (int64_t i = 1; i < column.n_buffers; ++i)
+      EXPECT_NE(column.buffers[i], nullptr) << col;
+  }
+  EXPECT_NE(exported.column(3).children[0]->buffers[1], nullptr);
 }
 
 TEST(ArrowExport, TakesTablesWithoutRowsOrColumns) {
@@ -761,6 +785,73 @@ TEST(ArrowBatch, LooksAtNamesOfTheSameLength) {
     EXPECT_EQ(table_export_arrow_batch(tables, 3, &like.schema, &batch.array, &misfit), EINVAL) << other;
     EXPECT_EQ(misfit, 2) << other;
   }
+}
+
+// Names and letters that are the same one after the other, in columns of other types.
+TEST(ArrowBatch, LooksAtTheTypesOfAllColumns) {
+  const Exported like = Export(Table("a:q;x:q;y", 0, ""));
+  const Table fits("a:q;x:q;y", 1, "");
+  const Table does_not("a:q;x;q:y", 1, "");
+  void* tables[] = {fits.get(), does_not.get()};
+  Exported batch;
+  int64_t misfit = 0;
+  EXPECT_EQ(table_export_arrow_batch(tables, 2, &like.schema, &batch.array, &misfit), EINVAL);
+  EXPECT_EQ(misfit, 1);
+}
+
+// A column of byte strings, and two that hold nothing.
+TEST(ArrowBatch, TellsOneColumnFromTwo) {
+  const Exported like = Export(Table("a:b", 0, ""));
+  const Table fits("a:b", 1, "");
+  const Table does_not("a;b", 1, "");
+  void* tables[] = {fits.get(), does_not.get()};
+  Exported batch;
+  int64_t misfit = 0;
+  EXPECT_EQ(table_export_arrow_batch(tables, 2, &like.schema, &batch.array, &misfit), EINVAL);
+  EXPECT_EQ(misfit, 1);
+}
+
+// Columns that hold nothing have no cells, and count all the same.
+TEST(ArrowBatch, LooksAtColumnsBehindThoseThatHoldNothing) {
+  const Exported like = Export(Table("x;y;z:q", 0, ""));
+  const Table does_not("x;y;w:q", 1, "");
+  void* tables[] = {does_not.get()};
+  Exported batch;
+  EXPECT_EQ(table_export_arrow_batch(tables, 1, &like.schema, &batch.array, nullptr), EINVAL);
+}
+
+TEST(ArrowBatch, TakesArraysOfEachLetter) {
+  for (const char* spec : {"a:2c", "a:2h", "a:2i", "a:2q", "a:2C", "a:2H", "a:2I", "a:2Q", "a:2f", "a:2d",
+                           "a:2T", "a:2P", "a:2V"}) {
+    const Exported like = Export(Table(spec, 0, ""));
+    void* tables[] = {table_create(spec, 3, "")};
+    Exported batch;
+    ASSERT_EQ(table_export_arrow_batch(tables, 1, &like.schema, &batch.array, nullptr), 0) << spec;
+    EXPECT_EQ(replies::CheckArrow(like.schema, batch.array), "") << spec;
+    EXPECT_EQ(batch.column(0).children[0]->length, 6) << spec;
+  }
+}
+
+// Tables of one row, with more columns than a small table has cells.
+TEST(ArrowBatch, TakesLargeTablesOfOneRow) {
+  std::string spec;
+  for (int col = 0; col < 300; ++col)
+    spec += "q:q;";
+  const Exported like = Export(Table(spec.c_str(), 0, ""));
+  void* tables[3];
+  for (int i = 0; i < 3; ++i) {
+    tables[i] = table_create(spec.c_str(), 1, "");
+    for (int col = i; col < 300; ++col)
+      table_set_int64(tables[i], 0, col, 1000 * i + col);
+  }
+  Exported batch;
+  ASSERT_EQ(table_export_arrow_batch(tables, 3, &like.schema, &batch.array, nullptr), 0);
+  EXPECT_EQ(replies::CheckArrow(like.schema, batch.array), "");
+  EXPECT_EQ(batch.column(0).null_count, 2);
+  EXPECT_EQ(At<int64_t>(batch.column(0), 0), 0);
+  EXPECT_EQ(batch.column(299).null_count, 0);
+  for (int i = 0; i < 3; ++i)
+    EXPECT_EQ(At<int64_t>(batch.column(299), i), 1000 * i + 299);
 }
 
 // As far as it goes, the second table is like the first.
@@ -897,6 +988,22 @@ TEST(ArrowBatch, RefusesTypesThatAreTooDeep) {
   EXPECT_EQ(table_export_arrow_batch(nullptr, 0, &outer.schema, &batch.array, nullptr), 0);
 }
 
+// Deeper than a stack is, if each level of them took a call.
+TEST(ArrowBatch, RefusesTypesOfAnyDepth) {
+  constexpr size_t kLevels = 500'000;
+  std::vector<ArrowSchema> schemas(2 * kLevels + 1);
+  std::vector<ArrowSchema*> below(2 * kLevels);
+  for (size_t i = 0; i < 2 * kLevels; ++i) {
+    below[i] = &schemas[i + 1];
+    schemas[i].format = i % 2 == 0 ? "+s" : "+l";
+    schemas[i].n_children = 1;
+    schemas[i].children = &below[i];
+  }
+  schemas.back().format = "+s";
+  Exported batch;
+  EXPECT_EQ(table_export_arrow_batch(nullptr, 0, schemas.data(), &batch.array, nullptr), EOVERFLOW);
+}
+
 // The deepest type that an export has, by the same bound.
 TEST(ArrowBatch, TakesTypesAsDeepAsAnExportHasThem) {
   void* tables[2];
@@ -1004,7 +1111,8 @@ TEST(ArrowBounds, GrowsWithWhatIsWritten) {
   EXPECT_EQ(table_export_arrow(counted.get(), &none.schema, &none.array), EOVERFLOW);
 }
 
-// Three million rows take 24.4 MB. Below 16 MB anything goes; each cell far down adds 8 times its 64 bytes.
+// Three million rows take 24.38 MB. Below 16.78 MB anything goes; each cell far down adds 8 times its 64
+// bytes.
 TEST(ArrowBounds, MayGrowWithCellsFarDown) {
   const auto result = [](int cells) {
     Table table("q:q", 3'000'000, "");
@@ -1013,8 +1121,24 @@ TEST(ArrowBounds, MayGrowWithCellsFarDown) {
     Exported exported;
     return table.export_arrow(&exported.schema, &exported.array);
   };
-  EXPECT_EQ(result(20'000), 0);          // 16.8 + 10.2
-  EXPECT_EQ(result(10'000), EOVERFLOW);  // 16.8 + 5.1
+  EXPECT_EQ(result(15'000), 0);          // 16.78 + 7.68
+  EXPECT_EQ(result(14'700), EOVERFLOW);  // 16.78 + 7.53
+}
+
+// A full column of single bytes adds 8 for each of them: 24 MB. A cell far down in another one takes 24.38
+// MB.
+TEST(ArrowBounds, GrowWithTheWidthOfWhatIsThere) {
+  const auto result = [](const char* spec) {
+    Table table(spec, 3'000'000, "");
+    for (int row = 0; row < 3'000'000; ++row)
+      table_set_int(table.get(), row, 0, 1);
+    for (int col = 1; col < table_cols(table.get()); ++col)
+      table_set_int64(table.get(), 2'999'999, col, 1);
+    Exported exported;
+    return table.export_arrow(&exported.schema, &exported.array);
+  };
+  EXPECT_EQ(result("c:c;q:q"), 0);
+  EXPECT_EQ(result("c:c;q:q;r:q"), EOVERFLOW);
 }
 
 TEST(ArrowBounds, GrowWithWhatIsThere) {

@@ -36,6 +36,19 @@ bool IsLinear(const Call& call, const EightTimes& eight_times) {
   return false;
 }
 
+// Whether `call` takes less than such a share of what `other` takes. The least of some runs counts here, too.
+template <class Call, class Other>
+bool TakesLess(const Call& call, double share, const Other& other) {
+  double least = 1e9;
+  double least_of_other = 1e9;
+  for (int runs = 1; runs <= 20; ++runs) {
+    least = std::min(least, Of(call));
+    least_of_other = std::min(least_of_other, Of(other));
+    if (runs >= 3 && least < share * least_of_other) return true;
+  }
+  return false;
+}
+
 }  // namespace processor_time
 
 #endif  // TESTS_SUPPORT_PROCESSOR_TIME_H_

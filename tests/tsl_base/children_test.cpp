@@ -270,6 +270,7 @@ TEST(Copy, HasEveryKindOfCell) {
     EXPECT_EQ(memcmp(table_get_binary(copy, row, 5, &size), "a\0b", 3), 0);
     EXPECT_EQ(size, 3);
     EXPECT_EQ(memcmp(table_get_buff(copy, row, 6, nullptr), numbers, 16), 0);
+    EXPECT_NE(table_get_buff(copy, row, 6, nullptr), table_get_buff(s, row, 6, nullptr));
     EXPECT_EQ(LeafValue(table_get_table(copy, row, 7)), 9);
     EXPECT_EQ(table_is_set(copy, row, 8), 1);
     EXPECT_EQ(table_get_table(copy, row, 8), nullptr);

@@ -283,6 +283,51 @@ TEST(Memory, CellsThatWereUnsetDoNotMakeAColumnGrow) {
   table_free(table);
 }
 
+// A column of 256 places gets 2,048 where a sixteenth of them would be set, and from there on 16,384.
+TEST(Memory, AColumnGrowsWhereASixteenthIsSet) {
+  void* table = table_create("q:q", 100'000, "");
+  const auto taken = [table](int row) { return BytesTakenBy([&] { table_set_int64(table, row, 0, 1); }); };
+  for (int row = 0; row < 127; ++row)
+    table_set_int64(table, row, 0, 1);
+  EXPECT_LT(taken(300), 200U);
+  table_set_int64(table, 127, 0, 1);
+  EXPECT_GE(taken(301), size_t{2048 - 256} * 8 - 200);
+  // What moved there counts once.
+  for (int row = 128; row < 1022; ++row)
+    table_set_int64(table, row, 0, 1);
+  EXPECT_LT(taken(3000), 200U);
+  EXPECT_LT(taken(3001), 200U);
+  EXPECT_GE(taken(3002), size_t{16384 - 2048} * 8 - 200);
+  table_free(table);
+}
+
+// Far behind the first sixteen columns, the next ones have their places in a list that need not grow for
+// them.
+TEST(Memory, ManyColumnsThatHoldNothingTakeNoRoom) {
+  std::string spec;
+  for (int i = 0; i < 20'000; ++i)
+    spec += "q:q;";
+  void* table = table_create(spec.c_str(), 1000, "");
+  table_set_int64(table, 0, 16, 1);
+  // Of each the cells of the first rows, and of all a block for sixteen of them.
+  EXPECT_LT(BytesTakenBy([table] {
+              for (int col = 17; col < 32; ++col)
+                table_set_int64(table, 0, col, 1);
+            }),
+            15 * (256 * 8 + 100U) + 2000U);
+  table_free(table);
+}
+
+// Of a thousand characters, which take three bytes each.
+TEST(Memory, TextIsTranscodedBackIntoOneBlock) {
+  std::string gb2312;
+  for (int i = 0; i < 1000; ++i)
+    gb2312 += "\xD6\xD0";
+  const long before = allocations;
+  EXPECT_EQ(tsl_base::text::Gb2312ToUtf8(gb2312).size(), 3000U);
+  EXPECT_EQ(allocations, before + 1);
+}
+
 TEST(Memory, AnArrayThatIsRewrittenTakesItsRoomOnce) {
   const char bytes[424] = {};
   const size_t taken = BytesOf([&bytes] {
@@ -644,6 +689,13 @@ std::vector<Operation> Operations() {
                           [last](void* t) { table_set_table(t, last, 3, nullptr, 1); },
                           [last](void* t) { return table_is_set(t, last, 3) == 0; },
                           [last](void* t) { return table_is_set(t, last, 3) == 1; }});
+    operations.push_back({"a first copied tree", rows, nothing,
+                          [last](void* t) { table_set_table(t, last, 3, t, 1); },
+                          [last](void* t) { return table_is_set(t, last, 3) == 0; },
+                          [last](void* t) {
+                            const void* copy = table_get_table(t, last, 3);
+                            return strcmp(table_name(copy), "root") == 0 && table_is_set(copy, last, 3) == 0;
+                          }});
     operations.push_back(
         {"a copied tree", rows,
          [last](void* t) {
