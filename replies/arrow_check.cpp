@@ -83,9 +83,7 @@ class ArrayCheck {
  private:
   std::string CheckCounts() const {
     if (array_.release == nullptr) return Fault(path_, "the array is released");
-    if (array_.length < 0 || array_.offset < 0)
-      return Fault(path_, "length {}, offset {}", array_.length, array_.offset);
-    if (array_.length > kMaxArrowValues || array_.offset > kMaxArrowValues - array_.length)
+    if (array_.length < 0 || array_.offset < 0 || array_.offset > kMaxArrowValues - array_.length)
       return Fault(path_, "length {}, offset {}", array_.length, array_.offset);
     if (array_.dictionary != nullptr) return Fault(path_, "a dictionary");
     if (array_.n_buffers != type_.buffers())

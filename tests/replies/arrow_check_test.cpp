@@ -2,9 +2,12 @@
 #include "replies/arrow_check.h"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <functional>
 #include <string>
+#include <utility>
 
 #include "replies/arrow_type.h"
 #include "tests/support/arrow_columns.h"
@@ -79,6 +82,20 @@ TEST(ArrowCheck, FindsNothingWhereNothingIsWrong) {
   EXPECT_EQ(FaultAfter([](ArrowSchema* schema, ArrowArray*) { schema->name = nullptr; }), "");
 }
 
+// No byte behind the bits is read: they end where a page does that nobody may read.
+TEST(ArrowCheck, ReadsNoMoreThanTheBits) {
+  const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+  void* pages = mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(pages, MAP_FAILED);
+  ASSERT_EQ(mprotect(static_cast<char*>(pages) + page, page, PROT_NONE), 0);
+  Owned<ArrowSchema> schema(ExportSchema(Bools("b", "101")));
+  Owned<ArrowArray> array(ExportArray(Bools("b", "101")));
+  const void* const before = std::exchange(array->buffers[1], static_cast<char*>(pages) + page - 1);
+  EXPECT_EQ(replies::CheckArrow(*schema, *array), "");
+  array->buffers[1] = before;
+  munmap(pages, 2 * page);
+}
+
 TEST(ArrowCheck, FindsNothingInEmptyArraysWithoutBuffers) {
   EXPECT_EQ(FaultOf({"g", "x", 0, {std::nullopt, std::nullopt}, {}}), "");
   EXPECT_EQ(FaultOf({"u", "x", 0, {std::nullopt, std::nullopt, std::nullopt}, {}}), "");
@@ -115,6 +132,13 @@ TEST(ArrowCheck, Counts) {
   Column negative = Three();
   negative.length = -1;
   EXPECT_EQ(FaultOf(negative), "length -1, offset 0");
+  for (const int64_t length : {INT64_MAX, replies::kMaxArrowValues + 1, replies::kMaxArrowValues}) {
+    Column beyond = Three();
+    beyond.length = length;
+    beyond.offset = length == replies::kMaxArrowValues ? 1 : 0;
+    EXPECT_EQ(FaultOf(beyond),
+              "length " + std::to_string(length) + ", offset " + std::to_string(beyond.offset));
+  }
   EXPECT_EQ(FaultAfter([](auto*, auto*) {}), "");
   EXPECT_EQ(FaultAfter([](auto*, auto* array) { array->release = nullptr; }), "n: the array is released");
   EXPECT_EQ(FaultAfter([](auto* schema, auto*) { schema->release = nullptr; }), "n: the schema is released");

@@ -37,6 +37,24 @@ TEST(Damage, StrayBytesAreSkippedAndSaidWithTheirPlace) {
   EXPECT_EQ(read.lost, std::vector<uint64_t>{12});
 }
 
+// A length may have more bytes than it needs.
+TEST(Damage, IsSkippedUpToALengthOfFiveBytes) {
+  const StreamRead read = ReadStream(InFrame(kA) + kStray + std::string("\x8B\x80\x80\x80\x00", 5) + kB);
+  EXPECT_EQ(read.replies, (Strings{kA, kB}));
+  EXPECT_EQ(read.lost, std::vector<uint64_t>{12});
+}
+
+// Thirty texts, and then what no field begins with.
+TEST(Damage, IsNoReplyHoweverLateThatShows) {
+  std::string late = "\x08\x14";
+  for (int i = 0; i < 30; ++i)
+    late += "\x12\x01t";
+  late += '\x0F';
+  const StreamRead read = ReadStream(InFrame(kA) + kStray + InFrame(late) + InFrame(kB) + InFrame(kC));
+  EXPECT_EQ(read.replies, (Strings{kA, kB, kC}));
+  EXPECT_EQ(read.lost, std::vector<uint64_t>{12 + 1 + late.size()});
+}
+
 TEST(Damage, IsSkippedWhateverTheLengthsLookLike) {
   for (const Form form : {Form::kFixed32Be, Form::kFixed32Le}) {
     const StreamRead read =

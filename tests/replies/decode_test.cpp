@@ -56,6 +56,17 @@ std::string SpecOf(TableView table) {
 
 }  // namespace
 
+TEST(DecodePayload, GivesATableOfOneRowForAMessageThatIsThereOnce) {
+  const Table table = Decode(
+      "Id: 279 RepDataLocationInfo { city: 'A' detail { city: 'B' } } RepDataLocationInfo { city: 'C' }");
+  EXPECT_EQ(SpecOf(table.view()), "city:s;detail:t;");
+  ASSERT_EQ(table.view().rows(), 2);
+  const TableView inner = Child(table, 0, 1);
+  ASSERT_EQ(inner.rows(), 1);
+  EXPECT_STREQ(table_get_str(inner.get(), 0, 0), "B");
+  EXPECT_EQ(table_is_set(table.get(), 1, 1), 0);
+}
+
 TEST(DecodePayload, GivesARowForEachElementAndATableForEachMessageInside) {
   const Table table = Decode(
       "Id: 22 RepDataQuoteTickSingle { Obj: 'SH600000' Data { Id: 5 ShiJian: 7 } Data { Id: 6 } QingPan: 9 }"

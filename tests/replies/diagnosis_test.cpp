@@ -178,6 +178,27 @@ TEST(AReply, MayHaveFieldsThatTheSchemaDoesNotKnow) {
                 "not a reply: no field can begin like the bytes at offset 2 (6 bytes read)");
 }
 
+TEST(AReply, MayHaveGroupsAsDeepAsTheLibraryTakesThem) {
+  const auto groups = [](int levels) {
+    std::string begins;
+    std::string ends;
+    for (int i = 0; i < levels; ++i) {
+      begins += Varint(1000 << 3 | 3);
+      ends += Varint(1000 << 3 | 4);
+    }
+    return Number(1, 20) + begins + ends;
+  };
+  EXPECT_EQ(DiagnoseReply(groups(90)).reason, Reason::kNone);
+  EXPECT_EQ(DiagnoseReply(groups(110)).reason, Reason::kNotAReply);
+  for (int levels = 90; levels <= 110; ++levels)
+    EXPECT_EQ(DiagnoseReply(groups(levels)).reason == Reason::kNone,
+              !TesparserPB2Json(groups(levels)).empty())
+        << levels;
+  // Wire type 7 inside.
+  ExpectNoReply(Number(1, 20) + Varint(1000 << 3 | 3) + Varint(1 << 3 | 7) + Varint(1000 << 3 | 4), 2,
+                "not a reply: no field can begin like the bytes at offset 2 (7 bytes read)");
+}
+
 TEST(AReply, MayHaveTagsAndLengthsWithBytesToSpare) {
   // Four bytes for 1, and five bytes whose highest bits are lost.
   ExpectReply(std::string("\x88\x80\x80\x00\x14", 5));
@@ -312,6 +333,8 @@ TEST(NoTable, IsNothingInIt) {
   EXPECT_EQ(snapshot.reason, Reason::kNothingInIt);
   EXPECT_EQ(snapshot.message,
             "Id 20 (QuoteDynaSingle): nothing to show: field \"RepDataQuoteDynaSingle\" is empty");
+  // Numbers behind the Id are no Id.
+  EXPECT_EQ(DiagnoseTable(Number(1, 20) + Number(5, 3), std::nullopt).message, snapshot.message);
   // The payload of another Id does not count.
   EXPECT_EQ(DiagnoseTable(Number(1, 21) + Delimited(20, kObj), std::nullopt).reason, Reason::kNothingInIt);
   EXPECT_EQ(DiagnoseTable(Wire(""), std::nullopt).message,

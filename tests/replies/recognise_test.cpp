@@ -56,6 +56,17 @@ TEST(Recognise, ABlockMayEndInsideAReply) {
   EXPECT_EQ(ToldForm("> 0816\n> 1204\n> 41", Extent::kBlock), "hex from 2");
 }
 
+// What the block cuts may be half a byte.
+TEST(Recognise, ABlockMayEndInsideALineOfDigits) {
+  for (const char* digits : {"0816\n1204\n4", "0816\n1204\n414", "0816\n12\n", "0816\n1204\n41424344\n0"})
+    EXPECT_EQ(ToldForm(digits, Extent::kBlock), "hex") << digits;
+}
+
+// A length that no reply has is none.
+TEST(Recognise, NoLengthIsBeyondWhatAReplyMayHave) {
+  EXPECT_EQ(ToldForm("\xFF\xFF\xFF\xFF\x0F" + kReplyBytes, Extent::kBlock), "raw?");
+}
+
 // Four bytes of a length may be read from both sides; the shorter one is meant, as few replies are long.
 TEST(Recognise, ABlockMayEndInsideAReplyBehindFourBytes) {
   // Id 20 and the head of a payload of 200 bytes, of which there are 40.

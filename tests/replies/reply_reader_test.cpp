@@ -281,6 +281,13 @@ TEST(Lines, ALineWithoutDigitsIsAnErrorOnlyIfDigitsWerePromised) {
             Strings{"reply 2 at offset 9: no base64 digits in this line"});
 }
 
+// One line of digits is one reply, even if that has two Ids; the last one counts.
+TEST(Whole, OneLineIsOneReply) {
+  const std::string hex = kReplyHex;
+  EXPECT_EQ(ReadAll(hex + hex, Form::kHex).replies, Strings{kReplyBytes + kReplyBytes});
+  EXPECT_EQ(ReadAll(hex + hex + "\n", Form::kHex).replies, Strings{kReplyBytes + kReplyBytes});
+}
+
 TEST(Whole, BadHexIsSaidWithItsPlace) {
   EXPECT_EQ(ReadAll("08zz", Form::kHex).errors, Strings{"not hexadecimal: at offset 2 stands 0x7a"});
   EXPECT_EQ(ReadAll("08zy", Form::kHex).errors, Strings{"not hexadecimal: at offset 2 stands 0x7a"});

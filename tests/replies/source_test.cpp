@@ -63,6 +63,10 @@ TEST_F(Sources, LinksToFilesAreFollowedAndLinksToDirectoriesAreNot) {
   EXPECT_EQ(FindFiles({directory_ + "/d/back"}).paths.size(), 2u);
 }
 
+TEST_F(Sources, OfAFileHaveItsSize) {
+  EXPECT_EQ(FileSource(Write("a.bin", "12345")).size(), 5u);
+}
+
 TEST_F(Sources, HaveNoSizeTogetherIfOneHasNone) {
   const std::string file = Write("a.bin", "12345");
   ASSERT_EQ(mkfifo((directory_ + "/pipe").c_str(), 0600), 0);
