@@ -199,6 +199,15 @@ TEST_F(Files, ArrowTellsFileAndReplyWhereThereAreSeveral) {
   EXPECT_EQ(both[8], R"({"_file":")" + one + R"(","_reply":1,"Name":"x"})");
 }
 
+// A program reads them, and no terminal shows them.
+TEST_F(Files, ArrowHasTheNamesOfFilesAsTheyAre) {
+  const std::string one = Write("a\x1B[31m.bin", SmallTable());
+  const std::string other = Write("b.bin", SmallTable());
+  const Strings rows = RowsOf(View({"--to", "arrow", "--columns", "Name", one, other}).out);
+  ASSERT_EQ(rows.size(), 6U);
+  EXPECT_NE(rows[0].find("a\\u001b[31m.bin"), std::string::npos) << rows[0];
+}
+
 // ---- what cannot be shown ---------------------------------------------------------------------------------
 
 TEST_F(Files, ArrowSaysWhichRepliesAreNotInIt) {

@@ -84,6 +84,13 @@ std::string RowsAndTimes(const std::string& stream) {
   return words;
 }
 
+// A table without rows is one, in the sums too.
+TEST(Stat, NoRowsOfATableAreNone) {
+  EXPECT_EQ(RowsAndTimes(Reply("Id: 130")), "0 0 - -");
+  const std::string json = ViewBytes(Framed(Reply("Id: 130")), {"stat", "--rows", "--to", "json"}).out;
+  EXPECT_EQ(json.find("\"rows\": null"), std::string::npos) << json;
+}
+
 TEST(Stat, TimesOfRowsMayBeInAnyOrder) {
   const auto bar = [](const std::string& time) { return " Data { ShiJian: " + time + " }"; };
   EXPECT_EQ(RowsAndTimes(Reply("Id: 21 RepDataQuoteKlineSingle { Obj: 'A'" + bar(P(20240618, 10)) +

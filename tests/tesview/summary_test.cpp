@@ -78,6 +78,16 @@ TEST(Summary, CountsWhatCannotBeShown) {
   EXPECT_EQ(last, "3 replies, " + std::to_string(2 * SmallTable().size() + 3) + " bytes, 1 cannot be shown");
 }
 
+TEST(Summary, OfBytesThatAreNoReplyHasNoLine) {
+  const Result result = ViewBytes("\x02\x08\x16\x01\xFF\x02\x08\x16", {"--to", "summary"});
+  EXPECT_EQ(result.code, 1);
+  EXPECT_NE(result.err.find("reply 2 at offset 3"), std::string::npos) << result.err;
+  const Strings lines = LinesOf(result.out);
+  ASSERT_GE(lines.size(), 3U);
+  EXPECT_EQ(lines[1].substr(0, 15), "       1     22");
+  EXPECT_EQ(lines[2].substr(0, 15), "       3     22");
+}
+
 TEST(Summary, OfRepliesWithoutATableHasNoFiguresOfOne) {
   // Id 22, and Id 9999 (0x8F 0x4E), which nobody knows.
   const auto lines = LinesOf(ViewBytes("\x02\x08\x16\x03\x08\x8F\x4E", {"--to", "summary"}).out);

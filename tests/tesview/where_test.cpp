@@ -74,6 +74,7 @@ TEST(Where, TimesAreComparedWhereTheirKindIsKnown) {
   EXPECT_EQ(objects("ShiJian = 09:30"), Strings{"A"});
   EXPECT_EQ(objects("ShiJian = 09:30:15"), Strings{"A"});
   EXPECT_EQ(objects("ShiJian = 09:30:16"), Strings());
+  EXPECT_EQ(objects("ShiJian < '09:30:15.001'"), Strings{"A"});
   EXPECT_EQ(objects("ShiJian <= 2024-06-17"), Strings{"A"});
   EXPECT_EQ(objects("ShiJian != 2024-06-17"), Strings{"B"});
   EXPECT_EQ(objects("ShiJian = 20240617093015"), Strings{"A"});

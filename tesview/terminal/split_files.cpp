@@ -114,8 +114,7 @@ SplitFiles::~SplitFiles() {
     unlink(NameOf(i).c_str());
   if (!directory_.empty()) rmdir(directory_.c_str());
   ForgetLeftover();
-  if (committed_) return;
-  // Only those that are empty go.
+  // Only those that are empty go: none where the files got their names.
   std::for_each(made_.rbegin(), made_.rend(), [](const std::string& made) { rmdir(made.c_str()); });
 }
 
@@ -267,7 +266,6 @@ void SplitFiles::Commit() {
     }
     throw;
   }
-  committed_ = true;
 }
 
 }  // namespace tesview

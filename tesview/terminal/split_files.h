@@ -72,7 +72,6 @@ class SplitFiles {
   std::map<std::string, std::string> short_names_;
   size_t waiting_ = 0;  // bytes in all parts
   size_t files_ = 0;    // names that are used up in the directory
-  bool committed_ = false;
 };
 
 }  // namespace tesview
