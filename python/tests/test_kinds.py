@@ -199,3 +199,30 @@ def test_a_file_that_is_gone(tmp_path, sample):
     os.unlink(path)
     with pytest.raises(OSError, match="a.bin"):
         reader.to_pandas()
+
+
+def test_scan_says_what_it_cannot_read():
+    """Nothing is at the front of a process's memory."""
+    with pytest.raises(OSError, match="^/proc/self/mem: "):
+        tesparser.scan("/proc/self/mem")
+
+
+def test_the_memory_of_a_reply_is_given_back(sample):
+    reply = bytearray(sample("20-QuoteDynaSingle"))
+    whole = tesparser.json(reply)
+    # Python refuses this while anybody holds the memory.
+    reply += b"\x08\x14"
+    assert tesparser.json(reply) == whole
+
+
+def test_negative_numbers_inside_tables(schema):
+    message = schema.reply(22)
+    tick = message.RepDataQuoteTickSingle.add(Obj="A").Data.add()
+    tick.Id, tick.ShiJian = -5, 1
+    (row,) = tesparser.read(message.SerializeToString(), id=22, decode=True, flat=False).to_dict()["Data"]
+    assert row[0]["Id"] == -5
+
+
+def test_a_reply_as_text_has_what_is_required():
+    with pytest.raises(tesparser.Error, match="^not a reply in text form: .*Obj"):
+        tesparser.read(b"Id: 20 RepDataQuoteDynaSingle { }", form="text", id=20).to_pandas()
