@@ -74,7 +74,6 @@ bool WholeReader::TakeAll(std::string* all, std::string* error) {
 
 bool WholeReader::ToBytes(const std::string& all, std::string* bytes, std::string* error) const {
   if (format_.form != Form::kText) return DigitsToBytes(all, bytes, error);
-  bytes->clear();
   if (text_parser_(all, bytes, error)) return true;
   *error = format_.certain
                ? "not a reply in text form: " + *error

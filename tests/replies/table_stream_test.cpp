@@ -681,6 +681,18 @@ TEST(TableBatch, TakesTablesUpToADepth) {
   }
 }
 
+TEST(TableBatch, TakesNothingThatIsNoReply) {
+  replies::TableRequest request = OfId(20);
+  request.decode = true;
+  std::string why;
+  const auto plan = replies::TablePlan::Make(request, {}, &why);
+  ASSERT_NE(plan, nullptr) << why;
+  replies::TableBatch batch(plan.get());
+  EXPECT_EQ(batch.Add(ReplyOf("\x08\x14\xA2\x01\x02\x0A", 1), "", 0, &why), Taken::kMisfit);
+  EXPECT_NE(why.find("not a reply"), std::string::npos) << why;
+  EXPECT_TRUE(batch.empty());
+}
+
 TEST(TableBatch, PlansForNoOtherId) {
   Taken taken{};
   std::string why;
