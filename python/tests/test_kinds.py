@@ -1,6 +1,7 @@
 """Cells of every kind that a reply can have, and what is seldom met: sources and tables that fail."""
 
 import gc
+import json
 import os
 
 import numpy as np
@@ -226,3 +227,31 @@ def test_negative_numbers_inside_tables(schema):
 def test_a_reply_as_text_has_what_is_required():
     with pytest.raises(tesparser.Error, match="^not a reply in text form: .*Obj"):
         tesparser.read(b"Id: 20 RepDataQuoteDynaSingle { }", form="text", id=20).to_pandas()
+
+
+@pytest.mark.parametrize("id", [20, 21, 28, 405])
+def test_columns_are_what_the_viewer_tells(tesview, id):
+    (own, *inside) = json.loads(tesview("columns", id, "--to", "json"))
+    told = {column["column"]: column for column in own["columns"]}
+    for table in inside:
+        told.update({f"{table['path'].replace('/', '.')}.{column['column']}": column for column in table["columns"]})
+    columns = tesparser.columns(id)
+    assert set(columns) == set(told)
+    for path, column in columns.items():
+        assert (column.path, column.name) == (path, told[path]["column"])
+        assert column.type == told[path]["letter"]
+        # What is inferred has a mark here.
+        marked = (column.heading, column.heading_zh, column.meaning, column.unit, column.kind)
+        keys = ("english", "chinese", "meaning", "unit", "kind")
+        assert [text.removesuffix(" ?") for text in marked] == [told[path][key] for key in keys]
+        assert (column.source, column.unset) == (told[path]["source"], told[path]["unset"])
+
+
+def test_each_source_is_counted_from_its_front():
+    sources = [b"\x02\x08\x16" * 2, b"\x02\x08\x16"]
+    found = [(reply.number, reply.offset) for reply in tesparser.replies(sources, form="delimited")]
+    assert found == [(1, 0), (2, 3), (1, 0)]
+
+
+def test_scan_tells_replies_without_an_id():
+    assert tesparser.scan(b"\x02\x12\x00\x02\x08\x16", form="delimited").id.tolist() == [-1, 22]
