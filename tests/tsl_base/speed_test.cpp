@@ -3,7 +3,6 @@
 // process.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 #include <utility>
 
