@@ -83,7 +83,15 @@ def _cells(schema, array, first, count):
     return [value if _is_set(array, first + i) else None for i, value in enumerate(values)]
 
 
+def _check_null_counts(schema, array):
+    unset = array.length if schema.format == b"n" else sum(not _is_set(array, array.offset + i) for i in range(array.length))
+    assert array.null_count in (-1, unset), (schema.name, array.null_count, unset)
+    for i in range(array.n_children):
+        _check_null_counts(schema.children[i][0], array.children[i][0])
+
+
 def rows(schema, array):
+    _check_null_counts(schema, array)
     return _cells(schema, array, 0, array.length)
 
 
