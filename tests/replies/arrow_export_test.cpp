@@ -1049,6 +1049,44 @@ TEST(ArrowBatch, CountsNoBitsOfTheNextColumn) {
   }
 }
 
+// With a word of bits for each 64 columns.
+TEST(ArrowBatch, FindsTheBitsOfTablesOfOneRow) {
+  constexpr int kCols = 200;
+  std::string spec;
+  for (int col = 0; col < kCols; ++col)
+    spec += "q:q;";
+  const Exported like = Export(Table(spec.c_str(), 0, ""));
+  void* tables[2];
+  for (int i = 0; i < 2; ++i) {
+    tables[i] = table_create(spec.c_str(), 1, "");
+    for (int col = i; col < kCols; col += 3)
+      table_set_int64(tables[i], 0, col, 1000 * i + col);
+  }
+  Exported batch;
+  ASSERT_EQ(table_export_arrow_batch(tables, 2, &like.schema, &batch.array, nullptr), 0);
+  for (int col = 0; col < kCols; ++col) {
+    for (int i = 0; i < 2; ++i) {
+      const bool is_set = col % 3 == i;
+      EXPECT_EQ(IsNull(batch.column(col), i), !is_set) << col;
+      EXPECT_EQ(At<int64_t>(batch.column(col), i), is_set ? 1000 * i + col : 0) << col;
+    }
+  }
+}
+
+// 60,000 tables of a number: half a megabyte, and 16 are always allowed.
+TEST(ArrowBatch, TakesManyTablesOfOneRow) {
+  constexpr int kTables = 60'000;
+  const Exported like = Export(Table("q:q", 0, ""));
+  std::vector<void*> tables;
+  for (int i = 0; i < kTables; ++i) {
+    tables.push_back(table_create("q:q", 1, ""));
+    table_set_int64(tables.back(), 0, 0, i);
+  }
+  Exported batch;
+  ASSERT_EQ(table_export_arrow_batch(tables.data(), kTables, &like.schema, &batch.array, nullptr), 0);
+  EXPECT_EQ(At<int64_t>(batch.column(0), kTables - 1), kTables - 1);
+}
+
 // 66 words of bits, one for each 64 tables of a row.
 TEST(ArrowBatch, HasRoomForTheBitsOfAllTables) {
   constexpr int kTables = 65 * 64 + 64;
@@ -1153,6 +1191,20 @@ TEST(ArrowBounds, GrowWithWhatIsThere) {
   Exported batch;
   ASSERT_EQ(table_export_arrow_batch(tables, 2, &like.schema, &batch.array, nullptr), 0);
   EXPECT_EQ(At<int64_t>(batch.column(0), 2'199'999), 1'099'999);
+}
+
+// 9,000 small tables of 256 numbers are 18.4 MB.
+TEST(ArrowBounds, GrowWithTheSmallTablesThatAreThere) {
+  const Exported like = Export(Table("q:q", 0, ""));
+  std::vector<void*> tables;
+  for (int64_t i = 0; i < 9000; ++i) {
+    tables.push_back(table_create("q:q", 256, ""));
+    for (int row = 0; row < 256; ++row)
+      table_set_int64(tables.back(), row, 0, i);
+  }
+  Exported batch;
+  ASSERT_EQ(table_export_arrow_batch(tables.data(), 9000, &like.schema, &batch.array, nullptr), 0);
+  EXPECT_EQ(At<int64_t>(batch.column(0), 9000 * 256 - 1), 8999);
 }
 
 // 4,000 arrays of 8,000 bytes are 32 MB, and all of them were written.

@@ -285,6 +285,14 @@ TEST(Copy, HasEveryKindOfCell) {
   }
 }
 
+TEST(Copy, HasTheColumnsBehindThoseThatHoldNothing) {
+  const Table source("x;y;q:q", 2);
+  table_set_int64(source.get(), 1, 2, 7);
+  const Table holder("t:t", 1);
+  table_set_table(holder.get(), 0, 0, source.get(), 1);
+  EXPECT_EQ(table_get_int64(table_get_table(holder.get(), 0, 0), 1, 2), 7);
+}
+
 TEST(Copy, OfAChildWithAParentIsFree) {
   const Table parent("Data:t", 2);
   table_set_table_raw(parent.get(), 0, 0, Leaf(5));

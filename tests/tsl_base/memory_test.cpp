@@ -301,6 +301,38 @@ TEST(Memory, AColumnGrowsWhereASixteenthIsSet) {
   table_free(table);
 }
 
+// A count in vain is made again after some writes.
+TEST(Memory, AColumnGrowsWhenItIsWorthMoreLater) {
+  void* table = table_create("q:q", 100'000, "");
+  for (int row = 0; row < 128; ++row)
+    table_set_int64(table, row, 0, 1);
+  table_set_int64(table, 300, 0, 1);
+  table_set_int64(table, 3000, 0, 1);
+  for (int row = 128; row < 1200; ++row)
+    table_set_int64(table, row, 0, 1);
+  EXPECT_GE(BytesTakenBy([table] {
+              for (int row = 3001; row < 3011; ++row)
+                table_set_int64(table, row, 0, 1);
+            }),
+            size_t{16384 - 2048} * 8 - 2000);
+  table_free(table);
+}
+
+// Ten cells far down that come and go a hundred times are still ten, for which the column need not grow.
+TEST(Memory, FarCellsThatAreUnsetAreForgotten) {
+  void* table = table_create("t:t", 100'000, "");
+  EXPECT_LT(BytesTakenBy([table] {
+              for (int round = 0; round < 100; ++round) {
+                for (int row = 1000; row < 1010; ++row)
+                  table_set_table(table, row, 0, nullptr, 1);
+                for (int row = 1000; row < 1010; ++row)
+                  table_set_table_raw(table, row, 0, nullptr);
+              }
+            }),
+            2000U);
+  table_free(table);
+}
+
 // Far behind the first sixteen columns, the next ones have their places in a list that need not grow for
 // them.
 TEST(Memory, ManyColumnsThatHoldNothingTakeNoRoom) {
@@ -360,6 +392,17 @@ TEST(Memory, TablesGiveBackEverything) {
       table_set_table(table, row / 2, 3, table_get_table(table, row, 3), 1);
       table_set_int64(table, row, 4, row);
     }
+    table_free(table);
+  };
+  EXPECT_EQ(LeftBehind(round), 0);
+}
+
+// Each has a block of its own, before and behind one that short ones share.
+TEST(Memory, LongTextsAreGivenBack) {
+  const auto round = [] {
+    void* table = table_create("s:s", 10, "");
+    for (int row = 0; row < 10; ++row)
+      table_set_str(table, row, 0, std::string(row == 5 ? 10 : 5000, 'x').c_str(), 1);
     table_free(table);
   };
   EXPECT_EQ(LeftBehind(round), 0);

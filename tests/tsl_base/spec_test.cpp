@@ -96,6 +96,7 @@ TEST(Spec, BlanksInsideNamesStay) {
 
 TEST(Spec, BlanksBehindAFinalSeparatorMakeNoColumn) {
   ExpectColumns("a:d;  ", {{"a", 6, 1}});
+  ExpectColumns(";  ", {{"", 0, 0}});
   ExpectColumns("a:d;\t;\t", {{"a", 6, 1}, {"", 0, 0}});
   ExpectColumns("a:d; b  ", {{"a", 6, 1}, {"b  ", 0, 0}});
 }

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <numeric>
 #include <random>
@@ -185,6 +186,52 @@ TEST(Storage, ASlabTakesNumbersOfOtherTypes) {
   EXPECT_EQ(table_is_set(t, 5, 2), 0);
   EXPECT_EQ(table_get_float(t, 5, 3), 0.5F);
   EXPECT_STREQ(table_get_str(t, 0, 4), "text");
+}
+
+template <typename T>
+void ExpectNumbers(const Table& table, int col, int setters) {
+  for (int row = 0; row < 2 * setters; ++row) {
+    int size = 0;
+    T value{};
+    const void* cell = table_get_buff(table.get(), row, col, &size);
+    ASSERT_NE(cell, nullptr) << col << ' ' << row;
+    ASSERT_EQ(size, static_cast<int>(sizeof value));
+    memcpy(&value, cell, sizeof value);
+    EXPECT_EQ(value, static_cast<T>(row + 1)) << col << ' ' << row;
+  }
+  for (int row = 2 * setters; row < 40; ++row)
+    EXPECT_EQ(table_is_set(table.get(), row, col), 0) << col << ' ' << row;
+}
+
+// Small numbers fit every type. The second round finds the slab that the first one made.
+TEST(Storage, EverySetterTakesEveryColumnOfNumbers) {
+  for (const int rows : {300, 20}) {
+    const Table table("c:c;h:h;i:i;q:q;C:C;H:H;I:I;Q:Q;f:f;d:d", rows);
+    void* t = table.get();
+    constexpr int kSetters = 7;
+    for (int round = 0; round < 2; ++round) {
+      for (int col = 0; col < 10; ++col) {
+        const int row = kSetters * round;
+        table_set_int(t, row, col, row + 1);
+        table_set_uint(t, row + 1, col, static_cast<unsigned>(row + 2));
+        table_set_int64(t, row + 2, col, row + 3);
+        table_set_uint64(t, row + 3, col, static_cast<unsigned>(row + 4));
+        table_set_short(t, row + 4, col, static_cast<unsigned short>(row + 5));
+        table_set_double(t, row + 5, col, row + 6);
+        table_set_float(t, row + 6, col, static_cast<float>(row + 7));
+      }
+    }
+    ExpectNumbers<int8_t>(table, 0, kSetters);
+    ExpectNumbers<int16_t>(table, 1, kSetters);
+    ExpectNumbers<int32_t>(table, 2, kSetters);
+    ExpectNumbers<int64_t>(table, 3, kSetters);
+    ExpectNumbers<uint8_t>(table, 4, kSetters);
+    ExpectNumbers<uint16_t>(table, 5, kSetters);
+    ExpectNumbers<uint32_t>(table, 6, kSetters);
+    ExpectNumbers<uint64_t>(table, 7, kSetters);
+    ExpectNumbers<float>(table, 8, kSetters);
+    ExpectNumbers<double>(table, 9, kSetters);
+  }
 }
 
 TEST(Storage, FewTextsOfEveryLength) {
