@@ -231,20 +231,24 @@ test("candlesticks: ten bars at a time, the ends, zoom, and back to the whole", 
     await settle(page);
     assert.equal(await shot(page), whole, String(closer));
   }
-  // A bar that is out of sight is brought into it.
-  const middle = async () => {
-    const box = await page.locator(".picture").boundingBox();
-    await page.mouse.move(box.x + (box.width - 70) / 2, box.y + 100);
-    await settle(page);
-    return (await text(page, ".legend")).slice(11, 16);
+  // A bar that is out of sight is brought into it. A browser that has few processors may take a moment for that.
+  const middleIs = async (right) => {
+    let time = "";
+    for (let tries = 0; tries < 50 && !right(time); ++tries) {
+      const box = await page.locator(".picture").boundingBox();
+      await page.mouse.move(box.x + (box.width - 70) / 2, box.y + 100 + (tries % 2));
+      await settle(page);
+      time = (await text(page, ".legend")).slice(11, 16);
+      if (!right(time)) await page.waitForTimeout(100);
+    }
+    assert.ok(right(time), time);
   };
   await press(page, "End", "+", "+", "+", "+", "+");
-  assert.ok((await middle()) > "14:30");
+  await middleIs((time) => time > "14:30");
   await press(page, "Home");
-  assert.ok((await middle()) < "10:00");
+  await middleIs((time) => time !== "" && time < "10:00");
   await page.click('.zoom [aria-label="Whole"]');
-  const between = await middle();
-  assert.ok(between > "10:30" && between < "14:00", between);
+  await middleIs((time) => time > "10:30" && time < "14:00");
   await page.click('.zoom [aria-label="Zoom in"]');
   await page.mouse.move(5, 5);
   await settle(page);
@@ -256,8 +260,7 @@ test("candlesticks: ten bars at a time, the ends, zoom, and back to the whole", 
   await drawn(page, "lines");
   await page.click(chip("Candlesticks"));
   await drawn(page, "candles");
-  const narrow = await middle();
-  assert.ok(narrow > "13:20" && narrow < "14:00", narrow);
+  await middleIs((time) => time > "13:20" && time < "14:00");
   assert.deepEqual(page.wrong, []);
   await page.context().close();
 });
