@@ -594,19 +594,21 @@ TEST(ArrowChildren, HaveTheColumnsThatAnyOfThemTells) {
   EXPECT_STREQ(inner.children[0]->name, "d");
 }
 
+// A table below so many others.
+Table Nested(int levels) {
+  void* table = table_create("q:q", 1, "");
+  for (int i = 0; i < levels; ++i) {
+    void* outer = table_create("t:t", 1, "");
+    table_set_table_raw(outer, 0, 0, table);
+    table = outer;
+  }
+  return Table(table);
+}
+
 TEST(ArrowChildren, NestNoDeeperThanIsTold) {
-  const auto nested = [](int levels) {
-    void* table = table_create("q:q", 1, "");
-    for (int i = 0; i < levels; ++i) {
-      void* outer = table_create("t:t", 1, "");
-      table_set_table_raw(outer, 0, 0, table);
-      table = outer;
-    }
-    return Table(table);
-  };
-  Export(nested(31));
+  Export(Nested(31));
   Exported none;
-  const Table beyond = nested(32);
+  const Table beyond = Nested(32);
   EXPECT_EQ(table_export_arrow(beyond.get(), &none.schema, &none.array), EOVERFLOW);
 }
 
@@ -759,17 +761,21 @@ TEST(ArrowBatch, PutsTablesBelowEachOther) {
   EXPECT_EQ(At<int64_t>(batch.column(1), 2), 21);
 }
 
+// A table of the other columns behind one that fits is the one that does not.
+void ExpectSecondMisfits(const char* columns, const char* other) {
+  const Exported like = Export(Table(columns, 0, ""));
+  const Table fits(columns, 1, "");
+  const Table does_not(other, 1, "");
+  void* tables[] = {fits.get(), does_not.get()};
+  Exported batch;
+  int64_t misfit = 0;
+  EXPECT_EQ(table_export_arrow_batch(tables, 2, &like.schema, &batch.array, &misfit), EINVAL) << other;
+  EXPECT_EQ(misfit, 1) << other;
+}
+
 TEST(ArrowBatch, SaysWhichTableDoesNotFit) {
-  const Exported like = Export(Table("q:q", 0, ""));
-  const Table fits("q:q", 1, "");
-  for (const char* other : {"q:d", "Q:q", "q:q;q:q", ""}) {
-    const Table does_not(other, 1, "");
-    void* tables[] = {fits.get(), does_not.get()};
-    Exported batch;
-    int64_t misfit = 0;
-    EXPECT_EQ(table_export_arrow_batch(tables, 2, &like.schema, &batch.array, &misfit), EINVAL) << other;
-    EXPECT_EQ(misfit, 1) << other;
-  }
+  for (const char* other : {"q:d", "Q:q", "q:q;q:q", ""})
+    ExpectSecondMisfits("q:q", other);
 }
 
 // Each but for one thing like the table before it, which has been looked at.
@@ -789,26 +795,12 @@ TEST(ArrowBatch, LooksAtNamesOfTheSameLength) {
 
 // Names and letters that are the same one after the other, in columns of other types.
 TEST(ArrowBatch, LooksAtTheTypesOfAllColumns) {
-  const Exported like = Export(Table("a:q;x:q;y", 0, ""));
-  const Table fits("a:q;x:q;y", 1, "");
-  const Table does_not("a:q;x;q:y", 1, "");
-  void* tables[] = {fits.get(), does_not.get()};
-  Exported batch;
-  int64_t misfit = 0;
-  EXPECT_EQ(table_export_arrow_batch(tables, 2, &like.schema, &batch.array, &misfit), EINVAL);
-  EXPECT_EQ(misfit, 1);
+  ExpectSecondMisfits("a:q;x:q;y", "a:q;x;q:y");
 }
 
 // A column of byte strings, and two that hold nothing.
 TEST(ArrowBatch, TellsOneColumnFromTwo) {
-  const Exported like = Export(Table("a:b", 0, ""));
-  const Table fits("a:b", 1, "");
-  const Table does_not("a;b", 1, "");
-  void* tables[] = {fits.get(), does_not.get()};
-  Exported batch;
-  int64_t misfit = 0;
-  EXPECT_EQ(table_export_arrow_batch(tables, 2, &like.schema, &batch.array, &misfit), EINVAL);
-  EXPECT_EQ(misfit, 1);
+  ExpectSecondMisfits("a:b", "a;b");
 }
 
 // Columns that hold nothing have no cells, and count all the same.
@@ -856,14 +848,7 @@ TEST(ArrowBatch, TakesLargeTablesOfOneRow) {
 
 // As far as it goes, the second table is like the first.
 TEST(ArrowBatch, SaysWhichTableHasFewerColumns) {
-  const Exported like = Export(Table("a;b", 0, ""));
-  const Table fits("a;b", 1, "");
-  const Table does_not("a", 1, "");
-  void* tables[] = {fits.get(), does_not.get()};
-  Exported batch;
-  int64_t misfit = 0;
-  EXPECT_EQ(table_export_arrow_batch(tables, 2, &like.schema, &batch.array, &misfit), EINVAL);
-  EXPECT_EQ(misfit, 1);
+  ExpectSecondMisfits("a;b", "a");
 }
 
 // Also where the columns differ further down.
@@ -970,13 +955,7 @@ TEST(ArrowBatch, TakesASchemaWithoutNamesForColumnsWithoutNames) {
 }
 
 TEST(ArrowBatch, RefusesTypesThatAreTooDeep) {
-  void* deep = table_create("q:q", 1, "");
-  for (int i = 0; i < 31; ++i) {
-    void* outer = table_create("t:t", 1, "");
-    table_set_table_raw(outer, 0, 0, deep);
-    deep = outer;
-  }
-  Exported inner = Export(Table(deep));
+  Exported inner = Export(Nested(31));
   void* one = table_create("t:t", 1, "");
   table_set_table_raw(one, 0, 0, table_create("q:q", 1, ""));
   Exported outer = Export(Table(one));
@@ -1006,18 +985,10 @@ TEST(ArrowBatch, RefusesTypesOfAnyDepth) {
 
 // The deepest type that an export has, by the same bound.
 TEST(ArrowBatch, TakesTypesAsDeepAsAnExportHasThem) {
-  void* tables[2];
-  for (void*& table : tables) {
-    table = table_create("q:q", 1, "");
-    for (int i = 0; i < 31; ++i) {
-      void* outer = table_create("t:t", 1, "");
-      table_set_table_raw(outer, 0, 0, table);
-      table = outer;
-    }
-  }
-  const Exported like = Export(Table(tables[0]));
+  const Exported like = Export(Nested(31));
+  void* tables[] = {Nested(31).release()};
   Exported batch;
-  ASSERT_EQ(table_export_arrow_batch(tables + 1, 1, &like.schema, &batch.array, nullptr), 0);
+  ASSERT_EQ(table_export_arrow_batch(tables, 1, &like.schema, &batch.array, nullptr), 0);
   EXPECT_EQ(replies::CheckArrow(like.schema, batch.array), "");
 }
 
