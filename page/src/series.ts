@@ -8,7 +8,7 @@ import {
   PriceScaleMode,
   createChart,
 } from "lightweight-charts";
-import type { IChartApi, ISeriesApi, MouseEventParams, SeriesType, Time, UTCTimestamp } from "lightweight-charts";
+import type { IChartApi, ISeriesApi, Logical, LogicalRange, MouseEventParams, SeriesType, Time, UTCTimestamp } from "lightweight-charts";
 import { h, visible } from "./dom";
 import { grouped, placesOf, plainNumber } from "./format";
 import { heading } from "./grid";
@@ -83,6 +83,8 @@ export class TimeChart {
   private readonly clocks: { rows: Map<number, number>; column: Column }[] = []; // what tells the times
   private readonly times: number[];
   private at = -1;
+  private byKeys = false; // the keys put the crosshair where it is
+  private ahead: LogicalRange | null = null; // what the chart shows from its next frame on
   private readonly watch = new ResizeObserver(() => this.resize());
 
   constructor(
@@ -110,6 +112,7 @@ export class TimeChart {
 
   remove(): void {
     this.watch.disconnect();
+    this.byKeys = false;
     // An element with the focus loses it here and has the chart drawn once more, which must still be there.
     this.element.remove();
     this.chart.remove();
@@ -121,8 +124,8 @@ export class TimeChart {
     this.watch.observe(this.canvas);
     const room = this.canvas.clientWidth - 70;
     const most = Math.max(50, Math.floor(room / 2));
-    if (this.times.length <= most) this.chart.timeScale().fitContent();
-    else this.chart.timeScale().setVisibleLogicalRange({ from: this.times.length - most, to: this.times.length + 2 });
+    if (this.times.length <= most) this.whole();
+    else this.show(this.times.length - most, this.times.length + 2);
   }
 
   private resize(): void {
@@ -132,13 +135,34 @@ export class TimeChart {
 
   whole(): void {
     this.chart.timeScale().fitContent();
+    this.expect(0, this.times.length); // a bar's room at the right
   }
 
   zoom(factor: number): void {
-    const range = this.chart.timeScale().getVisibleLogicalRange();
+    const range = this.range();
     if (!range) return;
     const middle = this.at >= 0 ? this.at : (range.from + range.to) / 2;
-    this.chart.timeScale().setVisibleLogicalRange({ from: middle + (range.from - middle) * factor, to: middle + (range.to - middle) * factor });
+    this.show(middle + (range.from - middle) * factor, middle + (range.to - middle) * factor);
+  }
+
+  // The chart takes a range with its next frame. Keys come faster than frames where a browser is busy, and each of them
+  // goes on from the one before.
+  private range(): LogicalRange | null {
+    return this.ahead ?? this.chart.timeScale().getVisibleLogicalRange();
+  }
+
+  private show(from: number, to: number): void {
+    this.chart.timeScale().setVisibleLogicalRange({ from, to });
+    this.expect(from, to);
+  }
+
+  private expect(from: number, to: number): void {
+    this.ahead = { from: from as Logical, to: to as Logical };
+    // Behind the chart's own. A crosshair of the keys stays on its bar.
+    requestAnimationFrame(() => {
+      this.ahead = null;
+      if (this.byKeys) this.cross();
+    });
   }
 
   private options() {
@@ -264,7 +288,9 @@ export class TimeChart {
   }
 
   private moved(event: MouseEventParams): void {
-    if (event.time === undefined) return;
+    // Where the bars move, the chart tells what came under the crosshair; that of the keys is put back on its bar.
+    if (event.time === undefined || (this.byKeys && !event.sourceEvent)) return;
+    this.byKeys = false;
     this.at = this.times.indexOf(event.time as number);
     this.say(event.time as number);
   }
@@ -279,22 +305,27 @@ export class TimeChart {
   private leave(): void {
     this.chart.clearCrosshairPosition();
     this.at = -1;
+    this.byKeys = false;
   }
 
   private go(to: number): void {
     if (this.times.length === 0) return;
     this.at = Math.max(0, Math.min(to, this.times.length - 1));
-    const time = this.times[this.at];
-    const scale = this.chart.timeScale();
-    const range = scale.getVisibleLogicalRange();
+    const range = this.range();
     if (range && (this.at < range.from || this.at > range.to)) {
       const half = (range.to - range.from) / 2;
-      scale.setVisibleLogicalRange({ from: this.at - half, to: this.at + half });
+      this.show(this.at - half, this.at + half);
     }
+    this.byKeys = true;
+    this.cross();
+    this.say(this.times[this.at]);
+  }
+
+  private cross(): void {
+    const time = this.times[this.at];
     const main = this.main.find(({ rows }) => rows.has(time))!;
     const price = main.price(main.rows.get(time)!);
     if (Number.isFinite(price)) this.chart.setCrosshairPosition(price, time as UTCTimestamp, main.series);
-    this.say(time);
   }
 
   private key(event: KeyboardEvent): void {

@@ -231,7 +231,7 @@ test("candlesticks: ten bars at a time, the ends, zoom, and back to the whole", 
     await settle(page);
     assert.equal(await shot(page), whole, String(closer));
   }
-  // A bar that is out of sight is brought into it. A browser that has few processors may take a moment for that.
+  // A bar that is out of sight is brought into it.
   const middleIs = async (right) => {
     let time = "";
     for (let tries = 0; tries < 50 && !right(time); ++tries) {
@@ -261,6 +261,32 @@ test("candlesticks: ten bars at a time, the ends, zoom, and back to the whole", 
   await page.click(chip("Candlesticks"));
   await drawn(page, "candles");
   await middleIs((time) => time > "13:20" && time < "14:00");
+  assert.deepEqual(page.wrong, []);
+  await page.context().close();
+});
+
+// A browser that is busy gets several keys before it draws.
+test("candlesticks: keys between two frames go on from each other", async () => {
+  const page = await look(chrome, report([sample("21-QuoteKlineSingle")]));
+  await drawn(page, "candles");
+  await page.mouse.move(5, 5);
+  await page.focus(".picture");
+  const atOnce = (keys) =>
+    page.$eval(".picture", (picture, all) => all.forEach((key) => picture.dispatchEvent(new KeyboardEvent("keydown", { key }))), keys);
+  for (const keys of [["End", "+", "+", "+"], ["End", "+", "+", "Home", "-"], ["+", "0", "+"], ["+", "+", "Home", "0"]]) {
+    await press(page, "0", "Escape");
+    await settle(page);
+    for (const key of keys) {
+      await page.keyboard.press(key);
+      await settle(page);
+    }
+    const oneByOne = await shot(page);
+    await press(page, "0", "Escape");
+    await settle(page);
+    await atOnce(keys);
+    await settle(page);
+    assert.ok((await shot(page)) === oneByOne, String(keys));
+  }
   assert.deepEqual(page.wrong, []);
   await page.context().close();
 });
