@@ -839,10 +839,9 @@ void MakeItems(Store* store, const Source& source, int code, ArrowArray* out) {
 
 // ---- tables -----------------------------------------------------------------------------------------------
 
-void MakeStruct(Store* store, const Tables& tables, const std::vector<Field>& fields, int depth,
-                ArrowArray* out);
+void MakeStruct(Store* store, const Tables& tables, const std::vector<Field>& fields, ArrowArray* out);
 
-void MakeChildren(Store* store, const Source& source, const Field& field, int depth, ArrowArray* out) {
+void MakeChildren(Store* store, const Source& source, const Field& field, ArrowArray* out) {
   MakeArray(store, source.rows, 2, 1, out);
   Offsets offsets(store, source.rows);
   Tables children;
@@ -860,7 +859,7 @@ void MakeChildren(Store* store, const Source& source, const Field& field, int de
   offsets.BeginRow(source.rows, inside);
   out->buffers[1] = offsets.words();
   SetValidity(bits, out);
-  MakeStruct(store, children, field.inside, depth + 1, out->children[0]);
+  MakeStruct(store, children, field.inside, out->children[0]);
 }
 
 void MakeNothing(Store* store, uint64_t rows, ArrowArray* out) {
@@ -868,19 +867,19 @@ void MakeNothing(Store* store, uint64_t rows, ArrowArray* out) {
   out->null_count = static_cast<int64_t>(rows);
 }
 
-void MakeColumn(Store* store, const Source& source, const Field& field, int depth, ArrowArray* out) {
+void MakeColumn(Store* store, const Source& source, const Field& field, ArrowArray* out) {
   if (IsCounted(field)) return MakeArrays(store, source, field, out);
   switch (field.code) {
     case TABLE_NOTHING: return MakeNothing(store, source.rows, out);
     case TABLE_TEXT:
     case TABLE_BINARY: return MakeItems(store, source, field.code, out);
-    case TABLE_CHILD: return MakeChildren(store, source, field, depth, out);
+    case TABLE_CHILD: return MakeChildren(store, source, field, out);
     default: return MakeNumbers(store, source, field.code, out);
   }
 }
 
 // A column without any cell that is set.
-void MakeUnset(Store* store, uint64_t rows, const Field& field, int depth, ArrowArray* out) {
+void MakeUnset(Store* store, uint64_t rows, const Field& field, ArrowArray* out) {
   if (field.code == TABLE_NOTHING) return MakeNothing(store, rows, out);
   const uint64_t offsets = (rows + 1) * sizeof(int32_t);
   if (IsCounted(field)) {
@@ -893,7 +892,7 @@ void MakeUnset(Store* store, uint64_t rows, const Field& field, int depth, Arrow
   } else if (field.code == TABLE_CHILD) {
     MakeArray(store, rows, 2, 1, out);
     out->buffers[1] = store->Zeros(offsets);
-    MakeStruct(store, {}, field.inside, depth + 1, out->children[0]);
+    MakeStruct(store, {}, field.inside, out->children[0]);
   } else {
     MakeArray(store, rows, 2, 0, out);
     out->buffers[1] = store->Zeros(rows * ElementWidth(field.code));
@@ -976,9 +975,7 @@ bool IsWritten(const Survey& survey, uint32_t col) {
   return column.kind != TABLE_NOTHING && survey.written[column.slot];
 }
 
-void MakeStruct(Store* store, const Tables& tables, const std::vector<Field>& fields, int depth,
-                ArrowArray* out) {
-  if (depth > kDeepest) throw Failure{EOVERFLOW};
+void MakeStruct(Store* store, const Tables& tables, const std::vector<Field>& fields, ArrowArray* out) {
   MustFit(tables, fields);
   const Survey survey = Look(tables);
   store->Allow(survey.held);
@@ -986,14 +983,14 @@ void MakeStruct(Store* store, const Tables& tables, const std::vector<Field>& fi
   std::vector<SingleColumn> singles;
   for (uint32_t i = 0; i < fields.size(); ++i) {
     if (!IsWritten(survey, i)) {
-      MakeUnset(store, survey.rows, fields[i], depth, out->children[i]);
+      MakeUnset(store, survey.rows, fields[i], out->children[i]);
     } else if (survey.singles && !survey.has_decimals && IsNumber(fields[i])) {
       const uint32_t slot = survey.tables[0]->spec->columns()[i].slot;
       const size_t width = ElementWidth(fields[i].code);
       singles.push_back(StartSingles(store, slot, width, survey.rows, out->children[i]));
     } else {
       const Source source{survey.tables, i, survey.rows, survey.has_decimals};
-      MakeColumn(store, source, fields[i], depth, out->children[i]);
+      MakeColumn(store, source, fields[i], out->children[i]);
     }
   }
   if (!singles.empty()) CopySingles(survey.tables, singles);
@@ -1004,7 +1001,7 @@ ArrowArray ExportArray(const Tables& tables, const std::vector<Field>& fields) {
   const OwnedStore store(new Store);
   ArrowArray array{};
   Tables owned = tables;
-  MakeStruct(store.get(), tables, fields, 0, &array);
+  MakeStruct(store.get(), tables, fields, &array);
   store->AddUsers(CountParts(array));
   store->Own(std::move(owned));
   return array;

@@ -570,6 +570,27 @@ TEST(ArrowChildren, OfOneColumnMustBeAlike) {
   EXPECT_EQ(table_rows(table.get()), 2);
 }
 
+// Behind the sixteenth column a table has room for sixteen where one of them was written.
+TEST(ArrowChildren, MayHaveManyColumnsThatOneOfThemHasNothingIn) {
+  std::string spec;
+  for (int i = 0; i < 40; ++i)
+    spec += "q:q;";
+  Table table("t:t", 2, "");
+  void* inside[] = {table_create(spec.c_str(), 100, ""), table_create(spec.c_str(), 100, "")};
+  for (int row = 0; row < 100; ++row)
+    table_set_int64(inside[1], row, 35, row);
+  table_set_int64(inside[0], 7, 20, 7);
+  for (int row = 0; row < 2; ++row)
+    table_set_table_raw(table.get(), row, 0, inside[row]);
+  const Exported exported = Export(std::move(table));
+  const ArrowArray& columns = *exported.column(0).children[0];
+  EXPECT_EQ(columns.children[20]->null_count, 199);
+  EXPECT_EQ(At<int64_t>(*columns.children[20], 7), 7);
+  EXPECT_EQ(columns.children[35]->null_count, 100);
+  EXPECT_TRUE(IsNull(*columns.children[35], 99));
+  EXPECT_EQ(At<int64_t>(*columns.children[35], 199), 99);
+}
+
 // The second has a table of its own where the first has no column.
 TEST(ArrowChildren, OfOneColumnMustBeAlikeBelowEachOther) {
   Table table("Data:t", 2, "");

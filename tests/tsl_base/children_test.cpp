@@ -293,6 +293,15 @@ TEST(Copy, HasTheColumnsBehindThoseThatHoldNothing) {
   EXPECT_EQ(table_get_int64(table_get_table(holder.get(), 0, 0), 1, 2), 7);
 }
 
+// 64 cells have a word of bits to themselves.
+TEST(Copy, LooksForNothingBehindTheLastCell) {
+  const Table source("q:q;x", 64);
+  table_set_int64(source.get(), 63, 0, 7);
+  const Table holder("t:t", 1);
+  table_set_table(holder.get(), 0, 0, source.get(), 1);
+  EXPECT_EQ(table_get_int64(table_get_table(holder.get(), 0, 0), 63, 0), 7);
+}
+
 TEST(Copy, OfAChildWithAParentIsFree) {
   const Table parent("Data:t", 2);
   table_set_table_raw(parent.get(), 0, 0, Leaf(5));

@@ -283,6 +283,10 @@ TEST(Gb2312, NoCharacterOfFourBytesIsCutInALongText) {
   }
 }
 
+TEST(Gb2312, BytesThatBeginNothingAreOneQuestionMarkEach) {
+  EXPECT_EQ(text::Utf8toGb2312(std::string(3000, '\x80')), std::string(3000, '?'));
+}
+
 TEST(Gb2312, NullIsTheEmptyText) {
   EXPECT_EQ(text::Utf8toGb2312(static_cast<const char*>(nullptr)), "");
 }
