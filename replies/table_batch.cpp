@@ -446,7 +446,6 @@ Taken TableBatch::Add(const Reply& reply, const std::string& file, uint64_t tag,
   if (!measure_->Take(table.view(), reply.bytes.size(), origin.file.size(), why)) return Taken::kMisfit;
   if (measure_->rows() == 0) {
     measure_->Forget();
-    *why = "it has no rows";
     return Taken::kNoRows;
   }
   rows_ += measure_->rows();

@@ -218,6 +218,33 @@ TEST(ArrowCheck, Buffers) {
   EXPECT_EQ(FaultAfter(misaligned), "n: a buffer that is not aligned");
 }
 
+// A value lies where its width divides the address, and one of 16 bytes where eight do.
+TEST(ArrowCheck, Alignment) {
+  alignas(16) char bytes[64] = {};
+  const auto at = [&bytes](const char* format, size_t offset) {
+    const void* buffers[2] = {nullptr, bytes + offset};
+    Column column = Three();
+    column.buffers[0] = std::nullopt;
+    Owned<ArrowSchema> schema(ExportSchema(column));
+    Owned<ArrowArray> array(ExportArray(column));
+    const char* const before = std::exchange(schema->format, format);
+    const void** const own = std::exchange(array->buffers, buffers);
+    array->null_count = 0;
+    std::string fault = replies::CheckArrow(*schema, *array);
+    schema->format = before;
+    array->buffers = own;
+    return fault;
+  };
+  const std::pair<const char*, size_t> widths[] = {{"b", 1}, {"c", 1}, {"S", 2}, {"i", 4},
+                                                   {"f", 4}, {"l", 8}, {"g", 8}, {"d:10,2", 8}};
+  for (const auto& [format, width] : widths) {
+    EXPECT_EQ(at(format, width), "") << format;
+    if (width > 1) {
+      EXPECT_EQ(at(format, width / 2), "a buffer that is not aligned") << format;
+    }
+  }
+}
+
 TEST(ArrowCheck, Offsets) {
   EXPECT_EQ(FaultOf(List("l", {0, 2, 1}, Three())), "offset 2 is 1, and 2 before it");
   EXPECT_EQ(FaultOf(List("l", {-1, 2, 2}, Three())), "offset 0 is -1");

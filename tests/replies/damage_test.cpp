@@ -182,6 +182,18 @@ TEST(Damage, InsideAReplyIsForItsDecoder) {
   EXPECT_EQ(ReadStream(InFrame(kA) + InFrame("\x0F\x0F")).replies, (Strings{kA, "\x0F\x0F"}));
 }
 
+// A field of four bytes is none of the envelope, but the parser takes it: (1002 << 3 | 5) = 8021.
+TEST(Damage, BehindAReplyWithUnknownFieldsLeavesItWhole) {
+  const std::string odd_fields =
+      "\x08\x14\xD5\x3E"
+      "1234";
+  for (const Form form : kStreamForms) {
+    const StreamRead read = ReadStream(InFrame(odd_fields, form) + std::string(50, '\xFF'), form);
+    EXPECT_EQ(read.replies, Strings{odd_fields});
+    EXPECT_EQ(read.errors.size(), 1U);
+  }
+}
+
 TEST(Damage, EndsTheReadingIfThatIsAskedFor) {
   const std::string stream = InFrame(kA) + kStray + InFrame(kB);
   MemorySource source(stream);
@@ -367,6 +379,28 @@ TEST(PlainFrame, IsOneOfWhichNothingIsOdd) {
       EXPECT_FALSE(BeginsPlainFrame((framed + behind).data(), *PrefixOf(form), reply.size() - 1, &frame));
     }
   }
+}
+
+TEST(PlainFrame, MayHaveALengthOfThreeBytes) {
+  const auto varint = [](uint64_t value) {
+    std::string bytes;
+    AppendVarint(&bytes, value);
+    return bytes;
+  };
+  const std::string behind(kPlainRoom, '\0');
+  for (const size_t size : {size_t{16400}, size_t{100000}, size_t{2097000}}) {
+    const std::string reply = "\x08\x14\x12" + varint(size) + std::string(size, 't');
+    const std::string framed = varint(reply.size()) + reply;
+    PlainFrame frame;
+    ASSERT_TRUE(BeginsPlainFrame((framed + behind).data(), Prefix::kVarint, reply.size(), &frame)) << size;
+    EXPECT_EQ(frame.content, 3U);
+    EXPECT_EQ(frame.end, framed.size());
+    EXPECT_EQ(frame.id, 20U);
+  }
+  // Four bytes are left to the longer look.
+  PlainFrame frame;
+  EXPECT_FALSE(
+      BeginsPlainFrame((varint(2097152) + "\x08\x14" + behind).data(), Prefix::kVarint, 3000000, &frame));
 }
 
 TEST(PlainFrame, MayHaveFieldsBehindTheFirstBytes) {

@@ -119,6 +119,14 @@ TEST(DecodePayload, HasALetterForEachKindOfField) {
   EXPECT_EQ(table_get_int64(Child(data, 0, 8).get(), 0, 0), -6);
 }
 
+TEST(DecodePayload, HasNumbersWithoutASign) {
+  const Table table =
+      Decode("Id: 24 RepDataNewsInfoValue { ver: 'v' act: 4294967295 newsID: 18446744073709551615 }");
+  EXPECT_EQ(SpecOf(table.view()), "ver:s;act:I;newsID:Q;newsTitle:s;");
+  EXPECT_EQ(table_get_uint(table.get(), 0, 1), UINT32_MAX);
+  EXPECT_EQ(table_get_uint64(table.get(), 0, 2), UINT64_MAX);
+}
+
 TEST(DecodePayload, ShowsTrueAndFalseAsBytes) {
   const Table table = Decode(
       "Id: 437 RepDataDingYueTuiSongXiaoXiFanHuiShuJu { Data { Id: 'a' IsPaid: true IsRead: false } }");

@@ -146,6 +146,12 @@ TEST(NotAReply, HasALengthBeyondAll) {
   // 4294967295 bytes of text.
   ExpectNoReply("\x08\x14\x12\xFF\xFF\xFF\xFF\x0F", 2,
                 "not a reply: no field can begin like the bytes at offset 2 (8 bytes read)");
+  // The parser leaves room for sixteen bytes of its own below 2^31.
+  const std::string head = Number(1, 20) + Varint(2 << 3 | 2);
+  ExpectNoReply(head + Varint(2147483631), 2,
+                "not a reply: the bytes end inside the field that begins at offset 2 (8 bytes read)");
+  ExpectNoReply(head + Varint(2147483632), 2,
+                "not a reply: no field can begin like the bytes at offset 2 (8 bytes read)");
 }
 
 // A table in a column of the table above it.
@@ -166,6 +172,23 @@ TEST(NotAReply, IsWhatIsNestedTooDeep) {
   EXPECT_NE(found.message.find("nested deeper than 100 levels at offset "), std::string::npos)
       << found.message;
   EXPECT_EQ(TesparserPB2Json(NestedTables(50)), "");
+}
+
+// What the last level lets in, which holds a column's data without a table.
+TEST(NotAReply, IsFoundInTheDeepestMessage) {
+  const auto nested = [](std::string inner) {
+    std::string table = Delimited(3, inner);
+    for (int i = 0; i < 49; ++i) {
+      const std::string data = Number(1, 0) + Varint(7 << 3 | 2) + Varint(table.size()) + table;
+      table = Varint(3 << 3 | 2) + Varint(data.size()) + data;
+    }
+    return Number(1, 3) + Varint(3 << 3 | 2) + Varint(table.size()) + table;
+  };
+  ExpectReply(nested(Number(1, 0)));
+  const Diagnosis found = DiagnoseJson(nested("\x0e"));
+  EXPECT_EQ(found.reason, Reason::kNotAReply);
+  EXPECT_NE(found.message.find("no field can begin like the bytes at offset "), std::string::npos)
+      << found.message;
 }
 
 TEST(AReply, MayHaveFieldsThatTheSchemaDoesNotKnow) {

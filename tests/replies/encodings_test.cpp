@@ -33,6 +33,17 @@ TEST(Hex, WhatIsNoHexIsRefusedAtItsPlace) {
   EXPECT_EQ(bad, 1u);
 }
 
+// The neighbours of the digits in ASCII.
+TEST(Hex, TheDigitsAreSixteenAndSixLetters) {
+  const std::string digits = "0123456789abcdefABCDEF";
+  for (size_t i = 0; i < digits.size(); ++i)
+    EXPECT_EQ(DecodeHex(std::string("0") + digits[i]), std::string(1, static_cast<char>(i < 16 ? i : i - 6)));
+  for (const char c : {'/', '@', 'G', '`', 'g'}) {
+    EXPECT_FALSE(DecodeHex(std::string("0") + c)) << c;
+    EXPECT_FALSE(DecodeHex(c + std::string("0"))) << c;
+  }
+}
+
 TEST(Hex, DumpsAreReadWithoutTheirOffsetsAndText) {
   EXPECT_EQ(DecodeHexDump("00000000  08 14 12 02 41 42                                 |....AB|\n00000006\n"),
             kReplyBytes);
@@ -56,6 +67,16 @@ TEST(Base64, BothAlphabetsWithAndWithoutPadding) {
   EXPECT_FALSE(DecodeBase64("CBQSA"));
   EXPECT_FALSE(DecodeBase64("CBQ!"));
   EXPECT_FALSE(DecodeBase64("QQ==QQ=="));
+}
+
+TEST(Base64, TheDigitsAreSixtyFourAndTwoOfTheOtherAlphabet) {
+  const std::string digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  for (unsigned i = 0; i < 64; ++i)
+    EXPECT_EQ(DecodeBase64(std::string("AA") + digits[i] + "A"),
+              (std::string{'\0', static_cast<char>(i >> 2), static_cast<char>((i & 3) << 6)}))
+        << i;
+  for (const char c : {'@', '[', '`', '{', ':', '*', ',', '.'})
+    EXPECT_FALSE(DecodeBase64(std::string("AAA") + c)) << c;
 }
 
 TEST(Runs, OfHexAreUnbrokenButForEscapedLineEnds) {

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "replies/arrow_check.h"
 #include "tests/support/arrow_rows.h"
 #include "tsl_base/table.hpp"
@@ -136,6 +138,28 @@ TEST(Flatten, HasNullsForTheColumnsOfTablesWithoutRows) {
     EXPECT_EQ(flat,
               Rows(static_cast<size_t>(rows), R"({"A":null,"T.S":null,"T.B":null,"T.X":null,"T.P":null})"));
   }
+}
+
+// Those of arrays have their elements, too.
+TEST(Flatten, HasZerosForTheElementsOfNulls) {
+  Table outer("T:t", 1000);
+  outer.attach(0, 0, Table("P:2q", 0));
+  Exported exported = Export(std::move(outer));
+  const ArrowOwner<ArrowArray> flat(FlattenTables(std::move(exported.array), exported.columns, exported.shown,
+                                                  {{1000, "", 0, 0, 0}}, OriginColumns()));
+  const ArrowArray& elements = *flat->children[0]->children[0];
+  ASSERT_EQ(elements.length, 2000);
+  const auto* numbers = static_cast<const int64_t*>(elements.buffers[1]);
+  EXPECT_EQ(std::count(numbers, numbers + 2000, 0), 2000);
+}
+
+TEST(Flatten, TellsOfEveryRowWhereItIsFrom) {
+  OriginColumns told;
+  told.file = told.number = told.offset = true;
+  std::string fields;
+  for (const replies::ArrowField& field : OriginFields(told))
+    fields += field.name + ":" + field.format + (field.nullable ? "? " : " ");
+  EXPECT_EQ(fields, "_file:u _reply:L _offset:L ");
 }
 
 TEST(Flatten, TellsTheFileOfEachRow) {

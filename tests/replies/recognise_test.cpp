@@ -49,6 +49,19 @@ TEST(Recognise, WhatFitsNoFormIsUncertain) {
   EXPECT_EQ(ToldForm(std::string(100, '\xFF'), Extent::kBlock), "raw?");
 }
 
+TEST(Recognise, TextHasNoControlCharactersButBlanks) {
+  for (const char* text : {"some\tthing", "some\nthing", "some\r\nthing", "some ~thing", "hello # world"})
+    EXPECT_EQ(ToldForm(text, Extent::kWhole), "text?") << text;
+  for (const char* bytes : {"some\1thing", "some\x1Fthing", "some\x7Fthing", "some\vthing", "some\bthing"})
+    EXPECT_EQ(ToldForm(bytes, Extent::kWhole), "raw?") << bytes;
+  // Remarks alone are hexadecimal without a digit.
+  for (const char* text : {"# a remark", "#\n#", "#"})
+    EXPECT_EQ(ToldForm(text, Extent::kWhole), "hex") << text;
+  // More than half of it must be ASCII.
+  EXPECT_EQ(ToldForm("ab\xE4\xB8", Extent::kWhole), "raw?");
+  EXPECT_EQ(ToldForm("abc\xE4\xB8", Extent::kWhole), "text?");
+}
+
 TEST(Recognise, ABlockMayEndInsideAReply) {
   EXPECT_EQ(ToldForm(kReplyBytes.substr(0, 5), Extent::kWhole), "raw?");
   EXPECT_EQ(ToldForm(kReplyBytes.substr(0, 5), Extent::kBlock), "raw");

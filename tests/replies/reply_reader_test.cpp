@@ -204,6 +204,18 @@ TEST(Reader, AReplyThatGoesOnInTheNextLinesOfALogIsReported) {
   EXPECT_EQ(ReadAll("10:00 begin\n10:01 got 0816120141\n10:01 put 1fff5678\n10:02 end\n").errors, Strings{});
 }
 
+TEST(Reader, EachReplyThatGoesOnIsReported) {
+  const std::string begun = "10:01 got 0816120141\n";
+  const std::string rest = "10:01 got 1204\n10:01 got 41424344\n";
+  const auto goes_on = [](int reply, int offset) {
+    return "reply " + std::to_string(reply) + " goes on at offset " + std::to_string(offset) +
+           ": only its first line was read; put its lines into a file of their own";
+  };
+  // Lines of 21 and 34 bytes.
+  EXPECT_EQ(ReadAll(begun + "nothing\n" + begun + rest + begun + rest).errors,
+            (Strings{goes_on(2, 65), goes_on(3, 120)}));
+}
+
 TEST(Reader, TextForm) {
   EXPECT_EQ(ReadAll("# remark\nId: 20\n").replies, Strings{"text:# remark\nId: 20\n"});
   EXPECT_EQ(ReadAll("RepDataToken { Result: 0 } Id: 44").form, Form::kText);
@@ -223,7 +235,12 @@ TEST(Reader, AnEmptySourceIsOneEmptyReply) {
 TEST(Reader, LongBytesThatAreNothingAreRefusedWithoutReadingThemAll) {
   const std::string bytes(1 << 20, '\xFF');
   MemorySource source(bytes);
-  EXPECT_THROW(ReadAll(&source, Form::kAuto), InputError);
+  try {
+    ReadAll(&source, Form::kAuto);
+    ADD_FAILURE() << "no error";
+  } catch (const InputError& error) {
+    EXPECT_STREQ(error.what(), "neither a reply nor a stream of replies; if it is one, --from says which");
+  }
 }
 
 TEST(Reader, ALongReplyIsRecognisedByItsBeginning) {
@@ -286,6 +303,20 @@ TEST(Whole, OneLineIsOneReply) {
   const std::string hex = kReplyHex;
   EXPECT_EQ(ReadAll(hex + hex, Form::kHex).replies, Strings{kReplyBytes + kReplyBytes});
   EXPECT_EQ(ReadAll(hex + hex + "\n", Form::kHex).replies, Strings{kReplyBytes + kReplyBytes});
+}
+
+// Whatever was read into the same place before.
+TEST(Whole, BeginsAtTheBeginning) {
+  MemorySource source("Id: 20");
+  ReplyReader reader(&source, Form::kText,
+                     [](const std::string&, std::string*, std::string*) { return true; });
+  Reply reply;
+  reply.offset = 7;
+  reply.number = 8;
+  std::string error;
+  EXPECT_EQ(reader.Read(&reply, &error), Next::kReply);
+  EXPECT_EQ(reply.offset, 0U);
+  EXPECT_EQ(reply.number, 1U);
 }
 
 TEST(Whole, BadHexIsSaidWithItsPlace) {

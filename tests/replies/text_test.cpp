@@ -140,6 +140,15 @@ TEST(Utf8, ReplacesEachMaximalIllFormedSequence) {
   EXPECT_EQ(replies::ToUtf8("\xE9\xE9\x93\xB6"), bad + "银");
 }
 
+// The bytes behind a text are not its own, whatever they would make of it.
+TEST(Utf8, EndsWithTheText) {
+  const std::string bad = "\xEF\xBF\xBD";
+  for (const std::string_view character : {"\xC3\xA9", "\xE9\x93\xB6", "\xF0\x9F\x93\x88"}) {
+    for (size_t size = 1; size < character.size(); ++size)
+      EXPECT_EQ(replies::ToUtf8(character.substr(0, size)), bad) << character.size() << ' ' << size;
+  }
+}
+
 TEST(Utf8, JsonReplacesWhatIsIllFormedAndKeepsTheRest) {
   std::string json;
   AppendJsonString(&json, "a\xFF\xE9\x93\xB6\xE9\x93\"\n\x7F\xF0\x9F\x93\x88");

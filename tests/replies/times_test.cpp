@@ -41,6 +41,13 @@ TEST(Times, AreMillisecondsOfTheSameClock) {
   EXPECT_EQ(MillisOf(TimeKind::kDate, 15700101), -146097 * kDay);
   EXPECT_EQ(MillisOf(TimeKind::kDate, 20230229), std::nullopt);
   EXPECT_EQ(MillisOf(TimeKind::kNone, 20240617), std::nullopt);
+  // Each year has 365 days, and one more if it is a leap year.
+  int64_t days = -146097;
+  for (int year = 1570; year < 2500; ++year) {
+    EXPECT_EQ(MillisOf(TimeKind::kDate, year * 10000 + 101), days * kDay) << year;
+    days += year % 4 == 0 && (year % 100 != 0 || year % 400 == 0) ? 366 : 365;
+    EXPECT_EQ(MillisOf(TimeKind::kDate, year * 10000 + 1231), (days - 1) * kDay) << year;
+  }
 }
 
 TEST(Times, KnowTheCalendar) {

@@ -76,6 +76,40 @@ TEST(Unpacked, GivesTheBytesInWhateverPiecesTheyCome) {
   }
 }
 
+// Pauses where it has given all it has.
+class PausesAtItsEnd : public MemorySource {
+ public:
+  explicit PausesAtItsEnd(std::string_view bytes) : MemorySource(bytes), left_(bytes.size()) {}
+  size_t Read(char* to, size_t size) override {
+    const size_t given = MemorySource::Read(to, size);
+    left_ -= given;
+    return given;
+  }
+  bool HasPaused() override { return left_ == 0; }
+
+ private:
+  size_t left_;
+};
+
+// What was packed in the last bytes is still to come.
+TEST(Unpacked, DoesNotPauseBeforeItsBytes) {
+  const std::string text = LongText();
+  for (const Packing packing : kPackings) {
+    const std::string all = Packed(packing, text);
+    PausesAtItsEnd source(all);
+    UnpackedSource unpacked(&source);
+    std::string room(1000, '\0');
+    size_t got = 0;
+    for (; got < text.size(); got += unpacked.Read(room.data(), room.size())) {
+      if (got != 0) {
+        ASSERT_FALSE(unpacked.HasPaused()) << got;
+      }
+    }
+    EXPECT_EQ(unpacked.Read(room.data(), room.size()), 0U);
+    EXPECT_TRUE(unpacked.HasPaused());
+  }
+}
+
 TEST(Unpacked, JoinedStreamsAreOne) {
   for (const Packing packing : kPackings) {
     const std::string joined = Packed(packing, "one ") + Packed(packing, "") + Packed(packing, "two");
