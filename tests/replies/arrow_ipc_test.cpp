@@ -854,6 +854,14 @@ TEST(IpcSlices, ABatchMayHaveABitmapWithoutNulls) {
   EXPECT_TRUE(replies::WriteIpcBatch(*schema, *array, replies::AppendTo(&bytes), &error)) << error;
 }
 
+TEST(IpcStream, HasNoErrorWhereTheSchemaIsGood) {
+  Owned<ArrowSchema> schema(ExportSchema(Batch({Numbers<int32_t>("i", "n", {})})));
+  std::string bytes;
+  std::string error = "of another call";
+  EXPECT_TRUE(replies::WriteIpcSchema(*schema, replies::AppendTo(&bytes), &error));
+  EXPECT_EQ(error, "");
+}
+
 TEST(IpcStream, TellsWhyThereIsNoSchema) {
   ArrowArrayStream stream{};
   stream.get_schema = [](ArrowArrayStream*, ArrowSchema*) { return 5; };

@@ -128,6 +128,8 @@ TEST_F(Files, AnInterruptEndsTheWaitForAWriter) {
 }
 
 TEST_F(Files, AnInterruptedOutputLeavesNothing) {
+  // Under nohup the tests ignore it, and so would the viewer.
+  const auto hangup = signal(SIGHUP, SIG_DFL);
   const std::vector<Strings> outputs{{"-o", directory_ + "/a.ndjson"},
                                      {"-o", directory_ + "/a.csv.gz"},
                                      {"--split-by", "obj", "-o", directory_ + "/new/{obj}/{obj}.csv"}};
@@ -147,6 +149,7 @@ TEST_F(Files, AnInterruptedOutputLeavesNothing) {
       EXPECT_TRUE(fs::is_empty(directory_)) << fs::directory_iterator(directory_)->path();
     }
   }
+  signal(SIGHUP, hangup);
 }
 
 // As under nohup.
