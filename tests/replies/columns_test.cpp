@@ -5,12 +5,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <optional>
 #include <set>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tesparser/tesparser.h"
@@ -194,6 +196,13 @@ TEST(Columns, AreDescribedForEachIdWithATableAndNoOther) {
     if (OwnedTable(TesparserPB2Table(test_replies::Bytes(*reply))) != nullptr) tables.insert(field->number());
   }
   EXPECT_EQ(described, tables);
+}
+
+TEST(Columns, AreDescribedInTheOrderOfTypesAndIds) {
+  std::vector<std::pair<int, int>> order;
+  for (const replies::TableDescription& table : replies::DescribedTables())
+    order.emplace_back(table.type, table.id);
+  EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
 }
 
 TEST(Columns, AreThoseOfAReplyWithEveryField) {

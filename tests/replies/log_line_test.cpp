@@ -39,6 +39,12 @@ TEST(LogLine, AskedForOneFormItsLongestRunCounts) {
   EXPECT_EQ(Replies("[12:30] got nothing!", Form::kHex), Strings());
 }
 
+TEST(LogLine, AskedForOneFormTheOtherIsNotLookedAt) {
+  const std::string line = std::string("in ") + kOtherBase64 + " out " + kReplyHex + " and " + kOtherBase64;
+  EXPECT_EQ(Replies(line, Form::kBase64), (Strings{kOther, kOther}));
+  EXPECT_EQ(Replies(line, Form::kHex), Strings{kReplyBytes});
+}
+
 TEST(LogLine, PaddingIsNoDigitInFrontOfBase64) {
   EXPECT_EQ(Replies("body=CBYSBUFCQ0RF"), Strings{kOther});
   EXPECT_EQ(Replies("id=7&body=CBYSBEFCQ0Q=&x=CBYSBUFCQ0RF"), (Strings{"\x08\x16\x12\x04"
@@ -89,6 +95,13 @@ TEST(LogLine, ALongReplyIsWrappedWithEscapedLineEnds) {
     EXPECT_EQ(Replies(line + " and " + kOtherHex), (Strings{reply, kOther}));
     EXPECT_TRUE(RepliesInLine(line.substr(0, 20000), Form::kLines).lookalike);
   }
+}
+
+// Its first line is a reply by itself: an Id and an Obj. The payload of 200 bytes is behind it.
+TEST(LogLine, ALongReplyIsOneHoweverItsFirstLineLooks) {
+  const std::string payload = "\xA2\x01\xC8\x01" + std::string(200, 'x');
+  EXPECT_EQ(Replies("got " + EncodeHex(kReplyBytes) + "\\n" + EncodeHex(payload) + " end"),
+            Strings{kReplyBytes + payload});
 }
 
 TEST(LogLine, Base64MayBeJoinedToAName) {
