@@ -211,9 +211,9 @@ TEST(Reader, EachReplyThatGoesOnIsReported) {
     return "reply " + std::to_string(reply) + " goes on at offset " + std::to_string(offset) +
            ": only its first line was read; put its lines into a file of their own";
   };
-  // Lines of 21 and 34 bytes.
-  EXPECT_EQ(ReadAll(begun + "nothing\n" + begun + rest + begun + rest).errors,
-            (Strings{goes_on(2, 65), goes_on(3, 120)}));
+  // Lines of 21, 19 and 34 bytes. What is below the first reply is none of it.
+  EXPECT_EQ(ReadAll(begun + "10:01 put 1fff5678\n" + begun + rest + begun + rest).errors,
+            (Strings{goes_on(2, 76), goes_on(3, 131)}));
 }
 
 TEST(Reader, TextForm) {
