@@ -298,6 +298,39 @@ TEST(Lines, ALineWithoutDigitsIsAnErrorOnlyIfDigitsWerePromised) {
             Strings{"reply 2 at offset 9: no base64 digits in this line"});
 }
 
+TEST(Lines, ThatAreNoRepliesTellWhereTheyBegin) {
+  const std::string text = std::string(kReplyHex) + "\nzzz\n";
+  MemorySource source(text);
+  ReplyReader reader(&source, Form::kHex, nullptr);
+  Reply reply;
+  std::string error;
+  EXPECT_EQ(reader.Read(&reply, &error), Next::kReply);
+  EXPECT_EQ(reply.offset, 0U);
+  EXPECT_EQ(reader.Read(&reply, &error), Next::kBad);
+  EXPECT_EQ(reply.offset, 13U);
+  EXPECT_EQ(reply.number, 2U);
+}
+
+// A source that gives no more than 100,000 bytes to be held at once, as a packed one does from 256 MB on.
+TEST(Lines, AreNoLongerThanASourceAllows) {
+  class Bounded : public MemorySource {
+   public:
+    using MemorySource::MemorySource;
+    size_t MostAtOnce() const override { return 100000; }
+  };
+  const auto read = [](const std::string& text) {
+    Bounded source(text);
+    return ReadAll(&source, Form::kLines).replies;
+  };
+  EXPECT_EQ(read(std::string(50000, ' ') + kReplyHex), Strings{kReplyBytes});
+  try {
+    read(std::string(5000000, ' ') + kReplyHex);
+    ADD_FAILURE() << "no error";
+  } catch (const InputError& error) {
+    EXPECT_STREQ(error.what(), "a line is too long to hold a reply");
+  }
+}
+
 // One line of digits is one reply, even if that has two Ids; the last one counts.
 TEST(Whole, OneLineIsOneReply) {
   const std::string hex = kReplyHex;
