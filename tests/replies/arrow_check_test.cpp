@@ -171,6 +171,14 @@ TEST(ArrowCheck, Counts) {
             "n: 1 nulls where there must be none");
 }
 
+TEST(ArrowCheck, CountsUpToTheMostThatAreTaken) {
+  Column nothing = {"n", "x", 5, {}, {}};
+  nothing.offset = replies::kMaxArrowValues - 5;
+  EXPECT_EQ(FaultOf(nothing), "");
+  nothing.offset += 1;
+  EXPECT_EQ(FaultOf(nothing), "length 5, offset " + std::to_string(nothing.offset));
+}
+
 TEST(ArrowCheck, NullsAlone) {
   Column column = {"n", "x", 5, {}, {}};
   column.null_count = 4;

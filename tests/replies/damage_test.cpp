@@ -117,6 +117,18 @@ TEST(Damage, ALongLengthIsDoubtedBeforeAllOfItIsRead) {
   EXPECT_EQ(ReadStream(&reader).replies.size(), 20000u);
 }
 
+// With the stray byte in front, the length of two bytes is one of three: FF FF 7F again. Behind it each reply
+// is there.
+TEST(Damage, ALongLengthMayHideAReplyAtItsSecondByte) {
+  const std::string reply = std::string("\x08\x14\xA2\x01\xF9\x7F") + std::string(16377, 'x');
+  std::string stream = "\xFF";
+  for (int i = 0; i < 10; ++i)
+    stream += InFrame(reply);
+  const StreamRead read = ReadStream(stream);
+  EXPECT_EQ(read.replies, Strings(10, reply));
+  EXPECT_EQ(read.lost, std::vector<uint64_t>{1});
+}
+
 TEST(Damage, AGapOfZerosIsOneStretch) {
   for (const Form form : kStreamForms) {
     const std::string first = InFrame(kA, form);
@@ -339,6 +351,33 @@ TEST(Frames, ATableIsLookedIntoAsFarAsIsFree) {
 }
 
 // Its end is not waited for.
+TEST(Frames, AnEnvelopeHasAnIdInFrontAndThenWhatBelongsToIt) {
+  const auto look = [](const std::string& content) {
+    Effort none;
+    bool has = false;
+    return LookAtEnvelope(content, content.size(), &none, &has);
+  };
+  const std::string id = "\x08\x14";
+  // An object, a count of objects, a text, the payload of the Id.
+  for (const std::string& field : {"\x12\x01x", "\x28\x05", "\x22\x01x", "\xA2\x01\x01x"})
+    EXPECT_EQ(look(id + field), Look::kWhole) << testing::PrintToString(field);
+  // A number that is one, an Id or a count with a length, a payload of another Id, or none.
+  for (const std::string& field :
+       {"\x10\x05", "\x0A\x01x", "\x2A\x01x", "\xAA\x01\x01x", "\xA0\x01\x05", "\x12\x02x"})
+    EXPECT_EQ(look(id + field), Look::kNo) << testing::PrintToString(field);
+}
+
+// What is there of a table says nothing about the rest of it.
+TEST(Frames, ATableThatIsCutOffIsNoPayloadYet) {
+  const std::string reply("\x08\x03\x1A\x08\x12\x00\x12\x00\x1A\x00\x1A\x00", 12);
+  for (size_t there = 2; there <= reply.size(); ++there) {
+    Effort none;
+    bool has = false;
+    LookAtEnvelope(reply.substr(0, there), reply.size(), &none, &has);
+    EXPECT_EQ(has, there == reply.size()) << there;
+  }
+}
+
 TEST(Frames, ALongReplyIsFoundByItsPayloadOrItsLastField) {
   // 200,000 and 100,000 as varints.
   const std::string size = "\xC0\x9A\x0C";

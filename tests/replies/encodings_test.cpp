@@ -31,6 +31,10 @@ TEST(Hex, WhatIsNoHexIsRefusedAtItsPlace) {
   // An x leads in digits alone.
   EXPECT_FALSE(DecodeHex("0xg1", &bad));
   EXPECT_EQ(bad, 1u);
+  EXPECT_FALSE(DecodeHex("1x41", &bad));
+  EXPECT_EQ(bad, 1u);
+  EXPECT_FALSE(DecodeHex("410x"));
+  EXPECT_FALSE(DecodeHex(std::string_view("0x41").substr(0, 2)));
 }
 
 // The neighbours of the digits in ASCII.
@@ -103,6 +107,9 @@ TEST(Runs, HaveParts) {
   EXPECT_EQ(PartsOfRun("reply/CBQS+AkFC-/_x="), (Views{"reply", "CBQS", "AkFC", "x"}));
   EXPECT_EQ(PartsOfRun("0816\\n1201\\r\\n41"), (Views{"0816", "1201", "41"}));
   EXPECT_EQ(PartsOfRun(""), Views());
+  const std::string all = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
+  EXPECT_EQ(PartsOfRun("@" + all + "["), Views{all});
+  EXPECT_EQ(PartsOfRun("z/9:A`a{"), (Views{"z", "9", "A", "a"}));
 }
 
 TEST(Base64, EncodesEveryRemainder) {

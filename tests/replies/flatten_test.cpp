@@ -117,6 +117,18 @@ TEST(Flatten, LeavesRoomForRowsWithoutInnerRows) {
   }
 }
 
+// The cells of the others stay in front, but are fewer than the rows.
+TEST(Flatten, LeavesRoomBehindTheLastInnerRow) {
+  Table outer("A:i;T:t", 3);
+  for (int row = 0; row < 3; ++row)
+    table_set_int(outer.get(), row, 0, row);
+  outer.attach(0, 1, Numbers(2, 1));
+  outer.attach(1, 1, Numbers(2, 4));
+  EXPECT_EQ(Flat(Export(std::move(outer))),
+            (Rows{"{\"A\":0," + NumberRow(1), "{\"A\":0," + NumberRow(2), "{\"A\":1," + NumberRow(4),
+                  "{\"A\":1," + NumberRow(5), "{\"A\":2," + NumberRow(0)}));
+}
+
 TEST(Flatten, ReleasesWhatIsNotShown) {
   Table outer("A:i;T:t", 1);
   outer.attach(0, 1, Numbers(3, 1));

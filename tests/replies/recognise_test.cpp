@@ -94,6 +94,17 @@ TEST(Recognise, ABlockMayEndInsideAReplyBehindFourBytes) {
   EXPECT_EQ(ToldForm(big + payload, Extent::kWhole), "raw?");
 }
 
+// Of the frame behind the first one a part is enough in a block, but not at the end.
+TEST(Recognise, ABlockMayEndInsideTheSecondReplyBehindFourBytes) {
+  const std::string size("\0\0\0\6", 4);
+  const std::string frames = size + kReplyBytes + size + kReplyBytes;
+  for (size_t cut = 1; cut < kReplyBytes.size() + 4; ++cut) {
+    const std::string some = frames.substr(0, frames.size() - cut);
+    EXPECT_EQ(ToldForm(some, Extent::kBlock), "fixed32be") << cut;
+  }
+  EXPECT_EQ(ToldForm(frames, Extent::kWhole), "fixed32be");
+}
+
 // Lines of digits alone may be parts of one reply, so that only the first ones are tried one by one.
 TEST(Recognise, FewLinesOfDigitsAreLookedAtOneByOne) {
   const std::string none = "12345678\n";

@@ -298,6 +298,14 @@ TEST(Lines, ALineWithoutDigitsIsAnErrorOnlyIfDigitsWerePromised) {
             Strings{"reply 2 at offset 9: no base64 digits in this line"});
 }
 
+TEST(Lines, OfBlanksAreNone) {
+  const std::string hex = kReplyHex;
+  const AllRead all = ReadAll("\n" + hex + "\n \n\r\n" + hex + "\n\n", Form::kHex);
+  EXPECT_EQ(all.replies, (Strings{kReplyBytes, kReplyBytes}));
+  EXPECT_EQ(all.errors, Strings{});
+  EXPECT_EQ(all.numbers, (std::vector<uint64_t>{1, 2}));
+}
+
 TEST(Lines, ThatAreNoRepliesTellWhereTheyBegin) {
   const std::string text = std::string(kReplyHex) + "\nzzz\n";
   MemorySource source(text);

@@ -207,6 +207,16 @@ TEST(ChooseColumns, TakesThemInTheOrderThatWasAskedFor) {
   EXPECT_EQ(Shown(columns, {"Obj", "Prize"}, true), "no column Prize");
 }
 
+// A name alone is looked for in all tables, one behind a table's name in that one only.
+TEST(ChooseColumns, FindsANameBehindATableInThatTable) {
+  const TableColumns columns = {Column("A", "+l", {Column("C", "+l", {Column("B")}), Column("D")})};
+  EXPECT_EQ(Shown(columns, {"B"}, true), "A.C.B:g");
+  EXPECT_EQ(Shown(columns, {"A.C.B"}, true), "A.C.B:g");
+  EXPECT_EQ(Shown(columns, {"C.B"}, true), "A.C.B:g");
+  EXPECT_EQ(Shown(columns, {"A.D"}, true), "A.D:g");
+  EXPECT_EQ(Shown(columns, {"A.B"}, true), "no column A.B");
+}
+
 TEST(ChooseColumns, RenamesNamesThatAreTaken) {
   EXPECT_EQ(
       Shown({Column("_reply"), Column("Data.A"), Column("Data", "+l", {Column("A")}), Column("_offset")}, {},

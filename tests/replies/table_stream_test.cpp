@@ -446,6 +446,12 @@ TEST(TableStream, CountsRepliesThatGiveNoRows) {
   EXPECT_EQ(read.counts.empty, 1U);
   EXPECT_EQ(read.counts.passed_over, 1U);
   EXPECT_EQ(read.counts.misfits, 0U);
+  // A table that has its columns and no rows, between others.
+  const std::string topic = test_replies::Reply("Id: 130 RepDataTopicPage { Obj: 'A' SuoShuZhuTi: 'x' }");
+  const Read topics = ReadAll(From({topic, test_replies::Reply("Id: 130"), topic}), OfId(130));
+  EXPECT_EQ(topics.rows, Rows(2, R"({"Obj":"A","SuoShuZhuTi":"x"})"));
+  EXPECT_EQ(topics.counts.empty, 1U);
+  EXPECT_EQ(topics.counts.misfits, 0U);
 }
 
 TEST(TableStream, EndsAtAMisfitBehindTheRowsBeforeIt) {

@@ -15,6 +15,11 @@ TEST(Printable, ShowsWhatWouldSteerTheTerminal) {
             "a\\u202eb");
   EXPECT_EQ(Printable("\xC2\x9B"), "\\x9b");
   EXPECT_EQ(Printable("银行"), "银行");
+  // Each of them without anything beside it, too.
+  EXPECT_EQ(Printable("\x1b"), "\\x1b");
+  EXPECT_EQ(Printable("\x7f"), "\\x7f");
+  EXPECT_EQ(Printable("\xE2\x80\xAE"), "\\u202e");
+  EXPECT_EQ(Printable("\xFF"), "\xEF\xBF\xBD");
 }
 
 TEST(Width, EastAsianCharactersTakeTwoColumns) {
@@ -76,6 +81,9 @@ TEST(Text, InJsonHasTheShortEscapes) {
 
 TEST(Text, OfJsonIsPrintableWithoutIllFormedBytes) {
   EXPECT_EQ(PrintableJson("{\"a\": \"\xFF\x7F\"}"), "{\"a\": \"\xEF\xBF\xBD\\u007f\"}");
+  EXPECT_EQ(PrintableJson("\x7F"), "\\u007f");
+  EXPECT_EQ(PrintableJson("\xFF"), "\xEF\xBF\xBD");
+  EXPECT_EQ(PrintableJson("{ \"a\": 1 }\n~"), "{ \"a\": 1 }\n~");
 }
 
 TEST(Text, NoWidthHoldsNothing) {

@@ -63,6 +63,11 @@ TEST(Times, KnowTheCalendar) {
 }
 
 TEST(Times, AreNoneBeyondTheirBounds) {
+  for (const TimeKind kind : {TimeKind::kDate, TimeKind::kDateTime, TimeKind::kTimeOfDay,
+                              TimeKind::kHourMinute, TimeKind::kUnix, TimeKind::kUnixMilli}) {
+    for (const int64_t value : {int64_t{-1}, int64_t{-1000}, int64_t{-20240617}, INT64_MIN})
+      EXPECT_EQ(Text(kind, value), "none") << value;
+  }
   EXPECT_EQ(Text(TimeKind::kDate, 0), "none");
   EXPECT_EQ(Text(TimeKind::kDate, 9991231), "none");
   EXPECT_EQ(Text(TimeKind::kDate, 10000101), "1000-01-01");

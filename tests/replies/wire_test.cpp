@@ -168,22 +168,22 @@ TEST(Envelope, HasOneId) {
 
 // A reply, damaged ones, and ones with a long head, in pieces of every size: as if they had come at once.
 TEST(GrowingReply, KnowsWhatTheWholeLooksLike) {
-  const Strings messages{kReplyBytes,
-                         kReplyBytes + kReplyBytes,
-                         "\x08" + std::string(9, '\xFF') + "\x01" + "\x12\x80\x80\x00",
-                         "\x08\x14\x11"
-                         "ABCDEFGH"
-                         "\x15"
-                         "ABCD",
-                         "\x12\x02"
-                         "AB",
-                         kReplyBytes + "\x0F" + kReplyBytes,
-                         "\x08\x14" + std::string(12, '\xFF'),
-                         "\x08\x14\x12\xFF\xFF\xFF\xFF\x07"
-                         "AB",
-                         "\x08\x14\x12\x80\x80\x80\x80\x08"
-                         "AB",
-                         "\x08\x14" + std::string("\x12\x00\x12\x01", 4)};
+  const Strings messages{
+      kReplyBytes, kReplyBytes + kReplyBytes, "\x08" + std::string(9, '\xFF') + "\x01" + "\x12\x80\x80\x00",
+      "\x08\x14\x11"
+      "ABCDEFGH"
+      "\x15"
+      "ABCD",
+      "\x12\x02"
+      "AB",
+      kReplyBytes + "\x0F" + kReplyBytes, "\x08\x14" + std::string(12, '\xFF'),
+      "\x08\x14\x12\xFF\xFF\xFF\xFF\x07"
+      "AB",
+      "\x08\x14\x12\x80\x80\x80\x80\x08"
+      "AB",
+      // Longer than any head.
+      "\x08\x14\x12\x1E" + std::string(30, 'x'), "\x08\x14\x12\x1E" + std::string(30, 'x') + "\x0F",
+      "\x08\x14" + std::string("\x12\x00\x12\x01", 4)};
   for (const std::string& message : messages) {
     for (size_t size = 0; size <= message.size(); ++size) {
       for (size_t piece = 1; piece <= size; ++piece) {
