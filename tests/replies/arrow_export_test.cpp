@@ -924,6 +924,23 @@ TEST(ArrowBatch, RefusesTypesThatNoTableHas) {
   }
 }
 
+// Whatever was in them before: a reader asks a released array and schema for nothing.
+TEST(ArrowBatch, LeavesWhatItRefusesReleased) {
+  const Exported like = Export(Table("q:q", 0, ""));
+  const Table other("d:d", 1, "");
+  void* tables[] = {other.get()};
+  ArrowArray array{};
+  array.release = [](ArrowArray*) { ADD_FAILURE() << "released"; };
+  EXPECT_EQ(table_export_arrow_batch(tables, 1, &like.schema, &array, nullptr), EINVAL);
+  EXPECT_EQ(array.release, nullptr);
+  ArrowSchema schema{};
+  schema.release = [](ArrowSchema*) { ADD_FAILURE() << "released"; };
+  array.release = [](ArrowArray*) { ADD_FAILURE() << "released"; };
+  EXPECT_EQ(table_export_arrow(nullptr, &schema, &array), EINVAL);
+  EXPECT_EQ(array.release, nullptr);
+  EXPECT_EQ(schema.release, nullptr);
+}
+
 TEST(ArrowBatch, RefusesArraysThatNoTableHas) {
   Exported like = Export(Table("a:3i", 0, ""));
   const Table table("a:3i", 1, "");

@@ -91,6 +91,14 @@ std::string ManyColumns(int columns) {
   return spec;
 }
 
+// The bytes that a call takes.
+template <typename Act>
+size_t BytesTakenBy(Act act) {
+  const size_t before = live_bytes;
+  act();
+  return live_bytes - before;
+}
+
 TEST(Counting, SeesTheAllocationsOfTheLibrary) {
   const long before = allocations;
   table_free(table_create("a:d", 1, ""));
@@ -113,6 +121,12 @@ TEST(Memory, ASmallTableTakesLittleMoreThanItsCells) {
   const char spec[] = "a:d;b:d;c:d;d:q;e:i;f:f;g:d;h:d;i:d;j:d;k:d;l:d;m:d;n:d;o:d;p:d;q:d;r:d;s:d;t:d;u:d";
   const size_t bytes = BytesOf([&spec] { return table_create(spec, 1, ""); });
   EXPECT_LE(bytes, 21 * 8 + 80U);
+}
+
+// The most that small ones have: 256 cells of 8 bytes, and a bit for each.
+TEST(Memory, TheLargestSmallTableTakesLittleMoreThanItsCells) {
+  const size_t bytes = BytesOf([] { return table_create("q:q", 256, ""); });
+  EXPECT_LE(bytes, 256 * 8 + 256 / 8 + 200U);
 }
 
 TEST(Memory, ColumnsThatHoldNothingCostNoCells) {
@@ -183,6 +197,18 @@ TEST(Memory, TheFirstColumnsTakeMoreRowsAtOnce) {
   table_free(table);
 }
 
+// Sixteen columns share what leads to their cells. The list of those is as long as the last one needs it.
+TEST(Memory, ColumnsOfManyTakeRoomWhereTheyAre) {
+  const std::string spec = ManyColumns(100'000);
+  void* table = table_create(spec.c_str(), 1000, "");
+  const size_t bytes = BytesTakenBy([table] {
+    for (int i = 1; i <= 12; ++i)
+      table_set_double(table, 0, 16 * i, 1);
+  });
+  EXPECT_LE(bytes, 40'000U);
+  table_free(table);
+}
+
 TEST(Memory, AFullColumnTakesItsOwnWidth) {
   const struct {
     const char* spec;
@@ -238,14 +264,6 @@ TEST(Memory, RewritingATextForeverStaysBounded) {
     return table;
   });
   EXPECT_LE(bytes, 10'000U);
-}
-
-// The bytes that a call takes.
-template <typename Act>
-size_t BytesTakenBy(Act act) {
-  const size_t before = live_bytes;
-  act();
-  return live_bytes - before;
 }
 
 // Each time its room doubles, so that all of it is less than twice the last.
@@ -444,6 +462,18 @@ TEST(Memory, TablesOfManyColumnsGiveBackEverything) {
     void* table = table_create(spec.c_str(), 1000, "");
     for (int col = 0; col < 600; ++col)
       table_set_int64(table, 999, col, col);
+    table_free(table);
+  };
+  EXPECT_EQ(LeftBehind(round), 0);
+}
+
+TEST(Memory, AChildIsGivenBackWhereNoneTakesItsPlace) {
+  const auto round = [] {
+    void* table = table_create("t:t", 2, "");
+    table_set_table_raw(table, 0, 0, table_create("q:q", 1, ""));
+    table_set_table_raw(table, 0, 0, nullptr);
+    table_set_table_raw(table, 1, 0, table_create("q:q", 1, ""));
+    table_set_table_raw(table, 1, 0, table_create("q:q", 1, ""));
     table_free(table);
   };
   EXPECT_EQ(LeftBehind(round), 0);

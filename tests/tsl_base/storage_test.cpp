@@ -256,6 +256,21 @@ TEST(Storage, FewTextsOfEveryLength) {
 }
 
 // Of all cells only those of children can be unset again.
+// Cells near each other lie side by side, others in a map. Wherever that changes, a cell is gone once it is
+// unset.
+TEST(Storage, ChildrenAreUnsetAtEachDistance) {
+  for (int row = 1; row < 5000; ++row) {
+    void* table = table_create("t:t", 100'000, "");
+    table_set_table_raw(table, 0, 0, table_create("q:q", 1, ""));
+    table_set_table_raw(table, row, 0, table_create("q:q", 1, ""));
+    ASSERT_EQ(table_is_set(table, row, 0), 1) << row;
+    table_set_table_raw(table, row, 0, nullptr);
+    ASSERT_EQ(table_is_set(table, row, 0), 0) << row;
+    ASSERT_EQ(table_is_set(table, 0, 0), 1) << row;
+    table_free(table);
+  }
+}
+
 TEST(Storage, ChildrenComeAndGoLikeInAMap) {
   for (const int rows : {5, 300, 3000, 2'000'000'000}) {
     const Table table("other:t;t:t", rows);
