@@ -78,6 +78,10 @@ TEST(Recognise, ABlockMayEndInsideALineOfDigits) {
 // A length that no reply has is none.
 TEST(Recognise, NoLengthIsBeyondWhatAReplyMayHave) {
   EXPECT_EQ(ToldForm("\xFF\xFF\xFF\xFF\x0F" + kReplyBytes, Extent::kBlock), "raw?");
+  // 2^31 - 1 bytes behind the first one, and one more.
+  const std::string first = std::string("\0\0\0\6", 4) + kReplyBytes;
+  EXPECT_EQ(ToldForm(first + "\x7F\xFF\xFF\xFF" + kReplyBytes, Extent::kBlock), "fixed32be");
+  EXPECT_EQ(ToldForm(first + std::string("\x80\0\0\0", 4) + kReplyBytes, Extent::kBlock), "raw?");
 }
 
 // Four bytes of a length may be read from both sides; the shorter one is meant, as few replies are long.
