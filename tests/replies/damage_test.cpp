@@ -350,7 +350,6 @@ TEST(Frames, ATableIsLookedIntoAsFarAsIsFree) {
   EXPECT_FALSE(has_payload(table.substr(2) + "\x28\x01"));
 }
 
-// Its end is not waited for.
 TEST(Frames, AnEnvelopeHasAnIdInFrontAndThenWhatBelongsToIt) {
   const auto look = [](const std::string& content) {
     Effort none;
@@ -378,6 +377,7 @@ TEST(Frames, ATableThatIsCutOffIsNoPayloadYet) {
   }
 }
 
+// Its end is not waited for.
 TEST(Frames, ALongReplyIsFoundByItsPayloadOrItsLastField) {
   // 200,000 and 100,000 as varints.
   const std::string size = "\xC0\x9A\x0C";

@@ -328,6 +328,15 @@ TEST(Memory, CellsThatWereUnsetDoNotMakeAColumnGrow) {
   table_free(table);
 }
 
+TEST(Memory, AFarCellStaysAloneWhereAnotherWasUnset) {
+  void* table = table_create("t:t", 100'000, "");
+  table_set_table_raw(table, 0, 0, table_create("q:q", 1, ""));
+  table_set_table_raw(table, 0, 0, nullptr);
+  void* child = table_create("q:q", 1, "");
+  EXPECT_LE(BytesTakenBy([=] { table_set_table_raw(table, 99'999, 0, child); }), 1000U);
+  table_free(table);
+}
+
 // A column of 256 places gets 2,048 where a sixteenth of them would be set, and from there on 16,384.
 TEST(Memory, AColumnGrowsWhereASixteenthIsSet) {
   void* table = table_create("q:q", 100'000, "");

@@ -255,7 +255,6 @@ TEST(Storage, FewTextsOfEveryLength) {
   }
 }
 
-// Of all cells only those of children can be unset again.
 // Cells near each other lie side by side, others in a map. Wherever that changes, a cell is gone once it is
 // unset.
 TEST(Storage, ChildrenAreUnsetAtEachDistance) {
@@ -271,6 +270,7 @@ TEST(Storage, ChildrenAreUnsetAtEachDistance) {
   }
 }
 
+// Of all cells only those of children can be unset again.
 TEST(Storage, ChildrenComeAndGoLikeInAMap) {
   for (const int rows : {5, 300, 3000, 2'000'000'000}) {
     const Table table("other:t;t:t", rows);
