@@ -23,7 +23,8 @@ std::string InPython(std::string message) {
   return message;
 }
 
-// Ctrl-C is looked at before each read; elsewhere than on the main thread there is none.
+// Ctrl-C is looked at before each read, and while nobody writes to a pipe; elsewhere than on the main thread
+// there is none.
 void CheckSignals() {
   const py::gil_scoped_acquire locked;
   if (PyErr_CheckSignals() != 0) throw py::error_already_set();
@@ -83,13 +84,11 @@ bool Inputs::Open() {
   if (next_ == sources_.size()) return false;
   const Source& source = sources_[next_++];
   name_ = source.name;
-  number_ = 0;
-  offset_ = 0;
   if (source.memory.obj != nullptr) {
     source_ = std::make_unique<replies::MemorySource>(std::string_view(
         static_cast<const char*>(source.memory.buf), static_cast<size_t>(source.memory.len)));
   } else if (source.object.is_none()) {
-    auto file = std::make_unique<replies::FileSource>(name_);
+    auto file = std::make_unique<replies::FileSource>(name_, CheckSignals);
     file->OnWait(CheckSignals);
     source_ = std::move(file);
   } else {

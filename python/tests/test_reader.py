@@ -8,6 +8,7 @@ import resource
 import signal
 import subprocess
 import sys
+import threading
 
 import numpy as np
 import pandas as pd
@@ -63,10 +64,118 @@ def test_every_form_of_input(rankings, tmp_path):
 
 
 def test_what_is_no_source_of_replies():
-    with pytest.raises(OSError, match="form= says which"):
-        list(tesparser.replies(b"\xff" * 100_000))
+    """What the viewer has an option for is a parameter here, wherever it is named."""
+    for call in (lambda source: list(tesparser.replies(source)), tesparser.scan, lambda source: tesparser.read(source, id=28).to_pandas()):
+        with pytest.raises(OSError) as raised:
+            call(b"\xff" * 100_000)
+        said = str(raised.value)
+        assert said == "(bytes): neither a reply nor a stream of replies; if it is one, form= says which"
     (error,) = tesparser.scan(b"no reply").errors
-    assert "form= says which" in error
+    assert error.startswith("(bytes): not recognised as a reply in any form ") and error.endswith("; form= says which it is")
+
+
+def test_what_is_wrong_is_said_with_its_place(rankings, tmp_path):
+    """Each reply of a source by its number and offset there, and of several sources by the name."""
+    (tmp_path / "a").write_bytes(wire.delimited(rankings))
+    (tmp_path / "b").write_bytes(wire.delimited(rankings[:2]) + b"\x7f")
+    offset = len(wire.delimited(rankings[:2]))
+    said = f"reply 3 at offset {offset}: its length is given as 127, but the stream ends after 0 bytes"
+    (error,) = tesparser.scan(tmp_path, form="delimited").errors
+    assert error == f"{tmp_path / 'b'}: {said}"
+    told = []
+    for call in (
+        lambda errors: list(tesparser.replies(tmp_path, form="delimited", errors=errors)),
+        lambda errors: tesparser.read(tmp_path, id=28, form="delimited", errors=errors).to_pandas(),
+    ):
+        with pytest.raises(tesparser.Misfit) as raised:
+            call("raise")
+        call(told.append)
+        told.append(raised.value)
+    for each in told:
+        assert (str(each), each.number, each.offset, each.source) == (said, 3, offset, str(tmp_path / "b"))
+
+
+def test_lines_that_look_like_replies_are_counted(rankings):
+    """In all sources together; in the first two lines of each a reply lacks its last digit."""
+    log = "".join(f"12:00 got {each}\n" for each in (rankings[0].hex()[:-1], rankings[1].hex()[:-1], rankings[2].hex())).encode()
+    reader = tesparser.read([log, log, wire.delimited(rankings)], id=28)
+    assert values(reader) == EXPECTED[3:6] * 2 + EXPECTED and reader.counts == tesparser.Counts(7, 21, 0, 0, 0, 4)
+
+
+def test_how_far_the_reading_is(rankings):
+    """In bytes of all sources; two rows of the first make a batch."""
+    streams = [(b"a", wire.delimited(rankings[:2])), (b"b", wire.delimited(rankings[2:]))]
+    asked = {**tesparser.read(b"", id=28)._asked, "batch_rows": 1}
+    stream = _core.Stream(streams, "delimited", asked)
+    positions = [stream.position]
+    while stream.next() is not None:
+        positions.append(stream.position)
+    assert positions == [len(wire.delimited(rankings[:n])) for n in range(6)]
+    assert stream.position == len(wire.delimited(rankings))
+
+
+def test_files_and_their_bytes(tmp_path):
+    for name, size in (("b", 5), ("a", 10), ("c", 0)):
+        (tmp_path / name).write_bytes(bytes(size))
+    names = [os.fsencode(tmp_path / name) for name in "abc"]
+    assert _core.files(os.fsencode(tmp_path)) == (names, 15) and _core.files(names[0]) == ([names[0]], 10)
+    # What is written to a pipe later is not known before.
+    os.mkfifo(tmp_path / "d")
+    assert _core.files(os.fsencode(tmp_path / "d")) == ([os.fsencode(tmp_path / "d")], 0)
+
+
+def open_files():
+    return [os.readlink(entry.path) for entry in os.scandir("/proc/self/fd") if os.path.islink(entry.path)]
+
+
+def test_files_are_closed_when_they_have_been_read(rankings, tmp_path):
+    for i in range(3):
+        (tmp_path / f"{i}").write_bytes(wire.delimited(rankings))
+    reader = tesparser.read(tmp_path, id=28, batch_rows=1)
+    batches = iter(reader)
+    next(batches)
+    assert [path for path in open_files() if path.startswith(str(tmp_path))] == [str(tmp_path / "0")]
+    assert sum(len(batch) for batch in batches) == 3 * 15 - 1
+    assert not [path for path in open_files() if path.startswith(str(tmp_path))]
+
+
+def test_a_stream_that_was_found_whole_is_not_searched(rankings):
+    """Behind damage the reading goes on, but not where there was none before."""
+    data = wire.delimited(rankings[:1]) + b"\xff" * 50 + wire.delimited(rankings[1:])
+
+    def numbers(form):
+        found = []
+        iterator = _core.ReplyIterator([(b"day.bin", data)], form)
+        while True:
+            try:
+                found.append(iterator.next()[1])
+            except tesparser.Misfit as misfit:
+                found.append(-misfit.number)
+            except StopIteration:
+                return found
+
+    assert numbers("delimited") == [1, -2, 3, 4, 5, 6] and numbers("whole:delimited") == [1, -2]
+    with pytest.raises(ValueError, match='^no form "whole"; known: auto'):
+        numbers("whole")
+
+
+def test_objects_that_read_may_give_any_buffer(rankings):
+    """Of two bytes each here, and for a while of none."""
+    stream = wire.delimited([*rankings, bytes([8, 28])])
+    stream += b"\x02\x08\x1c" * (len(stream) % 2)
+
+    class Source:
+        def __init__(self):
+            self.file = io.BytesIO(stream)
+            self.sizes = []
+
+        def read(self, size):
+            self.sizes.append(size)
+            return np.frombuffer(self.file.read(min(size, 10)), np.uint16)
+
+    source = Source()
+    assert values(tesparser.read(source, id=28)) == EXPECTED
+    assert source.file.read() == b"" and min(source.sizes) > 0
 
 
 def test_a_path_of_any_bytes(rankings, tmp_path):
@@ -158,6 +267,44 @@ def test_signals_end_the_reading(sample, tmp_path, kind):
         signal.setitimer(signal.ITIMER_REAL, 0)
         signal.signal(signal.SIGALRM, before)
     assert kind == "path" or 0 < source.tell() < len(stream)
+
+
+@pytest.mark.parametrize("opened", [True, False])
+def test_signals_end_the_waiting_for_a_pipe(tmp_path, opened):
+    """Whether nobody writes to it or nobody has opened it, a handler of Python's runs."""
+    path = tmp_path / "pipe"
+    os.mkfifo(path)
+    given_up = threading.Event()
+
+    def give_up():
+        """So that the test fails in the end, instead of waiting for ever."""
+        given_up.set()
+        os.close(os.open(path, os.O_RDWR | os.O_NONBLOCK))
+
+    class Rung(Exception):
+        pass
+
+    def ring(number, frame):
+        raise Rung
+
+    reader = tesparser.read(path, id=28, form="delimited")
+    writer = os.open(path, os.O_RDWR) if opened else None
+    timer = threading.Timer(20, (lambda: (given_up.set(), os.close(writer))) if opened else give_up)
+    timer.start()
+    before = signal.signal(signal.SIGALRM, ring)
+    # Again and again, as the first one may come before the waiting.
+    signal.setitimer(signal.ITIMER_REAL, 0.2, 0.2)
+    try:
+        with pytest.raises(Rung):
+            list(reader)
+        assert not given_up.is_set()
+    finally:
+        signal.setitimer(signal.ITIMER_REAL, 0)
+        signal.signal(signal.SIGALRM, before)
+        timer.cancel()
+        timer.join()
+        if opened and not given_up.is_set():
+            os.close(writer)
 
 
 def test_bytes_that_cannot_be_held_hold_no_others():
@@ -344,9 +491,16 @@ def test_the_core_says_what_is_not_there(sample):
     asked = tesparser.read(b"", id=21)._asked
     stream = _core.Stream([(b"(bytes)", sample("21-QuoteKlineSingle"))], "raw", asked)
     columns = stream.next()
-    for row, col in ((columns.length, 0), (-1, 0), (0, columns.count), (0, -1)):
-        with pytest.raises(IndexError):
+    for row, col, said in (
+        (columns.length, 0, "row"), (-1, 0, "row"), (columns.length, columns.count, "row"), (0, columns.count, "column"), (0, -1, "column"),
+    ):
+        with pytest.raises(IndexError) as raised:
             columns.cell(row, col)
+        assert raised.value.args == (f"no {said} of that number",)
+    for use in (columns.name, columns.format, columns.mask, columns.to_list, lambda col: columns.values(col, False)):
+        for col in (columns.count, -1):
+            with pytest.raises(IndexError, match="^no column of that number$"):
+                use(col)
     stream.capsule()
     for use in (stream.capsule, stream.next, stream.fields):
         with pytest.raises(ValueError, match="the stream was handed over"):
