@@ -179,7 +179,6 @@ py::array NumbersOf(const ArrowShare& owner, const ColumnPart& part, std::vector
                     bool writable) {
   const py::dtype& dtype = DtypeOf(NumpyType(part));
   const void* numbers = part.array->buffers[1];
-  if (numbers == nullptr) return py::array(dtype, std::move(shape));
   const auto* first = static_cast<const char*>(numbers) + part.first * dtype.itemsize();
   py::array array(dtype, std::move(shape), first, Keeper(owner));
   if (!writable) ForbidWriting(&array);

@@ -41,10 +41,10 @@ py::object NumberToPython(Type type, const void* bytes) {
   }
 }
 
+// A cell that is set.
 py::object FixedToPython(TableView view, int row, const ColumnInfo& column) {
   int size = 0;
   const auto* bytes = static_cast<const char*>(table_get_buff(view.get(), row, column.index, &size));
-  if (bytes == nullptr) return py::none();
   if (column.count == 1) return NumberToPython(column.type, bytes);
   py::list values;
   for (int i = 0; i < column.count; ++i)

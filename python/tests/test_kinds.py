@@ -9,6 +9,7 @@ import pytest
 
 import tesparser
 import wire
+from conftest import SOURCE
 
 DTYPES = {"C": np.uint8, "i": np.int32, "I": np.uint32, "q": np.int64, "Q": np.uint64, "f": np.float32, "d": np.float64, "s": object}
 
@@ -95,44 +96,51 @@ def test_readers_say_what_they_read(tmp_path, sample):
 
 @pytest.fixture
 def any_columns(schema):
-    """A table of two rows with a column of each type of number, and one each that hold nothing, times, decimals and counted
-    numbers. The name of its first column is a spec itself; so six of the seven columns that were meant come behind these."""
+    """A table of two rows with the bounds of each type of number, of the longest as far as doubles are whole, and a column each
+    that hold nothing, times, decimals and counted numbers. The name of its first column is a spec itself; so all but one of
+    the columns that were meant come behind these."""
     message, table = schema.wire_reply()
-    for i, name in enumerate(["c:c;h:h;C:C;H:H;I:I;Q:Q;n;T:T;P:P;V:V;k:2h;x", *(f"y{i}" for i in range(5))]):
+    for i, name in enumerate(["c:c;h:h;i:i;q:q;C:C;H:H;I:I;Q:Q;n;T:T;P:P;V:V;k:2h;x", *(f"y{i}" for i in range(7))]):
         table.Info.add(Name=name, Type=105)
-        table.Data.add(Index=i).iValues.extend([wire.packed(65, 10), wire.packed(7, 10)])
+        bounds = list(BOUNDS.values())[i]
+        table.Data.add(Index=i).iValues.extend([wire.packed(abs(bound), 10, bound < 0) for bound in bounds])
     return message.SerializeToString()
 
 
-NUMBERS = {"c": np.int8, "h": np.int16, "C": np.uint8, "H": np.uint16, "I": np.uint32, "Q": np.uint64}
+NUMBERS = {"c": np.int8, "h": np.int16, "i": np.int32, "q": np.int64, "C": np.uint8, "H": np.uint16, "I": np.uint32, "Q": np.uint64}
+BOUNDS = {
+    "c": [-(2**7), 2**7 - 1], "h": [-(2**15), 2**15 - 1], "i": [-(2**31), 2**31 - 1], "q": [-(2**53), 2**53],
+    "C": [2**8 - 1, 0], "H": [2**16 - 1, 0], "I": [2**32 - 1, 0], "Q": [2**53, 0],
+}
 UNSET = {"n": np.dtype(object), "T": np.dtype("M8[s]"), "P": np.float64, "V": np.float64, "k": np.int16, "x": np.float64}
 
 
 def test_columns_of_every_type(any_columns):
     table = tesparser.table(any_columns)
-    assert table.types == ("c", "h", "C", "H", "I", "Q", "", "T", "P", "V", "2h", "d", "d", "d", "d", "d", "d")
+    assert table.types == ("c", "h", "i", "q", "C", "H", "I", "Q", "", "T", "P", "V", "2h", *"dddddddd")
     for name, dtype in NUMBERS.items():
         array = table.to_numpy(name)
-        assert array.dtype == dtype and array.tolist() == table[name] == [65, 7], name
-        assert table[1, name] == 7 and type(table[1, name]) is int
+        assert array.dtype == dtype and array.tolist() == table[name] == BOUNDS[name], name
+        assert table[1, name] == BOUNDS[name][1] and type(table[1, name]) is int
     for name, dtype in UNSET.items():
         array = table.to_numpy(name)
         assert array.dtype == dtype and array.mask.all() and table[name] == [None, None], name
     assert table.to_numpy("k").shape == (2, 2)
     frame = table.to_pandas()
-    assert frame["c"].tolist() == [65, 7] and frame["T"].dtype.kind == "M" and frame[list(UNSET)].isna().all(axis=None)
+    assert frame["c"].tolist() == BOUNDS["c"] and frame["T"].dtype.kind == "M" and frame[list(UNSET)].isna().all(axis=None)
+    assert {name: table.to_dict()[name] for name in BOUNDS} == BOUNDS
 
 
 def test_readers_of_columns_of_every_type(any_columns):
     reader = tesparser.read(any_columns, id=3)
     cells = reader.to_dict()
-    assert {name: cells[name] for name in NUMBERS} == dict.fromkeys(NUMBERS, [65, 7])
+    assert {name: cells[name] for name in NUMBERS} == BOUNDS
     assert {name: cells[name] for name in UNSET} == dict.fromkeys(UNSET, [None, None])
     (batch,) = reader
     for name, dtype in {**NUMBERS, **UNSET}.items():
         assert batch.to_numpy(name).dtype == dtype, name
     frame = reader.to_pandas()
-    assert frame["Q"].tolist() == [65, 7] and frame[list(UNSET)].isna().all(axis=None)
+    assert frame["Q"].tolist() == BOUNDS["Q"] and frame[list(UNSET)].isna().all(axis=None)
 
 
 def test_unknown_names(sample):
@@ -144,6 +152,29 @@ def test_unknown_names(sample):
         # A column of texts leads nowhere.
         with pytest.raises(KeyError, match="no column of tables Obj"):
             tesparser.read(sample("21-QuoteKlineSingle"), id=21, path="Obj", flat=flat).to_pandas()
+
+
+@pytest.mark.parametrize(
+    "ask, said",
+    [
+        (lambda: tesparser.read(b"", id="Nothing"), "no Id Nothing"),
+        (lambda: tesparser.columns("Nothing"), "no Id Nothing"),
+        (lambda: tesparser.read(b"", id=28, type="Nothing"), "no layout Nothing"),
+        (lambda: tesparser.columns(28, "Nothing"), "no layout Nothing"),
+        (lambda: tesparser.table(b"", "Nothing"), "no layout Nothing"),
+        (lambda: tesparser.why(b"", "Nothing"), "no layout Nothing"),
+    ],
+)
+def test_says_which_name_is_unknown(ask, said):
+    with pytest.raises(KeyError) as raised:
+        ask()
+    assert raised.value.args == (said,)
+
+
+def test_an_id_without_a_table(sample):
+    with pytest.raises(tesparser.NoTableForm) as raised:
+        tesparser.read(sample("20-QuoteDynaSingle"), id=22)
+    assert str(raised.value) == "Id 22 (QuoteTickSingle) has no table form"
 
 
 def test_an_id_without_a_payload(sample):
@@ -224,9 +255,86 @@ def test_negative_numbers_inside_tables(schema):
     assert row[0]["Id"] == -5
 
 
+def test_numbers_are_unpacked_as_it_is_asked(schema):
+    """All three are 64 bits long and sent packed: 816 with two decimals is 8.16."""
+    message = schema.reply(22)
+    sent = {"Id": wire.packed(5, 10), "ShiJian": wire.packed(930, 10), "ChengJiaoJia": wire.packed(816, 0)}
+    numbers = {"Id": 5.0, "ShiJian": 930.0, "ChengJiaoJia": 8.16}
+    tick = message.RepDataQuoteTickSingle.add(Obj="A").Data.add()
+    for name, value in sent.items():
+        setattr(tick, name, value)
+    reply = message.SerializeToString()
+    for unpack, unpacked in ((None, ()), (True, numbers), (["ChengJiaoJia"], ["ChengJiaoJia"]), (["Id", "ShiJian"], ["Id", "ShiJian"])):
+        reader = tesparser.read(reply, id=22, decode=unpack is None, unpack=unpack, path="Data")
+        cells = reader.to_dict()
+        types = {field.name: field.type for field in reader.fields}
+        for name in sent:
+            expected = ([numbers[name]], "d") if name in unpacked else ([sent[name]], "q")
+            assert (cells[name], types[name]) == expected, (unpack, name)
+
+
 def test_a_reply_as_text_has_what_is_required():
     with pytest.raises(tesparser.Error, match="^not a reply in text form: .*Obj"):
         tesparser.read(b"Id: 20 RepDataQuoteDynaSingle { }", form="text", id=20).to_pandas()
+
+
+def told_of_columns():
+    """The columns of each table in replies/columns, by Id and layout and by the table's path: fields of a line, "-" for none."""
+    tables, own, types = {}, None, {}
+    for file in sorted((SOURCE / "replies/columns").glob("*.txt")):
+        for line in file.read_text().splitlines():
+            words = line.split()
+            if words[:1] == ["table"]:
+                id, _, path = words[1].partition("/")
+                own = tables.setdefault((int(id), 0), {}).setdefault(path, [])
+            elif words[:1] == ["type"]:
+                type, _, path = words[1].partition("/")
+                id = int(words[2] if path else words[3])
+                own = tables.setdefault((id, int(type)), {}).setdefault(path, [])
+                if not path:
+                    types.setdefault(id, []).append(words[2])
+            elif line.count(" | ") == 9 and not line.startswith("#"):
+                own.append(["" if field.strip() == "-" else field.strip() for field in line.split(" | ")])
+    return tables, types
+
+
+def in_order(tables, path=""):
+    for fields in tables[path]:
+        inside = f"{path}/{fields[0]}" if path else fields[0]
+        name, letter, english, chinese, meaning, unit, kind, source, _, unset = fields
+        yield inside.replace("/", "."), name, letter, english, chinese, meaning, unit, kind, source, unset
+        if letter == "t" and inside in tables:
+            yield from in_order(tables, inside)
+
+
+def test_columns_are_as_described():
+    tables, _ = told_of_columns()
+    assert len(tables) > 40
+    for (id, type), described in tables.items():
+        if "" in described:
+            expected = {}
+            for column in in_order(described):
+                # Of columns with one name the first counts.
+                expected.setdefault(column[0], column)
+            assert {path: tuple(column) for path, column in tesparser.columns(id, type).items()} == expected, (id, type)
+            assert list(tesparser.columns(id, type)) == list(expected)
+
+
+def test_ids_are_as_described(schema):
+    tables, types = told_of_columns()
+    fields = schema.reply(0).DESCRIPTOR.fields_by_number
+    lines = (SOURCE / "replies/payloads.txt").read_text().splitlines()
+    expected = []
+    for line in lines:
+        if not line or line.startswith("#"):
+            continue
+        number, name, family, english, chinese = (field.strip() for field in line.split(" | "))
+        id = int(number)
+        field = fields[id].name if id in fields and id >= 20 else None
+        expected.append((id, name, english, chinese, family, field, (id, 0) in tables or id == 3, tuple(types.get(id, ()))))
+    found = [tuple(each) for each in tesparser.ids()]
+    assert [each for each in found if each[0] >= 20] == [each for each in expected if each[0] >= 20]
+    assert [each[:5] for each in found] == [each[:5] for each in expected]
 
 
 @pytest.mark.parametrize("id", [20, 21, 28, 405])

@@ -10,6 +10,7 @@ import pytest
 import arrow_reader
 import tesparser
 import wire
+from tesparser import _core
 
 
 @pytest.fixture
@@ -39,6 +40,7 @@ def test_rows_and_cells_by_number_and_name(quotes):
     # 8.16 is sent as 816 with two decimals.
     assert row["Data"][0, "ZuiXinJia"] == 8.16
     assert isinstance(row["Data"], tesparser.Table) and row["Data"].id == 20
+    assert quotes[6:1:-2][1].index == 4 and quotes[-1].index == 7 and quotes[8:] == []
 
 
 @pytest.mark.parametrize("key, error", [(8, IndexError), (-9, IndexError), ("obj", KeyError), ((0, "x"), KeyError), ((0, 2), IndexError), (2**40, IndexError)])
@@ -105,12 +107,23 @@ def test_help_tells_what_they_are():
         "name": "The table's label, mostly empty.",
         "columns": "The names of the columns, a tuple of str.",
     }
-    assert tesparser.Table.types.__doc__.startswith("The types of the columns, a tuple of letters:\n\nc h i q (signed, 8 to 64 bits)")
-    assert tesparser.Table.__doc__.startswith("A table that a reply gave, or one inside it.\n\ntable[0] is a row")
-    row = tesparser.Row
+    types = tesparser.Table.types.__doc__
+    assert types.startswith("The types of the columns, a tuple of letters:\n\nc h i q (signed, 8 to 64 bits)")
+    assert types.endswith('T (time), P V (decimals), "53q" (53 of them in each cell).')
+    table, row = tesparser.Table.__doc__, tesparser.Row
+    assert table.startswith("A table that a reply gave, or one inside it.\n\ntable[0] is a row")
+    assert table.endswith("A table inside keeps the whole alive. Threads may read one\ntable at once.")
     assert row.__doc__.startswith("One row of a table: cells by number or name.\n\nlen() and iteration are over the cells")
+    assert row.__doc__.endswith("An unset cell is None. A row keeps its table alive.")
     assert row.index.__doc__ == "The row's number, from 0."
     assert row.keys.__doc__.endswith("The names of the columns.\n") and row.values.__doc__.endswith("The cells.\n")
+
+
+def test_tables_have_names(sample):
+    """The labels that replies/columns/reference.txt tells of."""
+    table = tesparser.table(sample("405-CaiWuShuJuFanHui"))
+    assert table.name == table[0, "Data"].name == "tes2tableType::ParseCaiWuShuJuFanHui"
+    assert repr(table).startswith('Table "tes2tableType::ParseCaiWuShuJuFanHui" of 405 (CaiWuShuJuFanHui): 1 row, 5 columns\n')
 
 
 def test_unset_cells_are_none(wire_table):
@@ -128,6 +141,11 @@ def test_numpy_without_a_copy(bars):
     assert close.tolist() == bars["ShouPanJia"]
     with pytest.raises(ValueError):
         close.data[0] = 1
+
+
+def test_numpy_has_no_mask_where_all_is_set(quotes, bars):
+    for table in (quotes, bars):
+        assert all(table.to_numpy(column).mask is np.ma.nomask for column in table.columns)
 
 
 def test_numpy_masks_what_is_unset(wire_table):
@@ -157,6 +175,26 @@ def test_counted_cells_have_two_dimensions(schema):
     frame = table.to_pandas()
     assert frame["Data.DaiMa"].tolist() == ["A", "B", "C"]
     assert [cell if cell is None else list(cell) for cell in frame["Data.Data"]] == cells
+
+
+def test_counted_cells_of_a_later_table(schema):
+    """Two replies of Id 405, with one stock and with two: those of the second lie behind that of the first."""
+    figures = [[0, 100 + i] + [0] * 51 for i in range(4)]
+    replies = []
+    for count in (1, 2):
+        message = schema.reply(405)
+        row = message.RepDataCaiWuShuJuFanHui.add(Crc32=wire.packed(1, 10))
+        for i in range(count, 2 * count):
+            row.Data.add(DaiMa=f"S{i}", LeiXing=wire.packed(1, 10)).Data.BaoGaoRiQi = 100 + i
+        replies.append(message.SerializeToString())
+    nested = tesparser.read(wire.delimited(replies), id=405, flat=False)
+    expected = [figures[1:2], figures[2:4]]
+    assert [[stock["Data"] for stock in stocks] for stocks in nested.to_dict()["Data"]] == expected
+    assert [[list(stock["Data"]) for stock in stocks] for stocks in nested.to_pandas()["Data"]] == expected
+    inside = tesparser.read(wire.delimited(replies), id=405, path="Data", flat=False)
+    (batch,) = inside
+    assert batch["Data"].tolist() == inside.to_dict()["Data"] == figures[1:4]
+    assert [row["Data"] for row in arrow_reader.array_rows(batch.__arrow_c_array__())] == figures[1:4]
 
 
 def test_tables_three_levels_down_have_their_own_rows(schema):
@@ -360,24 +398,45 @@ def test_flat_tables_are_bounded(schema):
     assert len(made.to_pandas(flat=False)) == 1
 
 
-def test_texts_beside_the_rows_of_flat_tables_are_bounded(schema):
-    """A text of 2^20 bytes beside 768 rows inside, and one of a byte beside one: a byte more than the 768 MB that are
-    allowed."""
+def beside(schema, kind, above, last):
+    """A text, or bytes, of 2^20 bytes beside 768 rows inside, and one of `last` bytes beside one. Tables `above` that have
+    nothing else beside them."""
     message, table = schema.wire_reply()
+    for _ in range(above):
+        table = wire.table_column(table, "A")
     table.Info.add(Name="T", Type=116)
-    table.Info.add(Name="S", Type=115)
+    table.Info.add(Name="S", Type=115 if kind == "sValues" else 98)
     cells = table.Data.add(Index=0)
     for rows in (768, 1):
         inside = cells.tValues.add()
         if rows > 1:
             inside.Info.add(Name="V", Type=105)
         inside.Data.add(Index=0).iValues.extend([100] * rows)
-    table.Data.add(Index=1).sValues.extend(["x" * 2**20, "y"])
-    made = tesparser.table(message.SerializeToString())
-    assert [len(cell) for cell in made["T"]] == [768, 1]
-    with pytest.raises(ValueError, match="too many cells"):
-        made.to_pandas()
-    assert len(made.to_pandas(flat=False)) == 2
+    texts = ["x" * 2**20, "y" * last]
+    getattr(table.Data.add(Index=1), kind).extend(texts if kind == "sValues" else [text.encode() for text in texts])
+    return tesparser.table(message.SerializeToString())
+
+
+@pytest.mark.parametrize("above", [0, 2])
+@pytest.mark.parametrize("kind", ["sValues", "bValues"])
+def test_texts_beside_the_rows_of_flat_tables_are_bounded(schema, kind, above):
+    """A byte more than the 768 MB that are allowed."""
+    made = inner = beside(schema, kind, above, 1)
+    for _ in range(above):
+        inner = inner[0, "A"]
+    assert [len(cell) for cell in inner["T"]] == [768, 1]
+    for table in (made, inner):
+        with pytest.raises(ValueError, match="too many cells"):
+            table.to_pandas()
+    assert len(made.to_pandas(flat=False)) == (1 if above else 2)
+
+
+def test_texts_of_768_megabytes_fit_a_flat_table(schema):
+    with open("/proc/meminfo") as told:
+        if next(int(line.split()[1]) for line in told if line.startswith("MemAvailable")) < 3 << 20:
+            pytest.skip("takes more memory than there is")
+    columns = _core.flatten(beside(schema, "sValues", 0, 0)._to_columns())
+    assert (columns.length, len(columns.cell(767, 1)), columns.cell(768, 1)) == (769, 2**20, "")
 
 
 def test_arrow_tells_what_may_be_unset(wire_table):
