@@ -142,7 +142,6 @@ bool ReplyFiles::NextPart() {
       const replies::Part part{position, part_end_, false, last_number_};
       replies_ = std::make_unique<ReplyReader>(source_.get(), form, part);
       replies_->OnlyIf([this](const replies::ReplyView& reply) { return Chooses(reply); });
-      if (!resync_) replies_->StopAtDamage();
       return true;
     }
     take_tally_(*seen->tally);
@@ -197,7 +196,6 @@ bool ReplyFiles::TakeReply(ReadItem* next) {
   next->item.number_reply = replies_->many();
   if (step == replies::Next::kBad) {
     last_number_ = next->item.reply.number;
-    if (!resync_) part_end_ = std::numeric_limits<uint64_t>::max();
     next->error = fmt::format("{}: {}", name_, next->error);
     next->error_code = kSomeNotShown;
   } else if (redact_ && !replies::Redact(&next->item.reply.bytes)) {

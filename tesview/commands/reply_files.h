@@ -49,7 +49,7 @@ class ReplyFiles {
 
   // For who wants no reply from Next(), but only what is counted of all: several threads look at the parts of
   // a large file. `take` is called with what they saw, in the order of the file; what they did not see goes
-  // to OnlyIf(). Nothing has to be taken by its number then.
+  // to OnlyIf(). Nothing has to be taken by its number then, nor is damage an end.
   void CountAhead(int threads, MakeTally make, std::function<void(const Tally&)> take);
 
   // Secrets are taken out of what Next() gives (replies/redact.h). A reply in which they cannot be found is
