@@ -40,6 +40,14 @@ TEST(Choose, TablesOfOneNameAreToldByTheirIndex) {
   EXPECT_EQ(ViewBytes(reply, {"--path", "0/X"}).err,
             "tesview: (standard input): path \"0/X\": \"X\" is no column of tables; columns with tables: "
             "T, T#1\n");
+  EXPECT_EQ(ViewBytes(reply, {"--to", "csv"}).out, "T.x,T#1.x\nv,\n,v\n");
+  EXPECT_EQ(ViewBytes(reply, {"--to", "ndjson"}).out,
+            "{\"_id\":3,\"_row\":\"0/T/0\",\"T.x\":\"v\"}\n"
+            "{\"_id\":3,\"_row\":\"0/T#1/0\",\"T#1.x\":\"v\"}\n");
+  const std::string table = ViewBytes(reply, {}).out;
+  EXPECT_EQ(table.substr(table.find('\n') + 1),
+            "#  T      T#1\n0  1 \xC3\x97 1  1 \xC3\x97 1\n"
+            "\n  0/T  1 row\n  #  x\n  0  v\n\n  0/T#1  1 row\n  #  x\n  0  v\n");
 }
 
 TEST(Choose, AWrongPathOrColumnIsToldWithWhatThereIs) {
@@ -143,6 +151,26 @@ TEST(Choose, AColumnOfTextsMayBeOneOfTablesElsewhere) {
   const std::string reply = TablesInU({OneText("X", "x"), OneText("B", "b") + tables});
   EXPECT_EQ(ViewBytes(reply, {"--columns", "U,B", "--to", "csv"}).out, "T.U.X,T.U.B\nx,\n,b\n");
   EXPECT_EQ(ViewBytes(reply, {"--to", "csv"}).out, "T.U.X,T.U.X.V,T.U.B\nx,,\n,v,b\n");
+}
+
+TEST(Choose, OfWhereAPathLeadsOnlyTheChosenColumnsAreShown) {
+  const std::string reply = TablesInU({OneText("B", "b"), OneText("C", "c")});
+  EXPECT_EQ(ViewBytes(reply, {"--path", "T/U", "--columns", "B", "--to", "csv"}).out, "T.U.B\nb\n\n");
+  EXPECT_EQ(ViewBytes(reply, {"--path", "T/U", "--to", "csv"}).out, "T.U.B,T.U.C\nb,\n,c\n");
+}
+
+TEST(Choose, OneOfSeveralTablesAlikeMayLeadToAChosenColumn) {
+  // Both tables in T have a text and a table, which are not alike.
+  const auto row = [](const std::string& text, const std::string& inner) {
+    return " tValues { Info { Name: 'A' Type: 115 } Info { Name: 'U' Type: 116 } Data { Index: 0 sValues: '" +
+           text + "' } Data { Index: 1 tValues { " + inner + " } } }";
+  };
+  const std::string reply = Wire("Info { Name: 'T' Type: 116 } Data { Index: 0" +
+                                 row("a", OneText("B", "x")) + row("b", OneText("C", "c")) + " }");
+  EXPECT_EQ(ViewBytes(reply, {"--columns", "A,C", "--to", "csv"}).out, "T.A,T.U.C\na,\nb,c\n");
+  EXPECT_EQ(ViewBytes(reply, {"--columns", "A,C", "--to", "ndjson"}).out,
+            "{\"_id\":3,\"_row\":\"0/T/0\",\"T.A\":\"a\"}\n"
+            "{\"_id\":3,\"_row\":\"1/T/0/U/0\",\"T.A\":\"b\",\"T.U.C\":\"c\"}\n");
 }
 
 TEST(Choose, AColumnIsShownOnceHoweverOftenItIsNamed) {

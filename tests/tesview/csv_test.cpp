@@ -75,6 +75,14 @@ TEST(Csv, AReplyWithoutInnerRowsHasTheHeaderOfTheOthers) {
   EXPECT_EQ(LinesOf(ViewBytes(empty, {"--to", "csv", "--decode"}).out)[0], LinesOf(by_schema)[0]);
 }
 
+TEST(Csv, BytesAreBase64) {
+  // 'yyy' is eXl5; no bytes are an empty text, and none that were not sent are nothing.
+  const std::string reply = Wire(
+      "Info { Name: 'N' Type: 115 } Info { Name: 'B' Type: 98 } Data { Index: 0 sValues: 'a' sValues: 'b' "
+      "sValues: 'c' } Data { Index: 1 bValues: 'yyy' bValues: '' }");
+  EXPECT_EQ(ViewBytes(reply, {"--to", "csv"}).out, "N,B\na,eXl5\nb,\"\"\nc,\n");
+}
+
 // The tree of Id 399: classes of blocks, blocks of each, stocks of each.
 constexpr char kTreeHeader[] =
     "BanBen,Crc32,LeiXing,Data.MingCheng,Data.LeiXing,Data.XuHao,Data.Data.MingCheng,Data.Data.LeiXing,"

@@ -90,5 +90,34 @@ TEST(InterruptedOutput, EndsWhereTheReaderGoes) {
   EXPECT_EXIT(Interrupt(leave, [](const std::string&) { return true; }), testing::ExitedWithCode(0), "");
 }
 
+// Ends the process with 0 if each way to send something says so, and sends nothing.
+[[noreturn]] void SendBehindAnInterrupt() {
+  CatchInterrupts();
+  raise(SIGINT);
+  size_t sent = 0;
+  int interrupted = 0;
+  const auto into = [&sent](std::string_view bytes) { sent += bytes.size(); };
+  const auto expect = [&interrupted](const std::function<void()>& call) {
+    try {
+      call();
+    } catch (const Interrupted&) {
+      ++interrupted;
+    }
+  };
+  Output lines(into);
+  lines.Write("a\n");
+  expect([&] { lines.Flush(); });
+  expect([&] { lines.WriteBytes("b"); });
+  Output bytes(into);
+  bytes.WriteBytes("a");
+  expect([&] { bytes.Flush(); });
+  expect([&] { bytes.Write("b\n"); });
+  std::exit(sent == 0 && interrupted == 4 ? 0 : 1);
+}
+
+TEST(InterruptedOutput, SendsNothingMore) {
+  EXPECT_EXIT(SendBehindAnInterrupt(), testing::ExitedWithCode(0), "");
+}
+
 }  // namespace
 }  // namespace tesview

@@ -90,14 +90,15 @@ TEST(Hostile, ArrowGoesOnBehindATableThatIsTooSparse) {
 }
 
 TEST(Hostile, MoreTablesThanAnybodyLooksIntoAreRefused) {
-  // 4,000 rows and 4,000 columns of tables, none of which is there: 16 million places to look for a column.
+  // 6,000 rows and 2,000 columns of tables, none of which is there: 12 million places to look for a column.
   std::string table = "Info { Name: 'A' Type: 105 } Data { Index: 0";
-  for (int i = 0; i < 4000; ++i)
+  for (int i = 0; i < 6000; ++i)
     table += " iValues: 0";
   table += " }";
-  for (int i = 1; i < 4000; ++i)
+  for (int i = 1; i <= 2000; ++i)
     table += " Info { Type: 116 } Data { Index: " + std::to_string(i) + " }";
   EXPECT_EQ(ViewBytes(Wire(table), {"--to", "csv", "--where", "Nothing = 1"}).err.find(kTooLarge), 0U);
+  EXPECT_EQ(ViewBytes(Wire(table), {"--to", "csv", "--columns", "A"}).err, kTooLarge);
   const Result counted = ViewBytes(Wire(table), {"stat", "--rows"});
   EXPECT_EQ(counted.err, "tesview: (standard input): too large to be counted\n");
   EXPECT_EQ(counted.code, 1);
@@ -133,6 +134,16 @@ TEST(Hostile, TextRepeatedWithoutEndIsRefused) {
       result.err,
       "tesview: (standard input): too large to be shown as a whole; take --head, --columns or --path\n");
   EXPECT_EQ(ViewBytes(reply, {}).code, 0);
+}
+
+TEST(Hostile, NamesRepeatedWithoutEndAreRefused) {
+  // 30,000 names behind one of 9,000 bytes, which are held twice: over 540 MB.
+  std::string inner;
+  for (int i = 0; i < 30000; ++i)
+    inner += "Info { Type: 105 } Data { Index: 0 iValues: 7 } ";
+  const std::string reply = Wire("Info { Name: '" + std::string(9000, 'n') +
+                                 "' Type: 116 } Data { Index: 0 tValues { " + inner + " } }");
+  EXPECT_EQ(ViewBytes(reply, {"--to", "csv"}).err, kTooLarge);
 }
 
 TEST(Hostile, TextFormNestedWithoutEndIsRefused) {

@@ -109,6 +109,9 @@ TEST(Number, AMinusBeforeAPointIsNoOption) {
   // Mantissa 5, scale code 1, sign 1.
   EXPECT_EQ(View({"number", "--pack", "-.5"}).out, std::to_string(0x110000 | 5) + "\n");
   EXPECT_EQ(View({"number", "-x"}).err, "tesview: unknown option -x (tesview --help tells more)\n");
+  EXPECT_EQ(View({"number", "-"}).err,
+            "tesview: \"-\" is no 64-bit number, as 1234 and 0x4D2 are; --pack takes 12.34 "
+            "(tesview --help tells more)\n");
 }
 
 TEST(Number, PackedShowsAMantissaOfMoreThanSixteenBits) {

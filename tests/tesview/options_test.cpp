@@ -93,6 +93,9 @@ TEST(WrongUsage, ChoicesFromATableAreRefusedWhereThereIsNone) {
     }
   }
   EXPECT_EQ(View({"--columns", ","}).err, "tesview: --columns names no column" + more);
+  EXPECT_EQ(View({"--decode", "--unpack", ","}).err, "tesview: --unpack names no column" + more);
+  EXPECT_EQ(View({"--id", " ,"}).err, "tesview: --id names no Id" + more);
+  EXPECT_EQ(View({"--split-by", ",", "-o", "{id}.csv"}).err, "tesview: --split-by names no key" + more);
   EXPECT_EQ(View({"--head", "3x"}).err,
             "tesview: \"3x\" for --head is no number from 0 to 2147483647" + more);
   EXPECT_EQ(View({"--jobs", "257"}).err, "tesview: \"257\" for --jobs is no number from 0 to 256" + more);

@@ -97,6 +97,15 @@ TEST(OutputPieces, ThatAreSmallWaitForOthers) {
   EXPECT_EQ(pieces, (Pieces{"a\nb\n", "c\n", "de", "f\n"}));
 }
 
+TEST(OutputPieces, AreSentWithTheByteThatFillsThem) {
+  Pieces pieces;
+  Output output = Into(&pieces);
+  output.Write(std::string(65535, 'x'));
+  EXPECT_EQ(pieces.size(), 0U);
+  output.Write("\n");
+  EXPECT_EQ(pieces, Pieces{std::string(65535, 'x') + "\n"});
+}
+
 TEST(OutputPieces, OfBytesAreNotTakenApart) {
   Pieces pieces;
   Output output = Into(&pieces);

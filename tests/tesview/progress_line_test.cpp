@@ -56,5 +56,39 @@ TEST(ProgressLine, IsCutToTheTerminal) {
   EXPECT_EQ(ProgressText(999, 0, 0, 1, 26), "999 B  0 replies  999 B/s");
 }
 
+// What comes of it on standard error.
+template <class Call>
+std::string Drawn(const Call& call) {
+  testing::internal::CaptureStderr();
+  call();
+  return testing::internal::GetCapturedStderr();
+}
+
+TEST(Progress, IsDrawnAndTakenAway) {
+  EXPECT_EQ(Drawn([] { Progress(true, true, 2000).Clear(); }), "");
+  const std::string line = Drawn([] {
+    Progress progress(true, true, 2000);
+    progress.Add(500, 3);
+    progress.Clear();
+    progress.Clear();
+  });
+  EXPECT_EQ(line.find("\r 25%  500 B of 2.0 kB  3 replies  "), 0U) << line;
+  ASSERT_GE(line.size(), 7U);
+  EXPECT_EQ(line.substr(line.size() - 7), "\x1b[K\r\x1b[K") << line;
+  EXPECT_EQ(line.find('\r', 1), line.size() - 4) << line;
+  // At the end of its life as well.
+  const std::string left = Drawn([] { Progress(true, true, 0).Add(500, 1); });
+  EXPECT_EQ(left.substr(left.size() - 7), "\x1b[K\r\x1b[K") << left;
+}
+
+TEST(Progress, ThatIsOffDrawsNothing) {
+  EXPECT_EQ(Drawn([] {
+              Progress progress(false, true, 2000);
+              progress.Add(500, 3);
+              progress.Clear();
+            }),
+            "");
+}
+
 }  // namespace
 }  // namespace tesview

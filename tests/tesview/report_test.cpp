@@ -3,19 +3,23 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <string>
 #include <utility>
 
 #include "replies/encodings.h"
+#include "tests/support/processor_time.h"
 #include "tests/support/replies.h"
 #include "tests/support/viewer.h"
 #include "tesview/report/embedded.h"
 #include "tesview/show/show.h"
 #include "tesview/show/where.h"
+#include "tesview/terminal/open_file.h"
 #include "tesview/terminal/output_file.h"
 
 namespace {
@@ -147,6 +151,36 @@ TEST_F(Reports, NumbersOfACellAreToldOneByOne) {
       "[1,\"Report date\",\"报告日期\",\"\",\"yyyymmdd ?\",\"BaoGaoRiQi\"],"
       "[2,";
   EXPECT_NE(text.find(elements), std::string::npos) << text.substr(text.find("\"kinds\""), 3000);
+}
+
+TEST_F(Reports, AReplyIsListedWithAllThatIsKnownOfIt) {
+  Output output(fd_);
+  Report report(&output, {10, 1000});
+  // An Id that nobody knows, with the table of a type.
+  ReportPart part;
+  part.id = 9999;
+  part.type = 5;
+  part.rows = 2;
+  part.columns = 3;
+  part.note = "<b>";
+  part.table = "bytes";
+  Item item = Numbered(7);
+  item.reply.offset = 70;
+  report.Add(item, part);
+  part.decoded = true;
+  item.number_reply = false;
+  report.Add(item, part);
+  report.End();
+  output.Flush();
+  const std::string text = Slurped(path_);
+  const std::string end = ",\"file\":\"a.stream\",\"note\":\"\\u003cb\\u003e\",\"rows\":2,\"columns\":3,";
+  EXPECT_NE(
+      text.find("\"replies\":[\n{\"id\":9999,\"bytes\":5,\"number\":7,\"offset\":70,\"many\":true" + end +
+                "\"decoded\":false,\"kind\":\"9999/5\",\"table\":0},\n"
+                "{\"id\":9999,\"bytes\":5,\"number\":7,\"offset\":70,\"many\":false" +
+                end + "\"decoded\":true,\"table\":1}\n],\n\"kinds\":{\"9999/5\":[]}}</script>\n"),
+      std::string::npos)
+      << text;
 }
 
 TEST_F(Reports, BlocksAreNumbered) {
@@ -316,6 +350,18 @@ TEST(ReportParts, APayloadWithoutFieldsIsATreeAlone) {
   EXPECT_EQ(part.note, "no table form");
 }
 
+TEST(ReportParts, AreNotPreparedForOtherForms) {
+  if (viewer::kSanitized) GTEST_SKIP() << "sanitizers take their own time";
+  const auto prepare = [](tesview::To to) {
+    tesview::View view;
+    view.to = to;
+    tesview::PrepareToShow(view);
+  };
+  // Of these no descriptors are made, which is what takes time.
+  for (const tesview::To to : {tesview::To::kCsv, tesview::To::kTsv, tesview::To::kBin})
+    EXPECT_TRUE(processor_time::TakesLess([&] { prepare(to); }, 0.1, [&] { prepare(tesview::To::kHtml); }));
+}
+
 size_t FilesIn(const std::string& directory) {
   return static_cast<size_t>(std::distance(fs::directory_iterator(directory), fs::directory_iterator()));
 }
@@ -411,6 +457,48 @@ TEST_F(OutputFiles, WhatIsNoFileIsNeverReplaced) {
   EXPECT_THROW(OutputFile("/dev/null", true), FileIsThere);
   EXPECT_THROW(OutputFile(directory_, true), FileIsThere);
   EXPECT_THROW(OutputFile(directory_ + "/none/a.html", false), OutputError);
+}
+
+// ---- the program that shows it ----
+
+class Opened : public viewer::Files {
+ protected:
+  void SetUp() override {
+    viewer::Files::SetUp();
+    before_ = std::getenv("PATH");
+  }
+  void TearDown() override {
+    setenv("PATH", before_.c_str(), 1);
+    viewer::Files::TearDown();
+  }
+  // What the program is told that is found there.
+  std::string Told(const std::string& path) {
+    const std::string said = Write("bin/said", "");
+    Write("bin/xdg-open",
+          "#!/bin/sh\nprintf '%s' \"$*\" > \"" + said + ".now\"\nmv \"" + said + ".now\" \"" + said + "\"\n");
+    fs::permissions(directory_ + "/bin/xdg-open", fs::perms::owner_all);
+    setenv("PATH", (directory_ + "/bin:" + before_).c_str(), 1);
+    std::string error;
+    EXPECT_TRUE(tesview::OpenFile(path, &error));
+    EXPECT_EQ(error, "");
+    int status = 0;
+    EXPECT_GT(waitpid(-1, &status, 0), 0);
+    return Slurped(said);
+  }
+  std::string before_;
+};
+
+TEST_F(Opened, IsTheFileAndNoOption) {
+  EXPECT_EQ(Told("/a/b c.html"), "/a/b c.html");
+  EXPECT_EQ(Told("a/b.html"), "./a/b.html");
+  EXPECT_EQ(Told("-a.html"), "./-a.html");
+}
+
+TEST_F(Opened, IsNothingWhereThereIsNoSuchProgram) {
+  setenv("PATH", directory_.c_str(), 1);
+  std::string error;
+  EXPECT_FALSE(tesview::OpenFile("/a.html", &error));
+  EXPECT_EQ(error, "cannot open /a.html: xdg-open: No such file or directory");
 }
 
 }  // namespace

@@ -173,13 +173,15 @@ TEST_F(Split, AThousandFilesTakeFewDescriptors) {
 TEST_F(Split, AllFilesOrNone) {
   Write("out/3.csv", "mine");
   const std::string stream = Framed(TwoKlines()) + Framed(SmallTable());
-  const Result refused = ViewBytes(stream, {"--split-by", "id", "-o", Pattern("{id}.csv")});
-  EXPECT_EQ(refused.code, 2);
-  EXPECT_EQ(refused.err,
-            "tesview: " + directory_ +
-                "/out/3.csv is there already; --force replaces it (tesview --help tells more)\n");
-  EXPECT_EQ(All(), Strings{"3.csv"});
-  EXPECT_EQ(std::distance(fs::directory_iterator(directory_ + "/out"), fs::directory_iterator()), 1);
+  for (const std::string jobs : {"1", "3"}) {
+    const Result refused = ViewBytes(stream, {"--split-by", "id", "-j", jobs, "-o", Pattern("{id}.csv")});
+    EXPECT_EQ(refused.code, 2) << jobs;
+    EXPECT_EQ(refused.err,
+              "tesview: " + directory_ +
+                  "/out/3.csv is there already; --force replaces it (tesview --help tells more)\n");
+    EXPECT_EQ(All(), Strings{"3.csv"});
+    EXPECT_EQ(std::distance(fs::directory_iterator(directory_ + "/out"), fs::directory_iterator()), 1);
+  }
   ASSERT_EQ(ViewBytes(stream, {"--force", "--split-by", "id", "-o", Pattern("{id}.csv")}).code, 0);
   EXPECT_EQ(All(), (Strings{"21.csv", "3.csv"}));
   EXPECT_EQ(File("3.csv").substr(0, 12), "_reply,Name,");

@@ -386,6 +386,12 @@ TEST_F(Files, StatTellsTheNumberOfAReplyBehindWholeParts) {
     EXPECT_EQ(result.err.find("tesview: " + where), 0U) << result.err;
     EXPECT_EQ(LinesOf(result.out)[1].substr(0, 38), "22  QuoteTickSingle  2250000  33750000") << result.out;
   }
+  // What goes by the replies before it is counted in order: 2,249,995 replies of 15 bytes, and 1,125,000.
+  const auto counted = [&path](const Strings& filter) {
+    return LinesOf(View(And({"stat", "--jobs", "5", path}, filter)).out)[1].substr(0, 38);
+  };
+  EXPECT_EQ(counted({"--skip", "5"}), "22  QuoteTickSingle  2249995  33749925");
+  EXPECT_EQ(counted({"--sample", "1/2"}), "22  QuoteTickSingle  1125000  16875000");
 }
 
 // Of what is read from standard input only the rest counts, whatever is in front of it in the file.

@@ -311,6 +311,47 @@ TEST(Table, ARowIsNamedByItsFirstTextThatIsThere) {
   EXPECT_NE(out.find("\n  1/T  k  2 rows\n"), std::string::npos) << out;
 }
 
+TEST(Table, TheNameOfARowIsVisibleAndNotLong) {
+  const auto heading = [](const std::string& text) {
+    const std::string out =
+        ViewBytes(
+            Wire("Info { Name: 'N' Type: 115 } Info { Name: 'T' Type: 116 } Data { Index: 0 sValues: '" +
+                 text + "' } Data { Index: 1 " + RowsOfX("x", 2) + "}"),
+            {})
+            .out;
+    const size_t at = out.find("\n\n");
+    return at == std::string::npos ? out : LinesOf(out.substr(at + 2))[0];
+  };
+  EXPECT_EQ(heading("a\\033[2J\\nb"), "  0/T  a\\x1b[2J\\nb  2 rows");
+  EXPECT_EQ(heading(std::string(40, 'n')), "  0/T  " + std::string(40, 'n') + "  2 rows");
+  EXPECT_EQ(heading(std::string(41, 'n')), "  0/T  " + std::string(39, 'n') + "\xE2\x80\xA6  2 rows");
+}
+
+TEST(Table, OfColumnsThatAreCutTheFirstStays) {
+  const std::string column =
+      "' Type: 105 } Data { Index: 0 iValues: " + P(1234) + " iValues: " + P(5, 1) + " }";
+  const std::string reply = Wire("Info { Name: 'Long" + column + " Info { Name: 'B" + column);
+  Strings lines = LinesOf(ViewBytes(reply, {"--width", "5"}).out);
+  ASSERT_GE(lines.size(), 4U);
+  EXPECT_EQ(Strings(lines.begin() + 1, lines.begin() + 4), (Strings{"#   Long", "0  12.34", "1   0.5"}));
+}
+
+TEST(Table, LinesAreAsWideAsTheCellsThatAreCut) {
+  const std::string text(30, 'x');
+  const std::string out =
+      ViewBytes(Wire("Info { Name: 'N' Type: 115 } Data { Index: 0 sValues: '" + text + "' sValues: 'y' }"),
+                {"--style", "box", "--width", "20"})
+          .out;
+  // The row number and the lines take 8 of 20 columns.
+  EXPECT_EQ(out.substr(out.find('\n') + 1),
+            "┌───┬──────────────┐\n"
+            "│ # │ N            │\n"
+            "├───┼──────────────┤\n"
+            "│ 0 │ xxxxxxxxxxx… │\n"
+            "│ 1 │ y            │\n"
+            "└───┴──────────────┘\n");
+}
+
 TEST(Table, OnlyTablesOfOneRowThatIsShownAreJoined) {
   const auto below = [](const std::string& tables, const Strings& arguments) {
     const std::string out = ViewBytes(Wire(tables), arguments).out;

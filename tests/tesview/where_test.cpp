@@ -139,6 +139,15 @@ TEST(Where, TheOutermostColumnOfANameCounts) {
   EXPECT_EQ(RowsWhere(reply, "T.N!=b and N=a"), Strings{"a,c"});
 }
 
+TEST(Where, AColumnThatCannotBeComparedHidesNoneInside) {
+  // X holds bytes, and texts in the table beside it.
+  const std::string reply = Wire(
+      "Info { Name: 'X' Type: 98 } Info { Name: 'T' Type: 116 } Data { Index: 0 bValues: 'yyy' }"
+      "Data { Index: 1 tValues { Info { Name: 'X' Type: 115 } Data { Index: 0 sValues: 'b' sValues: 'c' } } }");
+  EXPECT_EQ(RowsWhere(reply, "X=b"), Strings{"eXl5,b"});
+  EXPECT_EQ(RowsWhere(reply, "X=d"), Strings());
+}
+
 TEST(Where, OfTwoColumnsOfTablesEitherMayHaveTheRow) {
   // Tables A and B, both with a column X, B with a column Y as well.
   const std::string reply = Wire(
