@@ -358,10 +358,10 @@ TEST(Frames, AnEnvelopeHasAnIdInFrontAndThenWhatBelongsToIt) {
   };
   const std::string id = "\x08\x14";
   // An object, a count of objects, a text, the payload of the Id.
-  for (const std::string& field : {"\x12\x01x", "\x28\x05", "\x22\x01x", "\xA2\x01\x01x"})
+  for (const std::string field : {"\x12\x01x", "\x28\x05", "\x22\x01x", "\xA2\x01\x01x"})
     EXPECT_EQ(look(id + field), Look::kWhole) << testing::PrintToString(field);
   // A number that is one, an Id or a count with a length, a payload of another Id, or none.
-  for (const std::string& field :
+  for (const std::string field :
        {"\x10\x05", "\x0A\x01x", "\x2A\x01x", "\xAA\x01\x01x", "\xA0\x01\x05", "\x12\x02x"})
     EXPECT_EQ(look(id + field), Look::kNo) << testing::PrintToString(field);
 }
