@@ -563,27 +563,6 @@ TEST(Parts, AreSearchedNoFurtherThanToTheirEnd) {
 
 // ---- cost ----
 
-// A tag with a byte to spare is one as well, but makes the reply one that is looked at from all sides.
-TEST(Speed, PlainFramesAreJudgedAtOnce) {
-  const auto read = [](const std::string& reply) {
-    std::string stream;
-    for (int i = 0; i < 20000; ++i)
-      stream += InFrame(reply);
-    return [stream] {
-      MemorySource source(stream);
-      ReplyReader reader(&source, Form::kDelimited, nullptr);
-      reader.OnlyIf([](const ReplyView&) { return false; });
-      Reply none;
-      std::string error;
-      EXPECT_EQ(reader.Read(&none, &error), Next::kEnd);
-    };
-  };
-  const std::string payload = "\x0B" + std::string(11, 'x');
-  const std::string plain = "\x08\x14\xA2\x01" + payload;
-  const std::string odd = std::string("\x08\x14\xA2\x81\x00", 5) + payload;
-  EXPECT_TRUE(processor_time::TakesLess(read(plain), 0.5, read(odd)));
-}
-
 TEST(Cost, OfDamageIsLinear) {
   const auto repeated = [](size_t size, const std::string& piece) {
     std::string all;
