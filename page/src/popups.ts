@@ -12,20 +12,30 @@ import { either, t } from "./words";
 
 // For when what is behind them changes.
 export function closeWindows(): void {
-  for (const each of document.querySelectorAll("dialog")) each.close();
+  for (const each of document.querySelectorAll("dialog")) close(each);
+}
+
+// The browser tells of a window that it closed some time later. Until then it would be in the way of keys and of another.
+function close(element: HTMLDialogElement): void {
+  element.dispatchEvent(new Event("close"));
 }
 
 function dialog(label: string, at: HTMLElement | null, back: HTMLElement, ...children: (Node | string)[]): HTMLDialogElement {
   const element = h("dialog", { class: at ? "menu-window" : "window", "aria-label": label }, ...children);
   document.body.append(element);
   element.addEventListener("close", () => {
+    if (!element.isConnected) return;
     element.remove();
     back.focus();
+  });
+  element.addEventListener("cancel", (event) => {
+    event.preventDefault();
+    close(element);
   });
   element.addEventListener("mousedown", (event) => {
     const box = element.getBoundingClientRect();
     const inside = event.clientX >= box.left && event.clientX <= box.right && event.clientY >= box.top && event.clientY <= box.bottom;
-    if (!inside) element.close();
+    if (!inside) close(element);
   });
   element.showModal();
   if (at) {
@@ -57,8 +67,8 @@ export function openColumnMenu(grid: Grid, column: Column, at: HTMLElement): voi
   for (const [value, word] of [["", t("any")], ["set", t("onlySet")], ["unset", t("onlyUnset")]]) {
     state.append(h("option", { value, selected: (filter?.state ?? "") === value }, word));
   }
-  const close = () => element.close();
-  const sort = (word: string, down: boolean | null) => h("button", { type: "button", click: () => (close(), grid.sortBy(column.index, down)) }, word);
+  const leave = () => close(element);
+  const sort = (word: string, down: boolean | null) => h("button", { type: "button", click: () => (leave(), grid.sortBy(column.index, down)) }, word);
   const form = h(
     "form",
     {
@@ -71,7 +81,7 @@ export function openColumnMenu(grid: Grid, column: Column, at: HTMLElement): voi
           state: (state.value || undefined) as ColumnFilter["state"],
         };
         const any = Object.values(made).some((value) => value !== undefined);
-        close();
+        leave();
         grid.filterBy(column.index, any ? made : null);
       },
     },
@@ -83,7 +93,7 @@ export function openColumnMenu(grid: Grid, column: Column, at: HTMLElement): voi
       "div",
       { class: "buttons" },
       h("button", { type: "submit", class: "main" }, t("apply")),
-      filter ? h("button", { type: "button", click: () => (close(), grid.filterBy(column.index, null)) }, t("remove")) : null,
+      filter ? h("button", { type: "button", click: () => (leave(), grid.filterBy(column.index, null)) }, t("remove")) : null,
     ),
   );
   const element = dialog(
@@ -93,7 +103,7 @@ export function openColumnMenu(grid: Grid, column: Column, at: HTMLElement): voi
     h("p", { class: "of" }, ...visible(heading(column))),
     h("div", { class: "stack" }, sort(t("ascending"), false), sort(t("descending"), true), sort(t("unsorted"), null)),
     form,
-    h("div", { class: "stack" }, h("button", { type: "button", click: () => (close(), grid.hide(column.index, true)) }, t("hide"))),
+    h("div", { class: "stack" }, h("button", { type: "button", click: () => (leave(), grid.hide(column.index, true)) }, t("hide"))),
   );
 }
 
@@ -152,8 +162,8 @@ export function openValue(table: Table, row: number, column: Column, back: HTMLE
   } else {
     body.append(h("pre", {}, ...visible(value === null ? t("unset") : value === "" ? t("emptyText") : exactText(column, value), true)));
   }
-  const close = h("button", { type: "button", class: "main", click: () => element.close() }, t("close"));
-  const element = dialog(heading(column), null, back, h("h2", {}, ...visible(`${table.label(row)} · ${heading(column)}`)), body, h("div", { class: "buttons" }, close));
+  const leave = h("button", { type: "button", class: "main", click: () => close(element) }, t("close"));
+  const element = dialog(heading(column), null, back, h("h2", {}, ...visible(`${table.label(row)} · ${heading(column)}`)), body, h("div", { class: "buttons" }, leave));
 }
 
 export function openAbout(program: string, back: HTMLElement): void {
@@ -163,7 +173,7 @@ export function openAbout(program: string, back: HTMLElement): void {
     list.append(h("dt", {}, `${each.name} ${each.version}`), h("dd", {}, [each.licence, each.author].filter(Boolean).join(", "), each.notice && h("pre", {}, each.notice)));
     if (each.name === "lightweight-charts") list.append(h("dd", {}, chartNotice()));
   }
-  const close = h("button", { type: "button", class: "main", click: () => element.close() }, t("close"));
+  const leave = h("button", { type: "button", class: "main", click: () => close(element) }, t("close"));
   const element = dialog(
     t("about"),
     null,
@@ -176,7 +186,7 @@ export function openAbout(program: string, back: HTMLElement): void {
     h("h3", {}, t("bundled")),
     list,
     ...texts.map((text) => h("details", {}, h("summary", {}, text.split("\n").find((line) => line.trim())?.trim() ?? ""), h("pre", {}, text))),
-    h("div", { class: "buttons" }, close),
+    h("div", { class: "buttons" }, leave),
   );
 }
 

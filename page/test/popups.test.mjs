@@ -59,6 +59,15 @@ test("the whole of a value: texts, lists with what is told of them, bytes", asyn
     ["1", "", "·", ""],
     ["2", "Large", "3000", ""],
   ]);
+  // What closes it waits for nothing: the next key is for the grid.
+  assert.deepEqual(
+    await page.evaluate(() => {
+      document.querySelector("dialog button").click();
+      return [document.querySelector("dialog"), document.activeElement.className];
+    }),
+    [null, "grid"],
+  );
+  await page.keyboard.press("Enter");
   // A click in it leaves it open, one beside it closes it.
   await page.mouse.click(...Object.values(await page.$eval("dialog h2", (head) => head.getBoundingClientRect())).slice(0, 2).map((at) => at + 3));
   assert.ok(await page.$("dialog"));
@@ -213,8 +222,10 @@ test("what is said of a cell and of a column under the pointer", async () => {
   assert.equal(await page.$(".tip"), null);
   await page.setViewportSize({ width: 800, height: 300 });
   await tip(cell(0, 1));
+  // What is under the pointer then may be told of in turn.
+  const shown = await page.$(".tip");
   await page.mouse.wheel(40, 0);
-  await page.waitForSelector(".tip", { state: "detached" });
+  await page.waitForFunction((tip) => !tip.isConnected, shown);
   // It does not come for a cell that is gone by then.
   await page.mouse.move(1, 1);
   await page.$eval(cell(3, 1), (gone) => {

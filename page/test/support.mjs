@@ -72,6 +72,7 @@ export async function look(at, path, address = "", { before, ...options } = {}) 
   if (before) await context.addInitScript(before);
   const page = await context.newPage();
   await countRuns(page);
+  if (process.env.PAGE_SLOW) await (await context.newCDPSession(page)).send("Emulation.setCPUThrottlingRate", { rate: Number(process.env.PAGE_SLOW) });
   page.wrong = [];
   page.on("console", (message) => ["error", "warning"].includes(message.type()) && page.wrong.push(`console: ${message.text()}`));
   page.on("pageerror", (error) => page.wrong.push(`error: ${error.stack}`));
