@@ -356,6 +356,9 @@ class Finder:
             if operator[1] == "[]" and len(arguments) == 2 and value_type(arguments[1]) in INTEGERS:
                 self.add(arguments[1], "index", f"({self.text(arguments[1])}) + 1")
             return
+        # Of whole numbers either order gives the same one.
+        if cursor.spelling in ("min", "max") and all(value_type(each) in INTEGERS for each in arguments):
+            return
         written = self.text(cursor)
         start = cursor.extent.start.offset
         for one, two in zip(arguments, arguments[1:]):
