@@ -5,9 +5,11 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <functional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "replies/arrow_type.h"
 #include "tests/support/arrow_columns.h"
@@ -82,18 +84,44 @@ TEST(ArrowCheck, FindsNothingWhereNothingIsWrong) {
   EXPECT_EQ(FaultAfter([](ArrowSchema* schema, ArrowArray*) { schema->name = nullptr; }), "");
 }
 
-// No byte behind the bits is read: they end where a page does that nobody may read.
-TEST(ArrowCheck, ReadsNoMoreThanTheBits) {
+// The first bytes of a buffer, in front of a page that nobody may read.
+std::string FaultWithBytesOf(const Column& column, int64_t buffer, size_t size) {
   const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
   void* pages = mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  ASSERT_NE(pages, MAP_FAILED);
-  ASSERT_EQ(mprotect(static_cast<char*>(pages) + page, page, PROT_NONE), 0);
-  Owned<ArrowSchema> schema(ExportSchema(Bools("b", "101")));
-  Owned<ArrowArray> array(ExportArray(Bools("b", "101")));
-  const void* const before = std::exchange(array->buffers[1], static_cast<char*>(pages) + page - 1);
-  EXPECT_EQ(replies::CheckArrow(*schema, *array), "");
-  array->buffers[1] = before;
+  if (pages == MAP_FAILED || mprotect(static_cast<char*>(pages) + page, page, PROT_NONE) != 0)
+    return "no pages";
+  Owned<ArrowSchema> schema(ExportSchema(column));
+  Owned<ArrowArray> array(ExportArray(column));
+  char* to = static_cast<char*>(pages) + page - size;
+  std::memcpy(to, array->buffers[buffer], size);
+  const void* const before = std::exchange(array->buffers[buffer], to);
+  std::string fault = replies::CheckArrow(*schema, *array);
+  array->buffers[buffer] = before;
   munmap(pages, 2 * page);
+  return fault;
+}
+
+// Of a buffer that is shorter than it must be something is read that is not there.
+TEST(ArrowCheck, ReadsAllOfABufferAndNothingBehindIt) {
+  const auto expect = [](const Column& column, int64_t buffer, size_t size, size_t less) {
+    EXPECT_EQ(FaultWithBytesOf(column, buffer, size), "") << column.format << buffer;
+    EXPECT_DEATH(FaultWithBytesOf(column, buffer, less), "") << column.format << buffer;
+  };
+  const std::string nine = "101101101";
+  expect(Bools("b", nine), 1, 2, 1);
+  expect(Bools("b", "10110110"), 1, 1, 0);
+  expect(Bools("b", "1"), 1, 1, 0);
+  expect(Numbers<int8_t>("c", "n", std::vector<int8_t>(9), nine), 0, 2, 1);
+  expect(Numbers<int8_t>("c", "n", {1, 2, 3}), 1, 3, 2);
+  expect(Numbers<int16_t>("s", "n", {1, 2, 3}), 1, 6, 4);
+  expect(Numbers<int32_t>("i", "n", {1, 2, 3}), 1, 12, 8);
+  expect(Numbers<int64_t>("l", "n", {1, 2, 3}), 1, 24, 16);
+  expect({"d:38,0", "d", 1, {std::nullopt, Values<int64_t>({1, 0})}, {}}, 1, 16, 8);
+  expect(Texts("z", "t", {"a", "bc"}), 1, 12, 8);
+  expect(Texts("z", "t", {"a", "bc"}), 2, 3, 2);
+  expect(Texts("Z", "t", {"a", "bc"}), 1, 24, 16);
+  // The values before an offset are there as well.
+  expect(Sliced(Numbers<int32_t>("i", "n", {1, 2, 3}), 2, 1), 1, 12, 8);
 }
 
 TEST(ArrowCheck, FindsNothingInEmptyArraysWithoutBuffers) {

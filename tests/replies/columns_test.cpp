@@ -430,6 +430,46 @@ TEST(Columns, SayWhichLineOfTheirTextIsWrong) {
   EXPECT_EQ(error("table 3 F\ntitle A\n"), "line 2: a title is in English and in Chinese: title A");
   EXPECT_EQ(error("table 3 F\n[0] | A | B | - | - | F\n"),
             "line 2: an element without a column: [0] | A | B | - | - | F");
+  // A word that tells of no table, and a line of one word.
+  EXPECT_EQ(error("table 3 F\nheight 7\n"), "line 2: a column has 10 parts, not 1: height 7");
+  EXPECT_EQ(error("table 3 F\ntitle\n"), "line 2: a column has 10 parts, not 1: title");
+  const std::string array = "table 3 F\nA | 2q | A | A | - | - | - | A | array | absent\n";
+  EXPECT_EQ(error(array), "");
+  for (const char* element : {"[] | A | B | - | - | F", "[0 | A | B | - | - | F", "[0] | A | B | - | F"}) {
+    EXPECT_NE(error(array + element + "\n").find("line 3: "), std::string::npos) << element;
+  }
+}
+
+// Two digits, and blanks on all sides of a part.
+TEST(Columns, MayBeWrittenWithBlanks) {
+  const auto tables = replies::ParseDescriptions(
+      "table 3 F\n"
+      "title   A b   |   C  \n"
+      "  A  |  12q  |  One two  |   A | - | - | - | A | array |  absent or null  \n"
+      "[10]  |  First one  |  B  |  -  |  -  |  F  \n");
+  ASSERT_EQ(tables.size(), 1U);
+  EXPECT_EQ(tables[0].english, "A b");
+  EXPECT_EQ(tables[0].chinese, "C");
+  ASSERT_EQ(tables[0].columns.size(), 1U);
+  EXPECT_EQ(tables[0].columns[0].name, "A");
+  EXPECT_EQ(tables[0].columns[0].letter, "12q");
+  EXPECT_EQ(tables[0].columns[0].english.text, "One two");
+  EXPECT_EQ(tables[0].columns[0].unset, "absent or null");
+  ASSERT_EQ(tables[0].columns[0].elements.size(), 1U);
+  EXPECT_EQ(tables[0].columns[0].elements[0].index, 10);
+  EXPECT_EQ(tables[0].columns[0].elements[0].english.text, "First one");
+  EXPECT_EQ(tables[0].columns[0].elements[0].source, "F");
+}
+
+// Types in their order, and the Ids of each.
+TEST(Columns, AreSortedByTypesAndThenByIds) {
+  std::string text;
+  for (const char* head : {"type 7 B 12 F", "table 30 F", "type 7 A 11 F", "type 5 C 40 F", "table 20 F"})
+    text += std::string(head) + "\n";
+  std::vector<std::pair<int, int>> order;
+  for (const TableDescription& table : replies::ParseDescriptions(text))
+    order.emplace_back(table.type, table.id);
+  EXPECT_EQ(order, (std::vector<std::pair<int, int>>{{0, 20}, {0, 30}, {5, 40}, {7, 11}, {7, 12}}));
 }
 
 // A program that reads a reply knows its tables by their columns: two of one reply that have the same

@@ -394,6 +394,49 @@ TEST(Frames, ALongReplyIsFoundByItsPayloadOrItsLastField) {
   EXPECT_EQ(found_at("??" + size + "\x08\x14\x12\xBA\x9A\x0C" + filler), 2);
 }
 
+// Behind two stray bytes a reply of 20, and the end.
+TEST(Frames, NoneHasMoreThanTheMost) {
+  const std::string reply = WithPayload(std::string(15, 'x'));
+  const auto found = [&reply](uint64_t most) {
+    Effort effort{1000, 0};
+    const std::string bytes = "??" + InFrame(reply);
+    return FindFrame(bytes, 0, kAnywhere, true, Prefix::kVarint, most, &effort).result == Search::kFound;
+  };
+  EXPECT_TRUE(found(21));
+  EXPECT_TRUE(found(20));
+  EXPECT_FALSE(found(19));
+}
+
+// A reply without its payload needs another one behind it.
+TEST(Frames, WithoutAPayloadTheNextOneIsWaitedFor) {
+  const std::string only_id = "??\x02\x08\x14";
+  const auto search = [](const std::string& bytes, bool ended) {
+    Effort effort{1000, 0};
+    return FindFrame(bytes, 0, kAnywhere, ended, Prefix::kVarint, kMaxReplyBytes, &effort);
+  };
+  for (const char* next : {"\x07", "\x07\x08"}) {
+    const Search more = search(only_id + next, false);
+    EXPECT_EQ(more.result, Search::kNeedsMore);
+    EXPECT_LE(more.at, 2U);
+    EXPECT_EQ(search(only_id + next, true).result, Search::kNone);
+  }
+  const Search whole = search(only_id + InFrame(WithPayload("ab")), false);
+  EXPECT_EQ(whole.result, Search::kFound);
+  EXPECT_EQ(whole.at, 2U);
+}
+
+// A number that has not ended may have ten bytes.
+TEST(Frames, ANumberIsCutAsLongAsItMayEnd) {
+  for (const char* head : {"\x08\x14", "\x08\x14\x28", "\x08\x14\x12", "\x08"}) {
+    for (size_t bytes = 1; bytes <= 12; ++bytes) {
+      Effort effort{1000, 0};
+      bool has_payload = false;
+      const Look look = LookAtEnvelope(head + std::string(bytes, '\xFF'), 1000, &effort, &has_payload);
+      EXPECT_EQ(look, bytes < 10 ? Look::kSoFar : Look::kNo) << bytes;
+    }
+  }
+}
+
 // ---- plain frames ----
 
 // An object, the count of objects.

@@ -109,6 +109,16 @@ TEST(NotAReply, IsToldWithItsPlace) {
                 "not a reply: no field can begin like the bytes at offset 2 (3 bytes read)");
   ExpectNoReply("\x08", 0,
                 "not a reply: the bytes end inside the field that begins at offset 0 (1 byte read)");
+  // A tag has five bytes at most, a length too.
+  for (const char* head : {"\x08\x14", "\x08\x14\x12"}) {
+    for (size_t bytes = 1; bytes <= 6; ++bytes) {
+      const std::string all = head + std::string(bytes, '\xff');
+      const std::string read = " (" + std::to_string(all.size()) + " bytes read)";
+      ExpectNoReply(all, 2,
+                    bytes < 5 ? "not a reply: the bytes end inside the field that begins at offset 2" + read
+                              : "not a reply: no field can begin like the bytes at offset 2" + read);
+    }
+  }
   // A number of eleven bytes.
   ExpectNoReply("\x08" + std::string(11, '\xff'), 0,
                 "not a reply: no field can begin like the bytes at offset 0 (12 bytes read)");
@@ -134,6 +144,9 @@ TEST(NotAReply, IsFoundInAListOfNumbers) {
   ExpectNoReply(Wire(Delimited(3, index + Delimited(2, "\x01\x80"))), kInWire + 2 + index.size() + 2,
                 "not a reply: the list in \"Tbl.Data.iValues\", at offset 10, ends inside a number"
                 " (12 bytes read)");
+  ExpectNoReply(Wire(Delimited(3, index + Delimited(2, "\x80"))), kInWire + 2 + index.size() + 2,
+                "not a reply: the list in \"Tbl.Data.iValues\", at offset 10, ends inside a number"
+                " (11 bytes read)");
   ExpectNoReply(Wire(Delimited(3, index + Delimited(3, "12345"))), kInWire + 2 + index.size() + 2,
                 "not a reply: the list in \"Tbl.Data.fValues\", at offset 10, ends inside a number"
                 " (15 bytes read)");

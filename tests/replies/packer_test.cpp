@@ -111,6 +111,11 @@ TEST(Packer, Lz4HasAChecksumOfItsContent) {
   EXPECT_EQ(PackedInPieces(Packing::kLz4, "a", 1)[4] & 4, 4);
 }
 
+// The second byte behind the six of the magic number: 4 is CRC64, as the program itself has it.
+TEST(Packer, XzHasAChecksumOfItsContent) {
+  EXPECT_EQ(PackedInPieces(Packing::kXz, "a", 1)[7], 4);
+}
+
 #ifdef __GLIBC__
 // The least of them takes 100 KB.
 TEST(Packer, GivesItsMemoryBack) {

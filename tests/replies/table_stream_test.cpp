@@ -201,6 +201,13 @@ TEST(TableStream, NestsTablesInLists) {
   const Read whole =
       ReadAll(From({Wire({Texts("Obj", {"A"}), Tables("T", {Payload({Numbers("V", {1})})})})}), {}, Nested());
   EXPECT_EQ(whole.rows, (Rows{R"({"Obj":"A","T":[{"V":0.01}]})"}));
+  // All columns outside and one of two inside, in whatever order they stand.
+  const WireColumn inner = Tables("T", {Payload({Numbers("V", {1}), Numbers("W", {2})})});
+  const WireColumn outer = Texts("A", {"x"});
+  EXPECT_EQ(ReadAll(From({Wire({inner, outer})}), OfId(3), Columns({"T", "T.V", "A"}, false)).rows,
+            (Rows{R"({"T":[{"V":0.01}],"A":"x"})"}));
+  EXPECT_EQ(ReadAll(From({Wire({outer, inner})}), OfId(3), Columns({"A", "T.W"}, false)).rows,
+            (Rows{R"({"A":"x","T":[{"W":0.02}]})"}));
 }
 
 TEST(TableStream, KeepsByteStringsArraysAndUnsetCells) {
@@ -388,6 +395,11 @@ TEST(TableStream, EndsABatchBehindTheReplyThatFillsIt) {
   EXPECT_EQ(read.counts.rows, 10U);
   options.batch_rows = 0;
   EXPECT_EQ(ReadAll(From({two, two}), {}, options).batches, (std::vector<int64_t>{2, 2}));
+  const std::string one = Wire({Texts("A", {"x"})});
+  for (const int64_t rows : {1, 0, -1}) {
+    options.batch_rows = rows;
+    EXPECT_EQ(ReadAll(From({one, one}), {}, options).batches, (std::vector<int64_t>{1, 1})) << rows;
+  }
   // Rows that are seen count: two instruments with three rows, or two.
   options.batch_rows = 3;
   EXPECT_EQ(ReadAll(From({Kline("A", "B"), Kline("A", "B")}), OfId(21), options).batches,
@@ -452,6 +464,10 @@ TEST(TableStream, CountsRepliesThatGiveNoRows) {
   EXPECT_EQ(topics.rows, Rows(2, R"({"Obj":"A","SuoShuZhuTi":"x"})"));
   EXPECT_EQ(topics.counts.empty, 1U);
   EXPECT_EQ(topics.counts.misfits, 0U);
+  // A reply whose table did not arrive.
+  const Read tables = ReadAll(From({Wire({Texts("A", {"x"})}), "\x08\x03"}), OfId(3));
+  EXPECT_EQ(tables.counts.empty, 1U);
+  EXPECT_EQ(tables.counts.passed_over, 0U);
 }
 
 TEST(TableStream, EndsAtAMisfitBehindTheRowsBeforeIt) {
@@ -524,6 +540,26 @@ TEST(TableStream, StaysAtItsError) {
   stream.release(&stream);
 }
 
+// A source that failed is not asked again.
+TEST(TableStream, StaysAtTheErrorOfItsSource) {
+  int asked = 0;
+  const NextReply next = [&asked](Reply* reply, std::string*) {
+    if (++asked == 1) throw std::bad_alloc();
+    reply->bytes = Kline("A", "B");
+    return Next::kReply;
+  };
+  ArrowArrayStream stream{};
+  std::string error;
+  ASSERT_TRUE(MakeTableStream(next, OfId(21), {}, nullptr, nullptr, &stream, &error)) << error;
+  for (int i = 0; i < 2; ++i) {
+    ArrowArray none{};
+    EXPECT_EQ(stream.get_next(&stream, &none), ENOMEM);
+    EXPECT_STREQ(stream.get_last_error(&stream), "out of memory");
+  }
+  EXPECT_EQ(asked, 1);
+  stream.release(&stream);
+}
+
 // ---- hostile sizes ----------------------------------------------------------------------------------------
 
 // A megabyte of text beside 5,000 rows of a few bytes.
@@ -584,7 +620,38 @@ TEST(TableStream, TakesNoReplyThatAnnouncesBeyondItsLimit) {
     columns.push_back({"Type: 233", ""});
   const Read read = ReadAll(From({Wire(columns)}), OfId(3), Skipping());
   EXPECT_EQ(read.rows, Rows());
-  EXPECT_EQ(read.skipped, (std::vector<std::string>{"1 at 0: too large: it has more than 67108864 cells"}));
+  const std::vector<std::string> skipped = {"1 at 0: too large: it has more than 67108864 cells"};
+  EXPECT_EQ(read.skipped, skipped);
+  // Tables in lists have no fewer cells.
+  StreamOptions nested = Nested();
+  nested.on_misfit = OnMisfit::kSkip;
+  EXPECT_EQ(ReadAll(From({Wire({Tables("T", {Payload(columns)})})}), OfId(3), nested).skipped, skipped);
+}
+
+// 20,000 rows beside a row of 4,000 columns: too many cells where all are shown.
+TEST(TableStream, CountsTheCellsThatAreShown) {
+  std::vector<WireColumn> columns = {Tables("T", {Payload({Numbers("V", std::vector<uint64_t>(20000, 1))})})};
+  for (int i = 0; i < 4000; ++i)
+    columns.push_back({"Type: 233", ""});
+  const std::string reply = Wire(columns);
+  StreamOptions options = Columns({"T.V"});
+  options.on_misfit = OnMisfit::kSkip;
+  EXPECT_EQ(ReadAll(From({reply}), OfId(3), options).counts.rows, 20000U);
+  options.columns.clear();
+  EXPECT_EQ(ReadAll(From({reply}), OfId(3), options).counts.misfits, 1U);
+}
+
+// 40 rows with a text of 2,000 bytes each and 40 rows beside it: repeated they are 3.2 MB. Only where they
+// might be more than 16 MiB are they counted, and end a batch.
+TEST(TableStream, CountsRepeatedTextsWhereTheyMayBeMany) {
+  const auto reply = [](size_t bytes) {
+    const std::string inner = Payload({Numbers("V", std::vector<uint64_t>(40, 1))});
+    return Wire({Texts("A", std::vector<std::string>(40, std::string(bytes, 'x'))),
+                 Tables("T", std::vector<std::string>(40, inner))});
+  };
+  EXPECT_EQ(ReadAll(From({reply(2000), reply(2000), reply(2000)}), OfId(3)).batches,
+            (std::vector<int64_t>{4800}));
+  EXPECT_EQ(ReadAll(From({reply(4000), reply(4000)}), OfId(3)).batches, (std::vector<int64_t>{1600, 1600}));
 }
 
 // Half a megabyte ends a batch: two replies of 300,000 bytes.
@@ -647,6 +714,43 @@ TEST(TableBatch, RefusesATableOfWhichAlmostNothingIsThere) {
   EXPECT_TRUE(batch.empty());
 }
 
+// The same in a stream: the rows before it are given, and those behind it where misfits are skipped.
+TEST(TableStream, SaysWhichReplyCannotLeave) {
+  const Rows told = {"its table is too deep, too sparse or too large to be handed out as arrays"};
+  const auto replies = [] { return From({Sparse(1000, 1), Sparse(1000, 3000), Sparse(1000, 1)}); };
+  const Read skipped = ReadAll(replies(), OfId(3), Skipping());
+  EXPECT_EQ(skipped.rows.size(), 2U);
+  EXPECT_EQ(skipped.skipped, Rows{"2 at 100: " + told[0]});
+  EXPECT_EQ(skipped.counts.misfits, 1U);
+  EXPECT_EQ(skipped.counts.rows, 2U);
+  const Read stopped = ReadAll(replies(), OfId(3));
+  ASSERT_EQ(stopped.rows.size(), 2U);
+  EXPECT_EQ(stopped.rows[1], "error 22: reply 2 at offset 100: " + told[0]);
+  EXPECT_EQ(stopped.counts.misfits, 1U);
+}
+
+// What is remembered of its tables goes with it: another one in the same place has other columns.
+TEST(TableBatch, ForgetsTheTablesOfAMisfit) {
+  const auto reply_of = [](const char* in_t, const char* in_u) {
+    return Wire({Tables("T", {Payload({Numbers(in_t, {1})})}), Tables("U", {Payload({Numbers(in_u, {1})})})});
+  };
+  Taken taken{};
+  std::string why;
+  const auto plan = PlanFrom(reply_of("V", "V"), &taken, &why);
+  ASSERT_NE(plan, nullptr) << why;
+  replies::TableBatch batch(plan.get());
+  for (int i = 0; i < 10; ++i) {
+    EXPECT_EQ(batch.Add(ReplyOf(reply_of("V", "W"), 1), "", 0, &why), Taken::kMisfit);
+    EXPECT_EQ(batch.Add(ReplyOf(reply_of("W", "V"), 2), "", 0, &why), Taken::kMisfit);
+    EXPECT_EQ(batch.Add(ReplyOf(reply_of("V", "V"), 3), "", 0, &why), Taken::kRows);
+    replies::ArrowOwner<ArrowArray> array;
+    replies::RowOrigin misfit;
+    ASSERT_TRUE(batch.Take(array.get(), &misfit, &why)) << why;
+    array = {};
+    EXPECT_EQ(batch.Add(ReplyOf(reply_of("W", "W"), 4), "", 0, &why), Taken::kMisfit);
+  }
+}
+
 // 12 MB each: one may leave, two together may not.
 TEST(TableBatch, HandsOutInPartsWhatCannotLeaveTogether) {
   Taken taken{};
@@ -697,6 +801,18 @@ TEST(TableBatch, TakesNothingThatIsNoReply) {
   EXPECT_EQ(batch.Add(ReplyOf("\x08\x14\xA2\x01\x02\x0A", 1), "", 0, &why), Taken::kMisfit);
   EXPECT_NE(why.find("not a reply"), std::string::npos) << why;
   EXPECT_TRUE(batch.empty());
+}
+
+TEST(TableBatch, PlansForNothingThatIsNoReply) {
+  Taken taken{};
+  std::string why;
+  for (const bool decode : {false, true}) {
+    TableRequest request = OfId(20);
+    request.decode = decode;
+    EXPECT_EQ(replies::TablePlan::MakeFrom("\x08\x14\xA2\x01\x02\x0A", request, {}, &taken, &why), nullptr);
+    EXPECT_EQ(taken, Taken::kMisfit);
+    EXPECT_NE(why.find("not a reply"), std::string::npos) << why;
+  }
 }
 
 TEST(TableBatch, PlansForNoOtherId) {

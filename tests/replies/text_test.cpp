@@ -148,6 +148,37 @@ TEST(Utf8, ReplacesEachMaximalIllFormedSequence) {
   EXPECT_EQ(replies::ToUtf8("\xE9\xE9\x93\xB6"), bad + "银");
 }
 
+// Every two bytes that are no character: one sign where the second could have followed the first.
+TEST(Utf8, ReplacesTogetherWhatCouldHaveGoneOn) {
+  const std::string bad = "\xEF\xBF\xBD";
+  const auto goes_on = [](int first, int second) {
+    switch (first) {
+      case 0xE0: return second >= 0xA0 && second <= 0xBF;
+      case 0xED: return second >= 0x80 && second <= 0x9F;
+      case 0xF0: return second >= 0x90 && second <= 0xBF;
+      case 0xF4: return second >= 0x80 && second <= 0x8F;
+      default: return first >= 0xE1 && first <= 0xF3 && second >= 0x80 && second <= 0xBF;
+    }
+  };
+  for (int first = 0x80; first <= 0xFF; ++first) {
+    const std::string one(1, static_cast<char>(first));
+    EXPECT_EQ(ToUtf8(one + "yx"), bad + "yx") << first;
+    for (int second = 0x80; second <= 0xFF; ++second) {
+      if (first >= 0xC2 && first <= 0xDF && second <= 0xBF) continue;
+      const std::string two = one + static_cast<char>(second);
+      const std::string signs = goes_on(first, second) ? bad : bad + bad;
+      EXPECT_EQ(ToUtf8(two), signs) << first << ' ' << second;
+      EXPECT_EQ(ToUtf8(two + "x"), signs + "x") << first << ' ' << second;
+      if (!goes_on(first, second) || first < 0xF0) continue;
+      // A third, and what is none.
+      EXPECT_EQ(ToUtf8(two + "\x80x"), bad + "x") << first << ' ' << second;
+      EXPECT_EQ(ToUtf8(two + "\xBFx"), bad + "x") << first << ' ' << second;
+      EXPECT_EQ(ToUtf8(two + "\xC0x"), bad + bad + "x") << first << ' ' << second;
+      EXPECT_EQ(ToUtf8(two + "\x7Fx"), bad + "\x7Fx") << first << ' ' << second;
+    }
+  }
+}
+
 // The bytes behind a text are not its own, whatever they would make of it.
 TEST(Utf8, EndsWithTheText) {
   const std::string bad = "\xEF\xBF\xBD";

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <limits>
 #include <string>
 #include <string_view>
 
@@ -190,6 +191,11 @@ TEST(Unpacked, StrayBytesBehindAreNoEnd) {
     const Unpacked all = Unpack(packed + "stray bytes", 1000);
     EXPECT_EQ(all.bytes, "text") << NameOf(packing);
     EXPECT_NE(all.error.find("behind 4 unpacked bytes"), std::string::npos) << NameOf(packing) << all.error;
+    // Some of them are looked at.
+    const std::string at = "damaged at offset ";
+    const size_t offset = std::stoul(all.error.substr(all.error.find(at) + at.size()));
+    EXPECT_GE(offset, packed.size()) << NameOf(packing);
+    EXPECT_LE(offset, packed.size() + 11) << NameOf(packing);
   }
 }
 
@@ -238,6 +244,29 @@ TEST(Unpacked, HalfAReplyIsNone) {
   EXPECT_THROW(reader.Read(&reply, &error), InputError);
 }
 
+// Zeros are unpacked faster than they are taken: all that was packed is read long before the last of them.
+TEST(Unpacked, GivesWhatIsLeftBehindTheLastPackedByte) {
+  const std::string zeros(100000, '\0');
+  for (const Packing packing : kPackings) {
+    const Unpacked all = Unpack(Packed(packing, zeros), 1000000, 10);
+    EXPECT_EQ(all.error, "") << NameOf(packing);
+    EXPECT_TRUE(all.bytes == zeros) << NameOf(packing);
+  }
+}
+
+TEST(Unpacked, OnlyWhatWasPackedHasALimit) {
+  const auto most_of = [](const std::string& bytes) {
+    InPieces source(bytes, 1000);
+    UnpackedSource unpacked(&source);
+    char byte = 0;
+    EXPECT_EQ(unpacked.Read(&byte, 1), 1U);
+    return unpacked.MostAtOnce();
+  };
+  EXPECT_EQ(most_of("text"), std::numeric_limits<size_t>::max());
+  for (const Packing packing : kPackings)
+    EXPECT_EQ(most_of(Packed(packing, "text")), size_t{256} << 20) << NameOf(packing);
+}
+
 // ---- few bytes that become many ----
 
 // A billion zeros take a megabyte when they are packed, and next to nothing when they are packed as one of a
@@ -261,6 +290,18 @@ TEST(Bomb, OneReplyOfZerosIsRefused) {
   EXPECT_EQ(
       error,
       "more than 268435456 bytes out of compressed input; if they are one reply, unpack the input before");
+}
+
+// 256 MiB are the most that is taken, and are taken.
+TEST(Bomb, OneReplyOfTheMostBytesIsTaken) {
+  const std::string packed = ManyZeros("", 256);
+  MemorySource source(packed);
+  UnpackedSource unpacked(&source);
+  ReplyReader reader(&unpacked, Form::kRaw, nullptr);
+  Reply reply;
+  std::string error;
+  EXPECT_EQ(reader.Read(&reply, &error), Next::kReply) << error;
+  EXPECT_EQ(reply.bytes.size(), size_t{256} << 20);
 }
 
 // The most memory that a process of its own takes for it beyond what it begins with, in KB; -1 if `read` is

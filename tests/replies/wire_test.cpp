@@ -157,6 +157,13 @@ TEST(Envelope, BeginsWithAnIdAndAFieldThatFits) {
                                   "AB",
                                   "\x08\x14\x0A\x01x", "\x09\x14\x12\x7F"})
     EXPECT_FALSE(BeginsLikeEnvelope(bytes)) << EncodeHex(bytes);
+  // Each with every wire type: numbers are the Id and the count only.
+  for (int type = 0; type < 8; ++type) {
+    const auto with = [type](int tag) { return std::string(1, static_cast<char>(tag | type)); };
+    EXPECT_EQ(BeginsLikeEnvelope("\x08\x14" + with(0x10)), type == 2) << type;
+    EXPECT_EQ(BeginsLikeEnvelope("\x08\x14" + with(0xA0) + "\x01"), type == 2) << type;
+    EXPECT_EQ(BeginsLikeEnvelope("\x08\x14" + with(0x28)), type == 0) << type;
+  }
 }
 
 TEST(Envelope, HasOneId) {
