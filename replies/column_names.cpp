@@ -16,7 +16,7 @@ bool IsNameOf(std::string_view name, std::string_view label, size_t index, int64
 
 std::string_view NameInside(std::string_view name, std::string_view label) {
   const bool leads =
-      name.size() > label.size() + 1 && name[label.size()] == '.' && name.substr(0, label.size()) == label;
+      name.size() > label.size() && name[label.size()] == '.' && name.substr(0, label.size()) == label;
   return leads ? name.substr(label.size() + 1) : std::string_view();
 }
 

@@ -142,6 +142,7 @@ TEST(DecodePayload, TakesAPayloadThatIsAText) {
   const Table table = Decode("Id: 4 JsonTbl: '{}'");
   EXPECT_EQ(SpecOf(table.view()), "JsonTbl:s;");
   EXPECT_STREQ(table_get_str(table.get(), 0, 0), "{}");
+  EXPECT_EQ(table.view().rows(), 1);
 }
 
 TEST(DecodePayload, UnpacksTheFieldsOfTheseNames) {
@@ -208,6 +209,24 @@ TEST(DecodePayload, LeavesTheIntegersOfOtherFamiliesAsTheyAre) {
     for (size_t k = 0; k < all[i].columns.size(); ++k)
       EXPECT_EQ(all[i].columns[k].letter, none[i].columns[k].letter) << all[i].columns[k].name;
   }
+}
+
+// What a converter hands out as it is packed: the figures of an ex-rights event.
+TEST(DecodedTables, UnpackWhatIsToldToBePacked) {
+  const pb::Descriptor& envelope = *test_replies::Pool().FindMessageTypeByName("tessel.MSG");
+  for (const auto& table : replies::DecodedTables(envelope, 406, {})) {
+    if (table.path != "Data/Data") continue;
+    size_t figures = 0;
+    for (const auto& column : table.columns) {
+      if (column.name != "MeiGuSongGu" && column.name != "MeiGuPeiGu" && column.name != "PeiGuJiaGe")
+        continue;
+      EXPECT_EQ(column.letter, 'd') << column.name;
+      ++figures;
+    }
+    EXPECT_EQ(figures, 3U);
+    return;
+  }
+  FAIL() << "no such table";
 }
 
 TEST(DecodedTables, TellTheColumnsAndTheirFields) {

@@ -104,6 +104,15 @@ TEST(LogLine, ALongReplyIsOneHoweverItsFirstLineLooks) {
             Strings{kReplyBytes + payload});
 }
 
+// Its second line is one by itself: a payload of seven bytes, of which the last six are a reply.
+TEST(LogLine, ALongReplyIsOneHoweverItsOtherLinesLook) {
+  const std::string head = "\x08\x14\xA2\x01\x07x";
+  for (const std::string& digits : {EncodeHex(head) + "\\n" + EncodeHex(kReplyBytes),
+                                    EncodeBase64(head) + "\\n" + EncodeBase64(kReplyBytes)}) {
+    EXPECT_EQ(Replies("got " + digits + " end"), Strings{head + kReplyBytes}) << digits;
+  }
+}
+
 TEST(LogLine, Base64MayBeJoinedToAName) {
   for (const std::string line :
        {"GET /reply/CBYSBUFCQ0RF?x=1", "GET reply/CBYSBUFCQ0RF", "a/b/c/d/CBYSBUFCQ0RF/e",

@@ -78,6 +78,8 @@ TEST(Recognise, ABlockMayEndInsideALineOfDigits) {
 // A length that no reply has is none.
 TEST(Recognise, NoLengthIsBeyondWhatAReplyMayHave) {
   EXPECT_EQ(ToldForm("\xFF\xFF\xFF\xFF\x0F" + kReplyBytes, Extent::kBlock), "raw?");
+  EXPECT_EQ(ToldForm("\xFF\xFF\xFF\xFF\x07" + kReplyBytes, Extent::kBlock), "delimited");
+  EXPECT_EQ(ToldForm("\x80\x80\x80\x80\x08" + kReplyBytes, Extent::kBlock), "raw?");
   // 2^31 - 1 bytes behind the first one, and one more.
   const std::string first = std::string("\0\0\0\6", 4) + kReplyBytes;
   EXPECT_EQ(ToldForm(first + "\x7F\xFF\xFF\xFF" + kReplyBytes, Extent::kBlock), "fixed32be");
@@ -118,6 +120,21 @@ TEST(Recognise, FewLinesOfDigitsAreLookedAtOneByOne) {
   EXPECT_EQ(ToldForm(lines + kReplyHex + "\n", Extent::kWhole), "lines by line");
   EXPECT_EQ(ToldForm(lines + none + kReplyHex + "\n", Extent::kWhole), "hex");
   EXPECT_EQ(ToldForm(lines + none + "10:00 got " + kReplyHex + "\n", Extent::kWhole), "lines by line");
+}
+
+// The digits are the last of sixteen words, or behind them.
+TEST(Recognise, DigitsBeginWithOneOfTheFirstWords) {
+  const auto lines = [](int words) {
+    std::string text;
+    for (const char* digits : {"0816", "1204", "41424344"}) {
+      for (int i = 0; i < words; ++i)
+        text += "z ";
+      text += std::string(digits) + "\n";
+    }
+    return text;
+  };
+  EXPECT_EQ(ToldForm(lines(15), Extent::kWhole), "hex from 30");
+  EXPECT_EQ(ToldForm(lines(16), Extent::kWhole), "text?");
 }
 
 TEST(Recognise, TheFormThatWasAskedForIsNotDoubted) {

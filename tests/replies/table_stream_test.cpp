@@ -723,6 +723,10 @@ TEST(TableStream, SaysWhichReplyCannotLeave) {
   EXPECT_EQ(skipped.skipped, Rows{"2 at 100: " + told[0]});
   EXPECT_EQ(skipped.counts.misfits, 1U);
   EXPECT_EQ(skipped.counts.rows, 2U);
+  // Alone in its batch, too.
+  StreamOptions options = Skipping();
+  options.batch_rows = 1;
+  EXPECT_EQ(ReadAll(replies(), OfId(3), options).rows.size(), 2U);
   const Read stopped = ReadAll(replies(), OfId(3));
   ASSERT_EQ(stopped.rows.size(), 2U);
   EXPECT_EQ(stopped.rows[1], "error 22: reply 2 at offset 100: " + told[0]);
