@@ -13,7 +13,7 @@ void TimeSpan::Add(const TimeSpan& other) {
 }
 
 void RowCounts::Add(const RowCounts& other) {
-  tables += other.tables;
+  has_table = has_table || other.has_table;
   rows += other.rows;
   failed += other.failed;
   moments.Add(other.moments);

@@ -45,11 +45,11 @@ struct SizeCounts {
 
 // Of those that were decoded.
 struct RowCounts {
-  uint64_t tables = 0;  // replies that gave one
-  uint64_t rows = 0;    // innermost ones
-  uint64_t failed = 0;  // replies that cannot be decoded
-  TimeSpan moments;     // times with a date
-  TimeSpan of_a_day;    // times without one
+  bool has_table = false;  // whether a reply gave one
+  uint64_t rows = 0;       // innermost ones
+  uint64_t failed = 0;     // replies that cannot be decoded
+  TimeSpan moments;        // times with a date
+  TimeSpan of_a_day;       // times without one
 
   void Add(const RowCounts& other);
 };

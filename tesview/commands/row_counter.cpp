@@ -83,7 +83,7 @@ std::string CountRows(const std::string& bytes, int32_t id, RowCounts* counts) {
   if (!table) return replies::DiagnoseReply(bytes).message;
   RowCounts counted;
   counted.rows = RowWalk({id, type ? static_cast<int>(*type) : 0, false}, &counted).Rows(table.view());
-  counted.tables = 1;
+  counted.has_table = true;
   counts->Add(counted);
   return std::string();
 }

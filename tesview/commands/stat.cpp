@@ -94,7 +94,7 @@ StatCells CellsOfStat(const StatLine& line, const StatLine& total, bool with_row
                   fmt::format("{}", line.sizes.bytes), fmt::format("{:.1f}%", 100 * ShareOf(line, total))};
   if (!with_rows) return cells;
   const TimeSpan& span = SpanOf(line.rows);
-  cells.push_back(line.rows.tables == 0 ? "-" : fmt::format("{}", line.rows.rows));
+  cells.push_back(line.rows.has_table ? fmt::format("{}", line.rows.rows) : "-");
   cells.push_back(fmt::format("{}", line.rows.failed));
   cells.push_back(span.first() ? TimeText(span.first()) : "-");
   cells.push_back(span.last() ? TimeText(span.last()) : "-");
@@ -141,7 +141,7 @@ std::string StatMembers(const StatLine& line, bool with_rows) {
   if (!with_rows) return json;
   const TimeSpan& span = SpanOf(line.rows);
   return json + fmt::format(", \"rows\": {}, \"failed\": {}, \"first\": {}, \"last\": {}",
-                            line.rows.tables == 0 ? "null" : fmt::format("{}", line.rows.rows),
+                            line.rows.has_table ? fmt::format("{}", line.rows.rows) : "null",
                             line.rows.failed, QuotedOrNull(TimeText(span.first())),
                             QuotedOrNull(TimeText(span.last())));
 }
@@ -185,7 +185,6 @@ class SizeTally : public Tally {
 
   void Add(const SizeTally& other) {
     other.sizes_.ForEach([this](int64_t id, const SizeCounts& counts) {
-      if (counts.replies == 0) return;
       SizeCounts& all = sizes_.Of(id);
       all.replies += counts.replies;
       all.bytes += counts.bytes;

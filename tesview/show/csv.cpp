@@ -194,9 +194,9 @@ class CsvLevel {
     }
   }
 
+  // No table has them, so nobody looks for them by name.
   void AddAll(const TableColumns& known) {
     for (size_t i = 0; i < known.size(); ++i) {
-      known_.emplace(known[i].label, columns_.size());
       columns_.push_back({known[i].label, static_cast<int>(i), !known[i].is_table(), 0, nullptr});
       if (known[i].is_table()) columns_.back().inner = std::make_unique<CsvLevel>();
     }

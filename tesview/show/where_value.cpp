@@ -39,10 +39,8 @@ bool ReadMagnitude(std::string_view digits, uint64_t* magnitude) {
 
 // 12.00 is as whole as 12.
 std::string_view WithoutZeroFraction(std::string_view digits) {
-  const size_t point = digits.find('.');
-  if (point == std::string_view::npos || point == 0) return digits;
-  const bool zero = digits.find_first_not_of('0', point + 1) == std::string_view::npos;
-  return zero ? digits.substr(0, point) : digits;
+  const size_t last = digits.find_last_not_of('0');
+  return last != std::string_view::npos && digits[last] == '.' ? digits.substr(0, last) : digits;
 }
 
 // ---- numbers ----------------------------------------------------------------------------------------------
