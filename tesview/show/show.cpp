@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "replies/decode.h"
@@ -240,18 +241,16 @@ void ShowNdjson(const View& view, const Item& item, Shown* shown) {
 // Kept by each thread from one reply to the next.
 const replies::TableColumns* ColumnsKnownOf(const View& view, const Rendered& rendered) {
   using Kind = std::tuple<int32_t, int, bool>;
-  constexpr size_t kMostKept = 64;
-  thread_local std::map<Kind, std::optional<replies::TableColumns>> kept;
+  thread_local std::map<Kind, replies::TableColumns> kept;
   if (!view.path.empty()) return nullptr;
   const int type = rendered.type ? static_cast<int>(*rendered.type) : 0;
   const Kind kind{rendered.id, type, rendered.decoded};
   const auto known = kept.find(kind);
-  if (known != kept.end()) return known->second ? &*known->second : nullptr;
-  if (kept.size() >= kMostKept) kept.clear();
-  auto& columns = kept[kind];
-  columns = rendered.decoded ? replies::DecodedColumns(rendered.id, *view.decode)
-                             : replies::DescribedColumns(rendered.id, type);
-  return columns ? &*columns : nullptr;
+  if (known != kept.end()) return &known->second;
+  auto columns = rendered.decoded ? replies::DecodedColumns(rendered.id, *view.decode)
+                                  : replies::DescribedColumns(rendered.id, type);
+  // A stream may have any Id; of few of them something is known.
+  return columns ? &kept.emplace(kind, std::move(*columns)).first->second : nullptr;
 }
 
 void ShowCsv(const View& view, const Item& item, Shown* shown) {
