@@ -322,6 +322,29 @@ TEST(Arrow, IsNotForATerminal) {
             "tesview: a terminal cannot show Arrow; take a file or a pipe (tesview --help tells more)\n");
 }
 
+// What is wrong with a reply is its own; what one has not, others have neither.
+TEST(Arrow, SaysOfEachDamagedReplyThatItIs) {
+  // Id 21, whose payload is cut in itself.
+  const std::string cut = Framed("\x08\x15\xAA\x01\x02\x0A\x05");
+  const auto errors = [](const std::string& stream, const char* column) {
+    const Result result = ViewBytes(stream, {"--from", "delimited", "--to", "arrow", "--columns", column});
+    EXPECT_EQ(result.code, 1);
+    return LinesOf(result.err);
+  };
+  for (const std::string& first : {std::string(), Framed(TwoKlines())}) {
+    const Strings each = errors(first + cut + cut + cut, "Obj");
+    ASSERT_EQ(each.size(), 3U);
+    for (const std::string& line : each)
+      EXPECT_NE(line.find(": not a reply: "), std::string::npos) << line;
+  }
+  // There is no such column; and another Id than the first.
+  for (const Strings& once : {errors(StreamOf(TwoKlines(), 3), "Nothing"),
+                              errors(Framed(TwoKlines()) + StreamOf(Reply("Id: 22"), 3), "Obj")}) {
+    ASSERT_EQ(once.size(), 2U);
+    EXPECT_EQ(once[1].find("tesview: 2 more replies like that: "), 0U) << once[1];
+  }
+}
+
 // ---- many replies -----------------------------------------------------------------------------------------
 
 TEST_F(Files, ArrowOfManyJobsHasTheRowsOfOne) {
@@ -356,6 +379,23 @@ TEST(Arrow, OfAnyLengthTakesBoundedMemory) {
     EXPECT_EQ(arrow_reader::Read(many.out).fault, "");
     EXPECT_LT(many.most_memory, few.most_memory + 16 * 1024) << jobs;
   }
+}
+
+// A text of 30 kB beside a table of 200 rows is 6 MB of arrays, and they are written before more are made.
+TEST(Arrow, OfShortRepliesWithManyRowsIsNotGathered) {
+  if (kSanitized) GTEST_SKIP() << "sanitizers keep freed memory";
+  std::string inner = "Info { Name: 'B' Type: 105 } Data { Index: 0";
+  for (int i = 0; i < 200; ++i)
+    inner += " iValues: 0";
+  const std::string reply =
+      Wire("Info { Name: 'N' Type: 115 } Info { Name: 'T' Type: 116 } Data { Index: 0 sValues: '" +
+           std::string(30000, 'x') + "' } Data { Index: 1 tValues { " + inner + " } } }");
+  const auto memory = [&reply](int count) {
+    const Result result = viewer::Shell("exec \"$0\" --to arrow --jobs 1 >/dev/null", StreamOf(reply, count));
+    EXPECT_EQ(result.code, 0) << result.err;
+    return result.most_memory;
+  };
+  EXPECT_LT(memory(30), memory(3) + 32 * 1024);
 }
 
 // What has come whole is given when the source pauses.

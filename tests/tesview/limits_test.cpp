@@ -129,10 +129,11 @@ TEST(Hostile, TextRepeatedWithoutEndIsRefused) {
   const std::string reply =
       Wire("Info { Name: 'N' Type: 115 } Info { Name: 'T' Type: 116 } Data { Index: 0 sValues: '" +
            std::string(200000, 'x') + "' } Data { Index: 1 tValues { " + inner + " } } }");
-  const Result result = ViewBytes(reply, {"--to", "ndjson"});
-  EXPECT_EQ(
-      result.err,
-      "tesview: (standard input): too large to be shown as a whole; take --head, --columns or --path\n");
+  for (const char* to : {"ndjson", "csv"}) {
+    const Result result = ViewBytes(reply, {"--to", to});
+    EXPECT_EQ(result.err, kTooLarge) << to;
+    EXPECT_EQ(result.out.size(), 0U) << to;
+  }
   EXPECT_EQ(ViewBytes(reply, {}).code, 0);
 }
 

@@ -109,6 +109,21 @@ TEST(Ndjson, WhatALargeReplyLeftBehindIsInNoOther) {
   EXPECT_EQ(lines[5], line(5, 0, "\"Price\":12.34"));
 }
 
+TEST(Ndjson, NamesOfRepliesThatAreDoneTakeNoMemory) {
+  if (viewer::kSanitized) GTEST_SKIP() << "sanitizers keep freed memory";
+  const auto memory = [](int replies) {
+    std::string stream;
+    for (int i = 0; i < replies; ++i) {
+      const std::string name(4'000'000, static_cast<char>('a' + i));
+      stream += Framed(Wire("Info { Name: '" + name + "' Type: 105 } Data { Index: 0 iValues: 0 }"));
+    }
+    const auto result = viewer::Shell("exec \"$0\" --to ndjson --jobs 1 >/dev/null", stream);
+    EXPECT_EQ(result.code, 0) << result.err;
+    return result.most_memory;
+  };
+  EXPECT_LT(memory(8), memory(2) + 24 * 1024);
+}
+
 TEST(Ndjson, SeveralNumbersThatWereNotSentAreNull) {
   const std::string reply = Reply("Id: 405 RepDataCaiWuShuJuFanHui { Crc32: 0 Data { DaiMa: 'A' } }");
   EXPECT_EQ(ViewBytes(reply, {"--to", "ndjson", "--path", "0/Data", "--columns", "DaiMa,Data"}).out,

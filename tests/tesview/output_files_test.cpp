@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
@@ -92,6 +93,41 @@ TEST_F(OutputFiles, CompressedByTheNameAndReadByTheUsualPrograms) {
     ++unpacked;
   }
   EXPECT_GE(unpacked, 1);
+}
+
+// A summary tells times, which differ.
+TEST_F(OutputFiles, EveryOtherFormIsWholeInACompressedFile) {
+  if (program::Run({"sh", "-c", "command -v gzip"}).code != 0) GTEST_SKIP() << "there is no gzip";
+  for (const char* form : {"table", "json", "pretty", "ndjson", "csv", "tsv", "arrow", "text", "bin"}) {
+    const std::string path = Path(std::string(form) + ".gz");
+    const Result result = ViewBytes(StreamOf(TwoKlines(), 3), {"--to", form, "-o", path});
+    EXPECT_EQ(result.code, 0) << form << result.err;
+    const std::string expected = ViewBytes(StreamOf(TwoKlines(), 3), {"--to", form}).out;
+    EXPECT_FALSE(expected.empty());
+    EXPECT_EQ(program::Run({"gzip", "-dc", path}).out, expected) << form;
+  }
+}
+
+// The descriptor of a file is that of standard input then.
+TEST_F(OutputFiles, NeedNoStandardInput) {
+  Write("in.bin", Prices());
+  const auto view = [&](const std::string& arguments) {
+    return viewer::Shell("cd '" + directory_ + "' && exec \"$0\" in.bin " + arguments + " <&-");
+  };
+  const std::string expected = "Price\n12.34\n0.5\n";
+  for (const std::string name : {"a.csv", "b.csv.gz"}) {
+    const Result result = view("-o " + name);
+    EXPECT_EQ(result.code, 0) << result.err;
+  }
+  EXPECT_EQ(Slurp(Path("a.csv")), expected);
+  const Result split = view("--split-by id -o '{id}.csv'");
+  EXPECT_EQ(split.code, 0) << split.err;
+  EXPECT_EQ(Slurp(Path("3.csv")), expected);
+  const Result packed = view("--split-by id -o '{id}.csv.gz'");
+  EXPECT_EQ(packed.code, 0) << packed.err;
+  EXPECT_EQ(Slurp(Path("3.csv.gz")), Slurp(Path("b.csv.gz")));
+  // The input and these.
+  EXPECT_EQ(std::distance(fs::directory_iterator(directory_), fs::directory_iterator()), 5);
 }
 
 TEST_F(OutputFiles, NothingIsReplacedUnlessForced) {

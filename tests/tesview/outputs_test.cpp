@@ -76,6 +76,22 @@ TEST(OutputPieces, OfALongerLineAreThatLine) {
   EXPECT_EQ(pieces, Pieces{longer.substr(0, 65536) + "z"});
 }
 
+TEST(OutputPieces, ThatFitAreNotTakenApart) {
+  Pieces pieces;
+  Output output = Into(&pieces);
+  output.Write("a\nb\nc");
+  output.Flush();
+  EXPECT_EQ(pieces, Pieces{"a\nb\nc"});
+  // The largest one that fits.
+  pieces.clear();
+  const std::string full = "a\n" + std::string(65534, 'x');
+  output.Write(full);
+  EXPECT_EQ(pieces, Pieces{full});
+  pieces.clear();
+  output.Write(full + "x");
+  EXPECT_EQ(pieces, (Pieces{"a\n", std::string(65535, 'x')}));
+}
+
 TEST(OutputPieces, ThatAreSmallWaitForOthers) {
   Pieces pieces;
   Output output = Into(&pieces);

@@ -168,19 +168,33 @@ TEST(Redact, AGroupInFrontHidesNothing) {
   EXPECT_NE(redacted.out.find("***"), std::string::npos);
 }
 
-TEST_F(Files, NothingSteersATerminalInAnyForm) {
-  if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
-  // Escape, DEL, U+009B, U+202E and U+2066.
+// Escape, DEL, U+009B, U+202E and U+2066.
+std::string HostileReply() {
   const std::string hostile = "a\\033[31m\\177\\302\\233\\342\\200\\256\\342\\201\\246z";
+  return Reply("Id: 21 RepDataQuoteKlineSingle { Obj: '" + hostile + "' }");
+}
+
+class FormInATerminal : public Files, public testing::WithParamInterface<const char*> {};
+
+TEST_P(FormInATerminal, DoesNotSteerIt) {
+  if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
+  const std::string path = Write("a.bin", HostileReply());
+  const Result seen = View({"--to", GetParam(), "--color", "never", path}, InTerminal(200));
+  EXPECT_EQ(seen.code, 0) << seen.err;
+  EXPECT_NE(seen.out, "");
+  for (const std::string bad : {"\x1b", "\x7f", "\xC2\x9B", "\xE2\x80\xAE", "\xE2\x81\xA6"})
+    EXPECT_EQ(seen.out.find(bad), std::string::npos);
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, FormInATerminal,
+                         testing::Values("table", "json", "pretty", "ndjson", "csv", "tsv", "text",
+                                         "summary"),
+                         [](const auto& form) { return std::string(form.param); });
+
+TEST_F(Files, ATerminalIsToldWhatWouldSteerIt) {
+  if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
   const std::string raw = "a\x1b[31m\x7f\xC2\x9B\xE2\x80\xAE\xE2\x81\xA6z";
-  const std::string reply = Reply("Id: 21 RepDataQuoteKlineSingle { Obj: '" + hostile + "' }");
-  const std::string path = Write("a.bin", reply);
-  for (const std::string to : {"table", "json", "pretty", "ndjson", "csv", "tsv", "text", "summary"}) {
-    const Result seen = View({"--to", to, "--color", "never", path}, InTerminal(200));
-    EXPECT_EQ(seen.code, 0) << to << seen.err;
-    for (const std::string bad : {"\x1b", "\x7f", "\xC2\x9B", "\xE2\x80\xAE", "\xE2\x81\xA6"})
-      EXPECT_EQ(seen.out.find(bad), std::string::npos) << to;
-  }
+  const std::string path = Write("a.bin", HostileReply());
   // In a pipe all is exact.
   EXPECT_NE(View({"--to", "csv", path}).out.find(raw), std::string::npos);
   const std::string json = View({"--to", "json", path}, InTerminal(200)).out;

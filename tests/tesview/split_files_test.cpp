@@ -105,6 +105,23 @@ TEST_F(SplitUnits, APartThatIsGoneIsSaid) {
   }
 }
 
+// Where it is closed, files get its descriptor, which is 0.
+TEST_F(SplitUnits, NeedsNoStandardInput) {
+  const int standard_input = dup(STDIN_FILENO);
+  close(STDIN_FILENO);
+  for (const char* pattern : {"{id}.csv", "{id}.csv.gz"}) {
+    SplitFiles files(Place(pattern), false, "");
+    EXPECT_EQ(ErrorOf(&files, "7"), "");
+    EXPECT_NO_THROW(files.Commit());
+  }
+  // It is free again.
+  EXPECT_EQ(dup(STDERR_FILENO), STDIN_FILENO);
+  dup2(standard_input, STDIN_FILENO);
+  close(standard_input);
+  EXPECT_EQ(Slurp(Place("7.csv")), "h\nline\n");
+  EXPECT_TRUE(fs::exists(Place("7.csv.gz")));
+}
+
 TEST_F(SplitUnits, TakesAHundredThousandFiles) {
   SplitFiles files(Place("{id}.csv"), false, "");
   for (int i = 0; i < 100000; ++i)

@@ -26,6 +26,11 @@ using viewer::TwoKlines;
 using viewer::View;
 using viewer::ViewBytes;
 
+Strings And(Strings words, const Strings& more) {
+  words.insert(words.end(), more.begin(), more.end());
+  return words;
+}
+
 // Three replies of four bytes, of two fields of two bytes each, and one of two bytes.
 std::string FourReplies() {
   return StreamOf(Reply("Id: 22 ObjCount: 7"), 2) + Framed(Reply("Id: 20")) +
@@ -118,6 +123,18 @@ TEST(Stat, RowsNeedNoTimes) {
             "1 0 2024-06-17 2024-06-17");
 }
 
+// Whichever comes first.
+TEST(Stat, RowsAreToldBesideRepliesThatDoNotDecode) {
+  // Id 21 whose payload is cut in itself.
+  const std::string cut = Framed("\x08\x15\xAA\x01\x02\x0A\x05");
+  const std::string good = Framed(TwoKlines());
+  for (const std::string& stream : {good + cut, cut + good, cut + good + cut}) {
+    const std::string failed = stream.size() > good.size() + cut.size() ? "2" : "1";
+    EXPECT_EQ(RowsAndTimes(stream), "3 " + failed + " 2024-06-17 2024-06-18");
+  }
+  EXPECT_EQ(RowsAndTimes(cut + cut), "- 2 - -");
+}
+
 TEST(Stat, ARowlessReplyWithoutAnIdFails) {
   const std::string stream = Framed(Reply("Id: 22")) + Framed("\x12\x01\x41") + Framed(Reply("Id: 22"));
   const Result result = ViewBytes(stream, {"stat", "--rows", "--from", "delimited"});
@@ -176,6 +193,19 @@ TEST(Stat, RepliesWithoutAnIdHaveALine) {
   EXPECT_NE(ViewBytes(FourReplies() + Framed("") + FourReplies(), {"stat", "--to", "json"})
                 .out.find("{\"id\": null, \"payload\": \"(no Id)\", \"replies\": 1, \"bytes\": 0"),
             std::string::npos);
+}
+
+TEST(Stat, RepliesWithoutBytesHaveNoShare) {
+  const std::string stream = FourReplies() + Framed("") + FourReplies();
+  const Strings fifth{"stat", "--skip", "4", "--limit", "1"};
+  EXPECT_EQ(ViewBytes(stream, fifth).out,
+            "Id  payload  replies  bytes  share\n"
+            "    (no Id)        1      0   0.0%\n"
+            "    total          1      0   0.0%\n");
+  EXPECT_EQ(
+      ViewBytes(stream, And(fifth, {"--to", "json"})).out,
+      "{\"replies\": 1, \"bytes\": 0, \"damaged\": 0, \"ids\": [{\"id\": null, \"payload\": \"(no Id)\", "
+      "\"replies\": 1, \"bytes\": 0, \"share\": 0}]}\n");
 }
 
 TEST(Stat, AnyIdIsCountedButNotAnyNumberOfThemToldApart) {
@@ -264,11 +294,6 @@ TEST(Stat, ShowsProgressInATerminalWhenTheWorkIsLong) {
   EXPECT_EQ(LinesOf(shown.out).size(), 3U);
 }
 
-Strings And(Strings words, const Strings& more) {
-  words.insert(words.end(), more.begin(), more.end());
-  return words;
-}
-
 // Some 33 MB, so that threads look at parts of it: replies of four Ids; one of 17 MB that reaches over a part
 // and has whole frames inside; stray bytes; a length that reaches over others; one half written at the end.
 std::string LargeStream() {
@@ -351,6 +376,23 @@ TEST_F(Files, StatTakesWholePartsFromThreads) {
     for (const size_t line : {2U, 3U, 4U})
       EXPECT_EQ(count_in(line), each) << lines[line];
     EXPECT_EQ(file.out, ViewBytes(stream, {"stat", "-"}).out);
+  }
+}
+
+TEST_F(Files, StatTakesPartsOfOneFileAfterTheOther) {
+  // 10,000 replies of 2,006 bytes take 20 MB with their lengths.
+  const std::string reply = "\x08\x17\xBA\x01" + viewer::Varint(2000) + std::string(2000, 'x');
+  ASSERT_EQ(reply.size(), 2006U);
+  const std::string large = Write("large.stream", StreamOf(reply, 10000));
+  const std::string small = Write("small.stream", Framed(Reply("Id: 22")));
+  for (const char* jobs : {"1", "3"}) {
+    const Result result = View({"stat", "--jobs", jobs, large, large, small, large});
+    EXPECT_EQ(result.err, "");
+    const Strings lines = LinesOf(result.out);
+    ASSERT_EQ(lines.size(), 4U) << result.out;
+    EXPECT_NE(lines[1].find("        1         2    0.0%"), std::string::npos) << lines[1];
+    EXPECT_NE(lines[2].find("    30000  60180000  100.0%"), std::string::npos) << lines[2];
+    EXPECT_NE(lines[3].find("    30001  60180002  100.0%"), std::string::npos) << lines[3];
   }
 }
 

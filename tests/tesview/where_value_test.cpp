@@ -4,6 +4,8 @@
 
 #include <limits>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "tsl_base/table.hpp"
 
@@ -128,6 +130,104 @@ TEST(WhereNumber, IsComparedWithEveryType) {
   for (const std::string text : {"a!=-128", "a<-128", "a>-128", "d>255", "d<255", "f>=4294967296",
                                  "f<=4294967294", "g!=-0.5", "a~129"})
     EXPECT_FALSE(is(text)) << text;
+}
+
+// Twelve in a cell of each type, or less than nothing where there is a sign.
+TEST(WhereNumber, MayBeAFractionOrBeyondEveryType) {
+  const Table table("a:c;b:h;c:i;d:q;e:f;f:d;g:P;h:V;i:C;j:H;k:I;l:Q;m:T", 2);
+  const auto set = [&table](int row, int col, auto value) {
+    table_set_buff(table.get(), row, col, &value, sizeof value, 0);
+  };
+  for (int row = 0; row < 2; ++row) {
+    const int twelve = row == 0 ? 12 : -12;
+    set(row, 0, static_cast<int8_t>(twelve));
+    set(row, 1, static_cast<int16_t>(twelve));
+    set(row, 2, static_cast<int32_t>(twelve));
+    set(row, 3, static_cast<int64_t>(twelve));
+    set(row, 4, static_cast<float>(twelve));
+    set(row, 5, static_cast<double>(twelve));
+    table_set_pfloat(table.get(), row, 6, PFloat(twelve, 0));
+    table_set_vfloat(table.get(), row, 7, VFloat(twelve, 0));
+  }
+  set(0, 8, uint8_t{12});
+  set(0, 9, uint16_t{12});
+  set(0, 10, uint32_t{12});
+  set(0, 11, uint64_t{12});
+  table_set_uint64(table.get(), 0, 12, 12);
+  const std::vector<Column> columns = ColumnsOf(table.view());
+  const auto is = [&](const Column& column, int row, const std::string& comparison) {
+    Where where;
+    std::string error;
+    EXPECT_TRUE(where.Add(column.name + comparison, &error)) << error;
+    const WhereCondition& condition = *where.conditions()[0];
+    return IsComparable(condition, column) && Holds(condition, table.view(), row, column);
+  };
+  for (const Column& column : columns) {
+    for (const char* yes :
+         {"=12",    "=12.0", "=+12", "=0xC", "=1.2e1", ">11",   "<13",    ">11.5", "<12.5", "!=12.5",
+          "!=11.5", ">=12",  "<=12", ">-12", ">-12.5", "<1e30", ">-1e30", "<inf",  ">-inf", "~12"})
+      EXPECT_TRUE(is(column, 0, yes)) << column.name << yes;
+    for (const char* no : {"!=12", "!=12.0", "!=1.2e1", "=12.5", "=11.5", ">12.5", "<11.5", "=13", "=-12",
+                           "<-12.5", ">1e30", "<-1e30", "=1e30", "=inf", "~3"})
+      EXPECT_FALSE(is(column, 0, no)) << column.name << no;
+  }
+  for (size_t i = 0; i < 8; ++i) {
+    for (const char* yes : {"=-12", "=-12.0", "=-1.2e1", ">-13", "<-11", ">-12.5", "<-11.5", "<12", "<12.5",
+                            "!=-12.5", "!=12", "<1e30", ">-1e30", "~-12"})
+      EXPECT_TRUE(is(columns[i], 1, yes)) << columns[i].name << yes;
+    for (const char* no : {"!=-12", "=12", "=-12.5", "<-12.5", ">-11.5", ">12", ">0", "=-13", "=-1e30"})
+      EXPECT_FALSE(is(columns[i], 1, no)) << columns[i].name << no;
+  }
+}
+
+// What is told of an element goes before what is told of its column, and counts only if the cell has it.
+TEST(WhereTime, IsComparedWithCellsThatMayHoldOne) {
+  const Table table("n:2i", 1);
+  Column column = ColumnsOf(table.view())[0];
+  Where where;
+  std::string error;
+  ASSERT_TRUE(where.Add("n = 2024-06-17", &error)) << error;
+  const auto comparable = [&](const char* kind, const std::vector<std::pair<int, const char*>>& elements) {
+    replies::ColumnDescription told;
+    told.kind = {kind, false};
+    for (const auto& [index, of_element] : elements) {
+      told.elements.emplace_back();
+      told.elements.back().index = index;
+      told.elements.back().kind = {of_element, false};
+    }
+    column.told = &told;
+    return IsComparable(*where.conditions()[0], column);
+  };
+  EXPECT_TRUE(comparable("yyyymmdd", {}));
+  EXPECT_FALSE(comparable("id", {}));
+  EXPECT_TRUE(comparable("id", {{0, "yyyymmdd"}}));
+  EXPECT_TRUE(comparable("id", {{1, "yyyymmdd"}}));
+  EXPECT_FALSE(comparable("id", {{2, "yyyymmdd"}}));
+  EXPECT_TRUE(comparable("yyyymmdd", {{0, "id"}}));
+  EXPECT_TRUE(comparable("yyyymmdd", {{1, "id"}}));
+  EXPECT_FALSE(comparable("yyyymmdd", {{0, "id"}, {1, "id"}}));
+}
+
+TEST(WhereNumber, MayHaveZerosBehindItsPoint) {
+  for (const char* whole : {"12", "12.", "12.0", "12.000", "+12.0", "012.0"}) {
+    ASSERT_TRUE(ParseWhereNumber(whole)) << whole;
+    EXPECT_TRUE(ParseWhereNumber(whole)->whole) << whole;
+    EXPECT_EQ(ParseWhereNumber(whole)->magnitude, 12U) << whole;
+  }
+  for (const char* nothing : {"0", "000", "0.0", "-0.", "0x0"}) {
+    ASSERT_TRUE(ParseWhereNumber(nothing)) << nothing;
+    EXPECT_TRUE(ParseWhereNumber(nothing)->whole) << nothing;
+    EXPECT_EQ(ParseWhereNumber(nothing)->magnitude, 0U) << nothing;
+  }
+  for (const char* fraction : {".0", ".000", "12.01", "12.10", "12.0e0", "100e-1", "10.01000"}) {
+    ASSERT_TRUE(ParseWhereNumber(fraction)) << fraction;
+    EXPECT_FALSE(ParseWhereNumber(fraction)->whole) << fraction;
+  }
+  for (const char* wrong : {".", "+.", "1.2.0", "1..0", "0x.0", "1e5.0", "x.0"})
+    EXPECT_FALSE(ParseWhereNumber(wrong)) << wrong;
+  EXPECT_EQ(ParseWhereNumber("100")->magnitude, 100U);
+  EXPECT_EQ(ParseWhereNumber("100.00")->magnitude, 100U);
+  EXPECT_EQ(ParseWhereNumber(".0")->floating, 0);
 }
 
 TEST(WhereNumber, HasOneSignAndDigitsBehindIt) {
