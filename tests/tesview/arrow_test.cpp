@@ -337,9 +337,10 @@ TEST(Arrow, SaysOfEachDamagedReplyThatItIs) {
     for (const std::string& line : each)
       EXPECT_NE(line.find(": not a reply: "), std::string::npos) << line;
   }
-  // There is no such column; and another Id than the first.
-  for (const Strings& once : {errors(StreamOf(TwoKlines(), 3), "Nothing"),
-                              errors(Framed(TwoKlines()) + StreamOf(Reply("Id: 22"), 3), "Obj")}) {
+  // There is no such column; no table; and another Id than the first.
+  for (const Strings& once :
+       {errors(StreamOf(TwoKlines(), 3), "Nothing"), errors(StreamOf(Reply("Id: 22"), 3), "Obj"),
+        errors(Framed(TwoKlines()) + StreamOf(Reply("Id: 22"), 3), "Obj")}) {
     ASSERT_EQ(once.size(), 2U);
     EXPECT_EQ(once[1].find("tesview: 2 more replies like that: "), 0U) << once[1];
   }

@@ -6,6 +6,7 @@
 
 #include "replies/arrow_ipc.h"
 #include "replies/arrow_schema.h"
+#include "replies/diagnosis.h"
 #include "replies/text.h"
 #include "tesview/show/kept_rows.h"
 #include "tesview/show/limits.h"
@@ -129,8 +130,9 @@ Taken ArrowRenderer::Add(const Plan* plan, const Item& item, uint64_t index, rep
     // It has been asked for its columns before; why it has none is asked for now.
     Taken taken = Taken::kMisfit;
     replies::TablePlan::MakeFrom(item.reply.bytes, RequestOf(view_), TablesOf(view_, item), &taken, error);
-    // A good reply, of which nothing can be shown.
-    return taken == Taken::kMisfit ? Taken::kMisfit : Taken::kPassedOver;
+    // Of a good reply nothing can be shown, and of others like it neither.
+    const bool good = replies::DiagnoseReply(item.reply.bytes).reason == replies::Reason::kNone;
+    return good ? Taken::kPassedOver : Taken::kMisfit;
   } catch (const TooMuch&) {
     *error = "too large to be compared";
     return Taken::kMisfit;
