@@ -169,17 +169,25 @@ bool IsByLine(std::string_view text, Extent extent, Form form) {
   return false;
 }
 
+// Whether a reply begins with the digits, of which the last may be cut off.
+bool BeginsReply(std::string_view digits, Form form, Extent extent) {
+  // A byte has four characters at most, as "0x41".
+  const size_t most_cut = extent == Extent::kWhole ? 0 : std::min<size_t>(digits.size(), 3);
+  for (size_t cut = 0; cut <= most_cut; ++cut) {
+    const auto bytes = DecodeDigits(digits.substr(0, digits.size() - cut), form);
+    if (bytes && LooksLikeStartOfReply(*bytes)) return true;
+  }
+  return false;
+}
+
 // A reply over several lines of digits; only as much as the block holds is looked at.
 std::optional<Format> OverWhole(std::string_view text, Extent extent) {
   std::string_view digits = text;
-  if (extent != Extent::kWhole) {
-    // The line that the block cuts says nothing.
-    if (text.find('\n') != std::string_view::npos) digits = text.substr(0, text.rfind('\n'));
-    digits = digits.substr(0, digits.size() / 4 * 4);
-  }
+  // The line that the block cuts says nothing.
+  if (extent != Extent::kWhole && text.find('\n') != std::string_view::npos)
+    digits = text.substr(0, text.rfind('\n'));
   for (const Form form : {Form::kHex, Form::kBase64}) {
-    const auto bytes = DecodeDigits(digits, form);
-    if (bytes && LooksLikeStartOfReply(*bytes)) return Format{form, false, 0, true};
+    if (BeginsReply(digits, form, extent)) return Format{form, false, 0, true};
   }
   // Digits that are no reply are still digits.
   if (DecodeHex(text)) return Format{Form::kHex, false, 0, true};

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "replies/encodings.h"
 #include "tests/replies/samples.h"
 
 namespace replies {
@@ -49,6 +50,22 @@ TEST(Recognise, WhatFitsNoFormIsUncertain) {
   EXPECT_EQ(ToldForm(std::string(100, '\xFF'), Extent::kBlock), "raw?");
 }
 
+// What leads to its value or its message.
+TEST(Recognise, TextFormHasAMarkBehindTheNameOfItsField) {
+  for (const char* name : {"Id", "Obj", "Tbl", "JsonTbl", "ObjCount", "RepData", "RepDataStkData"}) {
+    const std::string field = name;
+    for (const char* behind : {":", "{", " :", " {", ": 1", "{ }", " \n: 1"})
+      EXPECT_EQ(ToldForm(field + behind, Extent::kWhole), "text") << field + behind;
+    for (const char* behind : {"", " ", "=", "= 1", " 1", " is", ";", "-z:", "|", "[", "}"})
+      EXPECT_EQ(ToldForm(field + behind, Extent::kWhole), "text?") << field + behind;
+  }
+  for (const char* text : {"? :", "{ }", "Ids: 1", "id: 1", "RepDat: 1", "aRepData: 1"})
+    EXPECT_EQ(ToldForm(text, Extent::kWhole), "text?") << text;
+  // A remark in front of nothing, of blanks, of a word, and one that does not end.
+  for (const char* text : {"# !", "# !\n", "# !\n \n", "# !\n#", "# !\n?"})
+    EXPECT_NE(ToldForm(text, Extent::kWhole), "text") << text;
+}
+
 TEST(Recognise, TextHasNoControlCharactersButBlanks) {
   for (const char* text : {"some\tthing", "some\nthing", "some\r\nthing", "some ~thing", "hello # world"})
     EXPECT_EQ(ToldForm(text, Extent::kWhole), "text?") << text;
@@ -73,6 +90,31 @@ TEST(Recognise, ABlockMayEndInsideAReply) {
 TEST(Recognise, ABlockMayEndInsideALineOfDigits) {
   for (const char* digits : {"0816\n1204\n4", "0816\n1204\n414", "0816\n12\n", "0816\n1204\n41424344\n0"})
     EXPECT_EQ(ToldForm(digits, Extent::kBlock), "hex") << digits;
+}
+
+// However the digits are written, and wherever the block ends in the only line that there is.
+TEST(Recognise, ABlockMayEndInsideTheOnlyLineOfDigits) {
+  // Id 20 and an Obj of 200 letters: C8 01.
+  const std::string reply = "\x08\x14\x12\xC8\x01" + std::string(200, 'A');
+  const std::string pairs = EncodeHex(reply);
+  for (const char* before : {"", " ", "0x", "\\x", ", 0x", " - ", "\\n"}) {
+    std::string text;
+    for (size_t i = 0; i < pairs.size(); i += 2)
+      text += before + pairs.substr(i, 2);
+    // Nearly all of it, but less than the last byte.
+    for (size_t size = text.size() - 40; size <= text.size() - 8; ++size)
+      EXPECT_EQ(ToldForm(text.substr(0, size), Extent::kBlock), "hex") << before << ' ' << size;
+  }
+  const std::string digits = EncodeBase64(reply);
+  for (const size_t width : {size_t{4}, size_t{20}, size_t{76}, size_t{1000}}) {
+    for (const char* between : {" ", "\\n", "\\r\\n"}) {
+      std::string text;
+      for (size_t i = 0; i < digits.size(); i += width)
+        text += (i == 0 ? "" : between) + digits.substr(i, width);
+      for (size_t size = text.size() - 40; size <= text.size() - 8; ++size)
+        EXPECT_EQ(ToldForm(text.substr(0, size), Extent::kBlock), "base64") << width << ' ' << size;
+    }
+  }
 }
 
 // A length that no reply has is none.

@@ -124,6 +124,14 @@ TEST(Reader, OneLineOfDigitsMayBeLongerThanABlock) {
   for (int i = 0; i < 100002; ++i)
     hex += "41";
   EXPECT_EQ(ReadAll(hex + "\n").replies, (Strings{reply}));
+  // The same with something between, so that the block ends between the two digits of a byte: it has 65536
+  // characters, 21845 times three and one more.
+  for (const char between : {' ', ':', '-'}) {
+    std::string separated;
+    for (size_t i = 0; i < hex.size(); i += 2)
+      separated.append(hex, i, 2).append(1, between);
+    EXPECT_EQ(ReadAll(separated).replies, (Strings{reply})) << between;
+  }
   // Three bytes are four digits: 08 14 12, A2 8D 06, and three letters A are "QUFB".
   std::string base64 = "CBQSoo0G";
   for (int i = 0; i < 100002 / 3; ++i)
