@@ -100,7 +100,6 @@ bool Read(TimeKind kind, int64_t value, Moment* moment) {
       return value <= 2359 && ReadTimeOfDay(value * 100, moment) && IsValid(*moment);
     case TimeKind::kUnix: return ReadUnix(value, moment);
     case TimeKind::kUnixMilli:
-      moment->milli = static_cast<int>(value % 1000);
       if (!ReadUnix(value / 1000, moment)) return false;
       moment->milli = static_cast<int>(value % 1000);
       return true;

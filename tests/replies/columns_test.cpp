@@ -413,6 +413,43 @@ TEST(Columns, AreReadFromTheirText) {
   EXPECT_EQ(tables[1].columns[0].name, "rows");
 }
 
+TEST(Columns, OfATypeHaveItsNameInTheirHead) {
+  const auto tables = replies::ParseDescriptions(
+      "type 7 DaDan 9 RepDataNine\n"
+      "title Large orders | 大单\n"
+      "rows  one for each order\n"
+      "empty a table without rows\n"
+      "name  Orders\n"
+      "A | d | A | 甲 | The first | - | - | A | decoded | absent\n"
+      "\n"
+      "type 7/Data/Data 9\n"
+      "rows two\n"
+      "B | q | B | 乙 | The second | - | - | Data.Data.B | plain | never\n"
+      "\n"
+      "table 8 RepDataEight\n");
+  ASSERT_EQ(tables.size(), 3U);
+  // That without a type comes first.
+  EXPECT_EQ(tables[0].id, 8);
+  EXPECT_EQ(tables[0].type, 0);
+  EXPECT_EQ(tables[0].type_name, "");
+  EXPECT_EQ(tables[0].field, "RepDataEight");
+  EXPECT_EQ(tables[1].id, 9);
+  EXPECT_EQ(tables[1].type, 7);
+  EXPECT_EQ(tables[1].type_name, "DaDan");
+  EXPECT_EQ(tables[1].path, "");
+  EXPECT_EQ(tables[1].field, "RepDataNine");
+  EXPECT_EQ(tables[1].english, "Large orders");
+  EXPECT_EQ(tables[1].chinese, "大单");
+  EXPECT_EQ(tables[1].rows, "one for each order");
+  EXPECT_EQ(tables[1].empty, "a table without rows");
+  EXPECT_EQ(tables[1].name, "Orders");
+  EXPECT_EQ(tables[2].id, 9);
+  EXPECT_EQ(tables[2].type, 7);
+  EXPECT_EQ(tables[2].type_name, "");
+  EXPECT_EQ(tables[2].path, "Data/Data");
+  EXPECT_EQ(tables[2].field, "");
+}
+
 TEST(Columns, SayWhichLineOfTheirTextIsWrong) {
   const auto error = [](const std::string& text) -> std::string {
     try {

@@ -437,6 +437,35 @@ TEST(Frames, ANumberIsCutAsLongAsItMayEnd) {
   }
 }
 
+// No more is kept than the bytes of a length, and none before `from`.
+TEST(Frames, ASearchGoesOnWhereALengthMayHaveBegun) {
+  const auto goes_on = [](const std::string& bytes, size_t from, Prefix prefix) {
+    Effort effort{1000, 0};
+    const Search search = FindFrame(bytes, from, kAnywhere, false, prefix, kMaxReplyBytes, &effort);
+    EXPECT_EQ(search.result, Search::kNeedsMore);
+    return search.at;
+  };
+  const std::string none(20, 'x');
+  // The head of a reply of 200 bytes with an object of 190, C8 and BE with 01 behind them.
+  const std::string content = "\x08\x14\x12\xBE\x01" + std::string(20, 'x');
+  EXPECT_EQ(goes_on(none, 0, Prefix::kVarint), 15U);
+  EXPECT_EQ(goes_on(none, 17, Prefix::kVarint), 17U);
+  EXPECT_EQ(goes_on(none.substr(0, 4), 0, Prefix::kVarint), 0U);
+  // Behind twenty bytes and the two of the length.
+  EXPECT_EQ(goes_on(none + "\xC8\x01" + content, 0, Prefix::kVarint), 17U);
+  EXPECT_EQ(goes_on(none + "\xC8\x01" + content, 19, Prefix::kVarint), 19U);
+  for (const Prefix prefix : {Prefix::kFixed32Be, Prefix::kFixed32Le}) {
+    const std::string size =
+        prefix == Prefix::kFixed32Be ? std::string("\0\0\0\xC8", 4) : std::string("\xC8\0\0\0", 4);
+    EXPECT_EQ(goes_on(none, 0, prefix), 16U);
+    EXPECT_EQ(goes_on(none, 17, prefix), 17U);
+    EXPECT_EQ(goes_on(none.substr(0, 4), 0, prefix), 0U);
+    EXPECT_EQ(goes_on(none.substr(0, 3), 0, prefix), 0U);
+    EXPECT_EQ(goes_on(none + size + content, 0, prefix), 20U);
+    EXPECT_EQ(goes_on(none + size + content, 20, prefix), 20U);
+  }
+}
+
 // ---- plain frames ----
 
 // An object, the count of objects.
@@ -502,6 +531,53 @@ TEST(PlainFrame, MayHaveFieldsBehindTheFirstBytes) {
   odd[1 + 34] = '\x08';
   ASSERT_TRUE(BeginsPlainFrame(odd.data(), Prefix::kVarint, 1000, &frame));
   EXPECT_FALSE(GoOverPlainFields(reinterpret_cast<const unsigned char*>(odd.data()), frame.end, &frame));
+}
+
+// Numbers may be written with more bytes than they need; these are left to the longer look.
+TEST(PlainFrame, HasNumbersOfFewBytes) {
+  const std::string behind(kPlainRoom, 'x');
+  const auto begins = [&](const std::string& bytes) {
+    PlainFrame frame;
+    return BeginsPlainFrame((bytes + behind).data(), Prefix::kVarint, kMaxReplyBytes, &frame);
+  };
+  const auto framed = [](const std::string& reply) {
+    return std::string(1, static_cast<char>(reply.size())) + reply;
+  };
+  const std::string text =
+      "\x12\x05"
+      "abcde";
+  EXPECT_TRUE(begins(framed("\x08\x14" + text)));
+  // The Id: two bytes, and three.
+  EXPECT_TRUE(begins(framed(std::string("\x08\x94\x00", 3) + text)));
+  EXPECT_FALSE(begins(framed(std::string("\x08\x94\x80\x00", 4) + text)));
+  // The tag of a field, of which three bytes are one too many. The length behind it would be 0, and the next
+  // text of 17 letters would fit as well.
+  const std::string seventeen(17, 'x');
+  EXPECT_TRUE(begins(framed("\x08\x14\xA2\x01\x12\x11" + seventeen)));
+  EXPECT_FALSE(begins(framed(std::string("\x08\x14\xA2\x81\x00\x12\x11", 7) + seventeen)));
+  // The length of a field: three bytes, and four.
+  EXPECT_TRUE(begins(framed(std::string("\x08\x14\x12\xE4\x80\x00", 6) + std::string(100, 'x'))));
+  EXPECT_FALSE(begins(framed(std::string("\x08\x14\x12\xE4\x80\x80\x00", 7) + std::string(100, 'x'))));
+  // The length of all: four bytes, of which the last looks like an Id's tag. It is 2^24 and 100.
+  EXPECT_FALSE(begins("\xE4\x80\x80\x08\x08\x12\x12\x12" + std::string(100, 'x')));
+}
+
+// An Id, and twenty counts of objects: 42 bytes, of which the first 32 are looked at, and then no more fields
+// than are free.
+TEST(PlainFrame, CountsItsFields) {
+  std::string reply = "\x08\x14";
+  for (int i = 0; i < 20; ++i)
+    reply += "\x28\x05";
+  const std::string framed = InFrame(reply) + std::string(kPlainRoom, '\0');
+  PlainFrame frame;
+  // Whatever the one before had.
+  frame.fields = 7;
+  ASSERT_TRUE(BeginsPlainFrame(framed.data(), Prefix::kVarint, 1000, &frame));
+  EXPECT_EQ(frame.fields, 15);
+  EXPECT_EQ(frame.at, 1U + 32);
+  ASSERT_TRUE(GoOverPlainFields(reinterpret_cast<const unsigned char*>(framed.data()), frame.end, &frame));
+  EXPECT_EQ(frame.fields, kFreeFields);
+  EXPECT_EQ(frame.at, 1U + 2 + 2 * 16);
 }
 
 // Any bytes: what it says is what the longer looks say, and no byte behind those that it asks for is touched.

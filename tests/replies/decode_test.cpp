@@ -10,6 +10,7 @@
 #include <set>
 #include <string>
 
+#include "replies/columns.h"
 #include "replies/fill_required.h"
 #include "tests/support/processor_time.h"
 #include "tests/support/replies.h"
@@ -138,6 +139,16 @@ TEST(DecodePayload, ShowsTrueAndFalseAsBytes) {
   EXPECT_EQ(*static_cast<const unsigned char*>(table_get_buff(data.get(), 0, paid + 1, nullptr)), 0);
 }
 
+TEST(DecodePayload, ShowsTheNumbersOfEnumerations) {
+  const Table table = Decode(
+      "Id: 29 RepDataJianPanBaoShuChu { GuanJianZi: 'A' JieGuo { LeiXing: 10 } JieGuo { LeiXing: 3 } }");
+  const TableView results = Child(table, 0, table_col_index(table.get(), "JieGuo"));
+  const int kind = table_col_index(const_cast<void*>(results.get()), "LeiXing");
+  ASSERT_EQ(results.rows(), 2);
+  EXPECT_EQ(table_get_int(results.get(), 0, kind), 10);
+  EXPECT_EQ(table_get_int(results.get(), 1, kind), 3);
+}
+
 TEST(DecodePayload, TakesAPayloadThatIsAText) {
   const Table table = Decode("Id: 4 JsonTbl: '{}'");
   EXPECT_EQ(SpecOf(table.view()), "JsonTbl:s;");
@@ -197,6 +208,32 @@ TEST(DecodePayload, UnpacksWhatAConverterRounds) {
   const int version = table_col_index(finance.get(), "BanBen");
   ASSERT_GE(version, 0);
   EXPECT_EQ(table_get_double(finance.get(), 0, version), 12.34);
+}
+
+TEST(DecodePayload, UnpacksTheElementsOfAnArray) {
+  const pb::Descriptor& envelope = *test_replies::Pool().FindMessageTypeByName("tessel.MSG");
+  size_t elements = 0;
+  for (const replies::TableDescription& described : replies::DescribedTables()) {
+    for (const replies::ColumnDescription& column : described.columns) {
+      if (column.elements.empty()) continue;
+      std::string path(column.source);
+      std::replace(path.begin(), path.end(), '.', '/');
+      const auto tables = replies::DecodedTables(envelope, described.id, {});
+      const auto table = std::find_if(tables.begin(), tables.end(),
+                                      [&](const replies::DecodedTable& each) { return each.path == path; });
+      ASSERT_NE(table, tables.end()) << path;
+      for (const replies::ElementDescription& element : column.elements) {
+        const auto field =
+            std::find_if(table->columns.begin(), table->columns.end(),
+                         [&](const replies::DecodedColumn& each) { return each.name == element.source; });
+        ASSERT_NE(field, table->columns.end()) << element.source;
+        EXPECT_EQ(field->type, "int64") << element.source;
+        EXPECT_EQ(field->letter, 'd') << element.source;
+        ++elements;
+      }
+    }
+  }
+  EXPECT_GE(elements, 53U);
 }
 
 TEST(DecodePayload, LeavesTheIntegersOfOtherFamiliesAsTheyAre) {

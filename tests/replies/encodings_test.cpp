@@ -62,6 +62,21 @@ TEST(Hex, ADumpWithABadLineIsNone) {
   EXPECT_EQ(DecodeHexDump("000000 08 14\n02 12 02\n"), std::nullopt);
 }
 
+TEST(Hex, TheOffsetsOfADumpAreSixHexadecimalDigitsOrMore) {
+  const std::string bytes = "\x08\x14";
+  for (const char* offset : {"000000", "0000000", "00000000", "0000000000000000", "09afAF"}) {
+    EXPECT_EQ(DecodeHexDump(offset + std::string("  08 14")), bytes) << offset;
+    EXPECT_EQ(DecodeHexDump(offset + std::string(": 0814  ..")), bytes) << offset;
+  }
+  for (const char* offset : {"", "0", "00000", "GHIJKL", "zzzzzz", "00000g", "00000G", "0000g0", "++++++"}) {
+    EXPECT_EQ(DecodeHexDump(offset + std::string("  08 14")), std::nullopt) << offset;
+    EXPECT_EQ(DecodeHexDump(offset + std::string(": 0814  ..")), std::nullopt) << offset;
+  }
+  // Digits of base64 behind enough of hexadecimal are none of the offset.
+  for (const char* line : {"000000g: 0814", "000000+  08 14", "000000/  08 14"})
+    EXPECT_EQ(DecodeHexDump(line), std::nullopt) << line;
+}
+
 TEST(Base64, BothAlphabetsWithAndWithoutPadding) {
   EXPECT_EQ(DecodeBase64("CBQSAkFC"), kReplyBytes);
   EXPECT_EQ(DecodeBase64("+/+/"), DecodeBase64("-_-_"));

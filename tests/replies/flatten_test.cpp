@@ -94,6 +94,40 @@ TEST(Flatten, TakesTheWholeOfATableWithoutTables) {
   EXPECT_EQ(kept, offsets);
 }
 
+// Cells of 1 to 24 bytes, each beside five rows.
+TEST(Flatten, RepeatsCellsOfAnyWidth) {
+  const std::string letters = "ChiqdCCChhii";
+  const int counts[] = {1, 1, 1, 1, 1, 2, 3, 5, 2, 3, 3, 6};
+  const size_t widths[] = {1, 2, 4, 8, 8, 2, 3, 5, 4, 6, 12, 24};
+  for (size_t i = 0; i < letters.size(); ++i) {
+    const std::string spec = std::to_string(counts[i]) + letters[i];
+    SCOPED_TRACE(spec);
+    Table outer("V:" + spec + ";T:t", 3);
+    for (int row = 0; row < 3; ++row) {
+      std::string cell;
+      for (size_t k = 0; k < widths[i]; ++k)
+        cell += static_cast<char>(1 + 30 * row + static_cast<int>(k));
+      table_set_buff(outer.get(), row, 0, cell.data(), static_cast<int>(cell.size()), 0);
+      outer.attach(row, 1, Numbers(5, 1));
+    }
+    Exported exported = Export(std::move(outer));
+    const ArrowArray& before = *exported.array->children[0];
+    const bool counted = before.n_children == 1;
+    const void* const from = counted ? before.children[0]->buffers[1] : before.buffers[1];
+    const std::string cells(static_cast<const char*>(from), 3 * widths[i]);
+    std::string expected;
+    for (size_t row = 0; row < 15; ++row)
+      expected += cells.substr(row / 5 * widths[i], widths[i]);
+    const ArrowOwner<ArrowArray> flat(FlattenTables(std::move(exported.array), exported.columns,
+                                                    exported.shown, {{exported.rows, "", 0, 0, 0}},
+                                                    OriginColumns()));
+    const ArrowArray& column = *flat->children[0];
+    ASSERT_EQ(column.length, 15);
+    const void* const to = counted ? column.children[0]->buffers[1] : column.buffers[1];
+    EXPECT_EQ(std::string(static_cast<const char*>(to), 15 * widths[i]), expected);
+  }
+}
+
 // Rows without inner rows move the bits and cells of the others to places of their own.
 TEST(Flatten, LeavesRoomForRowsWithoutInnerRows) {
   for (const int inner : {1, 7, 8, 9, 20, 70}) {

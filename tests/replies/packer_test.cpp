@@ -106,9 +106,12 @@ TEST(Packer, GzipHoldsNoTime) {
   EXPECT_EQ(PackedInPieces(Packing::kGzip, "a", 1).substr(4, 4), std::string(4, '\0'));
 }
 
-// Bit 2 of the byte behind the four of the magic number.
-TEST(Packer, Lz4HasAChecksumOfItsContent) {
+// Bit 2 of the byte behind the four of the magic number. Of xz it is the second one behind six, where 4 is a
+// CRC of 64 bits. The other two always have one.
+TEST(Packer, EachHasAChecksumOfItsContent) {
   EXPECT_EQ(PackedInPieces(Packing::kLz4, "a", 1)[4] & 4, 4);
+  EXPECT_EQ(PackedInPieces(Packing::kZstd, "a", 1)[4] & 4, 4);
+  EXPECT_EQ(PackedInPieces(Packing::kXz, "a", 1)[7], 4);
 }
 
 // The second byte behind the six of the magic number: 4 is CRC64, as the program itself has it.

@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <optional>
+#include <set>
 #include <string>
+#include <utility>
 
 namespace replies {
 namespace {
@@ -140,6 +142,40 @@ TEST(Times, AreReadToThePrecisionThatTheyAreWrittenIn) {
         "19700102", "197010:00", "1970-10:00",  "1970-01-10:00",   "1970-1-02",   "1970-01-2",  "10:6",
         "10:",      "1::30",     "01:0:",       "1::30:00"})
     EXPECT_EQ(Parsed(text), "none") << text;
+}
+
+TEST(Times, EndWithAFigureOfTheirPrecision) {
+  const std::pair<std::string, std::set<size_t>> times[] = {{"1970-01-02T01:00:59.250", {10, 16, 19, 23}},
+                                                            {"1970-01-02 01:00:59.250", {10, 16, 19, 23}},
+                                                            {"01:00:59.250", {5, 8, 12}}};
+  for (const auto& [text, whole] : times) {
+    for (size_t size = 0; size <= text.size(); ++size) {
+      const std::string part = text.substr(0, size);
+      EXPECT_EQ(Parsed(part) != "none", whole.count(size) == 1) << part;
+    }
+    // The neighbours of the figures, and none at all.
+    for (size_t i = 0; i < text.size(); ++i) {
+      for (const char c : {'/', 'x', '\0'}) {
+        std::string other = text;
+        other[i] = c;
+        EXPECT_EQ(Parsed(other), "none") << other;
+      }
+      if (text[i] >= '0' && text[i] <= '9') {
+        std::string other = text;
+        other[i] = ':';
+        EXPECT_EQ(Parsed(other), "none") << other;
+      }
+    }
+  }
+}
+
+TEST(Times, OfThousandthsAreWrittenWithAllThree) {
+  for (const int milli : {0, 1, 9, 10, 99, 100, 999}) {
+    const std::string figures = std::to_string(1000 + milli).substr(1);
+    EXPECT_EQ(Text(TimeKind::kUnixMilli, 1718607600000 + milli), "2024-06-17 15:00:00." + figures);
+    EXPECT_EQ(MillisOf(TimeKind::kUnixMilli, 1718607600000 + milli),
+              *MillisOf(TimeKind::kUnix, 1718607600) + milli);
+  }
 }
 
 }  // namespace
