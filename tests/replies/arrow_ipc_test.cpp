@@ -862,6 +862,16 @@ TEST(IpcStream, HasNoErrorWhereTheSchemaIsGood) {
   EXPECT_EQ(error, "");
 }
 
+TEST(IpcStream, HasNoErrorWhereTheBatchIsGood) {
+  const Column batch = Batch({Numbers<int32_t>("i", "n", {1})});
+  Owned<ArrowSchema> schema(ExportSchema(batch));
+  Owned<ArrowArray> array(ExportArray(batch));
+  std::string bytes;
+  std::string error = "of another call";
+  EXPECT_TRUE(replies::WriteIpcBatch(*schema, *array, replies::AppendTo(&bytes), &error));
+  EXPECT_EQ(error, "");
+}
+
 TEST(IpcStream, TellsWhyThereIsNoSchema) {
   ArrowArrayStream stream{};
   stream.get_schema = [](ArrowArrayStream*, ArrowSchema*) { return 5; };

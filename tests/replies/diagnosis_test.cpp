@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "replies/reply_check.h"
+#include "replies/schema.h"
 #include "replies/text_form.h"
 #include "tests/replies/samples.h"
 #include "tsl_base/table.hpp"
@@ -202,6 +204,40 @@ TEST(NotAReply, IsFoundInTheDeepestMessage) {
   EXPECT_EQ(found.reason, Reason::kNotAReply);
   EXPECT_NE(found.message.find("no field can begin like the bytes at offset "), std::string::npos)
       << found.message;
+}
+
+// A table in a table by itself: those are the levels 0, 2, 4, ..., and their data 1, 3, 5, ...
+TEST(ReplyCheck, LooksAtAHundredLevels) {
+  // `inner` is what the table of the level has.
+  const auto nested = [](int level, const std::string& inner) {
+    std::string table = inner;
+    for (int i = 0; i < level / 2; ++i) {
+      const std::string data = Number(1, 0) + Varint(7 << 3 | 2) + Varint(table.size()) + table;
+      table = Varint(3 << 3 | 2) + Varint(data.size()) + data;
+    }
+    return table;
+  };
+  const google::protobuf::Descriptor* type = Schema::Get().Type("Table");
+  // Data without its index, a level below the table.
+  const std::string empty = Delimited(3, "");
+  EXPECT_EQ(FindMissing(nested(96, empty), type).count, 1U);
+  EXPECT_EQ(FindMissing(nested(98, empty), type).count, 1U);
+  EXPECT_EQ(FindMissing(nested(100, empty), type).count, 0U);
+  EXPECT_EQ(FindMissing(nested(102, empty), type).count, 0U);
+  // The name of a table.
+  const std::string name = Delimited(5, kBadText);
+  EXPECT_TRUE(FindInexpressible(nested(98, name), type));
+  EXPECT_TRUE(FindInexpressible(nested(100, name), type));
+  EXPECT_FALSE(FindInexpressible(nested(102, name), type));
+  // Groups are levels as well.
+  const std::string group = Varint(1000 << 3 | 3) + Varint(1000 << 3 | 4);
+  EXPECT_TRUE(FindInexpressible(nested(98, group + name), type));
+  EXPECT_FALSE(FindInexpressible(nested(100, group + name), type));
+  EXPECT_EQ(FindMissing(nested(98, group + empty), type).count, 1U);
+  // What breaks there breaks off above that.
+  EXPECT_FALSE(FindBreak(nested(100, name), type));
+  EXPECT_TRUE(FindBreak(nested(100, empty), type));
+  EXPECT_TRUE(FindBreak(nested(100, group), type));
 }
 
 TEST(AReply, MayHaveFieldsThatTheSchemaDoesNotKnow) {

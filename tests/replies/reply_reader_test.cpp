@@ -80,6 +80,13 @@ AllRead ReadAll(const std::string& bytes, Form form = Form::kAuto) {
   return all;
 }
 
+std::string Times(size_t count, const std::string& piece) {
+  std::string all;
+  for (size_t i = 0; i < count; ++i)
+    all += piece;
+  return all;
+}
+
 TEST(Reader, ARawReply) {
   const AllRead all = ReadAll(kReplyBytes);
   EXPECT_EQ(all.form, Form::kRaw);
@@ -224,6 +231,22 @@ TEST(Reader, EachReplyThatGoesOnIsReported) {
             (Strings{goes_on(2, 76), goes_on(3, 131)}));
 }
 
+// It is reported once, and a line that is none of it ends it.
+TEST(Reader, AReplyGoesOnInTheVeryNextLines) {
+  const std::string begun = "10:00 begin\n10:01 got 0816120141\n";
+  const auto errors = [&](const std::string& lines) { return ReadAll(begun + lines).errors.size(); };
+  const std::string one = "10:01 got 120142\n";
+  EXPECT_EQ(errors(one), 1U);
+  EXPECT_EQ(errors(one + one), 1U);
+  EXPECT_EQ(errors(one + one + one + "10:02 end\n"), 1U);
+  // Words, bytes that are nothing, a line that is too short for any, and then what would have been more of
+  // it.
+  EXPECT_EQ(errors("10:01 got nothing\n" + one), 0U);
+  EXPECT_EQ(errors("10:01 got 1fff5678\n" + one), 0U);
+  EXPECT_EQ(errors("10:01\n" + one), 0U);
+  EXPECT_EQ(errors("10:01 got \n" + one), 0U);
+}
+
 TEST(Reader, TextForm) {
   EXPECT_EQ(ReadAll("# remark\nId: 20\n").replies, Strings{"text:# remark\nId: 20\n"});
   EXPECT_EQ(ReadAll("RepDataToken { Result: 0 } Id: 44").form, Form::kText);
@@ -238,6 +261,26 @@ TEST(Reader, DigitsThatAreNoReplyAreStillDigits) {
 TEST(Reader, AnEmptySourceIsOneEmptyReply) {
   EXPECT_EQ(ReadAll("").replies, Strings{""});
   EXPECT_EQ(ReadAll("", Form::kDelimited).replies, Strings{});
+}
+
+// Its parser says why, however long it is.
+TEST(Reader, TextThatIsNothingIsSaidToBeOfNoForm) {
+  for (const size_t size : {size_t{100}, size_t{200000}}) {
+    const std::string text = Times(size / 10, "and words ");
+    MemorySource source(text);
+    ReplyReader reader(&source, Form::kAuto, [](const std::string&, std::string*, std::string* error) {
+      *error = "no field";
+      return false;
+    });
+    Reply reply;
+    std::string error;
+    EXPECT_EQ(reader.Read(&reply, &error), Next::kBad);
+    EXPECT_EQ(error, "not recognised as a reply in any form (as text: no field); --from says which it is");
+    EXPECT_EQ(reader.Read(&reply, &error), Next::kEnd);
+  }
+  // Bytes are a reply that its decoder refuses, where all of them are there.
+  const std::string bytes(1000, '\xFF');
+  EXPECT_EQ(ReadAll(bytes).replies, Strings{bytes});
 }
 
 TEST(Reader, LongBytesThatAreNothingAreRefusedWithoutReadingThemAll) {
@@ -391,6 +434,21 @@ TEST(Lines, RepliesAreNumberedInTheirSource) {
   EXPECT_EQ(ReadAll(hex + "\nzzz\n" + hex + "\n", Form::kHex).numbers, (std::vector<uint64_t>{1, 3}));
 }
 
+TEST(Lines, HaveTheirRepliesInOrder) {
+  const std::string second =
+      "\x08\x16\x12\x01"
+      "A";
+  const std::string third =
+      "\x08\x17\x12\x02"
+      "AB";
+  const AllRead hex = ReadAll("10:00 got 081412024142 and 0816120141 and 081712024142\n");
+  EXPECT_EQ(hex.replies, (Strings{kReplyBytes, second, third}));
+  EXPECT_EQ(hex.numbers, (std::vector<uint64_t>{1, 2, 3}));
+  // In base64 the first is CBQSAkFC, and CBcSAkFC the third.
+  const AllRead both = ReadAll("10:00 got CBcSAkFCQQ== and 081412024142 and CBQSAkFCQQ==\n", Form::kLines);
+  EXPECT_EQ(both.replies, Strings{kReplyBytes});
+}
+
 TEST(Chosen, RepliesAreGivenAndTheOthersCounted) {
   const auto read = [](const std::string& bytes, Form form) {
     MemorySource source(bytes);
@@ -482,6 +540,23 @@ TEST(Pauses, WhatHasComeWholeIsGiven) {
   EXPECT_EQ(PiecesForAReply({std::string(kReplyHex) + "\n", line}), 1u);
 }
 
+// What is wrong with it is for its decoder, unless what comes next tells that the length was wrong.
+TEST(Pauses, AFrameThatIsNoReplyIsGivenAsItComes) {
+  const std::string bad = WithLength("\x0F\x0F");
+  const std::string next = WithLength(kReplyBytes);
+  for (size_t behind = 0; behind < next.size(); ++behind) {
+    Pausing source({bad + next.substr(0, behind), next.substr(behind)});
+    ReplyReader reader(&source, Form::kDelimited, nullptr);
+    Reply reply;
+    std::string error;
+    EXPECT_EQ(reader.Read(&reply, &error), Next::kReply) << behind;
+    EXPECT_EQ(reply.bytes, "\x0F\x0F");
+    EXPECT_EQ(source.given(), 1U) << behind;
+    EXPECT_EQ(reader.Read(&reply, &error), Next::kReply) << behind;
+    EXPECT_EQ(reply.bytes, kReplyBytes);
+  }
+}
+
 TEST(Pauses, OneReplyOverAllOfTheSourceIsWaitedFor) {
   EXPECT_EQ(PiecesForAReply({kReplyBytes.substr(0, 3), kReplyBytes.substr(3)}), 2u);
   EXPECT_EQ(PiecesForAReply({"> 0814\n", "> 1202\n", "> 4142\n"}), 3u);
@@ -506,13 +581,6 @@ void ReadLog(const std::string& bytes) {
   std::string error;
   while (reader.Read(&reply, &error) != Next::kEnd) {
   }
-}
-
-std::string Times(size_t count, const std::string& piece) {
-  std::string all;
-  for (size_t i = 0; i < count; ++i)
-    all += piece;
-  return all;
 }
 
 TEST(Cost, OfALogIsLinear) {

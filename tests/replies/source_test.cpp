@@ -1,5 +1,6 @@
 #include "replies/source.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -65,6 +66,26 @@ TEST_F(Sources, LinksToFilesAreFollowedAndLinksToDirectoriesAreNot) {
 
 TEST_F(Sources, OfAFileHaveItsSize) {
   EXPECT_EQ(FileSource(Write("a.bin", "12345")).size(), 5u);
+}
+
+TEST_F(Sources, CloseTheirFilesButNotTheStandardInput) {
+  // What a file that is opened next has.
+  const auto next = [] {
+    const int fd = open("/dev/null", O_RDONLY);
+    close(fd);
+    return fd;
+  };
+  const std::string path = Write("a.bin", "12345");
+  const int before = next();
+  {
+    const FileSource source(path);
+    EXPECT_GT(next(), before);
+  }
+  EXPECT_EQ(next(), before);
+  EXPECT_THROW(FileSource(directory_ + "/none"), InputError);
+  EXPECT_EQ(next(), before);
+  { const FileSource input("-"); }
+  EXPECT_NE(fcntl(STDIN_FILENO, F_GETFD), -1);
 }
 
 TEST_F(Sources, HaveNoSizeTogetherIfOneHasNone) {

@@ -165,6 +165,22 @@ TEST(DecodedColumns, AreThoseOfTheTablesOfEveryPayload) {
   EXPECT_GT(payloads, 400);
 }
 
+TEST(DecodedColumns, TellTheTypesOfTheirFields) {
+  const pb::Descriptor* envelope = test_replies::Pool().FindMessageTypeByName("tessel.MSG");
+  const auto tables = replies::DecodedTables(*envelope, 22, {});
+  ASSERT_EQ(tables.size(), 2U);
+  const TableColumns columns = replies::DecodedColumns(22, {});
+  ASSERT_EQ(columns.size(), tables[0].columns.size());
+  const TableColumns& inside = columns[1].inside;
+  ASSERT_EQ(inside.size(), tables[1].columns.size());
+  using Metadata = std::map<std::string, std::string>;
+  EXPECT_EQ(MetadataOf(columns, "Obj"), (Metadata{{"type", "string"}}));
+  EXPECT_EQ(MetadataOf(columns, "Data"), (Metadata{{"type", "repeated FenBiChengJiao"}}));
+  EXPECT_EQ(MetadataOf(columns, "QingPan"), (Metadata{{"type", "int64"}}));
+  for (const replies::DecodedColumn& told : tables[1].columns)
+    EXPECT_EQ(MetadataOf(inside, told.name), (Metadata{{"type", told.type}})) << told.name;
+}
+
 TEST(DecodedColumns, UnfoldAMessageInsideItselfThreeTimes) {
   int times = 0;
   const TableColumns columns = replies::DecodedColumns(3, {});

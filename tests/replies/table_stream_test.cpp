@@ -655,6 +655,17 @@ TEST(TableStream, CountsRepeatedTextsWhereTheyMayBeMany) {
 }
 
 // Half a megabyte ends a batch: two replies of 300,000 bytes.
+// A hundred texts of 600 bytes, each beside one row. Repeated and of three bytes each they would be 240 KB,
+// and four replies more than a batch.
+TEST(TableStream, CountsTextsOnceThatStandBesideOneRow) {
+  const std::string inner = Payload({Numbers("V", {100})});
+  const std::string reply = Wire({Texts("A", std::vector<std::string>(100, std::string(600, 'x'))),
+                                  Tables("T", std::vector<std::string>(100, inner))});
+  EXPECT_LT(4 * reply.size(), 400'000U);
+  const Read read = ReadAll(From({reply, reply, reply, reply}), OfId(3));
+  EXPECT_EQ(read.batches, (std::vector<int64_t>{400}));
+}
+
 TEST(TableStream, EndsABatchThatBecomesLarge) {
   const std::string text(300000, 'x');
   const std::string reply = Wire({Texts("A", {text})});
