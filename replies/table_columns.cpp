@@ -19,24 +19,19 @@ namespace {
 
 // ---- columns ----------------------------------------------------------------------------------------------
 
+// Of the letters that columns of replies have.
 std::string FormatOfLetter(char letter) {
   switch (letter) {
-    case 'c': return "c";
-    case 'h': return "s";
     case 'i': return "i";
     case 'q': return "l";
     case 'C': return "C";
-    case 'H': return "S";
     case 'I': return "I";
     case 'Q': return "L";
     case 'f': return "f";
-    case 'd':
-    case 'P':
-    case 'V': return "g";
+    case 'd': return "g";
     case 's': return "u";
     case 'b': return "z";
     case 't': return "+l";
-    case 'T': return "tss:";
     default: return "n";
   }
 }
