@@ -139,18 +139,13 @@ void RedactText(pb::Message* message, const FieldDescriptor* field) {
     reflection->SetRepeatedString(message, field, i, kRedacted);
 }
 
+// Of the kinds of numbers that a secret has anywhere in the schema.
 void SetZero(pb::Message* message, const FieldDescriptor* field, int index) {
   const pb::Reflection* r = message->GetReflection();
   const bool one = index < 0;
   switch (field->cpp_type()) {
-    case FieldDescriptor::CPPTYPE_INT32:
-      return one ? r->SetInt32(message, field, 0) : r->SetRepeatedInt32(message, field, index, 0);
     case FieldDescriptor::CPPTYPE_INT64:
       return one ? r->SetInt64(message, field, 0) : r->SetRepeatedInt64(message, field, index, 0);
-    case FieldDescriptor::CPPTYPE_UINT32:
-      return one ? r->SetUInt32(message, field, 0) : r->SetRepeatedUInt32(message, field, index, 0);
-    case FieldDescriptor::CPPTYPE_UINT64:
-      return one ? r->SetUInt64(message, field, 0) : r->SetRepeatedUInt64(message, field, index, 0);
     case FieldDescriptor::CPPTYPE_FLOAT:
       return one ? r->SetFloat(message, field, 0) : r->SetRepeatedFloat(message, field, index, 0);
     case FieldDescriptor::CPPTYPE_DOUBLE:

@@ -1,11 +1,14 @@
 #include "replies/redact.h"
 
+#include <google/protobuf/descriptor.h>
+#include <google/protobuf/text_format.h>
 #include <gtest/gtest.h>
 
 #include <string>
 #include <string_view>
 
 #include "replies/columns.h"
+#include "tests/support/full_replies.h"
 #include "tests/support/replies.h"
 
 namespace replies {
@@ -13,11 +16,14 @@ namespace {
 
 using test_replies::Reply;
 
+std::string WithoutSecretsOf(std::string bytes) {
+  EXPECT_TRUE(Redact(&bytes)) << testing::PrintToString(bytes);
+  return bytes;
+}
+
 // Of a reply in text form.
 std::string WithoutSecrets(const std::string& text) {
-  std::string bytes = Reply(text);
-  EXPECT_TRUE(Redact(&bytes)) << text;
-  return bytes;
+  return WithoutSecretsOf(Reply(text));
 }
 
 TEST(RedactedWireTable, HasNoValueOfAnyTypeInASecretColumn) {
@@ -76,6 +82,63 @@ TEST(RedactedMessage, HidesAKeyOnlyWhereItIsThatOfAnApplication) {
             Reply("Id: 37 RepDataAppKey { AppId: 'a' Key: '***' }"));
   const std::string value = "Id: 39 RepDataAppValue { Key: 'k' Value: 'v' }";
   EXPECT_EQ(WithoutSecrets(value), Reply(value));
+}
+
+namespace pb = google::protobuf;
+
+struct Hidden {
+  int hidden = 0;
+  int kept = 0;
+};
+
+// Each value of a secret field is gone, and all others are as they were.
+void Compare(const pb::Message& before, const pb::Message& after, Hidden* count) {
+  const pb::Reflection& r = *before.GetReflection();
+  const pb::Descriptor* type = before.GetDescriptor();
+  for (int i = 0; i < type->field_count(); ++i) {
+    const pb::FieldDescriptor* field = type->field(i);
+    const bool many = field->is_repeated();
+    const int values = many ? r.FieldSize(before, field) : r.HasField(before, field) ? 1 : 0;
+    ASSERT_EQ(many                       ? r.FieldSize(after, field)
+              : r.HasField(after, field) ? 1
+                                         : 0,
+              values)
+        << field->full_name();
+    for (int k = 0; k < values; ++k) {
+      if (field->message_type() != nullptr) {
+        Compare(many ? r.GetRepeatedMessage(before, field, k) : r.GetMessage(before, field),
+                many ? r.GetRepeatedMessage(after, field, k) : r.GetMessage(after, field), count);
+        continue;
+      }
+      std::string sent;
+      std::string shown;
+      pb::TextFormat::PrintFieldValueToString(before, field, many ? k : -1, &sent);
+      pb::TextFormat::PrintFieldValueToString(after, field, many ? k : -1, &shown);
+      const bool is_secret =
+          IsSecretName(field->name()) || (field->name() == "Key" && type->name() == "AppKey");
+      const std::string none = field->type() == pb::FieldDescriptor::TYPE_STRING ? "\"***\"" : "0";
+      EXPECT_EQ(shown, is_secret ? none : sent) << field->full_name();
+      ++(is_secret ? count->hidden : count->kept);
+    }
+  }
+}
+
+TEST(RedactedMessage, HasNoSecretOfAnyPayload) {
+  const pb::Descriptor* envelope = test_replies::New("MSG")->GetDescriptor();
+  Hidden count;
+  for (int i = 0; i < envelope->field_count(); ++i) {
+    const pb::FieldDescriptor* field = envelope->field(i);
+    if (field->message_type() == nullptr) continue;
+    const auto before = test_replies::New("MSG");
+    full_replies::SetValue(before.get(), envelope->FindFieldByName("Id"), field->number(), "");
+    full_replies::FillAll(full_replies::NewElement(before.get(), field), 4);
+    const auto after = test_replies::New("MSG");
+    ASSERT_TRUE(after->ParseFromString(WithoutSecretsOf(test_replies::Bytes(*before)))) << field->name();
+    Compare(*before, *after, &count);
+  }
+  // As many as there are names, and no end of others.
+  EXPECT_GT(count.hidden, 25);
+  EXPECT_GT(count.kept, 1000);
 }
 
 TEST(SecretNames, AreThoseOfSecretColumnsAndOfTheirFields) {
