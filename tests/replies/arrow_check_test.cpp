@@ -141,10 +141,11 @@ TEST(ArrowCheck, ReadsNoMoreThanTheBuffers) {
                                  Texts("z", "n", {"a", "bc"}),
                                  List("n", {0, 2, 3}, Three()),
                                  LargeList("n", {0, 2, 3}, Three())};
-  // Bits for whole bytes and for one more.
-  for (const size_t bits : {size_t{1}, size_t{7}, size_t{8}, size_t{9}, size_t{16}})
+  for (size_t bits = 1; bits <= 70; ++bits) {
     columns.push_back(
         Numbers<int8_t>("c", "n", std::vector<int8_t>(bits, 1), "0" + std::string(bits - 1, '1')));
+    columns.push_back(Bools("n", std::string(bits, '1')));
+  }
   for (const Column& column : columns) {
     Owned<ArrowSchema> schema(ExportSchema(column));
     Owned<ArrowArray> array(ExportArray(column));

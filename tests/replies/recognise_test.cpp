@@ -105,6 +105,12 @@ TEST(Recognise, ABlockMayEndInsideTheOnlyLineOfDigits) {
     for (size_t size = text.size() - 40; size <= text.size() - 8; ++size)
       EXPECT_EQ(ToldForm(text.substr(0, size), Extent::kBlock), "hex") << before << ' ' << size;
   }
+  // Where nothing is cut, a digit alone is one too many, and more than a byte is no end of one.
+  const std::string part = pairs.substr(0, pairs.size() - 9);
+  EXPECT_EQ(ToldForm(part, Extent::kBlock), "hex");
+  EXPECT_EQ(ToldForm(part, Extent::kWhole), "text?");
+  EXPECT_EQ(ToldForm(part + "0???", Extent::kBlock), "hex");
+  EXPECT_EQ(ToldForm(part + "0????", Extent::kBlock), "text?");
   const std::string digits = EncodeBase64(reply);
   for (const size_t width : {size_t{4}, size_t{20}, size_t{76}, size_t{1000}}) {
     for (const char* between : {" ", "\\n", "\\r\\n"}) {
