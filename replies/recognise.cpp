@@ -29,13 +29,11 @@ bool LooksLikeText(std::string_view bytes) {
 
 // The first line of the text form is a field of the envelope.
 bool LooksLikeTextForm(std::string_view text) {
-  while (true) {
-    text = Trim(text);
-    if (text.empty()) return false;
-    if (text[0] != '#') break;
+  text = Trim(text);
+  while (!text.empty() && text[0] == '#') {
     const size_t end = text.find('\n');
     if (end == std::string_view::npos) return false;
-    text = text.substr(end + 1);
+    text = Trim(text.substr(end + 1));
   }
   size_t size = 0;
   while (size < text.size() &&

@@ -120,6 +120,31 @@ TEST(DecodePayload, HasALetterForEachKindOfField) {
   EXPECT_EQ(table_get_int64(Child(data, 0, 8).get(), 0, 0), -6);
 }
 
+// Each value in its row, in a column of another number.
+TEST(DecodePayload, PutsEachKindOfFieldIntoItsRow) {
+  const Table table = Decode(
+      "Id: 3 Tbl { DataX { Index: 11 iValue: 12 fValue: 1.5 dValue: 1.25 sValue: 'a' }"
+      " DataX { Index: 21 iValue: 22 fValue: 2.5 dValue: 2.25 sValue: 'b' }"
+      " DataX { Index: 31 iValue: 32 fValue: 3.5 dValue: 3.25 sValue: 'c' } }");
+  const TableView data = Child(table, 0, table_col_index(table.get(), "DataX"));
+  ASSERT_EQ(data.rows(), 3);
+  const auto col = [&](const char* name) { return table_col_index(const_cast<void*>(data.get()), name); };
+  for (int row = 0; row < 3; ++row) {
+    EXPECT_EQ(table_get_int(data.get(), row, col("Index")), 10 * row + 11);
+    EXPECT_EQ(table_get_int64(data.get(), row, col("iValue")), 10 * row + 12);
+    EXPECT_EQ(table_get_float(data.get(), row, col("fValue")), static_cast<float>(row) + 1.5F);
+    EXPECT_EQ(table_get_double(data.get(), row, col("dValue")), row + 1.25);
+    EXPECT_EQ(table_get_str(data.get(), row, col("sValue")), std::string(1, static_cast<char>('a' + row)));
+  }
+  const Table news = Decode(
+      "Id: 24 RepDataNewsInfoValue { ver: 'v' act: 1 newsID: 2 } RepDataNewsInfoValue { ver: 'w' act: 3"
+      " newsID: 4 }");
+  for (int row = 0; row < 2; ++row) {
+    EXPECT_EQ(table_get_uint(news.get(), row, 1), 2U * static_cast<unsigned>(row) + 1);
+    EXPECT_EQ(table_get_uint64(news.get(), row, 2), 2U * static_cast<unsigned>(row) + 2);
+  }
+}
+
 TEST(DecodePayload, HasNumbersWithoutASign) {
   const Table table =
       Decode("Id: 24 RepDataNewsInfoValue { ver: 'v' act: 4294967295 newsID: 18446744073709551615 }");
