@@ -34,7 +34,7 @@ void ExitByWhatReplyTypesTake() {
 }
 
 TEST(Schema, MakesAllOfAReplyAtItsFirstUse) {
-  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  testing::GTEST_FLAG(death_test_style) = "threadsafe";
   EXPECT_EXIT(ExitByWhatReplyTypesTake(), testing::ExitedWithCode(0), "");
 }
 #endif
