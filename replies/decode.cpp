@@ -186,7 +186,7 @@ void Decoder::Tell(const pb::FieldDescriptor& field, const std::string& path,
     table.columns.push_back(ColumnOf(inner, inner.is_repeated() ? 't' : Letter(inner)));
   }
   tables->push_back(std::move(table));
-  if (!open_.insert(message).second) return;
+  open_.insert(message);
   for (int i = 0; i < message->field_count(); ++i) {
     const pb::FieldDescriptor& inner = *message->field(i);
     const bool nested = inner.is_repeated() || inner.message_type() != nullptr;

@@ -24,7 +24,6 @@ void EraseAll(std::string* text, std::string_view what, std::string_view until) 
 std::string AsWritten(std::string text) {
   EraseAll(&text, " [json_name = \"", "\"]");
   EraseAll(&text, ", json_name = \"", "\"");
-  EraseAll(&text, "json_name = \"", "\", ");
   EraseAll(&text, ".tessel.", "");
   return text;
 }

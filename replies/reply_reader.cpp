@@ -203,7 +203,7 @@ bool LineReader::TakeLine(std::string* line) {
 void LineReader::Look(std::string_view line) {
   LineContent content = RepliesInLine(line, form_);
   found_ = std::move(content.replies);
-  if (!found_.empty()) below_.Begin(found_.back(), form_ == Form::kLines ? content.hex_column : 0);
+  if (!found_.empty()) below_.Begin(found_.back(), content.hex_column);
   std::reverse(found_.begin(), found_.end());
   // Of a form that was asked for, a line without replies is an error already.
   const bool counts = content.lookalike && (form_ == Form::kLines || !found_.empty());

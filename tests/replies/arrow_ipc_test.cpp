@@ -599,7 +599,8 @@ TEST(IpcSlices, OffsetsNeedNotBeginWithZero) {
 
 // Twenty values of every kind of layout; every slice of them must hold what the whole holds there.
 std::vector<Column> TwentyOfEach() {
-  const std::string valid = "11011111011101010011";
+  // The first bits of the second and of the third byte are not alike.
+  const std::string valid = "11011111111101010011";
   std::vector<int32_t> n;
   std::vector<std::string> texts;
   std::vector<int32_t> ends = {0};
@@ -613,7 +614,7 @@ std::vector<Column> TwentyOfEach() {
       FixedSizeList("p", 2, Numbers<int16_t>("s", "item", std::vector<int16_t>(40, 7), valid + valid));
   return {numbers,
           Numbers<int32_t>("i", "all", n),
-          Bools("b", "10110111000101110010", valid),
+          Bools("b", "10110111000101111010", valid),
           Texts("u", "t", texts, valid),
           List("l", ends, numbers, valid),
           Struct("s", 20, {numbers, Texts("U", "t", texts, "10" + valid.substr(2))}, valid),
@@ -838,6 +839,18 @@ TEST(IpcRefusals, OfBatchesThatAreNotOfTheSchema) {
   wide.length = replies::kMaxArrowValues / 1000000 + 1;
   EXPECT_EQ(refusal_of(Struct("", wide.length, {wide}), Struct("", wide.length, {wide})),
             "w: impossible length or offset");
+  // Two in each, as many as there may be, and one more of them.
+  const auto pairs = [](int64_t length, int64_t values) {
+    return Struct("", length, {{"+w:2", "w", length, {std::nullopt}, {{"n", "x", values, {}, {}}}}});
+  };
+  constexpr int64_t kMostPairs = replies::kMaxArrowValues / 2;
+  const Column most = pairs(kMostPairs, 2 * kMostPairs);
+  Owned<ArrowSchema> schema(ExportSchema(most));
+  Owned<ArrowArray> array(ExportArray(most));
+  std::string bytes;
+  std::string error;
+  EXPECT_TRUE(replies::WriteIpcBatch(*schema, *array, replies::AppendTo(&bytes), &error)) << error;
+  EXPECT_EQ(RefusalOf(pairs(kMostPairs + 1, 2 * kMostPairs)), "w: impossible length or offset");
 }
 
 // Bits behind the end of a batch, or in front of it, are nobody's.

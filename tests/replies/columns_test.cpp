@@ -467,9 +467,12 @@ TEST(Columns, SayWhichLineOfTheirTextIsWrong) {
   EXPECT_EQ(error("table 3 F\ntitle A\n"), "line 2: a title is in English and in Chinese: title A");
   EXPECT_EQ(error("table 3 F\n[0] | A | B | - | - | F\n"),
             "line 2: an element without a column: [0] | A | B | - | - | F");
+  EXPECT_EQ(error("table 99999999999 F\n"), "line 1: \"99999999999\" is no number: table 99999999999 F");
+  EXPECT_EQ(error("table 3x F\n"), "line 1: \"3x\" is no number: table 3x F");
   // A word that tells of no table, and a line of one word.
   EXPECT_EQ(error("table 3 F\nheight 7\n"), "line 2: a column has 10 parts, not 1: height 7");
   EXPECT_EQ(error("table 3 F\ntitle\n"), "line 2: a column has 10 parts, not 1: title");
+  EXPECT_EQ(error("table 3 F\ntitle  \n"), "line 2: a column has 10 parts, not 1: title  ");
   const std::string array = "table 3 F\nA | 2q | A | A | - | - | - | A | array | absent\n";
   EXPECT_EQ(error(array), "");
   for (const char* element : {"[] | A | B | - | - | F", "[0 | A | B | - | - | F", "[0] | A | B | - | F"}) {

@@ -348,6 +348,10 @@ TEST(Frames, ATableIsLookedIntoAsFarAsIsFree) {
   EXPECT_TRUE(has_payload(table));
   EXPECT_TRUE(has_payload(table + "\x28\x01"));
   EXPECT_FALSE(has_payload(table.substr(2) + "\x28\x01"));
+  // Descriptions and data have lengths, and nothing else is in a table.
+  for (const char* field : {"\x10\x01", "\x18\x01", "\x11TwoWords", "\x1DWord", "\x0A\x01x", "\x22\x01x"}) {
+    EXPECT_FALSE(has_payload(field)) << testing::PrintToString(field);
+  }
 }
 
 TEST(Frames, AnEnvelopeHasAnIdInFrontAndThenWhatBelongsToIt) {
@@ -390,6 +394,10 @@ TEST(Frames, ALongReplyIsFoundByItsPayloadOrItsLastField) {
   };
   EXPECT_EQ(found_at("??" + size + "\x08\x14\xA2\x01" + half + filler), 2);
   EXPECT_EQ(found_at("??" + size + "\x08\x14\x12" + half + filler), -1);
+  // The first 64 KiB are enough to look at, and one byte less is not.
+  const std::string begun = "??" + size + "\x08\x14\xA2\x01" + half;
+  EXPECT_EQ(found_at(begun + filler.substr(0, kLookAhead - begun.size() + 2)), 2);
+  EXPECT_EQ(found_at(begun + filler.substr(0, kLookAhead - begun.size() + 1)), -1);
   // A text to the end of the reply: 200,000 less 6 bytes.
   EXPECT_EQ(found_at("??" + size + "\x08\x14\x12\xBA\x9A\x0C" + filler), 2);
 }

@@ -351,7 +351,9 @@ TEST(NotExpressible, IsTextThatIsNotUtf8) {
   ExpectNotExpressible(Wire(Delimited(3, Number(1, 0) + Delimited(5, "A") + Delimited(5, kBadText))),
                        "Tbl.Data.sValues",
                        "text that is not valid UTF-8 in field \"Tbl.Data[0].sValues[1]\"");
-  // The first in the order of fields, not in the order of arrival.
+  // The first of two, in the order of fields, not in the order of arrival.
+  ExpectNotExpressible(Number(1, 20) + Delimited(4, kBadText) + Delimited(2, kBadText), "Obj",
+                       "text that is not valid UTF-8 in field \"Obj\"");
   ExpectNotExpressible(Delimited(20, Delimited(1, kBadText)) + Delimited(2, kBadText) + Number(1, 20), "Obj",
                        "text that is not valid UTF-8 in field \"Obj\"");
 }

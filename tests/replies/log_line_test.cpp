@@ -173,6 +173,16 @@ TEST(LogLine, MoreBeginningsThanAreTriedAreALookalike) {
   const LineContent content = RepliesInLine(line, Form::kLines);
   EXPECT_EQ(content.replies, Strings());
   EXPECT_TRUE(content.lookalike);
+  // Fifteen that are none, and the reply is the sixteenth; then it is one too many.
+  const auto behind = [](size_t count) {
+    std::string beginnings = "got ";
+    for (size_t i = 0; i < count; ++i)
+      beginnings += "CBYSBEFC/";
+    return RepliesInLine(beginnings + kOtherBase64, Form::kLines);
+  };
+  EXPECT_EQ(behind(15).replies, Strings{kOther});
+  EXPECT_EQ(behind(16).replies, Strings());
+  EXPECT_TRUE(behind(16).lookalike);
 }
 
 }  // namespace

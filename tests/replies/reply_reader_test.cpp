@@ -245,6 +245,27 @@ TEST(Reader, AReplyGoesOnInTheVeryNextLines) {
   EXPECT_EQ(errors("10:01 got 1fff5678\n" + one), 0U);
   EXPECT_EQ(errors("10:01\n" + one), 0U);
   EXPECT_EQ(errors("10:01 got \n" + one), 0U);
+  // Behind its end digits anywhere else are none of it either.
+  for (const char* digits : {"120142\n", "x120142\n", "10120142\n"}) {
+    EXPECT_EQ(errors(one + digits), 1U) << digits;
+    EXPECT_EQ(errors(std::string("10:01 got nothing\n") + digits), 0U) << digits;
+  }
+}
+
+// Whatever was lost before it.
+TEST(Reader, NothingIsLostWithAReply) {
+  for (const Form form : {Form::kRaw, Form::kHex, Form::kDelimited}) {
+    const std::string bytes = form == Form::kRaw   ? kReplyBytes
+                              : form == Form::kHex ? std::string(kReplyHex)
+                                                   : std::string(1, '\6') + kReplyBytes;
+    MemorySource source(bytes);
+    ReplyReader reader(&source, form, nullptr);
+    Reply reply;
+    reply.lost = 7;
+    std::string error;
+    ASSERT_EQ(reader.Read(&reply, &error), Next::kReply) << error;
+    EXPECT_EQ(reply.lost, 0U);
+  }
 }
 
 TEST(Reader, TextForm) {

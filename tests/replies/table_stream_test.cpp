@@ -201,6 +201,9 @@ TEST(TableStream, NestsTablesInLists) {
   const Read whole =
       ReadAll(From({Wire({Texts("Obj", {"A"}), Tables("T", {Payload({Numbers("V", {1})})})})}), {}, Nested());
   EXPECT_EQ(whole.rows, (Rows{R"({"Obj":"A","T":[{"V":0.01}]})"}));
+  EXPECT_EQ(whole.counts.rows, 1U);
+  const std::string three = Wire({Texts("A", {"x", "y", "z"})});
+  EXPECT_EQ(ReadAll(From({three, three}), {}, Nested()).counts.rows, 6U);
   // All columns outside and one of two inside, in whatever order they stand.
   const WireColumn inner = Tables("T", {Payload({Numbers("V", {1}), Numbers("W", {2})})});
   const WireColumn outer = Texts("A", {"x"});
@@ -779,8 +782,10 @@ TEST(TableBatch, HandsOutInPartsWhatCannotLeaveTogether) {
   ASSERT_EQ(batch.rows(), 3000U);
   for (const uint64_t left : {1500U, 0U}) {
     replies::ArrowOwner<ArrowArray> array;
+    EXPECT_FALSE(array);
     replies::RowOrigin misfit;
     ASSERT_TRUE(batch.Take(array.get(), &misfit, &why)) << why;
+    EXPECT_TRUE(array);
     EXPECT_EQ(array->length, 1500);
     EXPECT_EQ(batch.rows(), left);
     EXPECT_EQ(batch.IsFull(65536), left != 0);
@@ -827,6 +832,17 @@ TEST(TableBatch, PlansForNothingThatIsNoReply) {
     EXPECT_EQ(replies::TablePlan::MakeFrom("\x08\x14\xA2\x01\x02\x0A", request, {}, &taken, &why), nullptr);
     EXPECT_EQ(taken, Taken::kMisfit);
     EXPECT_NE(why.find("not a reply"), std::string::npos) << why;
+  }
+}
+
+// Id 44 has no table of its own; 9999 is no Id.
+TEST(TableBatch, HasATableWhereThereIsAPayload) {
+  EXPECT_FALSE(replies::HasTable(OfId(9999)));
+  EXPECT_TRUE(replies::HasTable(OfId(21)));
+  for (const int32_t id : {21, 44, 9999}) {
+    TableRequest request = OfId(id);
+    request.decode = true;
+    EXPECT_EQ(replies::HasTable(request), id != 9999) << id;
   }
 }
 
