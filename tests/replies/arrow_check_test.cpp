@@ -124,60 +124,22 @@ TEST(ArrowCheck, ReadsAllOfABufferAndNothingBehindIt) {
   expect(Sliced(Numbers<int32_t>("i", "n", {1, 2, 3}), 2, 1), 1, 12, 8);
 }
 
-// The same of every other width, and of bitmaps, offsets and texts.
+// Nothing behind the buffers of any width, of bitmaps, offsets and texts either.
 TEST(ArrowCheck, ReadsNoMoreThanTheBuffers) {
-  const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-  void* pages = mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  ASSERT_NE(pages, MAP_FAILED);
-  char* const end = static_cast<char*>(pages) + page;
-  ASSERT_EQ(mprotect(end, page, PROT_NONE), 0);
-  std::vector<Column> columns = {Numbers<int8_t>("c", "n", {1, 2, 3}),
-                                 Numbers<int16_t>("s", "n", {1, 2, 3}),
-                                 Numbers<int32_t>("i", "n", {1, 2, 3}),
-                                 Numbers<int64_t>("l", "n", {1, 2, 3}),
-                                 {"d:10,2", "n", 1, {std::nullopt, Values<int64_t>({150, 0})}, {}},
-                                 Texts("u", "n", {"a", "bc"}),
-                                 Texts("U", "n", {"a", "bc"}),
-                                 Texts("z", "n", {"a", "bc"}),
-                                 List("n", {0, 2, 3}, Three()),
-                                 LargeList("n", {0, 2, 3}, Three())};
+  std::vector<Column> columns = {Texts("u", "n", {"a", "bc"}), Texts("U", "n", {"a", "bc"}),
+                                 List("n", {0, 2, 3}, Three()), LargeList("n", {0, 2, 3}, Three())};
   for (size_t bits = 1; bits <= 70; ++bits) {
     columns.push_back(
         Numbers<int8_t>("c", "n", std::vector<int8_t>(bits, 1), "0" + std::string(bits - 1, '1')));
     columns.push_back(Bools("n", std::string(bits, '1')));
   }
   for (const Column& column : columns) {
-    Owned<ArrowSchema> schema(ExportSchema(column));
-    Owned<ArrowArray> array(ExportArray(column));
     for (size_t i = 0; i < column.buffers.size(); ++i) {
       if (!column.buffers[i]) continue;
-      const std::string& bytes = *column.buffers[i];
-      char* const place = end - bytes.size();
-      bytes.copy(place, bytes.size());
-      const void* const before = std::exchange(array->buffers[i], place);
-      EXPECT_EQ(replies::CheckArrow(*schema, *array), "") << column.format << ' ' << i;
-      array->buffers[i] = before;
+      EXPECT_EQ(FaultWithBytesOf(column, static_cast<int64_t>(i), column.buffers[i]->size()), "")
+          << column.format << ' ' << i;
     }
   }
-  munmap(pages, 2 * page);
-}
-
-// All that they have to hold, so that tools which watch memory tell of a byte that is missing.
-TEST(ArrowCheck, ReadsAllOfTheBuffers) {
-  const auto check_short = [](const Column& column, size_t buffer) {
-    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-    void* pages = mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    char* const end = static_cast<char*>(pages) + page;
-    mprotect(end, page, PROT_NONE);
-    Owned<ArrowSchema> schema(ExportSchema(column));
-    Owned<ArrowArray> array(ExportArray(column));
-    array->buffers[buffer] = end - (column.buffers[buffer]->size() - 1);
-    replies::CheckArrow(*schema, *array);
-  };
-  EXPECT_DEATH(check_short(Numbers<int8_t>("c", "n", {1, 2, 3}), 1), "");
-  EXPECT_DEATH(check_short(Bools("n", "101101111"), 1), "");
-  EXPECT_DEATH(check_short(Numbers<int8_t>("c", "n", std::vector<int8_t>(9, 1), "111111111"), 0), "");
-  EXPECT_DEATH(check_short(Texts("z", "n", {"a", "bc"}), 2), "");
 }
 
 TEST(ArrowCheck, FindsNothingInEmptyArraysWithoutBuffers) {
