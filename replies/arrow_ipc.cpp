@@ -460,7 +460,6 @@ bool WriteIpcEnd(const IpcSink& sink) {
 }
 
 bool WriteIpcStream(ArrowArrayStream* stream, const IpcSink& sink, std::string* error) {
-  error->clear();
   ArrowSchema schema{};
   const std::unique_ptr<ArrowSchema, Release> schema_release(&schema);
   if (stream->get_schema(stream, &schema) != 0) return RefuseStream(stream, error);

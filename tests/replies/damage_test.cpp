@@ -417,20 +417,23 @@ TEST(Frames, NoneHasMoreThanTheMost) {
 
 // A reply without its payload needs another one behind it.
 TEST(Frames, WithoutAPayloadTheNextOneIsWaitedFor) {
-  const std::string only_id = "??\x02\x08\x14";
+  const std::string only_id = std::string(20, '?') + "\x02\x08\x14";
   const auto search = [](const std::string& bytes, bool ended) {
     Effort effort{1000, 0};
     return FindFrame(bytes, 0, kAnywhere, ended, Prefix::kVarint, kMaxReplyBytes, &effort);
   };
-  for (const char* next : {"\x07", "\x07\x08"}) {
+  // The next one's length, its tag, and an Id that goes on; and a length of more bytes than it needs.
+  using namespace std::string_literals;
+  for (const std::string& next :
+       {"\x0F"s, "\x0F\x08"s, "\x0F\x08\x94\x80"s, "\x8F\x80\x80\x80\x00\x08\x94"s}) {
     const Search more = search(only_id + next, false);
     EXPECT_EQ(more.result, Search::kNeedsMore);
-    EXPECT_LE(more.at, 2U);
+    EXPECT_LE(more.at, 20U);
     EXPECT_EQ(search(only_id + next, true).result, Search::kNone);
   }
   const Search whole = search(only_id + InFrame(WithPayload("ab")), false);
   EXPECT_EQ(whole.result, Search::kFound);
-  EXPECT_EQ(whole.at, 2U);
+  EXPECT_EQ(whole.at, 20U);
 }
 
 // A number that has not ended may have ten bytes.

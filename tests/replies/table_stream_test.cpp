@@ -209,6 +209,8 @@ TEST(TableStream, NestsTablesInLists) {
   const WireColumn outer = Texts("A", {"x"});
   EXPECT_EQ(ReadAll(From({Wire({inner, outer})}), OfId(3), Columns({"T", "T.V", "A"}, false)).rows,
             (Rows{R"({"T":[{"V":0.01}],"A":"x"})"}));
+  EXPECT_EQ(ReadAll(From({Wire({inner})}), OfId(3), Columns({"T.V"}, false)).rows,
+            (Rows{R"({"T":[{"V":0.01}]})"}));
   EXPECT_EQ(ReadAll(From({Wire({outer, inner})}), OfId(3), Columns({"A", "T.W"}, false)).rows,
             (Rows{R"({"A":"x","T":[{"W":0.02}]})"}));
 }
