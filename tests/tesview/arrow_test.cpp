@@ -1,6 +1,7 @@
 // The form for engines and data frames, read back.
 #include <gtest/gtest.h>
 #include <jansson.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -417,6 +418,31 @@ TEST(Arrow, ComesWhenTheSourcePauses) {
     const Result result = View(With(kCloses, {"--jobs", jobs, "--from", "delimited"}), how);
     EXPECT_EQ(arrow_reader::Read(result.out).batches.size(), 2U) << jobs;
     EXPECT_EQ(RowsOf(result.out).size(), 6U);
+    close(ready[0]);
+    close(ready[1]);
+  }
+}
+
+TEST(Arrow, HasItsColumnsBeforeAnyRow) {
+  // The second reply is sent when something of the first, which has no rows, has come.
+  const std::string reply = Framed(Reply("Id: 130"));
+  for (const std::string jobs : {"1", "2"}) {
+    int ready[2];
+    ASSERT_EQ(pipe(ready), 0);
+    bool came = false;
+    How how;
+    how.feed = [&](int fd) {
+      EXPECT_EQ(write(fd, reply.data(), reply.size()), static_cast<ssize_t>(reply.size()));
+      pollfd wait{ready[0], POLLIN, 0};
+      came = poll(&wait, 1, 10000) == 1;
+      EXPECT_EQ(write(fd, reply.data(), reply.size()), static_cast<ssize_t>(reply.size()));
+    };
+    how.after = 1;
+    how.then = [&](int) { EXPECT_EQ(write(ready[1], "x", 1), 1); };
+    const Result result = View({"--to", "arrow", "--jobs", jobs, "--from", "delimited"}, how);
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(RowsOf(result.out), Strings());
+    EXPECT_TRUE(came) << jobs;
     close(ready[0]);
     close(ready[1]);
   }

@@ -6,6 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "tesview/show/choose.h"
+#include "tesview/show/table_form.h"
+
 namespace tesview {
 namespace {
 
@@ -226,6 +229,23 @@ TEST(Bytes, OfACellThatHasNone) {
   const Column column = ColumnsOf(table.view())[0];
   EXPECT_EQ(BinaryOf(table.view(), 0, column), std::string_view("a\0b", 3));
   EXPECT_EQ(BinaryOf(table.view(), 1, column), "");
+}
+
+TEST(Cell, OfSeveralNumbersIsRoundedForPeople) {
+  const Table table("D:3d;F:2f;Q:2q", 2);
+  const double doubles[] = {0.1 + 0.2, 2.0 / 3, 12.5};
+  const float floats[] = {0.1F, -3};
+  const int64_t whole[] = {std::numeric_limits<int64_t>::max(), -1};
+  table_set_buff(table.get(), 0, 0, doubles, sizeof doubles, 0);
+  table_set_buff(table.get(), 0, 1, floats, sizeof floats, 0);
+  table_set_buff(table.get(), 0, 2, whole, sizeof whole, 0);
+  const View view;
+  const KeptRows kept;
+  Choice choice(view, {}, &kept);
+  EXPECT_EQ(RenderTable(view, &choice, table.view()),
+            "#  D[3]                            F[2]       Q[2]\n"
+            "0  [0.3, 0.666666666666667, 12.5]  [0.1, -3]  [9223372036854775807, -1]\n"
+            "1  \xC2\xB7                               \xC2\xB7          \xC2\xB7\n");
 }
 
 }  // namespace

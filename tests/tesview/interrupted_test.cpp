@@ -34,10 +34,10 @@ std::string ReadUntilEnd(int fd) {
   return all;
 }
 
-// Two lines into a pipe, and an interrupt when it is full. Behind that `reader` has the other end. Ends the
-// process with 0 if the output said that it was interrupted and `is_right` finds what was read as it should
-// be.
-[[noreturn]] void Interrupt(const std::function<std::string(int fd)>& reader,
+// Lines into a pipe, more than it holds, and an interrupt when it is full. Behind that `reader` has the other
+// end. Ends the process with 0 if the output said that it was interrupted and `is_right` finds what was read
+// as it should be.
+[[noreturn]] void Interrupt(const std::string& lines, const std::function<std::string(int fd)>& reader,
                             const std::function<bool(const std::string&)>& is_right) {
   std::signal(SIGPIPE, SIG_IGN);
   CatchInterrupts();
@@ -59,7 +59,7 @@ std::string ReadUntilEnd(int fd) {
   bool was_interrupted = false;
   try {
     Output output(ends[1]);
-    output.Write(std::string(kLine, 'a') + "\n" + std::string(kLine, 'b') + "\n");
+    output.Write(lines);
   } catch (const Interrupted&) {
     was_interrupted = true;
   }
@@ -68,10 +68,26 @@ std::string ReadUntilEnd(int fd) {
   std::exit(was_interrupted && is_right(read) ? 0 : 1);
 }
 
+std::string TwoLines() {
+  return std::string(kLine, 'a') + "\n" + std::string(kLine, 'b') + "\n";
+}
+
 TEST(InterruptedOutput, EndsTheLineThatIsBegunIfSomebodyReads) {
-  EXPECT_EXIT(
-      Interrupt(ReadUntilEnd, [](const std::string& read) { return read == std::string(kLine, 'a') + "\n"; }),
-      testing::ExitedWithCode(0), "");
+  const auto is_first = [](const std::string& read) { return read == std::string(kLine, 'a') + "\n"; };
+  EXPECT_EXIT(Interrupt(TwoLines(), ReadUntilEnd, is_first), testing::ExitedWithCode(0), "");
+}
+
+// Several of them are written at once, and the pipe is full in the midst of one.
+TEST(InterruptedOutput, EndsNoMoreThanTheLineThatIsBegun) {
+  const std::string line = std::string(10000, 'a') + "\n";
+  std::string lines;
+  for (int i = 0; i < 20; ++i)
+    lines += line;
+  const auto is_right = [&](const std::string& read) {
+    return !read.empty() && read.size() < lines.size() && read.size() % line.size() == 0 &&
+           read == lines.substr(0, read.size());
+  };
+  EXPECT_EXIT(Interrupt(lines, ReadUntilEnd, is_right), testing::ExitedWithCode(0), "");
 }
 
 TEST(InterruptedOutput, DoesNotWaitForAReaderThatReadsNothing) {
@@ -79,7 +95,7 @@ TEST(InterruptedOutput, DoesNotWaitForAReaderThatReadsNothing) {
     Sleep(700);
     return std::string();
   };
-  EXPECT_EXIT(Interrupt(wait, [](const std::string&) { return true; }), testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(Interrupt(TwoLines(), wait, [](const std::string&) { return true; }), testing::ExitedWithCode(0), "");
 }
 
 TEST(InterruptedOutput, EndsWhereTheReaderGoes) {
@@ -87,7 +103,7 @@ TEST(InterruptedOutput, EndsWhereTheReaderGoes) {
     close(fd);
     return std::string();
   };
-  EXPECT_EXIT(Interrupt(leave, [](const std::string&) { return true; }), testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(Interrupt(TwoLines(), leave, [](const std::string&) { return true; }), testing::ExitedWithCode(0), "");
 }
 
 // Ends the process with 0 if each way to send something says so, and sends nothing.

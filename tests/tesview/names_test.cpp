@@ -108,6 +108,33 @@ TEST(Once, AColumnThatNoReplyHas) {
   EXPECT_EQ(result.code, 1);
 }
 
+TEST(Once, APathThatLeadsNowhere) {
+  const std::string stream = StreamOf(TwoKlines(), 3);
+  for (const char* to : {"table", "csv", "ndjson"}) {
+    const Result result = ViewBytes(stream, {"--to", to, "--path", "9/Data"});
+    const Strings lines = LinesOf(result.err);
+    ASSERT_EQ(lines.size(), 2U) << result.err;
+    EXPECT_EQ(lines[0].find("tesview: (standard input): reply 1 at offset 0: "), 0U) << lines[0];
+    const std::string more =
+        "tesview: 2 more replies like that: path \"9/Data\" leads to no table; the last is (standard input): "
+        "reply 3 at offset ";
+    EXPECT_EQ(lines[1], more + std::to_string(2 * Framed(TwoKlines()).size()));
+  }
+}
+
+TEST(Once, ComesBehindWhatIsShown) {
+  // Two replies that have no such column, and one that has it, into one pipe.
+  const std::string stream = StreamOf(TwoKlines(), 2) + Framed(SmallTable());
+  for (const std::string to : {"csv", "ndjson", "table"}) {
+    const Strings lines =
+        LinesOf(viewer::Shell("exec \"$0\" --to " + to + " --columns Price 2>&1", stream).out);
+    ASSERT_GE(lines.size(), 3U) << to;
+    EXPECT_EQ(lines.front().find("tesview: (standard input): reply 1 at offset 0: no column "), 0U)
+        << lines.front();
+    EXPECT_EQ(lines.back().find("tesview: 1 more reply like that: no column \"Price\""), 0U) << lines.back();
+  }
+}
+
 TEST(Once, RepliesWithoutATableByTheirId) {
   const std::string stream = StreamOf(Reply("Id: 22"), 3) + StreamOf(Reply("Id: 23"), 2);
   for (const char* jobs : {"1", "3"}) {

@@ -156,6 +156,8 @@ TEST(Ndjson, ControlCharactersAreEscapedWhateverElseIsThere) {
   EXPECT_EQ(line("\\001\\037\\n"), start + "\\u0001\\u001f\\n\"}\n");
   EXPECT_EQ(line("a\\\\b"), start + "a\\\\b\"}\n");
   EXPECT_EQ(line("a\"b"), start + "a\\\"b\"}\n");
+  EXPECT_EQ(line("\\\\"), start + "\\\\\"}\n");
+  EXPECT_EQ(line("\""), start + "\\\"\"}\n");
   // The first and the last character that stay as they are.
   EXPECT_EQ(line(" ~"), start + " ~\"}\n");
 }

@@ -140,5 +140,31 @@ TEST(Numbers, RoundedHaveAtMostFifteenDigits) {
   EXPECT_EQ(rounded(-std::numeric_limits<double>::infinity()), "-inf");
 }
 
+// Sixteen digits, of which the first or the last is each that counts: one is too many.
+TEST(Numbers, AreRoundedWhateverDigitIsAtAnEnd) {
+  const auto rounded = [](double value) {
+    char text[kNumberRoom];
+    return std::string(text, WriteRounded(text, value));
+  };
+  EXPECT_EQ(rounded(0.1234567890123451), "0.123456789012345");
+  EXPECT_EQ(rounded(0.1234567890123452), "0.123456789012345");
+  EXPECT_EQ(rounded(0.1234567890123453), "0.123456789012345");
+  EXPECT_EQ(rounded(0.1234567890123454), "0.123456789012345");
+  EXPECT_EQ(rounded(0.1234567890123456), "0.123456789012346");
+  EXPECT_EQ(rounded(0.1234567890123457), "0.123456789012346");
+  EXPECT_EQ(rounded(0.1234567890123458), "0.123456789012346");
+  EXPECT_EQ(rounded(0.1234567890123459), "0.123456789012346");
+  // Doubles of this size are 0.0000000000000018 or less apart.
+  EXPECT_EQ(rounded(1.234567890123452), "1.23456789012345");
+  EXPECT_EQ(rounded(2.234567890123452), "2.23456789012345");
+  EXPECT_EQ(rounded(3.234567890123452), "3.23456789012345");
+  EXPECT_EQ(rounded(4.234567890123452), "4.23456789012345");
+  EXPECT_EQ(rounded(5.234567890123452), "5.23456789012345");
+  EXPECT_EQ(rounded(6.234567890123452), "6.23456789012345");
+  EXPECT_EQ(rounded(7.234567890123452), "7.23456789012345");
+  EXPECT_EQ(rounded(8.234567890123452), "8.23456789012345");
+  EXPECT_EQ(rounded(0.9234567890123452), "0.923456789012345");
+}
+
 }  // namespace
 }  // namespace tesview

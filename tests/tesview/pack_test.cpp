@@ -44,6 +44,18 @@ TEST_F(Files, PackWritesALongLengthInTwoBytes) {
   EXPECT_EQ(result.code, 0);
 }
 
+TEST_F(Files, PackWritesALengthInFourBytes) {
+  // 0x01020304 is 16,909,060: the Id takes two bytes, and a tag and the length of the text five.
+  const std::string longest =
+      Write("longest.txtpb", "Id: 4 JsonTbl: '" + std::string(16'909'060 - 7, 'j') + "'");
+  const std::string highest = View({"pack", "--to", "fixed32be", longest}).out;
+  EXPECT_EQ(highest.size(), 16'909'064U);
+  EXPECT_EQ(highest.substr(0, 8), "\x01\x02\x03\x04\x08\x04\x22\xFD");
+  const std::string lowest = View({"pack", "--to", "fixed32le", longest}).out;
+  EXPECT_EQ(lowest.size(), 16'909'064U);
+  EXPECT_EQ(lowest.substr(0, 8), "\x04\x03\x02\x01\x08\x04\x22\xFD");
+}
+
 TEST_F(Files, PackKeepsBytesFromATerminal) {
   if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
   const std::string text = Write("small.txtpb", "Id: 22");

@@ -12,6 +12,7 @@
 #include <string>
 #include <utility>
 
+#include "replies/columns.h"
 #include "replies/encodings.h"
 #include "tests/support/processor_time.h"
 #include "tests/support/replies.h"
@@ -180,6 +181,28 @@ TEST_F(Reports, AReplyIsListedWithAllThatIsKnownOfIt) {
                 "{\"id\":9999,\"bytes\":5,\"number\":7,\"offset\":70,\"many\":false" +
                 end + "\"decoded\":true,\"table\":1}\n],\n\"kinds\":{\"9999/5\":[]}}</script>\n"),
       std::string::npos)
+      << text;
+}
+
+TEST_F(Reports, AKnownIdIsToldInWords) {
+  Output output(fd_);
+  Report report(&output, {12, 3456});
+  report.Add(Numbered(1), TreeOf(3));
+  report.End();
+  output.Flush();
+  const std::string text = Slurped(path_);
+  const replies::PayloadDescription* told = replies::DescribePayload(22);
+  ASSERT_NE(told, nullptr);
+  EXPECT_NE(told->english.Marked(), "");
+  EXPECT_NE(told->chinese.Marked(), "");
+  EXPECT_NE(told->family, "");
+  EXPECT_NE(text.find(",\"payload\":\"QuoteTickSingle\",\"english\":" + Embedded(told->english.Marked()) +
+                      ",\"chinese\":" + Embedded(told->chinese.Marked()) +
+                      ",\"family\":" + Embedded(told->family) + ",\"tree\":0}"),
+            std::string::npos)
+      << text;
+  EXPECT_NE(text.find("\"most\":{\"replies\":12,\"bytes\":3456},\"leftOut\":0,\"full\":false,"),
+            std::string::npos)
       << text;
 }
 
@@ -390,6 +413,21 @@ TEST_F(OutputFiles, WhatWasNotCommittedIsGone) {
   { OutputFile file(path, true); }
   EXPECT_EQ(Slurped(path), "old");
   EXPECT_EQ(FilesIn(directory_), 1u);
+}
+
+TEST_F(OutputFiles, IsClosedInAnyCase) {
+  const auto is_open = [](int fd) { return fcntl(fd, F_GETFD) >= 0; };
+  int dropped = -1;
+  {
+    const OutputFile file(directory_ + "/a.html", false);
+    dropped = file.fd();
+    EXPECT_TRUE(is_open(dropped));
+  }
+  EXPECT_FALSE(is_open(dropped));
+  OutputFile file(directory_ + "/a.html", false);
+  const int kept = file.fd();
+  file.Commit();
+  EXPECT_FALSE(is_open(kept));
 }
 
 TEST_F(OutputFiles, NothingIsReplacedUnasked) {

@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -58,6 +59,8 @@ class Running {
   void Feed(const std::string& bytes) {
     EXPECT_EQ(write(in_[1], bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
   }
+
+  void Signal(int signal) const { kill(child_, signal); }
 
   // One signal. The seconds until the end; the signal that ended it in `by`.
   double Interrupt(int signal, int* by) {
@@ -150,6 +153,46 @@ TEST_F(Files, AnInterruptedOutputLeavesNothing) {
     }
   }
   signal(SIGHUP, hangup);
+}
+
+// The program ends at once then, and does no more of what it does at its end.
+TEST_F(Files, ASecondSignalLeavesNothingEither) {
+  const std::vector<Strings> outputs{{"-o", directory_ + "/a.ndjson"},
+                                     {"-o", directory_ + "/a.csv.gz"},
+                                     {"--split-by", "obj", "-o", directory_ + "/{obj}.csv"}};
+  for (const Strings& output : outputs) {
+    Strings arguments{"--from", "delimited", "-"};
+    arguments.insert(arguments.end(), output.begin(), output.end());
+    Running viewer(arguments);
+    viewer.Feed(StreamOf(TwoKlines(), 100));
+    for (int i = 0; i < 300 && fs::is_empty(directory_); ++i)
+      Sleep(100);
+    EXPECT_FALSE(fs::is_empty(directory_)) << output.back();
+    Sleep(200);
+    // Both come to it when it goes on.
+    viewer.Signal(SIGSTOP);
+    viewer.Signal(SIGTERM);
+    viewer.Signal(SIGINT);
+    int by = 0;
+    EXPECT_LT(viewer.Interrupt(SIGCONT, &by), kSoon);
+    EXPECT_TRUE(by == SIGTERM || by == SIGINT) << by;
+    EXPECT_TRUE(fs::is_empty(directory_)) << fs::directory_iterator(directory_)->path();
+  }
+}
+
+// Long before the program's patience is at its end.
+TEST_F(Files, ThreadsThatWaitForAReaderAreWoken) {
+  const std::string path = Write("a.stream", StreamOf(TwoKlines(), 5000));
+  double least = kSoon;
+  // On a busy machine once of several times.
+  for (int i = 0; i < 5 && least > 0.9; ++i) {
+    Running viewer({"--to", "json", "-j", "4", path});
+    Sleep(500);
+    int by = 0;
+    least = std::min(least, viewer.Interrupt(SIGINT, &by));
+    EXPECT_EQ(by, SIGINT);
+  }
+  EXPECT_LT(least, 0.9);
 }
 
 // As under nohup.

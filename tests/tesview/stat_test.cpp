@@ -123,6 +123,17 @@ TEST(Stat, RowsNeedNoTimes) {
             "1 0 2024-06-17 2024-06-17");
 }
 
+TEST(Stat, RowsOfTablesBesideEachOtherAddUp) {
+  // Two tables in each row: of two rows and one, of one alone, and of none at all, which is a row itself.
+  const std::string two = "YongHuXinXi { YongHuMingCheng: 'a' } ZiXuanGuLieBiao { Obj: 'x' }";
+  EXPECT_EQ(RowsAndTimes(
+                Reply("Id: 303 RepDataPcZiXuanGuShuJu { CaoZuoJieGuo: 0 " + two +
+                      " ZiXuanGuLieBiao { Obj: 'y' } }"
+                      "RepDataPcZiXuanGuShuJu { CaoZuoJieGuo: 0 YongHuXinXi { YongHuMingCheng: 'b' } }"
+                      "RepDataPcZiXuanGuShuJu { CaoZuoJieGuo: 1 }")),
+            "5 0 - -");
+}
+
 // Whichever comes first.
 TEST(Stat, RowsAreToldBesideRepliesThatDoNotDecode) {
   // Id 21 whose payload is cut in itself.
@@ -238,10 +249,27 @@ TEST(Stat, AnIdThatIsToldApartStaysSo) {
   EXPECT_NE(lines[1002].find("  2  "), std::string::npos) << lines[1002];
 }
 
+TEST(Stat, IdsOfTheSchemaAreToldApartHoweverManyThereAre) {
+  // The 1,024 that have room of their own, and 1,000 others.
+  std::string stream;
+  for (int i = 0; i < 1024; ++i)
+    stream += Framed(Reply("Id: " + std::to_string(i)));
+  for (int i = 0; i < 1000; ++i)
+    stream += Framed(Reply("Id: " + std::to_string(100000 + i)));
+  const Strings lines = LinesOf(ViewBytes(stream, {"stat"}).out);
+  ASSERT_EQ(lines.size(), 2026U);
+  EXPECT_EQ(lines[1024].substr(0, 8), "  1023  ");
+  EXPECT_EQ(lines[1025].substr(0, 8), "100000  ");
+  EXPECT_EQ(lines[2024].substr(0, 8), "100999  ");
+}
+
 TEST(Stat, TakesTheFiltersOfReplies) {
   const Result by_id = ViewBytes(FourReplies(), {"stat", "--id", "QuoteTickSingle", "--skip", "1"});
   EXPECT_EQ(LinesOf(by_id.out)[1], "22  QuoteTickSingle        2      8  100.0%");
   EXPECT_EQ(LinesOf(by_id.out).size(), 3U);
+  // Given again it adds to them.
+  EXPECT_EQ(LinesOf(ViewBytes(FourReplies(), {"stat", "--id", "20", "--id", "22"}).out).back(),
+            "    total                  4     14  100.0%");
   const Result sample = ViewBytes(FourReplies(), {"--sample", "1/3", "stat"});
   EXPECT_EQ(LinesOf(sample.out)[1], "22  QuoteTickSingle        2      8  100.0%");
   EXPECT_EQ(ViewBytes(FourReplies(), {"stat", "--limit", "0"}).out,

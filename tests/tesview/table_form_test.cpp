@@ -371,6 +371,35 @@ TEST(Table, OnlyTablesOfOneRowThatIsShownAreJoined) {
       "\n  */U  1 row each\n  #  X\n  0  b\n  1  b\n");
 }
 
+TEST(Table, PathsHaveTheNamesThatColumnsAreCalledBy) {
+  // A column of tables without a name, and one that would steer the terminal: of tables of one row, and not.
+  const auto heading = [](const std::string& info, int rows) {
+    const std::string out = ViewBytes(Wire("Info { " + info + "Type: 116 } Data { Index: 0 " +
+                                           RowsOfX("a", rows) + RowsOfX("b", rows) + "}"),
+                                      {})
+                                .out;
+    const size_t at = out.find("\n\n");
+    return at == std::string::npos ? out : LinesOf(out.substr(at + 2))[0];
+  };
+  EXPECT_EQ(heading("", 1), "  */#0  1 row each");
+  EXPECT_EQ(heading("", 2), "  0/#0  2 rows");
+  EXPECT_EQ(heading("Name: 'T\\033\\n' ", 1), "  */T\\x1b\\n  1 row each");
+  EXPECT_EQ(heading("Name: 'T\\033\\n' ", 2), "  0/T\\x1b\\n  2 rows");
+  EXPECT_EQ(heading("Name: 'T\\377' ", 1), "  */T\xEF\xBF\xBD  1 row each");
+  EXPECT_EQ(heading("Name: 'T\\377' ", 2), "  0/T\xEF\xBF\xBD  2 rows");
+}
+
+TEST(Table, MayBeOfManyMegabytes) {
+  // More bytes than there may be cells.
+  const std::string text(10'000'001, 'x');
+  const std::string reply =
+      Wire("Info { Name: 'T' Type: 116 } Data { Index: 0 " + RowsOfX(text, 1) + RowsOfX("y", 2) + "}");
+  const Result result = ViewBytes(reply, {});
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(result.code, 0);
+  EXPECT_NE(result.out.find("\n  0  " + text + "\n"), std::string::npos);
+}
+
 TEST(Table, WhatIsNoValueIsDim) {
   const std::string out = ViewBytes(SmallTable(), {"--color", "always"}).out;
   EXPECT_EQ(out.substr(out.find('\n') + 1),

@@ -194,6 +194,11 @@ TEST_F(Files, WhereIsCountedBeforeSkipAndLimit) {
     EXPECT_EQ(lines[1].substr(0, 12), "{\"_reply\":5,");
   }
   EXPECT_EQ(View({"--to", "ndjson", "--where", "Obj=SH600000", "--limit", "0", path}).out, "");
+  // Of none nothing is read, damage neither.
+  const Result none =
+      ViewBytes("\xFF\xFF\xFF", {"--json", "--from", "delimited", "--where", "Obj=A", "--limit", "0"});
+  EXPECT_EQ(none.out, "");
+  EXPECT_EQ(none.err.find("(standard input)"), std::string::npos) << none.err;
   const Result early = View({"--json", "--where", "Obj=SH600000", "--limit", "1", path});
   EXPECT_EQ(early.err, "");
   EXPECT_EQ(early.code, 0);

@@ -83,6 +83,16 @@ TEST_F(Cells, FloatingNumbersAreWhatTheyAreWrittenAs) {
   EXPECT_FALSE(Is("F > 0.1"));
   EXPECT_TRUE(Is("F < 1e300"));
   EXPECT_TRUE(Is("F > 1e-300"));
+  EXPECT_TRUE(Is("F > -1e-300"));
+  EXPECT_TRUE(Is("F > -1e300"));
+  EXPECT_FALSE(Is("F = -0.1"));
+  EXPECT_TRUE(Is("F > -0.1"));
+  table_set_float(table_.get(), 0, 3, -0.1F);
+  EXPECT_TRUE(Is("F = -0.1"));
+  EXPECT_FALSE(Is("F = 0.1"));
+  EXPECT_TRUE(Is("F < 0.1"));
+  EXPECT_TRUE(Is("F < -1e-300"));
+  EXPECT_TRUE(Is("F > -1e300"));
   table_set_double(table_.get(), 0, 2, std::numeric_limits<double>::infinity());
   EXPECT_TRUE(Is("D > 1e308"));
   EXPECT_TRUE(Is("D = inf"));
