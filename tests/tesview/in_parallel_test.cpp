@@ -1,11 +1,15 @@
 // Many replies at once, and streams: order, bounded memory, whole lines at an interrupt, no waiting.
+#include "tesview/commands/in_parallel.h"
+
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
+#include <condition_variable>
 #include <csignal>
 #include <cstdlib>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -137,6 +141,49 @@ TEST(Stream, RepliesComeOutAsSoonAsTheyAreIn) {
     EXPECT_EQ(result.out, "{\"Id\": 22}\n{\"Id\": 22}\n");
     close(ready[0]);
     close(ready[1]);
+  }
+}
+
+// Renders nothing until as many replies are with it at once as are wanted, or for some seconds.
+class Meeting : public tesview::Renderer {
+ public:
+  explicit Meeting(int wanted) : wanted_(wanted) {}
+  tesview::Portion portion() const override { return {1, 1}; }
+  void Render(const std::vector<tesview::ReadItem>& read, const Show& show) const override {
+    {
+      std::unique_lock<std::mutex> lock(mutex_);
+      most_ = std::max(most_, ++here_);
+      changed_.notify_all();
+      if (!changed_.wait_for(lock, std::chrono::seconds(5), [this] { return most_ >= wanted_ || given_up_; }))
+        given_up_ = true;
+      --here_;
+    }
+    for (const tesview::ReadItem& each : read)
+      show(each, tesview::Shown());
+  }
+  int most() const { return most_; }
+
+ private:
+  const int wanted_;
+  mutable std::mutex mutex_;
+  mutable std::condition_variable changed_;
+  mutable int here_ = 0;
+  mutable int most_ = 0;
+  mutable bool given_up_ = false;
+};
+
+TEST_F(Files, AsManyRepliesAreShownAtOnceAsThereAreThreads) {
+  const std::string path = Write("a.stream", StreamOf(Reply("Id: 22"), 20));
+  for (const int threads : {1, 2, 5}) {
+    Meeting renderer(threads);
+    tesview::ReplyFiles files({path}, replies::Form::kDelimited);
+    tesview::ShowRequest request;
+    tesview::Output none([](std::string_view) {});
+    tesview::Progress progress(false, false, 0);
+    tesview::ExitCode code = tesview::kAllShown;
+    tesview::Printer printer(request, &none, &progress, &code);
+    tesview::ShowInParallel(&renderer, threads, &files, &printer);
+    EXPECT_EQ(renderer.most(), threads);
   }
 }
 

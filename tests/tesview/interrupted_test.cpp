@@ -95,7 +95,8 @@ TEST(InterruptedOutput, DoesNotWaitForAReaderThatReadsNothing) {
     Sleep(700);
     return std::string();
   };
-  EXPECT_EXIT(Interrupt(TwoLines(), wait, [](const std::string&) { return true; }), testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(Interrupt(TwoLines(), wait, [](const std::string&) { return true; }),
+              testing::ExitedWithCode(0), "");
 }
 
 TEST(InterruptedOutput, EndsWhereTheReaderGoes) {
@@ -103,7 +104,8 @@ TEST(InterruptedOutput, EndsWhereTheReaderGoes) {
     close(fd);
     return std::string();
   };
-  EXPECT_EXIT(Interrupt(TwoLines(), leave, [](const std::string&) { return true; }), testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(Interrupt(TwoLines(), leave, [](const std::string&) { return true; }),
+              testing::ExitedWithCode(0), "");
 }
 
 // Ends the process with 0 if each way to send something says so, and sends nothing.

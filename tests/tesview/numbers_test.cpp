@@ -137,6 +137,8 @@ TEST(Numbers, RoundedHaveAtMostFifteenDigits) {
   EXPECT_EQ(rounded(12.34), "12.34");
   EXPECT_EQ(rounded(0), "0");
   EXPECT_EQ(rounded(1e300), "1e+300");
+  // Near to nothing doubles have fewer digits: fourteen give this one back, and fifteen would end otherwise.
+  EXPECT_EQ(rounded(8.7924470615663e-310), "8.7924470615663e-310");
   EXPECT_EQ(rounded(-std::numeric_limits<double>::infinity()), "-inf");
 }
 
@@ -154,7 +156,7 @@ TEST(Numbers, AreRoundedWhateverDigitIsAtAnEnd) {
   EXPECT_EQ(rounded(0.1234567890123457), "0.123456789012346");
   EXPECT_EQ(rounded(0.1234567890123458), "0.123456789012346");
   EXPECT_EQ(rounded(0.1234567890123459), "0.123456789012346");
-  // Doubles of this size are 0.0000000000000018 or less apart.
+  // Doubles of this size are 0.0000000000000018 apart, or less.
   EXPECT_EQ(rounded(1.234567890123452), "1.23456789012345");
   EXPECT_EQ(rounded(2.234567890123452), "2.23456789012345");
   EXPECT_EQ(rounded(3.234567890123452), "3.23456789012345");

@@ -104,18 +104,17 @@ TEST_F(OutputFiles, HaveTheModeThatTheUserGivesNewFiles) {
       {"0", fs::perms::all}, {"027", fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec}};
   for (const auto& [mask, folder_mode] : masks) {
     const std::string to = Path(mask);
-    const auto result = Shell("umask " + mask + " && mkdir '" + to + "' && cd '" + to +
-                              "' && \"$0\" -o a.csv '" + in + "' && \"$0\" -o a.csv.gz '" + in +
-                              "' && \"$0\" --split-by obj -o 'new/{obj}/x.csv' '" + in +
-                              "' && \"$0\" --split-by obj -o 'new/{obj}/x.csv.gz' '" + in +
-                              "' && \"$0\" pack -o a.bin '" + text + "'");
+    const auto result =
+        Shell("umask " + mask + " && mkdir '" + to + "' && cd '" + to + "' && \"$0\" -o a.csv '" + in +
+              "' && \"$0\" -o a.csv.gz '" + in + "' && \"$0\" --split-by obj -o 'new/{obj}/x.csv' '" + in +
+              "' && \"$0\" --split-by obj -o 'new/{obj}/x.csv.gz' '" + in + "' && \"$0\" pack -o a.bin '" +
+              text + "'");
     ASSERT_EQ(result.code, 0) << result.err;
     const fs::perms file_mode =
         folder_mode & ~(fs::perms::owner_exec | fs::perms::group_exec | fs::perms::others_exec);
     int files = 0;
     for (const auto& entry : fs::recursive_directory_iterator(to)) {
-      EXPECT_EQ(entry.status().permissions(), entry.is_directory() ? folder_mode : file_mode)
-          << entry.path();
+      EXPECT_EQ(entry.status().permissions(), entry.is_directory() ? folder_mode : file_mode) << entry.path();
       files += entry.is_directory() ? 0 : 1;
     }
     // Three, and two of each instrument.

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <memory>
 #include <regex>
 #include <string>
 #include <thread>
@@ -10,6 +11,8 @@
 #include "tests/support/program.h"
 #include "tests/support/viewer.h"
 #include "tests/tesview/inputs.h"
+#include "tesview/commands/part_scan.h"
+#include "tesview/commands/reply_files.h"
 
 namespace {
 
@@ -92,6 +95,38 @@ TEST_F(Files, ProgressTellsAsManyRepliesAsThereAreInTheBytes) {
     EXPECT_NEAR(3 * std::stod((*at)[3]), bytes, 50.1) << drawn;
   }
   EXPECT_GE(lines, 2) << drawn;
+}
+
+class NoTally : public tesview::Tally {
+ public:
+  void See(const replies::ReplyView& /*reply*/) override {}
+};
+
+TEST_F(Files, ProgressIsThatOfAllRepliesWhereThreadsLookAtParts) {
+  // 20,000 replies of 2,006 bytes, which are 2,008 with their lengths: of more than two parts of 16 MB.
+  const std::string reply = "\x08\x17\xBA\x01" + viewer::Varint(2000) + std::string(2000, 'x');
+  const std::string path = Write("a.stream", StreamOf(reply, 20'000));
+  for (const int threads : {0, 1, 3}) {
+    tesview::ReplyFiles files({path}, replies::Form::kDelimited);
+    files.OnlyIf([](const replies::ReplyView&) { return false; });
+    if (threads != 0) {
+      files.CountAhead(
+          threads, [] { return std::make_unique<NoTally>(); }, [](const tesview::Tally&) {});
+    }
+    uint64_t all_bytes = 0;
+    uint64_t all_replies = 0;
+    files.OnProgress([&](uint64_t bytes, uint64_t replies) {
+      all_bytes += bytes;
+      all_replies += replies;
+      // The last one may be told of before or behind it.
+      EXPECT_LE(all_bytes, 2008 * (all_replies + 1));
+      EXPECT_LE(2008 * all_replies, all_bytes + 2008);
+    });
+    tesview::ReadItem read;
+    EXPECT_FALSE(files.Next(&read));
+    EXPECT_EQ(all_bytes, 40'160'000U) << threads;
+    EXPECT_EQ(all_replies, 20'000U) << threads;
+  }
 }
 
 // However long it takes.

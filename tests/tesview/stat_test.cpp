@@ -126,12 +126,12 @@ TEST(Stat, RowsNeedNoTimes) {
 TEST(Stat, RowsOfTablesBesideEachOtherAddUp) {
   // Two tables in each row: of two rows and one, of one alone, and of none at all, which is a row itself.
   const std::string two = "YongHuXinXi { YongHuMingCheng: 'a' } ZiXuanGuLieBiao { Obj: 'x' }";
-  EXPECT_EQ(RowsAndTimes(
-                Reply("Id: 303 RepDataPcZiXuanGuShuJu { CaoZuoJieGuo: 0 " + two +
-                      " ZiXuanGuLieBiao { Obj: 'y' } }"
-                      "RepDataPcZiXuanGuShuJu { CaoZuoJieGuo: 0 YongHuXinXi { YongHuMingCheng: 'b' } }"
-                      "RepDataPcZiXuanGuShuJu { CaoZuoJieGuo: 1 }")),
-            "5 0 - -");
+  EXPECT_EQ(
+      RowsAndTimes(Reply("Id: 303 RepDataPcZiXuanGuShuJu { CaoZuoJieGuo: 0 " + two +
+                         " ZiXuanGuLieBiao { Obj: 'y' } }"
+                         "RepDataPcZiXuanGuShuJu { CaoZuoJieGuo: 0 YongHuXinXi { YongHuMingCheng: 'b' } }"
+                         "RepDataPcZiXuanGuShuJu { CaoZuoJieGuo: 1 }")),
+      "5 0 - -");
 }
 
 // Whichever comes first.
@@ -268,8 +268,8 @@ TEST(Stat, TakesTheFiltersOfReplies) {
   EXPECT_EQ(LinesOf(by_id.out)[1], "22  QuoteTickSingle        2      8  100.0%");
   EXPECT_EQ(LinesOf(by_id.out).size(), 3U);
   // Given again it adds to them.
-  EXPECT_EQ(LinesOf(ViewBytes(FourReplies(), {"stat", "--id", "20", "--id", "22"}).out).back(),
-            "    total                  4     14  100.0%");
+  const std::string both = ViewBytes(FourReplies(), {"stat", "--id", "20", "--id", "22"}).out;
+  EXPECT_NE(both.find("    total                  4     14  100.0%\n"), std::string::npos) << both;
   const Result sample = ViewBytes(FourReplies(), {"--sample", "1/3", "stat"});
   EXPECT_EQ(LinesOf(sample.out)[1], "22  QuoteTickSingle        2      8  100.0%");
   EXPECT_EQ(ViewBytes(FourReplies(), {"stat", "--limit", "0"}).out,
