@@ -272,7 +272,6 @@ class NdjsonLines {
       if (!column.is_table() || HasRows(ChildOf(table, row, column.index))) continue;
       outer_.Append(plan.keys[c]);
       outer_.Append(table.is_set(row, column.index) ? "[]" : "null");
-      CheckSize(outer_.size());
     }
   }
 

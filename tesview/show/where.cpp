@@ -220,7 +220,6 @@ class WhereWalk {
   Mask Find(TableView table, Place* place) {
     const WherePlan& plan = PlanOf(table, place);
     Mask found = plan.here_mask;
-    if (plan.inside.empty()) return found;
     visited_ += static_cast<uint64_t>(table.rows()) * plan.inside.size();
     CheckCount(visited_);
     for (const auto& [col, inside] : plan.inside) {
