@@ -51,6 +51,13 @@ TEST(Number, PackedSaysScaleAndSign) {
             "  scale     code 0: 2 decimals, divided by 100\n"
             "  sign      nibble 15: negative\n"
             "  as int    -11\n");
+  EXPECT_EQ(View({"number", "--packed", "0"}).out,
+            "0x0 = 0\n"
+            "  number    0\n"
+            "  mantissa  0\n"
+            "  scale     code 0: 2 decimals, divided by 100\n"
+            "  sign      nibble 0: positive\n"
+            "  as int    0\n");
   EXPECT_NE(
       View({"number", "--packed", "0x20000"}).out.find("  scale     code 2: a value that does not exist\n"),
       std::string::npos);

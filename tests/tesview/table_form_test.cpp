@@ -81,9 +81,11 @@ TEST(Table, WhatWouldSteerTheTerminalIsShown) {
 
 TEST(Table, BytesAreHexAndCutToSixteen) {
   const std::string reply = Wire(
-      "Info { Name: 'B' Type: 98 } Data { Index: 0 bValues: '' bValues: '\\377' bValues: '0123456789abcdefg' }");
+      "Info { Name: 'B' Type: 98 } Data { Index: 0 bValues: '' bValues: '\\377' bValues: '0123456789abcdefg'"
+      " bValues: '0123456789abcdef' }");
   const Result result = ViewBytes(reply, {});
-  EXPECT_NE(result.out.find("0  0 bytes\n1  1 byte: ff\n2  17 bytes: 30313233343536373839616263646566…\n"),
+  EXPECT_NE(result.out.find("0  0 bytes\n1  1 byte: ff\n2  17 bytes: 30313233343536373839616263646566…\n"
+                            "3  16 bytes: 30313233343536373839616263646566\n"),
             std::string::npos)
       << result.out;
 }
