@@ -45,6 +45,12 @@ TEST(Csv, OneOutputHasOneHeader) {
   const std::string why =
       " has other columns than what came before it, and a file has one header; choose an Id by --id or "
       "columns that all have, or take --split-by id or ndjson\n";
+  // Fields between tabulators are fields as well.
+  const Result tabs = ViewBytes(stream, {"--to", "tsv"});
+  EXPECT_EQ(tabs.out.substr(0, tabs.out.find('\n')), "_reply\tName\tPrice");
+  EXPECT_EQ(LinesOf(tabs.out).size(), 7U);
+  EXPECT_EQ(LinesOf(tabs.err).size(), 3U);
+  EXPECT_EQ(tabs.code, 1);
   for (const char* jobs : {"-j1", "-j2"}) {
     const Result result = ViewBytes(stream, {"--to", "csv", jobs});
     EXPECT_EQ(result.out,

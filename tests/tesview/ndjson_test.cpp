@@ -188,4 +188,18 @@ TEST(Ndjson, KeysAreNotTakenTwice) {
             "_id#0,_row#1,_file#2,_reply#3,D.x,D.x#0,_id#0#6\nv0,v1,v2,v3,v4,inner,v6\n");
 }
 
+// Nothing is told of what the schema alone makes, times included.
+TEST(Ndjson, OfDecodedRepliesTimesAreNumbers) {
+  const std::string bars = viewer::Reply(
+      "Id: 21 RepDataQuoteKlineSingle { Obj: 'A' Data { ShiJian: " + viewer::P(20240617, 10) + " } }");
+  const viewer::Strings columns{"--to", "ndjson", "--columns", "ShiJian"};
+  const auto shown = [&](viewer::Strings more) {
+    more.insert(more.end(), columns.begin(), columns.end());
+    return viewer::ViewBytes(bars, more).out;
+  };
+  EXPECT_EQ(shown({"--time", "iso"}), "{\"_id\":21,\"_row\":\"0/Data/0\",\"Data.ShiJian\":\"2024-06-17\"}\n");
+  EXPECT_EQ(shown({"--decode", "--time", "iso"}),
+            "{\"_id\":21,\"_row\":\"0/Data/0\",\"Data.ShiJian\":20240617}\n");
+}
+
 }  // namespace

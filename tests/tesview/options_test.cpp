@@ -222,4 +222,18 @@ TEST(Usage, ATerminalGetsNoPage) {
             "tesview: a terminal cannot show a page; take -o FILE or a pipe (tesview --help tells more)\n");
 }
 
+// Of a word that an option does not know its name is told.
+TEST(Usage, AnUnknownWordIsToldWithItsOption) {
+  for (const char* option : {"--from", "--to", "--progress", "--header", "--time", "--color"}) {
+    const Result result = View({option, "x"});
+    EXPECT_EQ(result.code, 2);
+    EXPECT_NE(result.err.find(std::string("\"x\" for ") + option + ";"), std::string::npos) << result.err;
+  }
+  for (const char* option : {"--from", "--to", "--progress"}) {
+    const Result result = View({"stat", option, "x"});
+    EXPECT_EQ(result.code, 2);
+    EXPECT_NE(result.err.find(std::string("\"x\" for ") + option + ";"), std::string::npos) << result.err;
+  }
+}
+
 }  // namespace

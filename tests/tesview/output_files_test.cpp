@@ -201,6 +201,16 @@ TEST_F(OutputFiles, AFileIsNotWrittenAsATerminalWould) {
   EXPECT_EQ(Slurp(Path("a.txt")), View({in}).out);
 }
 
+// A name of any ending, where the form is told.
+TEST_F(OutputFiles, TheFormMayBeToldByItsOption) {
+  for (const char* form : {"--table", "--json", "--pretty"}) {
+    const std::string path = Path(std::string("a") + form + ".xls");
+    const Result result = ViewBytes(Prices(), {form, "-o", path});
+    EXPECT_EQ(result.code, 0) << result.err;
+    EXPECT_EQ(Slurp(path), ViewBytes(Prices(), {form}).out);
+  }
+}
+
 TEST(Tsv, SeparatesByTabsAndEscapes) {
   const std::string reply = viewer::Wire(
       "Info { Name: 'A\\tB' Type: 115 } Info { Name: 'P' Type: 105 }"

@@ -7,6 +7,8 @@
 #include <regex>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "tests/support/program.h"
 #include "tests/support/viewer.h"
@@ -25,13 +27,17 @@ using viewer::Reply;
 using viewer::StreamOf;
 using viewer::View;
 
-// Eight replies in about a second.
-void FeedSlowly(int fd) {
-  const std::string reply = Framed(Reply("Id: 22"));
+// Eight of them in about a second.
+void FeedSlowlyWith(const std::string& reply, int fd) {
+  const std::string framed = Framed(reply);
   for (int i = 0; i < 8; ++i) {
-    if (write(fd, reply.data(), reply.size()) < 0) return;
+    if (write(fd, framed.data(), framed.size()) < 0) return;
     std::this_thread::sleep_for(std::chrono::milliseconds(120));
   }
+}
+
+void FeedSlowly(int fd) {
+  FeedSlowlyWith(Reply("Id: 22"), fd);
 }
 
 TEST(Terminal, ProgressIsOnStandardErrorWhenTheWorkIsLong) {
@@ -48,6 +54,35 @@ TEST(Terminal, ProgressIsOnStandardErrorWhenTheWorkIsLong) {
   fast.terminal_err = true;
   fast.input = Reply("Id: 22");
   EXPECT_EQ(View({"--json"}, fast).err, "");
+}
+
+// What is said stands in lines of its own: the line of the progress is taken away before.
+TEST(Terminal, ComplaintsAreNotBehindProgress) {
+  if (const std::string why = program::WhyNoTerminal(); !why.empty()) GTEST_SKIP() << why;
+  How how;
+  how.terminal_err = true;
+  // An Id that nobody knows has no table, and no table has such a column.
+  const std::string unknown = "\x08\x8F\x4E";
+  const std::vector<std::pair<std::string, viewer::Strings>> all = {
+      {viewer::TwoKlines(), {"--to", "csv", "--where", "Nothing=1"}},
+      {unknown, {"--to", "csv"}},
+      {unknown, {"--to", "arrow"}}};
+  for (const auto& [reply, form] : all) {
+    how.feed = [&sent = reply](int fd) { FeedSlowlyWith(sent, fd); };
+    viewer::Strings arguments = form;
+    arguments.insert(arguments.end(), {"--from", "delimited", "--progress", "always"});
+    const std::string err = View(arguments, how).err;
+    EXPECT_NE(err.find(" replies  "), std::string::npos) << err;
+    int complaints = 0;
+    for (size_t at = err.find("tesview: "); at != std::string::npos; at = err.find("tesview: ", at + 1)) {
+      ++complaints;
+      const std::string before = err.substr(0, at);
+      EXPECT_TRUE(before.empty() || before.back() == '\n' ||
+                  (before.size() >= 4 && before.substr(before.size() - 4) == "\r\x1b[K"))
+          << err;
+    }
+    EXPECT_GE(complaints, 1) << err;
+  }
 }
 
 // Where the output goes to the same terminal there is none.

@@ -97,6 +97,27 @@ TEST_F(Split, RowsWithoutADayAreUndated) {
   EXPECT_EQ(File("wire-undated.csv"), "Name,Price\n平安银行,12.34\n\"\",0.5\nx,\n");
 }
 
+// A question of June 17th that was not answered, one that was on the 18th, and one of which only the update
+// is known: 1718582400 is midnight of the first day, as the clock of UTC has it.
+TEST_F(Split, TheDayIsThatOfTheFirstTimeThatIsThere) {
+  const auto question = [](const std::string& asked, const std::string& answered,
+                           const std::string& updated) {
+    return " Data { Obj: 'A' GuPiaoMingCheng: 'a' WenTi: 'q' WenTiShiJian: " + asked +
+           " HuiDa: 'r' HuiDaShiJian: " + answered +
+           " BeiZhu: 'n' BaoLiaoZhuTi: 't' GengXinShiJian: " + updated + " }";
+  };
+  const std::string zero = P(0, 10);
+  const std::string first = P(1718582400, 10);
+  const std::string second = P(1718582400 + 86400, 10);
+  const std::string reply =
+      Reply("Id: 385 RepDataDongMiBaoLiaoXiaoXiFanHuiShuJu { ZhuTi: 'z' ShuJuZongGeShu: " + P(3, 10) +
+            question(first, zero, zero) + question(zero, second, first) + question(zero, zero, first) + " }");
+  const Result result =
+      ViewBytes(reply, {"--split-by", "date", "--columns", "WenTi", "-o", Pattern("{date}.csv")});
+  EXPECT_EQ(result.code, 0) << result.err;
+  EXPECT_EQ(All(), (Strings{"2024-06-17.csv", "2024-06-18.csv"}));
+}
+
 TEST_F(Split, AnInstrumentIsATextThatIsNotEmpty) {
   // Two instruments, inside the row of another one. The second has no name of its own.
   const std::string inner = "Info { Name: 'Obj' Type: 115 } Data { Index: 0 sValues: 'B' sValues: '' }";

@@ -301,6 +301,8 @@ TEST_F(Files, StatShowsProgress) {
   const Result result = View({"stat", "--progress", "always", stream});
   // Its length and two bytes for each reply: 15 kB.
   EXPECT_NE(result.err.find(" of 15.0 kB  "), std::string::npos);
+  // What is told first: 3,072 bytes of them.
+  EXPECT_NE(result.err.find("  3.1 kB of 15.0 kB  1024 replies  "), std::string::npos) << result.err;
   EXPECT_EQ(View({"stat", "--progress", "never", stream}).err, "");
 }
 

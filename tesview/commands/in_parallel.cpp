@@ -66,9 +66,7 @@ class Workers {
     if (next_ == nullptr) return true;
     std::unique_lock<std::mutex> lock(mutex_);
     const size_t most = kBatchesForEachThread * threads_.size();
-    WaitWhile(&lock, [&] {
-      return waiting_.size() >= most || (bytes_waiting_ > kBytesWaiting && !waiting_.empty());
-    });
+    WaitWhile(&lock, [&] { return waiting_.size() >= most || bytes_waiting_ > kBytesWaiting; });
     if (stop_) return false;
     bytes_waiting_ += next_->bytes;
     waiting_.push_back(std::move(next_));

@@ -126,11 +126,9 @@ void Printer::End(const std::string& header, const std::string& footer) {
                                failed_ == 0 ? "" : fmt::format(", {} cannot be shown", failed_)));
   }
   output_->Flush();
+  progress_->Clear();
   TellRepeated();
-  if (!left_out_.empty()) {
-    progress_->Clear();
-    SayLeftOut();
-  }
+  if (!left_out_.empty()) SayLeftOut();
   if (header.empty()) return;
   if (last_header_.empty()) output_->WriteBytes(header);
   output_->WriteBytes(footer);
@@ -156,7 +154,6 @@ bool Printer::WasSaid(const Item& item, const std::string& repeats) {
 }
 
 void Printer::TellRepeated() {
-  progress_->Clear();
   for (const auto& [what, repeated] : repeated_) {
     if (repeated.more == 0) continue;
     Complain(fmt::format("{} more {} like that: {}; the last is {}", repeated.more,

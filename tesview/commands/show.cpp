@@ -91,13 +91,11 @@ void ShowTo(const ShowRequest& request, Output* output, SplitFiles* split, ExitC
   if (split != nullptr) printer.PrintInto(split);
   if (request.view.to != To::kHtml) {
     ShowAll(request, &files, &printer);
-    progress.Clear();
     return ComplainOfWhere(request.view, code);
   }
   Report report(output);
   printer.PrintInto(&report);
   ShowAll(request, &files, &printer);
-  progress.Clear();
   FinishReport(&report, output, code);
   ComplainOfWhere(request.view, code);
 }

@@ -387,10 +387,6 @@ Shown Show(const View& view, const Item& item) {
   } catch (const std::bad_alloc&) {
     shown.error = kNoMemory;
   }
-  if (!shown.error.empty()) {
-    shown.out.clear();
-    shown.keys.clear();
-  }
   return shown;
 }
 
