@@ -67,6 +67,15 @@ TEST(Csv, OneOutputHasOneHeader) {
   EXPECT_EQ(ViewBytes(stream, {"--to", "ndjson"}).code, 0);
 }
 
+// Six million bytes, and more than ten million where names are held twice.
+TEST(Csv, NamesMayBeLong) {
+  const std::string name(6'000'000, 'n');
+  const Result result = ViewBytes(
+      Wire("Info { Name: '" + name + "' Type: 115 } Data { Index: 0 sValues: 'x' }"), {"--to", "csv"});
+  EXPECT_EQ(result.err, "");
+  EXPECT_TRUE(result.out == name + "\nx\n");
+}
+
 // What columns there are does not depend on which lists a reply fills.
 TEST(Csv, AReplyWithoutInnerRowsHasTheHeaderOfTheOthers) {
   const std::string empty = Reply("Id: 21 RepDataQuoteKlineSingle { Obj: 'SZ000001' }");
