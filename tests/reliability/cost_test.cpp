@@ -8,7 +8,6 @@
 #include <google/protobuf/stubs/logging.h>
 #include <gtest/gtest.h>
 #include <malloc.h>
-#include <time.h>
 
 #include <algorithm>
 #include <climits>
@@ -20,6 +19,7 @@
 
 #include "tests/reliability/malloc.h"
 #include "tests/reliability/replies.h"
+#include "tests/support/processor_time.h"
 #include "tests/support/replies.h"
 #include "tsl_base/arrow.h"
 #include "tsl_base/table.h"
@@ -299,15 +299,13 @@ void CallAndFree(const Route& route, const std::string& reply, Cost* cost) {
   }
 }
 
-// Of this thread: others on the machine do not count.
-double ProcessorTime() {
-  timespec now{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-  return static_cast<double>(now.tv_sec) * 1e9 + static_cast<double>(now.tv_nsec);
-}
-
 // What the calls free is kept for the next ones, so that the kernel's part in it is left out.
 const bool kKeepsMemory = mallopt(M_MMAP_MAX, 0) != 0 && mallopt(M_TRIM_THRESHOLD, INT_MAX) != 0;
+
+double TimeOf(const Route& route, const std::string& reply) {
+  Cost cost;
+  return processor_time::Of([&] { CallAndFree(route, reply, &cost); }) * 1e9;
+}
 
 Cost CostOf(const Route& route, const std::string& reply) {
   Cost cost;
@@ -317,13 +315,14 @@ Cost CostOf(const Route& route, const std::string& reply) {
   const reliability::Heap heap = reliability::StopCounting();
   cost.held = static_cast<double>(heap.peak);
   cost.allocated = static_cast<double>(heap.allocated);
-  for (int i = 0; i < 2; ++i) {
-    const double before = ProcessorTime();
-    CallAndFree(route, reply, &cost);
-    const double spent = ProcessorTime() - before;
-    cost.ns = i == 0 ? spent : std::min(cost.ns, spent);
-  }
+  cost.ns = std::min(TimeOf(route, reply), TimeOf(route, reply));
   return cost;
+}
+
+// A virtual processor that is taken away meanwhile only adds, so more runs tell where a time is too long.
+void TimeAgainAbove(double most, const Route& route, const std::string& reply, Cost* cost) {
+  for (int runs = 0; runs < 20 && cost->ns > most; ++runs)
+    cost->ns = std::min(cost->ns, TimeOf(route, reply));
 }
 
 const Route kParseOnly{"parse", false, false, TPTypeBxzjBlock};
@@ -377,14 +376,16 @@ struct Measured {
   Cost large;
 };
 
+Measured Measure(const Route& route, const std::string& small, const std::string& large) {
+  Measured cost{CostOf(route, small), CostOf(route, large)};
+  TimeAgainAbove(kMostTimeGrowth * std::max(cost.small.ns, kShortestTime), route, large, &cost.large);
+  return cost;
+}
+
 void ExpectLinear(const Measured& call, const Measured& floor) {
   EXPECT_LE(call.large.allocated - floor.large.allocated,
             kMostMemoryGrowth * (call.small.allocated - floor.small.allocated) + kBlocks);
   EXPECT_LE(call.large.ns, kMostTimeGrowth * std::max(call.small.ns, kShortestTime));
-}
-
-Measured Measure(const Route& route, const std::string& small, const std::string& large) {
-  return {CostOf(route, small), CostOf(route, large)};
 }
 
 void PrintParse(const std::string& name, const Cost& floor, size_t bytes) {
@@ -410,8 +411,9 @@ TEST(Cost, OfWireTablesIsLinearAndBounded) {
     PrintParse(hostile.name, floor.large, large.size());
     for (const Route& route : routes) {
       SCOPED_TRACE(route.name);
-      const Measured call = Measure(route, small, large);
+      Measured call = Measure(route, small, large);
       ExpectLinear(call, floor);
+      TimeAgainAbove(floor.large.ns + kMostNs * static_cast<double>(large.size()), route, large, &call.large);
       const Ratio ours = Beyond(call.large, floor.large, large.size());
       EXPECT_LE(ours.held, kMostHeld);
       EXPECT_LE(ours.ns, kMostNs);

@@ -465,7 +465,7 @@ TEST(Lines, HaveTheirRepliesInOrder) {
   const AllRead hex = ReadAll("10:00 got 081412024142 and 0816120141 and 081712024142\n");
   EXPECT_EQ(hex.replies, (Strings{kReplyBytes, second, third}));
   EXPECT_EQ(hex.numbers, (std::vector<uint64_t>{1, 2, 3}));
-  // In base64 the first is CBQSAkFC, and CBcSAkFC the third.
+  // CBcSAkFC and CBQSAkFC are the third and the first in base64, here with a byte too many each.
   const AllRead both = ReadAll("10:00 got CBcSAkFCQQ== and 081412024142 and CBQSAkFCQQ==\n", Form::kLines);
   EXPECT_EQ(both.replies, Strings{kReplyBytes});
 }
