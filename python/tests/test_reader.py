@@ -211,6 +211,8 @@ def test_what_cannot_be_read(tmp_path):
         tesparser.read(Broken(), id=28).to_pandas()
     with pytest.raises(ZeroDivisionError, match="mine"):
         list(tesparser.replies(Broken()))
+    with pytest.raises(ZeroDivisionError, match="mine"):
+        tesparser.scan(Broken())
 
     class TooMuch(io.RawIOBase):
         def read(self, size=-1):
