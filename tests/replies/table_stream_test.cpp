@@ -837,11 +837,12 @@ TEST(TableBatch, PlansForNothingThatIsNoReply) {
   }
 }
 
-// Id 44 has no table of its own; 9999 is no Id.
+// Id 22 has no table at all without decoding, 44 one of a single layout; 9999 is no Id.
 TEST(TableBatch, HasATableWhereThereIsAPayload) {
   EXPECT_FALSE(replies::HasTable(OfId(9999)));
   EXPECT_TRUE(replies::HasTable(OfId(21)));
-  for (const int32_t id : {21, 44, 9999}) {
+  EXPECT_FALSE(replies::HasTable(OfId(22)));
+  for (const int32_t id : {21, 22, 44, 9999}) {
     TableRequest request = OfId(id);
     request.decode = true;
     EXPECT_EQ(replies::HasTable(request), id != 9999) << id;
