@@ -376,16 +376,20 @@ struct Measured {
   Cost large;
 };
 
+double MostTimeOfLarge(const Cost& small) {
+  return kMostTimeGrowth * std::max(small.ns, kShortestTime);
+}
+
 Measured Measure(const Route& route, const std::string& small, const std::string& large) {
   Measured cost{CostOf(route, small), CostOf(route, large)};
-  TimeAgainAbove(kMostTimeGrowth * std::max(cost.small.ns, kShortestTime), route, large, &cost.large);
+  TimeAgainAbove(MostTimeOfLarge(cost.small), route, large, &cost.large);
   return cost;
 }
 
 void ExpectLinear(const Measured& call, const Measured& floor) {
   EXPECT_LE(call.large.allocated - floor.large.allocated,
             kMostMemoryGrowth * (call.small.allocated - floor.small.allocated) + kBlocks);
-  EXPECT_LE(call.large.ns, kMostTimeGrowth * std::max(call.small.ns, kShortestTime));
+  EXPECT_LE(call.large.ns, MostTimeOfLarge(call.small));
 }
 
 void PrintParse(const std::string& name, const Cost& floor, size_t bytes) {

@@ -119,54 +119,51 @@ TEST(Numbers, FloatsAreWholeUpToTwentyFourBits) {
   EXPECT_EQ(Written(134217728.0F), "134217730");
 }
 
+std::string Rounded(double value) {
+  char text[kNumberRoom];
+  return std::string(text, WriteRounded(text, value));
+}
+
 TEST(Numbers, RoundedHaveAtMostFifteenDigits) {
-  const auto rounded = [](double value) {
-    char text[kNumberRoom];
-    return std::string(text, WriteRounded(text, value));
-  };
-  EXPECT_EQ(rounded(10.040000000000001), "10.04");
-  EXPECT_EQ(rounded(-132.57000000000002), "-132.57");
-  EXPECT_EQ(rounded(1.0 / 3), "0.333333333333333");
-  EXPECT_EQ(rounded(2.0 / 3), "0.666666666666667");
-  EXPECT_EQ(rounded(0.00012345678901234567), "0.000123456789012346");
+  EXPECT_EQ(Rounded(10.040000000000001), "10.04");
+  EXPECT_EQ(Rounded(-132.57000000000002), "-132.57");
+  EXPECT_EQ(Rounded(1.0 / 3), "0.333333333333333");
+  EXPECT_EQ(Rounded(2.0 / 3), "0.666666666666667");
+  EXPECT_EQ(Rounded(0.00012345678901234567), "0.000123456789012346");
   // Fifteen digits stay, and zeros at an end are none of them.
-  EXPECT_EQ(rounded(0.123456789012345), "0.123456789012345");
-  EXPECT_EQ(rounded(123456789012345), "123456789012345");
-  EXPECT_EQ(rounded(1000000000000000), "1000000000000000");
-  EXPECT_EQ(rounded(1234567890123450), "1234567890123450");
-  EXPECT_EQ(rounded(1234567890123456), "1.23456789012346e+15");
-  EXPECT_EQ(rounded(12.34), "12.34");
-  EXPECT_EQ(rounded(0), "0");
-  EXPECT_EQ(rounded(1e300), "1e+300");
+  EXPECT_EQ(Rounded(0.123456789012345), "0.123456789012345");
+  EXPECT_EQ(Rounded(123456789012345), "123456789012345");
+  EXPECT_EQ(Rounded(1000000000000000), "1000000000000000");
+  EXPECT_EQ(Rounded(1234567890123450), "1234567890123450");
+  EXPECT_EQ(Rounded(1234567890123456), "1.23456789012346e+15");
+  EXPECT_EQ(Rounded(12.34), "12.34");
+  EXPECT_EQ(Rounded(0), "0");
+  EXPECT_EQ(Rounded(1e300), "1e+300");
   // Near to nothing doubles have fewer digits: fourteen give this one back, and fifteen would end otherwise.
-  EXPECT_EQ(rounded(8.7924470615663e-310), "8.7924470615663e-310");
-  EXPECT_EQ(rounded(-std::numeric_limits<double>::infinity()), "-inf");
+  EXPECT_EQ(Rounded(8.7924470615663e-310), "8.7924470615663e-310");
+  EXPECT_EQ(Rounded(-std::numeric_limits<double>::infinity()), "-inf");
 }
 
 // Sixteen digits, of which the first or the last is each that counts: one is too many.
 TEST(Numbers, AreRoundedWhateverDigitIsAtAnEnd) {
-  const auto rounded = [](double value) {
-    char text[kNumberRoom];
-    return std::string(text, WriteRounded(text, value));
-  };
-  EXPECT_EQ(rounded(0.1234567890123451), "0.123456789012345");
-  EXPECT_EQ(rounded(0.1234567890123452), "0.123456789012345");
-  EXPECT_EQ(rounded(0.1234567890123453), "0.123456789012345");
-  EXPECT_EQ(rounded(0.1234567890123454), "0.123456789012345");
-  EXPECT_EQ(rounded(0.1234567890123456), "0.123456789012346");
-  EXPECT_EQ(rounded(0.1234567890123457), "0.123456789012346");
-  EXPECT_EQ(rounded(0.1234567890123458), "0.123456789012346");
-  EXPECT_EQ(rounded(0.1234567890123459), "0.123456789012346");
+  EXPECT_EQ(Rounded(0.1234567890123451), "0.123456789012345");
+  EXPECT_EQ(Rounded(0.1234567890123452), "0.123456789012345");
+  EXPECT_EQ(Rounded(0.1234567890123453), "0.123456789012345");
+  EXPECT_EQ(Rounded(0.1234567890123454), "0.123456789012345");
+  EXPECT_EQ(Rounded(0.1234567890123456), "0.123456789012346");
+  EXPECT_EQ(Rounded(0.1234567890123457), "0.123456789012346");
+  EXPECT_EQ(Rounded(0.1234567890123458), "0.123456789012346");
+  EXPECT_EQ(Rounded(0.1234567890123459), "0.123456789012346");
   // Doubles of this size are 0.0000000000000018 apart, or less.
-  EXPECT_EQ(rounded(1.234567890123452), "1.23456789012345");
-  EXPECT_EQ(rounded(2.234567890123452), "2.23456789012345");
-  EXPECT_EQ(rounded(3.234567890123452), "3.23456789012345");
-  EXPECT_EQ(rounded(4.234567890123452), "4.23456789012345");
-  EXPECT_EQ(rounded(5.234567890123452), "5.23456789012345");
-  EXPECT_EQ(rounded(6.234567890123452), "6.23456789012345");
-  EXPECT_EQ(rounded(7.234567890123452), "7.23456789012345");
-  EXPECT_EQ(rounded(8.234567890123452), "8.23456789012345");
-  EXPECT_EQ(rounded(0.9234567890123452), "0.923456789012345");
+  EXPECT_EQ(Rounded(1.234567890123452), "1.23456789012345");
+  EXPECT_EQ(Rounded(2.234567890123452), "2.23456789012345");
+  EXPECT_EQ(Rounded(3.234567890123452), "3.23456789012345");
+  EXPECT_EQ(Rounded(4.234567890123452), "4.23456789012345");
+  EXPECT_EQ(Rounded(5.234567890123452), "5.23456789012345");
+  EXPECT_EQ(Rounded(6.234567890123452), "6.23456789012345");
+  EXPECT_EQ(Rounded(7.234567890123452), "7.23456789012345");
+  EXPECT_EQ(Rounded(8.234567890123452), "8.23456789012345");
+  EXPECT_EQ(Rounded(0.9234567890123452), "0.923456789012345");
 }
 
 }  // namespace

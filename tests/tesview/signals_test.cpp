@@ -9,6 +9,7 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -65,7 +66,7 @@ class Running {
   // One signal. The seconds until the end; the signal that ended it in `by`.
   double Interrupt(int signal, int* by) {
     const auto start = Clock::now();
-    kill(child_, signal);
+    Signal(signal);
     int status = 0;
     while (waitpid(child_, &status, 0) < 0 && errno == EINTR) {
     }
@@ -130,6 +131,19 @@ TEST_F(Files, AnInterruptEndsTheWaitForAWriter) {
   }
 }
 
+// A viewer that has begun to write into a directory, which was empty, and waits for more.
+std::unique_ptr<Running> WritingInto(const std::string& directory, const Strings& output) {
+  Strings arguments{"--from", "delimited", "-"};
+  arguments.insert(arguments.end(), output.begin(), output.end());
+  auto viewer = std::make_unique<Running>(arguments);
+  viewer->Feed(StreamOf(TwoKlines(), 100));
+  for (int i = 0; i < 300 && fs::is_empty(directory); ++i)
+    Sleep(100);
+  EXPECT_FALSE(fs::is_empty(directory)) << output.back();
+  Sleep(200);
+  return viewer;
+}
+
 TEST_F(Files, AnInterruptedOutputLeavesNothing) {
   // Under nohup the tests ignore it, and so would the viewer.
   const auto hangup = signal(SIGHUP, SIG_DFL);
@@ -138,16 +152,9 @@ TEST_F(Files, AnInterruptedOutputLeavesNothing) {
                                      {"--split-by", "obj", "-o", directory_ + "/new/{obj}/{obj}.csv"}};
   for (const Strings& output : outputs) {
     for (const int signal : {SIGINT, SIGHUP}) {
-      Strings arguments{"--from", "delimited", "-"};
-      arguments.insert(arguments.end(), output.begin(), output.end());
-      Running viewer(arguments);
-      viewer.Feed(StreamOf(TwoKlines(), 100));
-      for (int i = 0; i < 300 && fs::is_empty(directory_); ++i)
-        Sleep(100);
-      EXPECT_FALSE(fs::is_empty(directory_)) << output.back();
-      Sleep(200);
+      const auto viewer = WritingInto(directory_, output);
       int by = 0;
-      EXPECT_LT(viewer.Interrupt(signal, &by), kSoon);
+      EXPECT_LT(viewer->Interrupt(signal, &by), kSoon);
       EXPECT_EQ(by, signal);
       EXPECT_TRUE(fs::is_empty(directory_)) << fs::directory_iterator(directory_)->path();
     }
@@ -161,20 +168,13 @@ TEST_F(Files, ASecondSignalLeavesNothingEither) {
                                      {"-o", directory_ + "/a.csv.gz"},
                                      {"--split-by", "obj", "-o", directory_ + "/{obj}.csv"}};
   for (const Strings& output : outputs) {
-    Strings arguments{"--from", "delimited", "-"};
-    arguments.insert(arguments.end(), output.begin(), output.end());
-    Running viewer(arguments);
-    viewer.Feed(StreamOf(TwoKlines(), 100));
-    for (int i = 0; i < 300 && fs::is_empty(directory_); ++i)
-      Sleep(100);
-    EXPECT_FALSE(fs::is_empty(directory_)) << output.back();
-    Sleep(200);
+    const auto viewer = WritingInto(directory_, output);
     // Both come to it when it goes on.
-    viewer.Signal(SIGSTOP);
-    viewer.Signal(SIGTERM);
-    viewer.Signal(SIGINT);
+    viewer->Signal(SIGSTOP);
+    viewer->Signal(SIGTERM);
+    viewer->Signal(SIGINT);
     int by = 0;
-    EXPECT_LT(viewer.Interrupt(SIGCONT, &by), kSoon);
+    EXPECT_LT(viewer->Interrupt(SIGCONT, &by), kSoon);
     EXPECT_TRUE(by == SIGTERM || by == SIGINT) << by;
     EXPECT_TRUE(fs::is_empty(directory_)) << fs::directory_iterator(directory_)->path();
   }
